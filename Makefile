@@ -1,0 +1,45 @@
+# A thin front of the CMake presets; `make run` and `make test` are all a newcomer needs.
+.PHONY: help build run test bench check asan tsan format pakete clean
+
+help:
+	@echo "make run     installs what is missing, builds, and tries the program on sample receipts"
+	@echo "make test    installs what is missing, builds, and runs all tests"
+	@echo "make build   builds build/release"
+	@echo "make bench   measures against peers (CORPUS=DIR: on the documents of a folder)"
+	@echo "make check   format, lint, and the tests under both sanitizer builds"
+
+pakete:
+	@scripts/pakete-installieren
+
+build: pakete
+	@scripts/bauen release
+
+run: build
+	@scripts/vorfuehren
+
+test: build
+	@ctest --preset release -j2
+
+bench: pakete
+	@scripts/pakete-installieren bench
+	@scripts/bauen release bench
+	@build/release/bin/quillmate-bench $(if $(CORPUS),--korpus "$(CORPUS)")
+
+format:
+	@scripts/format-pruefen
+
+asan: pakete
+	@scripts/bauen asan
+	@ctest --preset asan -j2
+
+tsan: pakete
+	@scripts/bauen tsan
+	@scripts/ohne-adresswuerfeln ctest --preset tsan -j2
+
+check: format
+	@scripts/pakete-installieren pruefung
+	@scripts/lint
+	@$(MAKE) --no-print-directory asan tsan
+
+clean:
+	rm -rf build

@@ -1,0 +1,159 @@
+// What does the recognition of a receipt cost, compared with the engine's own program started per file, and
+// is as much found? See README.md.
+
+#include "grundlage/datei.h"
+#include "messung.h"
+#include "texterkennung/heuristik.h"
+#include "texterkennung_leser/leser_im_prozess.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <time.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <map>
+#include <sstream>
+
+namespace quillmate::bench {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr double ziel = 0.75;
+constexpr int eckenSpalten = 8; // NNN.csv: x and y of four corners, then the text.
+
+double rechenzeit() {
+    timespec zeit{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &zeit);
+    return static_cast<double>(zeit.tv_sec) + static_cast<double>(zeit.tv_nsec) / 1e9;
+}
+
+/// Nothing in it when there is no such file.
+std::string inhalt(fs::path const& pfad) {
+    constexpr std::uint64_t hoechstgroesse = 16U << 20U;
+    return leseDatei(pfad.string(), hoechstgroesse).value_or("");
+}
+
+using Woerter = std::map<std::string, int, std::less<>>;
+
+/// Words in upper case, without punctuation at their ends.
+Woerter zerlegt(std::string const& text) {
+    Woerter gezaehlt;
+    std::istringstream strom{text};
+    for (std::string wort; strom >> wort;) {
+        constexpr auto* satzzeichen = ".,:;*()[]|";
+        wort.erase(0, std::min(wort.find_first_not_of(satzzeichen), wort.size()));
+        wort.erase(wort.find_last_not_of(satzzeichen) + 1);
+        std::ranges::transform(
+            wort, wort.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+        if (!wort.empty())
+            ++gezaehlt[wort];
+    }
+    return gezaehlt;
+}
+
+/// The lines of a ground-truth table.
+std::string wahrerText(fs::path const& csv) {
+    std::istringstream zeilen{inhalt(csv)};
+    std::string text;
+    for (std::string zeile; std::getline(zeilen, zeile);) {
+        std::size_t stelle = 0;
+        for (int i = 0; i < eckenSpalten && stelle != std::string::npos; ++i)
+            stelle = zeile.find(',', stelle + (i > 0 ? 1 : 0));
+        if (stelle != std::string::npos)
+            text += zeile.substr(stelle + 1) + "\n";
+    }
+    return text;
+}
+
+/// What was found of what is known about the receipts.
+struct Fund {
+    int woerter{0};
+    int gefundeneWoerter{0};
+    int summen{0};
+    int gefundeneSummen{0};
+
+    void vergleiche(fs::path const& bild, std::string const& gelesen) {
+        auto da = zerlegt(gelesen);
+        for (auto const& [wort, anzahl] : zerlegt(wahrerText(fs::path{bild}.replace_extension(".csv")))) {
+            woerter += anzahl;
+            auto const treffer = da.find(wort);
+            gefundeneWoerter += treffer == da.end() ? 0 : std::min(anzahl, treffer->second);
+        }
+        auto const json =
+            nlohmann::json::parse(inhalt(fs::path{bild}.replace_extension(".json")), nullptr, false);
+        auto const summe = json.is_object() ? json.value("total", "") : "";
+        if (auto const anfang = summe.find_first_of("0123456789"); anfang != std::string::npos) {
+            ++summen;
+            auto betrag = summe.substr(anfang);
+            bool gefunden = gelesen.find(betrag) != std::string::npos;
+            std::ranges::replace(betrag, '.', ',');
+            gefunden = gefunden || gelesen.find(betrag) != std::string::npos;
+            gefundeneSummen += gefunden ? 1 : 0;
+        }
+    }
+    [[nodiscard]] std::string text() const {
+        if (woerter == 0)
+            return "";
+        return fmt::format(
+            ", {:.1f} % of words, {} of {} totals", 100.0 * gefundeneWoerter / woerter, gefundeneSummen,
+            summen);
+    }
+};
+
+std::vector<Zeile> messen(Umgebung const& umgebung) {
+    if (!umgebung.korpus) {
+        hinweis("  übersprungen: braucht --korpus mit Belegbildern");
+        return {};
+    }
+    if (!installiert("tesseract"))
+        return {};
+    std::vector<fs::path> bilder;
+    for (auto const& eintrag : fs::recursive_directory_iterator{*umgebung.korpus})
+        if (eintrag.is_regular_file() && eintrag.path().extension() == ".jpg")
+            bilder.push_back(eintrag.path());
+    std::ranges::sort(bilder);
+    if (bilder.empty()) {
+        hinweis("  übersprungen: keine Bilder im Korpus");
+        return {};
+    }
+
+    Texterkennung::LeserImProzess leser;
+    leser.vorwaermen();
+    double unsere = 0;
+    double ihre = 0;
+    Fund unserFund;
+    Fund ihrFund;
+    // Minutes of work, and processor time hardly varies: each picture once, both readers in turn.
+    for (auto const& bild : bilder) {
+        auto const datei = oeffneDatei(bild.string());
+        auto const beginn = rechenzeit();
+        auto const lesung = leser.lesen(datei.get(), Texterkennung::Dateiart::bild);
+        unsere += rechenzeit() - beginn;
+        unserFund.vergleiche(bild, lesung.text.value_or(""));
+        auto const lauf = ausfuehren(
+            {"env", "OMP_THREAD_LIMIT=1", "tesseract", "-l", "deu+eng", bild.string(), "-", "quiet"},
+            Ausgabe::behalten);
+        ihre += (lauf.benutzerzeit + lauf.systemzeit).count();
+        ihrFund.vergleiche(bild, lauf.ausgabe);
+    }
+    auto const anzahl = static_cast<double>(bilder.size());
+    return {
+        {.kennzahl = fmt::format("recognition of {} pictures, processor time each", bilder.size()),
+         .unsere = alsZeit(unsere / anzahl) + unserFund.text(),
+         .vergleich = alsZeit(ihre / anzahl) + " tesseract -l deu+eng, one thread" + ihrFund.text(),
+         .verhaeltnis = unsere / ihre,
+         .ziel = ziel}};
+}
+
+Anmeldung const anmeldung{
+    {.name = "ocr",
+     .frage = "How much processor time does reading a photographed receipt take, and what is found in it?",
+     .messen = messen}};
+
+} // namespace
+
+} // namespace quillmate::bench

@@ -1,0 +1,50 @@
+# The building blocks of the tree. One call of kern_bibliothek() names a folder's public headers and its
+# permitted neighbours, so the build files draw the architecture.
+#
+# A header is found as "<folder>/<header>.h" only by targets that link the folder's library: every library has
+# an include root of its own, build/.../einbinden/<name>, that holds links to its public headers and nothing else.
+# An include against the arrows therefore does not compile.
+
+# kern_bibliothek(<name> [VORSATZ <prefix>] KOPF <headers...> QUELLEN <sources...>
+#                 [BRAUCHT <libraries...>] [INTERN <libraries...>])
+#   VORSATZ  the folder part of the include path; by default <name>
+#   KOPF     public headers, relative to the folder
+#   BRAUCHT  libraries whose types appear in the public headers
+#   INTERN   libraries that only the sources use
+function(kern_bibliothek name)
+  cmake_parse_arguments(B "" "VORSATZ" "KOPF;QUELLEN;BRAUCHT;INTERN" ${ARGN})
+  if(NOT B_VORSATZ)
+    set(B_VORSATZ ${name})
+  endif()
+  set(wurzel "${CMAKE_BINARY_DIR}/einbinden/${name}")
+  file(REMOVE_RECURSE "${wurzel}")
+  file(MAKE_DIRECTORY "${wurzel}/${B_VORSATZ}")
+  foreach(kopf IN LISTS B_KOPF)
+    get_filename_component(datei "${kopf}" NAME)
+    file(CREATE_LINK "${CMAKE_CURRENT_SOURCE_DIR}/${kopf}" "${wurzel}/${B_VORSATZ}/${datei}" SYMBOLIC)
+  endforeach()
+  if(B_QUELLEN)
+    add_library(quillmate_${name} STATIC ${B_QUELLEN} ${B_KOPF})
+    target_include_directories(quillmate_${name} PUBLIC "${wurzel}")
+    target_link_libraries(quillmate_${name} PUBLIC Quillmate::schalter ${B_BRAUCHT} PRIVATE ${B_INTERN})
+  else()
+    add_library(quillmate_${name} INTERFACE)
+    target_include_directories(quillmate_${name} INTERFACE "${wurzel}")
+    target_link_libraries(quillmate_${name} INTERFACE Quillmate::schalter ${B_BRAUCHT})
+  endif()
+  add_library(Quillmate::${name} ALIAS quillmate_${name})
+endfunction()
+
+# quillmate_test(<name> QUELLEN <sources...> BRAUCHT <libraries...>)
+# One GoogleTest program; every test case becomes a CTest test of its own.
+function(quillmate_test name)
+  cmake_parse_arguments(T "" "" "QUELLEN;BRAUCHT" ${ARGN})
+  add_executable(test_${name} ${T_QUELLEN})
+  target_link_libraries(test_${name} PRIVATE Quillmate::schalter ${T_BRAUCHT} GTest::gtest GTest::gmock GTest::gtest_main)
+  target_include_directories(test_${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  set_target_properties(test_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+  gtest_discover_tests(test_${name}
+    TEST_PREFIX "${name}/"
+    PROPERTIES TIMEOUT 240 LABELS "${name}" # the label must not be empty, or CTest takes the next word for it
+    DISCOVERY_TIMEOUT 120)
+endfunction()

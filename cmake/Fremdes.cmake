@@ -1,0 +1,11 @@
+# Libraries from outside, all of them Debian packages (scripts/pakete.txt).
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(CURL REQUIRED)
+find_package(OpenSSL REQUIRED)
+find_package(ICU REQUIRED COMPONENTS uc i18n)
+find_package(nlohmann_json 3.11 REQUIRED)
+find_package(fmt REQUIRED)
+find_package(GTest REQUIRED)
+include(GoogleTest)
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)

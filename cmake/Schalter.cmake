@@ -1,0 +1,44 @@
+# Compiler switches of all our own targets, as one interface target: Quillmate::schalter.
+
+set(CMAKE_CXX_STANDARD 23)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+
+set(QUILLMATE_SANITIZER "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+
+find_program(CCACHE_PROGRAMM ccache)
+if(CCACHE_PROGRAMM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_C_COMPILER_LAUNCHER "${CCACHE_PROGRAMM}")
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAMM}")
+endif()
+
+add_library(quillmate_schalter INTERFACE)
+add_library(Quillmate::schalter ALIAS quillmate_schalter)
+target_compile_options(quillmate_schalter INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wold-style-cast -Wnull-dereference -Wimplicit-fallthrough -Werror=return-type -Werror=switch
+  # Designated initialisers leave members to their defaults on purpose.
+  -Wno-missing-field-initializers)
+
+# Hardening that costs next to nothing and turns a memory error in foreign bytes into an end of the process.
+target_compile_definitions(quillmate_schalter INTERFACE _FILE_OFFSET_BITS=64 _GLIBCXX_ASSERTIONS)
+target_compile_options(quillmate_schalter INTERFACE -fstack-protector-strong -fcf-protection)
+target_link_options(quillmate_schalter INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
+if(QUILLMATE_SANITIZER)
+  target_compile_options(quillmate_schalter INTERFACE
+    -fsanitize=${QUILLMATE_SANITIZER} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+  target_link_options(quillmate_schalter INTERFACE -fsanitize=${QUILLMATE_SANITIZER})
+  # g++ 12 warns about its own library's code under -fsanitize (false positives in std::string and std::regex).
+  target_compile_options(quillmate_schalter INTERFACE -Wno-null-dereference -Wno-maybe-uninitialized)
+elseif(CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
+  target_compile_options(quillmate_schalter INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+# lld links the static PDF library several times faster than ld.
+find_program(LLD_PROGRAMM ld.lld)
+if(LLD_PROGRAMM)
+  target_link_options(quillmate_schalter INTERFACE -fuse-ld=lld)
+endif()

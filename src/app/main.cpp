@@ -1,0 +1,58 @@
+// Process start, in this order: process-wide values, diagnostic modes, everything with a window.
+#include "diagnose.h"
+#include "grundlage/protokoll.h"
+#include "grundlage/prozesswerte.h"
+#include "plattform_linux/verzeichnisse.h"
+#include "texterkennung/zwischenspeicher.h"
+#include "texterkennung_leser/leser_im_prozess.h"
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <span>
+#include <string>
+
+namespace {
+
+using namespace quillmate;
+
+int ausgeben(std::string zeile) {
+    zeile += '\n';
+    bool const geschrieben =
+        std::fwrite(zeile.data(), 1, zeile.size(), stdout) == zeile.size() && std::fflush(stdout) == 0;
+    if (!geschrieben)
+        protokoll("Die Ausgabe konnte nicht geschrieben werden");
+    return geschrieben ? 0 : 1;
+}
+
+int starten(std::span<char const* const> argumente) {
+    // A reader of our output or log that has gone is no reason to die.
+    std::signal(SIGPIPE, SIG_IGN);
+    // The process-wide values read the environment before anything else runs.
+    (void)startAdresse();
+    (void)eigeneHosts();
+    (void)softwarePfade();
+
+    if (auto const ordner = Diagnose::wertNach(argumente, "--scan"))
+        return ausgeben(Diagnose::scanZeile(*ordner));
+    if (auto const datei = Diagnose::wertNach(argumente, "--text")) {
+        auto const leser = Texterkennung::leserImProzess();
+        Texterkennung::Zwischenspeicher const speicher{plattform::zwischenspeicherOrdner()};
+        Texterkennung::Erkenner erkenner{*leser, speicher};
+        return ausgeben(Diagnose::textZeile(*datei, erkenner));
+    }
+
+    protokoll("Diese Fassung hat noch kein Fenster; es gibt --scan ORDNER und --text DATEI.");
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return starten(std::span<char const* const>{argv, static_cast<std::size_t>(argc)});
+    } catch (std::exception const& fehler) {
+        quillmate::protokoll(std::string{"Unerwarteter Fehler: "} + fehler.what());
+        return 1;
+    }
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "dienst.h"
+#include "ergebnisse.h"
+#include "texterkennung/texterkennung.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What is to happen with one file. Blocking, free of shared state; any number of threads at once.
+namespace quillmate::MacScan {
+
+/// Lower-case hexadecimal SHA-256 of the file's bytes, in constant memory; nothing when it cannot be read or
+/// is larger than what is ever sent (hoechstgroesseHochladen): the service cannot know such a content, and a
+/// sparse file of terabytes would be read for hours.
+[[nodiscard]] std::optional<std::string> inhaltspruefsumme(std::string const& pfad);
+
+/// Whether the service already has exactly this file: it has seen the path, and the file still has the
+/// content that the service has for it.
+[[nodiscard]] bool darfWegenPfadUebersprungen(std::string const& url, GesehenePfade const& gesehen);
+
+/// Whether a file is one that the service already has or knows as no receipt. Reads it at most once.
+[[nodiscard]] bool istBekannt(
+    std::string const& url, GesehenePfade const& gesehen, Textmenge const& bekannteHashes);
+
+/// Whether the file's name or text contains one of the keywords, compared in lower case. The keywords are
+/// taken as they are.
+[[nodiscard]] bool passtZumThema(
+    std::string const& url, std::string_view text, std::vector<std::string> const& stichworte);
+
+/// The judgement on a file whose text is known.
+[[nodiscard]] Entscheidung entscheidenNachText(
+    std::string const& url, std::optional<std::string> const& text,
+    std::vector<std::string> const& stichworte);
+
+/// Reads the file's text and judges it. With `bilderImmer` every image is sent without being read.
+[[nodiscard]] Entscheidung entscheiden(
+    std::string const& url, std::vector<std::string> const& stichworte, bool bilderImmer,
+    Texterkennung::Erkenner& erkenner);
+
+} // namespace quillmate::MacScan

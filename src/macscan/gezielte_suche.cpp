@@ -1,0 +1,126 @@
+#include "gezielte_suche.h"
+
+#include "doppelte.h"
+#include "grundlage/datei.h"
+#include "grundlage/protokoll.h"
+#include "grundlage/text.h"
+#include "ordner/dateisuche.h"
+#include "ordner/orte.h"
+#include "texterkennung/heuristik.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <iterator>
+
+namespace quillmate::MacScan {
+
+namespace {
+
+/// How far apart two times are, without overflow: "unknown" is the smallest time there is.
+std::uint64_t abstand(Ordner::Zeit a, Ordner::Zeit b) {
+    auto const groesser = static_cast<std::uint64_t>(std::max(a, b).time_since_epoch().count());
+    auto const kleiner = static_cast<std::uint64_t>(std::min(a, b).time_since_epoch().count());
+    return groesser - kleiner;
+}
+
+std::vector<Ordner::Fund> alleFunde(
+    Umgebung const& umgebung, std::vector<Ordner::Gemerkt> const& gemerkte, std::stop_token const& ende) {
+    std::vector<Ordner::Fund> funde;
+    for (auto const& ort : Ordner::alleOrte(umgebung.standardorte, gemerkte)) {
+        auto teil = Ordner::durchsuchen(ort, {.hoechstens = hoechstensJeOrt, .abbrechen = [&] {
+                                                  return ende.stop_requested();
+                                              }});
+        funde.insert(funde.end(), std::make_move_iterator(teil.begin()), std::make_move_iterator(teil.end()));
+    }
+    ohneDoppelte(funde);
+    return funde;
+}
+
+/// A file whose reading breaks off has no text; the search for the others goes on.
+std::optional<std::string> textVon(Umgebung const& umgebung, std::string const& pfad) {
+    try {
+        return umgebung.erkenner.text(pfad);
+    } catch (std::exception const& fehler) {
+        protokoll(fmt::format("MacScan: {} nicht gelesen: {}", alsUtf8(pfad), fehler.what()));
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+bool Suchbegriffe::passt(std::string_view text) const {
+    auto const form = Texterkennung::betragNormalisiert(zusammengesetzt(kleingeschrieben(text)));
+    auto const enthalten = [&](std::string const& begriff) {
+        return form.find(begriff) != std::string::npos;
+    };
+    return (worte.empty() || std::ranges::any_of(worte, enthalten)) &&
+           (betraege.empty() || std::ranges::any_of(betraege, enthalten));
+}
+
+Suchbegriffe suchbegriffe(Suchanfrage const& anfrage) {
+    constexpr std::size_t zuKurz = 3; // "DB", "Kfz": would be found inside any text
+    Suchbegriffe begriffe;
+    for (auto const& stichwort : anfrage.stichworte) {
+        auto wort = zusammengesetzt(kleingeschrieben(stichwort));
+        if (zeichenzahl(wort, zuKurz + 1) > zuKurz)
+            begriffe.worte.push_back(std::move(wort));
+    }
+    for (auto const& text : anfrage.betragTexte) {
+        auto betrag = Texterkennung::betragNormalisiert(text);
+        if (!betrag.empty())
+            begriffe.betraege.push_back(std::move(betrag));
+    }
+    return begriffe;
+}
+
+void gezielteSuche(
+    Umgebung const& umgebung, Suchanfrage const& anfrage, Suchbegriffe const& begriffe, Melder const& melden,
+    std::stop_token const& ende) {
+    Ordner::OffeneOrdner const offen{umgebung.merkliste};
+    auto funde = alleFunde(umgebung, offen.alle(), ende);
+    if (anfrage.datum)
+        std::ranges::stable_sort(
+            funde, {}, [&](Ordner::Fund const& fund) { return abstand(fund.juengstes(), *anfrage.datum); });
+
+    std::vector<std::string> treffer;
+    std::vector<bool> getroffen(funde.size(), false);
+    for (std::size_t i = 0; i < funde.size() && treffer.size() < hoechstensTreffer; ++i) {
+        if (begriffe.passt(alsUtf8(letzteKomponente(funde[i].pfad)))) {
+            getroffen[i] = true;
+            treffer.push_back(funde[i].pfad);
+        }
+    }
+
+    std::int64_t gelesen = 0;
+    bool abgebrochen = false;
+    auto const beginn = umgebung.uhr.jetzt();
+    for (std::size_t i = 0; i < funde.size() && treffer.size() < hoechstensTreffer; ++i) {
+        if (getroffen[i])
+            continue;
+        if (ende.stop_requested() ||
+            std::chrono::duration<double>{umgebung.uhr.jetzt() - beginn}.count() > lesezeitSekunden) {
+            abgebrochen = true;
+            break;
+        }
+        auto const text = textVon(umgebung, funde[i].pfad);
+        ++gelesen;
+        if (text && begriffe.passt(*text))
+            treffer.push_back(funde[i].pfad);
+    }
+
+    auto angehaengt = Json::array();
+    for (auto const& pfad : treffer)
+        if (umgebung.dienst.hochladenAnBuchung(anfrage.zugang, anfrage.transactionId, pfad))
+            angehaengt.push_back(alsUtf8(letzteKomponente(pfad)));
+    melden(
+        {{"durchsucht", funde.size()},
+         {"gelesen", gelesen},
+         {"abgebrochen", abgebrochen},
+         {"treffer", std::move(angehaengt)}});
+}
+
+} // namespace quillmate::MacScan

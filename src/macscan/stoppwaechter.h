@@ -1,0 +1,68 @@
+#pragma once
+
+#include "dienst.h"
+#include "plattform/uhr.h"
+#include "zugang.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+namespace quillmate::MacScan {
+
+/// Finds out whether the user has stopped the scan, on the service's page or here. Scan threads ask it often;
+/// it asks the service at most once in two seconds. A service that does not answer never stops a scan.
+/// Threads: any.
+/// Ownership: borrows both; destroying ends the poller and waits for a question under way.
+class StoppWaechter {
+public:
+    static constexpr std::chrono::duration<double> frageabstand{2.0};
+
+    /// `abstand`: pause between two questions to the service.
+    StoppWaechter(
+        Dienst& dienst, plattform::Uhr const& uhr, std::chrono::duration<double> abstand = frageabstand);
+    ~StoppWaechter();
+    StoppWaechter(StoppWaechter const&) = delete;
+    StoppWaechter& operator=(StoppWaechter const&) = delete;
+
+    /// A new scan begins: not stopped, and never asked. An answer to a question of the last scan no longer
+    /// counts.
+    void neuerLauf();
+    /// The cheap question. While the background poller runs it costs only a lock; otherwise it asks the
+    /// service when the last question is two seconds old.
+    [[nodiscard]] bool gestoppt(Zugang const& zugang);
+    /// Asks the service now and takes over its Boolean, false included.
+    bool fragen(Zugang const& zugang);
+    /// Starts the background poller if it does not run: one question at once on the calling thread, then one
+    /// every two seconds on its own.
+    void hintergrund(Zugang const& zugang);
+    /// Ends it; returns without waiting for a question under way.
+    void hintergrundBeenden();
+    /// A stop from this side: from now on gestoppt() is true, until neuerLauf().
+    void anhalten();
+
+private:
+    void abfragen(std::stop_token const& ende);
+    /// Stores what the service answered to a question of the run `lauf`.
+    void uebernehmen(FremdesJson const& antwort, std::uint64_t lauf);
+
+    Dienst& dienst_;
+    plattform::Uhr const& uhr_;
+    std::chrono::duration<double> const abstand_;
+
+    std::mutex sperre_; ///< Guards everything below. No request is made while holding it.
+    std::condition_variable_any geaendert_;
+    std::optional<plattform::Uhr::Zeitpunkt> zuletzt_; ///< Of the last question; nothing: never in this run.
+    bool wert_{false};                                 ///< The service's last Boolean.
+    bool angehalten_{false}; ///< Stopped from this side; no answer of the service takes that back.
+    bool imHintergrund_{false};
+    std::uint64_t lauf_{0};
+    Zugang zugang_;         ///< Of the poller's run.
+    bool fadenLebt_{false}; ///< Cleared by the poller's thread right before it returns.
+    std::jthread faden_;    ///< Last member: it uses all others.
+};
+
+} // namespace quillmate::MacScan

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <plist/plist.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// Owning handles for libplist's trees.
+/// Threads: a tree belongs to one thread at a time.
+namespace quillmate::plattform {
+
+struct PlistFrei {
+    using pointer = plist_t;
+    void operator()(plist_t wurzel) const noexcept { plist_free(wurzel); }
+};
+using Plist = std::unique_ptr<void, PlistFrei>;
+
+/// A property list whose top is a dictionary, from its XML or binary form. Untrusted input.
+/// Nothing for anything else.
+[[nodiscard]] Plist plistLesen(std::string_view bytes);
+/// XML form.
+[[nodiscard]] std::optional<std::string> plistSchreiben(plist_t wurzel);
+
+[[nodiscard]] std::optional<std::string> plistText(plist_t woerterbuch, char const* schluessel);
+/// Bytes of a binary-data node; nothing for any other node.
+[[nodiscard]] std::optional<std::string> plistDaten(plist_t knoten);
+
+} // namespace quillmate::plattform

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "plattform/voreinstellungen.h"
+
+#include <functional>
+#include <mutex>
+#include <string>
+
+namespace quillmate::plattform {
+
+/// The user defaults as one property list, written whole and atomically (temporary file, fsync, rename).
+/// Every call reads the file anew, so several processes of one user can share it; writers take turns by a
+/// lock file beside it. A file that is no property list is set aside as "….beschaedigt" (or with a
+/// number behind it) by the next write, never deleted.
+/// Threads: any.
+class VoreinstellungenPlist final : public Voreinstellungen {
+public:
+    /// `datei`: full path; its folder need not exist yet.
+    explicit VoreinstellungenPlist(std::string datei);
+
+    /// The user's own file for a program of this bundle identifier.
+    [[nodiscard]] static std::string dateiFuer(std::string const& buendelkennung);
+
+    [[nodiscard]] bool lesbar() override;
+    [[nodiscard]] std::optional<std::vector<Bytes>> datenliste(std::string const& schluessel) override;
+    [[nodiscard]] std::optional<Bytes> daten(std::string const& schluessel) override;
+    void setzeDatenliste(std::string const& schluessel, std::vector<Bytes> const& werte) override;
+    void setzeDaten(std::string const& schluessel, Bytes const& wert) override;
+    void entferne(std::string const& schluessel) override;
+
+private:
+    /// Reads, lets `aenderung` change the tree (a plist_t of a dictionary) and writes, all under both locks.
+    void aendere(std::function<void(void*)> const& aenderung);
+
+    std::string const datei_;
+    std::mutex sperre_; ///< flock() does not tell threads of one process apart when they share a descriptor.
+};
+
+} // namespace quillmate::plattform

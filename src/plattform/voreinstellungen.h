@@ -1,0 +1,30 @@
+#pragma once
+
+#include "bytes.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quillmate::plattform {
+
+/// Port: the user defaults, a small typed store that survives restarts. A value of another type than asked for counts
+/// as missing. Writing keeps all other keys, whatever they hold.
+/// Errors: in a store that cannot be read everything is missing, and lesbar() tells so; one that cannot be read or
+/// written is not changed, which is logged.
+/// Threads: any. Each call is atomic, also against other processes.
+class Voreinstellungen {
+public:
+    virtual ~Voreinstellungen() = default;
+    /// False while the store exists but cannot be read (no descriptor left, no permission). Nothing may be
+    /// concluded from missing values then.
+    [[nodiscard]] virtual bool lesbar() = 0;
+    /// An array in which every element is binary data.
+    [[nodiscard]] virtual std::optional<std::vector<Bytes>> datenliste(std::string const& schluessel) = 0;
+    [[nodiscard]] virtual std::optional<Bytes> daten(std::string const& schluessel) = 0;
+    virtual void setzeDatenliste(std::string const& schluessel, std::vector<Bytes> const& werte) = 0;
+    virtual void setzeDaten(std::string const& schluessel, Bytes const& wert) = 0;
+    virtual void entferne(std::string const& schluessel) = 0;
+};
+
+} // namespace quillmate::plattform

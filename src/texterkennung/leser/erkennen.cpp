@@ -1,0 +1,31 @@
+#include "erkennen.h"
+
+#include "texterkennung/heuristik.h"
+
+namespace quillmate::Texterkennung {
+
+namespace {
+
+int wertung(std::string const& text) {
+    return (hatBelegwort(text) ? 2 : 0) + (hatBetrag(text) ? 1 : 0);
+}
+
+} // namespace
+
+std::optional<std::string> erkennen(Schrifterkenner& erkenner, Graubild const& bild, Erkennungsende ende) {
+    if (auto const anzahl = erkenner.textfelder(bild); anzahl && *anzahl < MINDEST_TEXTFELDER)
+        return std::nullopt;
+    auto aufrecht = erkenner.lesen(bild, Ausrichtung::aufrecht, ende);
+    if (!aufrecht.text || hatBelegwort(*aufrecht.text))
+        return std::move(aufrecht.text);
+    // Amounts without any receipt word are suspicious: digits survive a turned page, words do not.
+    bool const betrag = hatBetrag(*aufrecht.text);
+    if (!betrag && aufrecht.zuversicht >= UNSICHER_GELESEN)
+        return std::move(aufrecht.text);
+    auto gedreht = erkenner.lesen(bild, Ausrichtung::kopfueber, ende);
+    if (gedreht.text && wertung(*gedreht.text) > (betrag ? 1 : 0))
+        return std::move(gedreht.text);
+    return std::move(aufrecht.text);
+}
+
+} // namespace quillmate::Texterkennung

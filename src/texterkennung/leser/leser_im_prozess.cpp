@@ -1,0 +1,162 @@
+#include "leser_im_prozess.h"
+
+#include "bild.h"
+#include "dateiquelle.h"
+#include "erkennen.h"
+#include "grundlage/protokoll.h"
+#include "grundlage/text.h"
+#include "pdf.h"
+#include "texterkennung/heuristik.h"
+
+#include <libheif/heif.h>
+
+#include <chrono>
+#include <exception>
+#include <new>
+#include <utility>
+
+namespace quillmate::Texterkennung {
+
+namespace {
+
+// Both passes together. A page of small print takes a few seconds; what is still being read after this long
+// is a picture full of noise.
+constexpr std::chrono::seconds fristJeDatei{30};
+
+void fehlendesMelden(std::optional<Sprachdaten> const& daten) {
+    if (!daten)
+        protokoll("Texterkennung: keine Sprachdaten gefunden, Bilder und Scans werden nicht gelesen "
+                  "(Pakete tesseract-ocr-deu und tesseract-ocr-eng installieren)");
+    else if (daten->sprachen == "deu")
+        protokoll("Texterkennung: Sprachdaten für Englisch fehlen (Paket tesseract-ocr-eng installieren)");
+    else if (daten->sprachen == "eng")
+        protokoll("Texterkennung: Sprachdaten für Deutsch fehlen (Paket tesseract-ocr-deu installieren)");
+}
+
+LeserImProzess::Motorbau tesseractBau(std::vector<std::string> const& ordner) {
+    auto const daten = sucheSprachdaten(ordner);
+    fehlendesMelden(daten);
+    if (!daten)
+        return [] {
+            return nullptr;
+        };
+    return [daten = *daten, gemeldet = std::make_shared<std::once_flag>()] {
+        std::unique_ptr<Schrifterkenner> motor = TesseractErkenner::laden(daten);
+        if (!motor)
+            std::call_once(*gemeldet, [&] {
+                protokoll(
+                    "Texterkennung: die Sprachdaten in " + daten.ordner +
+                    " sind unbrauchbar, Bilder und Scans werden nicht gelesen");
+            });
+        return motor;
+    };
+}
+
+} // namespace
+
+LeserImProzess::LeserImProzess(std::vector<std::string> sprachordner)
+    : LeserImProzess(tesseractBau(sprachordner)) {}
+
+LeserImProzess::LeserImProzess(Motorbau motorbau)
+    : motorbau_(std::move(motorbau)) {}
+
+void LeserImProzess::vorwaermen(std::size_t motoren) {
+    std::vector<std::unique_ptr<Schrifterkenner>> fertige;
+    while (fertige.size() < motoren) {
+        auto motor = motorHolen();
+        if (!motor)
+            break;
+        // The engine and the functions behind the verdict set up their tables when first used.
+        auto const probe = Graubild{64, 64, std::vector<std::uint8_t>(64U * 64U, 255)};
+        static_cast<void>(motor->textfelder(probe));
+        static_cast<void>(motor->lesen(probe, Ausrichtung::aufrecht, Erkennungsende::max()));
+        fertige.push_back(std::move(motor));
+    }
+    for (auto& motor : fertige)
+        motorZurueck(std::move(motor));
+    static_cast<void>(siehtNachBelegAus("1"));
+    static_cast<void>(ersteZeichen("1", 1));
+    static_cast<void>(heif_init(nullptr)); // Loads the library's decoder plug-ins.
+}
+
+std::unique_ptr<Schrifterkenner> LeserImProzess::motorHolen() {
+    {
+        std::scoped_lock const gesperrt{sperre_};
+        if (!frei_.empty()) {
+            auto motor = std::move(frei_.back());
+            frei_.pop_back();
+            return motor;
+        }
+    }
+    return motorbau_();
+}
+
+void LeserImProzess::motorZurueck(std::unique_ptr<Schrifterkenner> motor) {
+    motor->vergessen();
+    std::scoped_lock const gesperrt{sperre_};
+    frei_.push_back(std::move(motor));
+}
+
+Lesung LeserImProzess::erkannt(Graubild const& bild, std::optional<std::string> sonst) {
+    try {
+        auto motor = motorHolen();
+        if (!motor)
+            return {Lesung::Art::ohneMotor, std::move(sonst)};
+        // An engine that threw is not used again.
+        auto text = erkennen(*motor, bild, std::chrono::steady_clock::now() + fristJeDatei);
+        motorZurueck(std::move(motor));
+        return {Lesung::Art::gelesen, text ? std::move(text) : std::move(sonst)};
+    } catch (std::bad_alloc const&) {
+        return {Lesung::Art::ohneMittel, std::move(sonst)};
+    } catch (std::exception const&) {
+        return {Lesung::Art::gelesen, std::move(sonst)};
+    }
+}
+
+Lesung LeserImProzess::pdfLesen(int deskriptor) {
+    auto const quelle = Dateiquelle::ausDeskriptor(deskriptor);
+    auto pdf = quelle ? PdfDatei::oeffnen(*quelle) : std::nullopt;
+    if (!pdf)
+        return {};
+    auto schicht = pdf->pdfTextschicht();
+    if (schicht && istVerlaesslich(*schicht))
+        return {Lesung::Art::gelesen, std::move(schicht)};
+    std::optional<Graubild> bild;
+    try {
+        bild = pdf->pdfSeiteAlsBild();
+    } catch (std::bad_alloc const&) {
+        return {Lesung::Art::ohneMittel, std::move(schicht)};
+    }
+    pdf.reset(); // Its memory is not needed while recognising.
+    if (!bild)
+        return {Lesung::Art::gelesen, std::move(schicht)};
+    return erkannt(*bild, std::move(schicht));
+}
+
+Lesung LeserImProzess::bildLesen(int deskriptor) {
+    auto const quelle = Dateiquelle::ausDeskriptor(deskriptor);
+    auto const bild = quelle ? bildLaden(*quelle) : std::nullopt;
+    if (!bild)
+        return {};
+    return erkannt(*bild, std::nullopt);
+}
+
+Lesung LeserImProzess::lesen(int deskriptor, Dateiart art) {
+    Lesung lesung;
+    try {
+        lesung = art == Dateiart::pdf ? pdfLesen(deskriptor) : bildLesen(deskriptor);
+    } catch (std::bad_alloc const&) {
+        lesung = {Lesung::Art::ohneMittel, std::nullopt};
+    } catch (std::exception const&) {
+        lesung = {}; // No library here throws over a file; if one does, it cannot be read.
+    }
+    if (lesung.text)
+        lesung.text = ersteZeichen(*lesung.text, hoechstensZeichen);
+    return lesung;
+}
+
+std::unique_ptr<Leser> leserImProzess() {
+    return std::make_unique<LeserImProzess>();
+}
+
+} // namespace quillmate::Texterkennung

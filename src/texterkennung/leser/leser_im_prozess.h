@@ -1,0 +1,52 @@
+#pragma once
+
+#include "ocr.h"
+#include "schrifterkenner.h"
+#include "texterkennung/leser.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace quillmate::Texterkennung {
+
+/// Reads PDFs and pictures in the calling process: MuPDF, the picture decoders and Tesseract.
+/// Threads: any number at once; each has an engine for itself while it recognises. Engines are made when
+/// first needed, as many as threads recognise at once, and kept. Files: language data only, and that only
+/// while an engine is made; see vorwaermen().
+class LeserImProzess final : public Leser {
+public:
+    /// Makes one recognition engine; null when there is none to be had.
+    using Motorbau = std::function<std::unique_ptr<Schrifterkenner>()>;
+
+    /// With Tesseract and the language data found in `sprachordner`. Says once in the log, and which package
+    /// to install, when German or English or both are missing.
+    explicit LeserImProzess(std::vector<std::string> sprachordner = ueblicheSprachordner());
+    /// With another engine. `motorbau` may be called from several threads at once.
+    explicit LeserImProzess(Motorbau motorbau);
+
+    /// Makes `motoren` engines and everything else that opens files; up to that many threads then read
+    /// without opening anything. Blocks, about 0.1 s per engine.
+    void vorwaermen(std::size_t motoren = 1);
+
+    [[nodiscard]] Lesung lesen(int deskriptor, Dateiart art) override;
+
+private:
+    [[nodiscard]] std::unique_ptr<Schrifterkenner> motorHolen();
+    void motorZurueck(std::unique_ptr<Schrifterkenner> motor);
+    /// The recognised text; where there is none or it could not be had, `sonst`.
+    [[nodiscard]] Lesung erkannt(Graubild const& bild, std::optional<std::string> sonst);
+    [[nodiscard]] Lesung pdfLesen(int deskriptor);
+    [[nodiscard]] Lesung bildLesen(int deskriptor);
+
+    Motorbau const motorbau_;
+    std::mutex sperre_;
+    std::vector<std::unique_ptr<Schrifterkenner>> frei_; // Guarded by sperre_.
+};
+
+/// The reader with its usual engines.
+[[nodiscard]] std::unique_ptr<Leser> leserImProzess();
+
+} // namespace quillmate::Texterkennung

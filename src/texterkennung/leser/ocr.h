@@ -1,0 +1,54 @@
+#pragma once
+
+#include "schrifterkenner.h"
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace tesseract {
+class TessBaseAPI;
+}
+
+namespace quillmate::Texterkennung {
+
+/// Where language data was found, and which of German and English.
+struct Sprachdaten {
+    std::string ordner;   ///< Folder with the *.traineddata files.
+    std::string sprachen; ///< As Tesseract takes them: "deu+eng", "deu" or "eng".
+};
+
+/// The folders in which language data is looked for, in this order: $TESSDATA_PREFIX and its "tessdata", then
+/// the places of Debian, Fedora, Arch and local builds. Threads: none may change the environment meanwhile.
+[[nodiscard]] std::vector<std::string> ueblicheSprachordner();
+
+/// The first folder that has both languages; without one, the first that has German; else English; else
+/// nothing.
+[[nodiscard]] std::optional<Sprachdaten> sucheSprachdaten(std::span<std::string const> ordner);
+
+/// Tesseract with German and English, tuned for receipts.
+/// Threads: one at a time per object, several objects side by side.
+class TesseractErkenner final : public Schrifterkenner {
+public:
+    /// Reads the language data (some 6 MB, about 0.1 s); afterwards no file is opened any more.
+    /// Nothing when the engine refuses the data.
+    [[nodiscard]] static std::unique_ptr<TesseractErkenner> laden(Sprachdaten const& daten);
+    ~TesseractErkenner() override;
+
+    [[nodiscard]] std::optional<int> textfelder(Graubild const& bild) override;
+    [[nodiscard]] Gelesen lesen(Graubild const& bild, Ausrichtung ausrichtung, Erkennungsende ende) override;
+    void vergessen() noexcept override;
+
+private:
+    explicit TesseractErkenner(std::unique_ptr<tesseract::TessBaseAPI> api);
+    void auflegen(Graubild const& bild);
+
+    std::unique_ptr<tesseract::TessBaseAPI> api_;
+    // The upright picture whose layout the engine holds, so that reading it need not look for the lines
+    // again.
+    Graubild const* aufgelegt_{nullptr};
+};
+
+} // namespace quillmate::Texterkennung

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "graubild.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace quillmate::Texterkennung {
+
+/// Until when the recognition of one file may take; what follows is not begun.
+using Erkennungsende = std::chrono::steady_clock::time_point;
+
+/// One engine that recognises text in pictures.
+/// Threads: one at a time; adds no threads of its own.
+class Schrifterkenner {
+public:
+    struct Gelesen {
+        std::optional<std::string> text; ///< UTF-8, lines joined by "\n"; nothing when nothing was read.
+        float zuversicht{0.0F};          ///< Mean confidence of the lines, 0 to 1; 0 without text.
+    };
+
+    virtual ~Schrifterkenner() = default;
+    /// Number of text lines on the upright picture; much cheaper than reading. Nothing when detection fails;
+    /// a blank picture has none.
+    [[nodiscard]] virtual std::optional<int> textfelder(Graubild const& bild) = 0;
+    /// One recognition pass. A pass that reaches `ende` is stopped and gives the lines read so far, as if the
+    /// picture held no more; one that would begin later is not begun. Errors: none; a failed pass gives no
+    /// text and confidence 0.
+    [[nodiscard]] virtual Gelesen lesen(
+        Graubild const& bild, Ausrichtung ausrichtung, Erkennungsende ende) = 0;
+    /// Gives back what the engine keeps of the last picture.
+    virtual void vergessen() noexcept = 0;
+};
+
+} // namespace quillmate::Texterkennung

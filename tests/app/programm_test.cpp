@@ -1,0 +1,110 @@
+// The built program as a process, as a script would call it.
+#include "attrappen/ordner_auf_zeit.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+using quillmate::attrappen::OrdnerAufZeit;
+
+namespace {
+
+struct Ausgang {
+    int status{-1};
+    std::string ausgabe; ///< Standard output.
+};
+
+/// Runs the program with nothing in its environment but what `umgebung` sets.
+Ausgang programm(std::string const& argumente, std::string const& umgebung = {}) {
+    auto const befehl =
+        "env -i " + umgebung + " '" QUILLMATE_PROGRAMM "' " + argumente + " 2>/dev/null </dev/null";
+    Ausgang ausgang;
+    auto* const rohr = ::popen(befehl.c_str(), "r");
+    std::array<char, 4096> puffer{};
+    for (std::size_t n = 0; (n = std::fread(puffer.data(), 1, puffer.size(), rohr)) > 0;)
+        ausgang.ausgabe.append(puffer.data(), n);
+    ausgang.status = WEXITSTATUS(::pclose(rohr));
+    return ausgang;
+}
+
+} // namespace
+
+TEST(Programm, ScanPrintsOneLineWithoutDisplayBusOrHome) {
+    OrdnerAufZeit const ordner;
+    ordner.datei("a.pdf", "12");
+    ordner.datei("node_modules/b.pdf", "12");
+    auto const [status, ausgabe] = programm("--scan " + ordner.pfad());
+    EXPECT_EQ(status, 0);
+    ASSERT_TRUE(ausgabe.ends_with("}\n"));
+    EXPECT_EQ(std::ranges::count(ausgabe, '\n'), 1);
+    EXPECT_EQ(nlohmann::json::parse(ausgabe)["anzahl"], 1);
+}
+
+TEST(Programm, TextPrintsOneLineWithoutDisplayBusOrHome) {
+    OrdnerAufZeit const ordner;
+    auto const [status, ausgabe] =
+        programm("--text " + ordner.datei("notes.txt", "Rechnung"), "XDG_CACHE_HOME=" + ordner.pfad("cache"));
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(
+        ausgabe,
+        R"({"datei":")" + ordner.pfad("notes.txt") +
+            R"(","zeichen":0,"beleg":false,"verlaesslich":false,"entscheidung":"hochladen","text":""})"
+            "\n");
+}
+
+TEST(Programm, BothModesRunOnlyTheScan) {
+    OrdnerAufZeit const ordner;
+    auto const [status, ausgabe] = programm("--text /x.pdf --scan " + ordner.pfad());
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(ausgabe.starts_with("{\"wurzel\":"));
+}
+
+TEST(Programm, ScanAsTheLastArgumentIsIgnored) {
+    OrdnerAufZeit const ordner;
+    EXPECT_TRUE(programm("--text /fehlt.txt --scan").ausgabe.starts_with("{\"datei\":"));
+}
+
+TEST(Programm, AForeignLocaleDoesNotChangeTheLine) {
+    OrdnerAufZeit const ordner;
+    ordner.datei("ü.pdf", std::string(1'234'567, 'x'));
+    auto const ausgabe = programm("--scan " + ordner.pfad(), "LC_ALL=de_DE.ISO-8859-1 LANG=C").ausgabe;
+    EXPECT_NE(ausgabe.find("/ü.pdf\",\"groesse\":1234567}"), std::string::npos);
+}
+
+TEST(Programm, TextOfARealDocumentIsReadJudgedAndCached) {
+    // One page with a text layer, as small as it can be; the reader mends the missing table of objects.
+    std::string const pdf = "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n2 0 "
+                            "obj<</Type/Pages/Kids[3 0 R]/Count 1>>endobj\n"
+                            "3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 300 200]/Contents 4 0 "
+                            "R/Resources<</Font<</F1<</Type/Font"
+                            "/Subtype/Type1/BaseFont/Helvetica>>>>>>>>endobj\n4 0 obj<</Length 62>>stream\n"
+                            "BT /F1 12 Tf 20 100 Td (Rechnung 4711, Betrag 12,50 EUR) Tj ET\nendstream "
+                            "endobj\ntrailer<</Root 1 0 R>>\n";
+    OrdnerAufZeit const ordner;
+    auto const pfad = ordner.datei("beleg.pdf", pdf);
+    auto const aufruf = [&] {
+        return programm("--text " + pfad, "XDG_CACHE_HOME=" + ordner.pfad("cache"));
+    };
+    auto const [status, ausgabe] = aufruf();
+    EXPECT_EQ(status, 0);
+    auto const zeile = nlohmann::json::parse(ausgabe);
+    EXPECT_TRUE(zeile["text"].get<std::string>().starts_with("Rechnung 4711, Betrag 12,50 EUR\n")) << ausgabe;
+    EXPECT_EQ(zeile["entscheidung"], "hochladen");
+    EXPECT_EQ(zeile["verlaesslich"], true);
+    EXPECT_EQ(aufruf().ausgabe, ausgabe);
+    EXPECT_EQ(
+        std::distance(
+            std::filesystem::directory_iterator{ordner.pfad("cache/de.tandemwerk.quillmate/texte")}, {}),
+        1);
+}
+
+TEST(Programm, OutputThatCannotBeWrittenIsAnError) {
+    OrdnerAufZeit const ordner;
+    EXPECT_EQ(programm("--scan " + ordner.pfad() + " >/dev/full").status, 1);
+}

@@ -1,0 +1,6 @@
+// The bottom layer knows nothing of what stands on it.
+#include "grundlage/protokoll.h"
+
+#ifdef VERBOTEN
+#include "plattform/uhr.h"
+#endif

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "plattform/lesezeichen.h"
+#include "plattform/ordnertafel.h"
+#include "plattform/standardorte.h"
+#include "plattform/voreinstellungen.h"
+
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace quillmate::attrappen {
+
+/// User defaults in memory that count how often they are written.
+class SpeicherVoreinstellungen final : public plattform::Voreinstellungen {
+public:
+    using Wert = std::variant<plattform::Bytes, std::vector<plattform::Bytes>>;
+
+    bool lesbar() override { return !unlesbar; }
+    std::optional<std::vector<plattform::Bytes>> datenliste(std::string const& schluessel) override {
+        if (unlesbar)
+            return std::nullopt;
+        auto const wert = werte.find(schluessel);
+        if (wert == werte.end() || !std::holds_alternative<std::vector<plattform::Bytes>>(wert->second))
+            return std::nullopt;
+        return std::get<std::vector<plattform::Bytes>>(wert->second);
+    }
+    std::optional<plattform::Bytes> daten(std::string const& schluessel) override {
+        auto const wert = werte.find(schluessel);
+        if (wert == werte.end() || !std::holds_alternative<plattform::Bytes>(wert->second))
+            return std::nullopt;
+        return std::get<plattform::Bytes>(wert->second);
+    }
+    void setzeDatenliste(std::string const& schluessel, std::vector<plattform::Bytes> const& liste) override {
+        werte[schluessel] = liste;
+        ++geschrieben;
+    }
+    void setzeDaten(std::string const& schluessel, plattform::Bytes const& wert) override {
+        werte[schluessel] = wert;
+        ++geschrieben;
+    }
+    void entferne(std::string const& schluessel) override {
+        werte.erase(schluessel);
+        ++geschrieben;
+    }
+
+    std::map<std::string, Wert> werte;
+    int geschrieben{0};
+    bool unlesbar{false};
+};
+
+/// Bookmarks whose bytes are "NUMBER:PATH"; a test says which folders exist, where they moved, and what
+/// fails.
+class SpeicherLesezeichen final : public plattform::Lesezeichen {
+public:
+    std::optional<plattform::Bytes> anlegen(std::string const& pfad) override {
+        if (anlegenScheitert || !ordner.contains(pfad))
+            return std::nullopt;
+        return std::to_string(++zaehler) + ':' + pfad;
+    }
+    std::optional<Aufgeloest> aufloesen(plattform::Bytes const& lesezeichen) override {
+        auto pfad = lesezeichen.substr(lesezeichen.find(':') + 1);
+        bool veraltet = false;
+        if (auto const neu = umgezogen.find(pfad); neu != umgezogen.end()) {
+            pfad = neu->second;
+            veraltet = true;
+        }
+        if (!ordner.contains(pfad))
+            return std::nullopt;
+        return Aufgeloest{.pfad = pfad, .veraltet = veraltet};
+    }
+    bool zugriffBeginnen(std::string const& pfad) override {
+        if (verschlossen.contains(pfad))
+            return false;
+        offen.insert(pfad);
+        return true;
+    }
+    void zugriffBeenden(std::string const& pfad) override {
+        if (auto const eintrag = offen.find(pfad); eintrag != offen.end())
+            offen.erase(eintrag);
+        else
+            ++zuOftBeendet;
+    }
+
+    std::set<std::string> ordner;
+    std::map<std::string, std::string> umgezogen;
+    std::set<std::string> verschlossen;
+    std::multiset<std::string> offen;
+    bool anlegenScheitert{false};
+    int zaehler{0};
+    int zuOftBeendet{0};
+};
+
+/// Standard places below a folder of the test.
+class FesteStandardorte final : public plattform::Standardorte {
+public:
+    explicit FesteStandardorte(std::string const& heim)
+        : pfade_{
+              .schreibtisch = heim + "/Desktop",
+              .dokumente = heim + "/Documents",
+              .downloads = heim + "/Downloads",
+              .wolke = heim + "/Library/Mobile Documents/com~apple~CloudDocs"} {}
+    Pfade pfade() override { return pfade_; }
+
+private:
+    Pfade pfade_;
+};
+
+} // namespace quillmate::attrappen

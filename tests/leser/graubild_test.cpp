@@ -1,0 +1,99 @@
+#include "texterkennung_leser/graubild.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+namespace quillmate::Texterkennung {
+namespace {
+
+/// Letters as pixels, so that a turned picture can be read.
+Graubild ausZeilen(std::vector<std::string> const& zeilen) {
+    Graubild bild{static_cast<int>(zeilen.front().size()), static_cast<int>(zeilen.size()), {}};
+    for (auto const& zeile : zeilen)
+        bild.punkte.insert(bild.punkte.end(), zeile.begin(), zeile.end());
+    return bild;
+}
+
+std::vector<std::string> alsZeilen(Graubild const& bild) {
+    std::vector<std::string> zeilen;
+    for (int y = 0; y < bild.hoehe; ++y)
+        zeilen.emplace_back(bild.zeile(y).begin(), bild.zeile(y).end());
+    return zeilen;
+}
+
+TEST(Ausrichten, EveryExifCodeIsUndone) {
+    auto const bild = ausZeilen({"abc", "def"});
+    using Zeilen = std::vector<std::string>;
+    EXPECT_EQ(alsZeilen(ausgerichtet(bild, 1)), (Zeilen{"abc", "def"}));
+    EXPECT_EQ(alsZeilen(ausgerichtet(bild, 2)), (Zeilen{"cba", "fed"}));
+    EXPECT_EQ(alsZeilen(ausgerichtet(bild, 3)), (Zeilen{"fed", "cba"}));
+    EXPECT_EQ(alsZeilen(ausgerichtet(bild, 4)), (Zeilen{"def", "abc"}));
+    EXPECT_EQ(alsZeilen(ausgerichtet(bild, 5)), (Zeilen{"ad", "be", "cf"}));
+    EXPECT_EQ(alsZeilen(ausgerichtet(bild, 6)), (Zeilen{"da", "eb", "fc"}));
+    EXPECT_EQ(alsZeilen(ausgerichtet(bild, 7)), (Zeilen{"fc", "eb", "da"}));
+    EXPECT_EQ(alsZeilen(ausgerichtet(bild, 8)), (Zeilen{"cf", "be", "ad"}));
+}
+
+TEST(Ausrichten, UnknownCodeLeavesThePicture) {
+    auto const bild = ausZeilen({"abc", "def"});
+    for (int const code : {-1, 0, 9, 1000})
+        EXPECT_EQ(alsZeilen(ausgerichtet(bild, code)), alsZeilen(bild));
+}
+
+Graubild verkleinert(Graubild const& bild, int breite, int hoehe) {
+    Verkleinerer v{bild.breite, bild.hoehe, breite, hoehe};
+    for (int y = 0; y < bild.hoehe; ++y)
+        v.zeile(bild.zeile(y));
+    return std::move(v).fertig();
+}
+
+TEST(Verkleinern, EvenAreaKeepsItsValueAtAnyRatio) {
+    for (auto const& [breite, hoehe, zielBreite, zielHoehe] : std::vector<std::array<int, 4>>{
+             {100, 80, 100, 80},
+             {100, 80, 99, 79},
+             {100, 80, 37, 29},
+             {7, 5, 1, 1},
+             {1000, 3, 999, 1},
+             {4032, 10, 2000, 5}}) {
+        Graubild const bild{
+            breite, hoehe, std::vector<std::uint8_t>(static_cast<std::size_t>(breite * hoehe), 137)};
+        auto const klein = verkleinert(bild, zielBreite, zielHoehe);
+        ASSERT_EQ(klein.breite, zielBreite);
+        ASSERT_EQ(klein.hoehe, zielHoehe);
+        for (auto const punkt : klein.punkte)
+            ASSERT_NEAR(punkt, 137, 1) << zielBreite << "x" << zielHoehe;
+    }
+}
+
+TEST(Verkleinern, PixelsAreAveragedByArea) {
+    Graubild const bild{4, 2, {0, 100, 200, 200, 100, 0, 0, 200}};
+    EXPECT_EQ(verkleinert(bild, 2, 1).punkte, (std::vector<std::uint8_t>{50, 150}));
+    // Three columns into two: the middle one counts half on either side.
+    Graubild const schmal{3, 1, {0, 90, 240}};
+    EXPECT_EQ(verkleinert(schmal, 2, 1).punkte, (std::vector<std::uint8_t>{30, 190}));
+    // The same in height.
+    Graubild const hoch{1, 3, {0, 90, 240}};
+    EXPECT_EQ(verkleinert(hoch, 1, 2).punkte, (std::vector<std::uint8_t>{30, 190}));
+}
+
+TEST(Verkleinern, RowsThatNeverArriveAreWhite) {
+    Verkleinerer v{2, 4, 1, 2};
+    std::vector<std::uint8_t> const schwarz{0, 0};
+    v.zeile(schwarz);
+    v.zeile(schwarz);
+    EXPECT_EQ(std::move(v).fertig().punkte, (std::vector<std::uint8_t>{0, 255}));
+}
+
+TEST(Verkleinern, SurplusRowsAreIgnored) {
+    Verkleinerer v{2, 2, 1, 1};
+    std::vector<std::uint8_t> const grau{80, 80};
+    for (int i = 0; i < 10; ++i)
+        v.zeile(grau);
+    EXPECT_EQ(std::move(v).fertig().punkte, (std::vector<std::uint8_t>{80}));
+}
+
+} // namespace
+} // namespace quillmate::Texterkennung

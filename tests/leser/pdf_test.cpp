@@ -1,0 +1,423 @@
+#include "texterkennung/heuristik.h"
+#include "texterkennung_leser/pdf.h"
+#include "vorlagen.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace quillmate::Texterkennung {
+namespace {
+
+using namespace vorlagen;
+using namespace std::chrono_literals;
+
+/// A PDF in memory together with what it is read through.
+struct Offen {
+    explicit Offen(Bytes const& bytes, PdfGrenzen const& grenzen = {})
+        : datei(alsDatei(bytes))
+        , quelle(Dateiquelle::ausDeskriptor(datei.get()).value())
+        , pdf(PdfDatei::oeffnen(quelle, grenzen)) {}
+    Deskriptor datei;
+    Dateiquelle quelle;
+    std::optional<PdfDatei> pdf;
+};
+
+std::optional<std::string> schicht(Bytes const& bytes) {
+    Offen offen{bytes};
+    return offen.pdf ? offen.pdf->pdfTextschicht() : std::nullopt;
+}
+
+std::optional<Graubild> bild(Bytes const& bytes) {
+    Offen offen{bytes};
+    return offen.pdf ? offen.pdf->pdfSeiteAlsBild() : std::nullopt;
+}
+
+Seite seite(std::string const& text) {
+    return {.inhalt = zeilen({text})};
+}
+
+TEST(PdfTextschicht, FirstThreePagesEndWithALineFeedEach) {
+    EXPECT_EQ(
+        schicht(pdf({seite("eins"), seite("zwei"), seite("drei"), seite("vier")})), "eins\nzwei\ndrei\n");
+    EXPECT_EQ(schicht(pdf({seite("eins")})), "eins\n");
+}
+
+TEST(PdfTextschicht, PageWithoutTextAddsNothing) {
+    EXPECT_EQ(schicht(pdf({seite("eins"), {.inhalt = "0 0 10 10 re f"}, seite("drei")})), "eins\ndrei\n");
+}
+
+TEST(PdfTextschicht, LinesOfAPageAreKeptApart) {
+    EXPECT_EQ(schicht(pdf({{.inhalt = zeilen({"oben", "unten 12,50"})}})), "oben\nunten 12,50\n");
+}
+
+TEST(PdfTextschicht, WhitespaceAloneIsNoText) {
+    EXPECT_EQ(schicht(pdf({seite("   "), seite(" "), seite("\\240")})), std::nullopt);
+    EXPECT_EQ(schicht(pdf({{.inhalt = ""}})), std::nullopt);
+}
+
+TEST(PdfTextschicht, TextOnTheFourthPageAloneIsNotSeen) {
+    EXPECT_EQ(schicht(pdf({seite(" "), seite(" "), seite(" "), seite("spaet")})), std::nullopt);
+}
+
+TEST(PdfTextschicht, UmlautsAreUtf8) {
+    EXPECT_EQ(schicht(pdf({seite("Geb\\374hr 5 \\200")})), "Gebühr 5 €\n");
+}
+
+TEST(PdfTextschicht, GlyphsWithoutUnicodeMapAreUnreliable) {
+    for (auto const* schrift : {"F2", "F3"}) {
+        auto const text = schicht(pdf({{.inhalt = zeilen({std::string(30, '!')}, schrift)}}));
+        ASSERT_TRUE(text) << schrift;
+        EXPECT_FALSE(istVerlaesslich(*text)) << schrift << *text;
+    }
+}
+
+TEST(PdfTextschicht, TextOutsideTheMediaBoxIsNotOnThePage) {
+    EXPECT_EQ(
+        schicht(pdf({{.inhalt = zeilen({"drin"}) + "BT /F1 12 Tf 900 900 Td (draussen) Tj ET"}})), "drin\n");
+}
+
+TEST(PdfTextschicht, TextInTheCroppedPartIsRead) {
+    EXPECT_EQ(schicht(pdf({{.inhalt = zeilen({"oben"}), .zusatz = "/CropBox [0 0 400 100]"}})), "oben\n");
+}
+
+TEST(Pdf, EmptyPasswordOpensTheDocument) {
+    EXPECT_EQ(schicht(verschluesselt(pdf({seite("geheim")}), "")), "geheim\n");
+}
+
+TEST(Pdf, PasswordNobodyKnowsMeansNoDocument) {
+    Offen offen{verschluesselt(pdf({seite("geheim")}), "wort")};
+    EXPECT_FALSE(offen.pdf);
+}
+
+TEST(Pdf, EncryptedPageIsDrawnWithTheEmptyPassword) {
+    auto const offen = bild(pdf({seite("geheim")}));
+    auto const geschuetzt = bild(verschluesselt(pdf({seite("geheim")}), ""));
+    ASSERT_TRUE(offen && geschuetzt);
+    EXPECT_EQ(offen->punkte, geschuetzt->punkte);
+}
+
+TEST(PdfSeite, PageIsEnlargedByTheScaleRule) {
+    auto const b = bild(pdf({{.inhalt = "", .kasten = "[0 0 600 800]"}}));
+    ASSERT_TRUE(b);
+    EXPECT_EQ(b->breite, 1500);
+    EXPECT_EQ(b->hoehe, 2000);
+    auto const versetzt = bild(pdf({{.inhalt = "", .kasten = "[-100 -100 500 700]"}}));
+    ASSERT_TRUE(versetzt);
+    EXPECT_EQ(versetzt->breite, 1500);
+    EXPECT_EQ(versetzt->hoehe, 2000);
+}
+
+TEST(PdfSeite, LargePageIsReduced) {
+    auto const b = bild(pdf({{.inhalt = "", .kasten = "[0 0 6000 8000]"}}));
+    ASSERT_TRUE(b);
+    EXPECT_EQ(b->breite, 1500);
+    EXPECT_EQ(b->hoehe, 2000);
+}
+
+TEST(PdfSeite, PageOneUnitWideIsNotDrawn) {
+    EXPECT_FALSE(bild(pdf({{.inhalt = "", .kasten = "[0 0 1 500]"}})));
+    EXPECT_FALSE(bild(pdf({{.inhalt = "", .kasten = "[0 0 500 1]"}})));
+}
+
+TEST(PdfSeite, OnlyTheFirstPageIsDrawn) {
+    auto const b = bild(pdf({{.inhalt = ""}, {.inhalt = "0 0 400 300 re f"}}));
+    ASSERT_TRUE(b);
+    EXPECT_TRUE(std::ranges::all_of(b->punkte, [](auto punkt) { return punkt == 255; }));
+}
+
+/// Black where the content draws the left lower quarter of a 400 x 300 page.
+bool dunkel(Graubild const& b, double x, double y) {
+    return b.zeile(static_cast<int>(b.hoehe * y))[static_cast<std::size_t>(b.breite * x)] < 20;
+}
+
+TEST(PdfSeite, ContentIsUprightAndGrey) {
+    auto const b = bild(pdf({{.inhalt = "0 0 200 150 re f 1 0 0 rg 200 150 200 150 re f"}}));
+    ASSERT_TRUE(b);
+    EXPECT_TRUE(dunkel(*b, 0.25, 0.75));
+    EXPECT_FALSE(dunkel(*b, 0.75, 0.75));
+    auto const rot = b->zeile(b->hoehe / 4)[static_cast<std::size_t>(b->breite) * 3 / 4];
+    EXPECT_GT(rot, 40);
+    EXPECT_LT(rot, 130);
+}
+
+TEST(PdfSeite, PageRotationIsHonoured) {
+    auto const b = bild(pdf({{.inhalt = "0 0 200 150 re f", .zusatz = "/Rotate 90"}}));
+    ASSERT_TRUE(b);
+    EXPECT_EQ(b->breite, 1500);
+    EXPECT_EQ(b->hoehe, 2000);
+    EXPECT_TRUE(dunkel(*b, 0.25, 0.25)); // Left below turns to left above.
+    EXPECT_FALSE(dunkel(*b, 0.25, 0.75));
+}
+
+TEST(PdfSeite, MediaBoxIsDrawnNotTheCropBox) {
+    auto const b = bild(pdf({{.inhalt = "0 0 200 150 re f", .zusatz = "/CropBox [300 200 400 300]"}}));
+    ASSERT_TRUE(b);
+    EXPECT_EQ(b->breite, 2000);
+    EXPECT_EQ(b->hoehe, 1500);
+    EXPECT_TRUE(dunkel(*b, 0.25, 0.75));
+}
+
+TEST(PdfSeite, PictureOfAScanIsDrawn) {
+    auto const b = bild(pdf({{.inhalt = "400 0 0 300 0 0 cm /B Do", .bild = eckbild()}}));
+    ASSERT_TRUE(b);
+    EXPECT_LT(b->zeile(b->hoehe * 16 / 60)[static_cast<std::size_t>(b->breite * 24 / 80)], 40);
+    EXPECT_GT(b->zeile(b->hoehe * 40 / 60)[static_cast<std::size_t>(b->breite * 24 / 80)], 240);
+}
+
+TEST(Pdf, ForeignOrEmptyBytesAreNoDocument) {
+    EXPECT_EQ(schicht(""), std::nullopt);
+    EXPECT_EQ(schicht("%PDF-1.4\n"), std::nullopt);
+    EXPECT_EQ(schicht(std::string(100'000, 'x')), std::nullopt);
+    EXPECT_EQ(schicht(png(eckbild())), std::nullopt);
+}
+
+TEST(Pdf, DocumentWithoutPagesHasNeitherTextNorPicture) {
+    EXPECT_EQ(schicht(pdf({})), std::nullopt);
+    EXPECT_EQ(bild(pdf({})), std::nullopt);
+}
+
+TEST(Pdf, DocumentWithoutItsTableIsRepaired) {
+    auto bytes = pdf({seite("repariert")});
+    bytes.resize(bytes.find("xref\n"));
+    EXPECT_EQ(schicht(bytes), "repariert\n");
+}
+
+TEST(Pdf, ClaimOfABillionPagesCostsNothing) {
+    auto bytes = pdf({seite("eins"), seite("zwei")});
+    bytes.replace(bytes.find("/Count 2 "), 9, "/Count 1000000000 ");
+    EXPECT_EQ(schicht(bytes), "eins\nzwei\n");
+}
+
+TEST(Pdf, PageTreeThatContainsItselfEnds) {
+    auto bytes = pdf({seite("eins")});
+    auto const kinder = bytes.find("/Kids [ 7 0 R");
+    bytes.replace(kinder, 13, "/Kids [ 2 0 R");
+    EXPECT_EQ(schicht(bytes), std::nullopt);
+}
+
+TEST(Pdf, CutOffAndDamagedDocumentsNeverFail) {
+    auto const ganz =
+        pdf({seite("eins"), {.inhalt = "400 0 0 300 0 0 cm /B Do", .bild = eckbild()}, seite("drei")});
+    for (std::size_t teil = 0; teil < 32; ++teil)
+        static_cast<void>(schicht(ganz.substr(0, ganz.size() * teil / 32)));
+    unsigned zufall = 4711;
+    for (int lauf = 0; lauf < 100; ++lauf) {
+        auto kaputt = ganz;
+        for (int i = 0; i < 6; ++i) {
+            zufall = zufall * 1103515245U + 12345U;
+            kaputt[(zufall >> 8U) % kaputt.size()] = static_cast<char>(zufall >> 16U);
+        }
+        static_cast<void>(schicht(kaputt));
+        static_cast<void>(bild(kaputt));
+    }
+}
+
+TEST(Pdf, SparseGiantFileIsGivenUpOn) {
+    auto const datei = alsDatei("%PDF-1.4\n");
+    ASSERT_EQ(ftruncate(datei.get(), 5LL << 30), 0);
+    auto const beginn = std::chrono::steady_clock::now();
+    auto const quelle = Dateiquelle::ausDeskriptor(datei.get()).value();
+    EXPECT_FALSE(PdfDatei::oeffnen(quelle, {.frist = 5s, .speicher = 64U << 20U, .gelesen = 8 << 20}));
+    EXPECT_LT(std::chrono::steady_clock::now() - beginn, 20s);
+}
+
+TEST(Pdf, BudgetOfBytesReadIsKept) {
+    auto bytes = pdf({seite("eins")});
+    bytes.insert(9, "%" + std::string(1U << 20U, 'x') + "\n"); // Forces a repair, which reads everything.
+    EXPECT_EQ(schicht(bytes), "eins\n");
+    Offen offen{bytes, {.gelesen = 256 << 10}};
+    EXPECT_EQ(offen.pdf ? offen.pdf->pdfTextschicht() : std::nullopt, std::nullopt);
+}
+
+TEST(Pdf, BudgetOfMemoryIsKept) {
+    auto const bytes =
+        pdf({{.inhalt = zeilen({"eins"}) + "400 0 0 300 0 0 cm /B Do", .bild = schriftbild(beleg())}});
+    Offen offen{bytes, {.speicher = 2U << 20U}};
+    ASSERT_TRUE(offen.pdf);
+    EXPECT_EQ(offen.pdf->pdfTextschicht(), "eins\n");
+    EXPECT_FALSE(offen.pdf->pdfSeiteAlsBild()); // The picture alone has 3 MB.
+}
+
+TEST(Pdf, DeadlineEndsALongPage) {
+    // A page that draws the same form over and over, nested: 10^8 rectangles.
+    std::string form = "0 0 400 300 re f\n";
+    std::string inhalt;
+    for (int i = 0; i < 400'000; ++i)
+        inhalt += form;
+    Offen offen{pdf({{.inhalt = inhalt + zeilen({"Ende"})}}), {.frist = 200ms}};
+    auto const beginn = std::chrono::steady_clock::now();
+    if (offen.pdf) {
+        static_cast<void>(offen.pdf->pdfSeiteAlsBild());
+        EXPECT_EQ(offen.pdf->pdfTextschicht(), std::nullopt);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - beginn, 10s);
+}
+
+/// Takes well over a second to go through; writes a line first.
+Seite langeSeite() {
+    std::string inhalt = zeilen({"Anfang"});
+    for (int i = 0; i < 300'000; ++i)
+        inhalt += "0 0 400 300 re f\n";
+    return {.inhalt = inhalt};
+}
+
+TEST(Pdf, PageHalfDrawnAtTheDeadlineIsNotThePage) {
+    Offen offen{pdf({langeSeite()}), {.frist = 300ms}};
+    ASSERT_TRUE(offen.pdf);
+    EXPECT_FALSE(offen.pdf->pdfSeiteAlsBild());
+}
+
+TEST(Pdf, PageHalfReadAtTheDeadlineHasNoText) {
+    auto lang = langeSeite();
+    for (int i = 0; i < 40'000; ++i)
+        lang.inhalt += "BT /F1 1 Tf 30 30 Td (immer weiter und weiter) Tj ET\n";
+    Offen offen{pdf({lang}), {.frist = 100ms}};
+    ASSERT_TRUE(offen.pdf);
+    EXPECT_EQ(offen.pdf->pdfTextschicht(), std::nullopt);
+}
+
+TEST(Pdf, TimeThatTheThreadSpendsWaitingDoesNotCount) {
+    Offen offen{pdf({seite("eins")}), {.frist = 300ms}};
+    ASSERT_TRUE(offen.pdf);
+    // Other threads' work is not this one's: twice the deadline passes while this one waits.
+    std::jthread{[] {
+        auto const ende = std::chrono::steady_clock::now() + 600ms;
+        while (std::chrono::steady_clock::now() < ende) {
+        }
+    }}.join();
+    EXPECT_EQ(offen.pdf->pdfTextschicht(), "eins\n");
+    EXPECT_TRUE(offen.pdf->pdfSeiteAlsBild());
+}
+
+TEST(Pdf, WallClockEndsReadingToo) {
+    Offen offen{pdf({langeSeite()}), {.wandfrist = 300ms}};
+    ASSERT_TRUE(offen.pdf);
+    EXPECT_FALSE(offen.pdf->pdfSeiteAlsBild());
+    EXPECT_EQ(offen.pdf->pdfTextschicht(), std::nullopt);
+}
+
+TEST(PdfSeite, BoxWithLessThanAPixelOfWidthGivesAPictureOrNone) {
+    for (auto const* kasten : {"[0 0 1.1 10000000]", "[0 0 10000000 1.1]", "[0 0 1.5 20000]"}) {
+        auto const b = bild(pdf({{.inhalt = "", .kasten = kasten}}));
+        if (b) {
+            EXPECT_GE(b->breite, 1) << kasten;
+            EXPECT_GE(b->hoehe, 1) << kasten;
+            EXPECT_EQ(
+                b->punkte.size(), static_cast<std::size_t>(b->breite) * static_cast<std::size_t>(b->hoehe));
+        }
+    }
+}
+
+TEST(PdfSeite, PageWhosePictureFindsNoMemoryIsNotDrawn) {
+    // Page and text fit into the budget; the picture that is placed on it does not.
+    Graubild const gross{3000, 3000, std::vector<std::uint8_t>(9'000'000, 40)};
+    auto const bytes = pdf({{.inhalt = zeilen({"eins"}) + "400 0 0 300 0 0 cm /B Do", .bild = gross}});
+    Offen offen{bytes, {.speicher = 8U << 20U}};
+    ASSERT_TRUE(offen.pdf);
+    EXPECT_FALSE(offen.pdf->pdfSeiteAlsBild());
+}
+
+TEST(PdfTextschicht, ImmenseTextIsCutAndNotLost) {
+    std::string viele = zeilen({"Anfang"});
+    for (int i = 0; i < 60'000; ++i)
+        viele +=
+            "BT /F1 1 Tf 30 " + std::to_string(10 + i % 200) + " Td (" + std::string(100, 'x') + ") Tj ET\n";
+    auto const text = schicht(pdf({{.inhalt = viele}, seite("nie erreicht")}));
+    ASSERT_TRUE(text);
+    EXPECT_TRUE(text->starts_with("Anfang\n")) << text->substr(0, 20);
+    EXPECT_TRUE(istVerlaesslich(*text));
+    EXPECT_LT(text->size(), 3'000'000U);
+    // What was cut was the text; the page can still be drawn.
+    Offen offen{pdf({{.inhalt = viele}})};
+    ASSERT_TRUE(offen.pdf && offen.pdf->pdfTextschicht());
+    EXPECT_TRUE(offen.pdf->pdfSeiteAlsBild());
+}
+
+/// A page filled with a tiling pattern of squares, dark in their lower left quarter.
+Bytes gemustert(std::string const& schritt, std::string const& seitenlaenge) {
+    auto bytes = pdf({{.inhalt = "/Pattern cs /M scn 0 0 400 300 re f", .bild = Graubild{1, 1, {0}}}});
+    auto const quellen = bytes.find("/XObject <<");
+    bytes.insert(quellen, "/Pattern << /M 9 0 R >> ");
+    auto const anfang = bytes.find("/Type /XObject /Subtype /Image");
+    bytes.replace(
+        anfang, bytes.find("endobj", anfang) - anfang,
+        "/Type /Pattern /PatternType 1 /PaintType 1 /TilingType 1 /Resources << >> /BBox [0 0 " +
+            seitenlaenge + " " + seitenlaenge + "] /XStep " + schritt + " /YStep " + schritt +
+            " /Length 16 >>\nstream\n0 0 5 5 re f     \nendstream\n");
+    bytes.resize(bytes.find("xref\n")); // The table no longer fits; the library makes a new one.
+    return bytes;
+}
+
+TEST(PdfSeite, TilingPatternIsDrawn) {
+    auto const b = bild(gemustert("10", "10"));
+    ASSERT_TRUE(b);
+    EXPECT_TRUE(dunkel(*b, 102.0 / 400, 298.0 / 300));
+    EXPECT_FALSE(dunkel(*b, 107.0 / 400, 298.0 / 300));
+}
+
+TEST(PdfSeite, AbsurdlyDensePatternEnds) {
+    for (auto const* schritt : {"0.0001", "-0.0001", "0.01"})
+        for (auto const* laenge : {"10", "400"}) {
+            auto const beginn = std::chrono::steady_clock::now();
+            static_cast<void>(bild(gemustert(schritt, laenge)));
+            EXPECT_LT(std::chrono::steady_clock::now() - beginn, 20s) << schritt << " " << laenge;
+        }
+}
+
+std::string gepackt(std::string const& roh) {
+    auto laenge = compressBound(roh.size());
+    std::string aus(laenge, '\0');
+    compress2(
+        reinterpret_cast<Bytef*>(aus.data()), &laenge, reinterpret_cast<Bytef const*>(roh.data()), roh.size(),
+        9);
+    aus.resize(laenge);
+    return aus;
+}
+
+TEST(Pdf, StackedFiltersThatUnpackWithoutEndAreGivenUpOn) {
+    // The packed form of many blanks repeats itself, so it can be packed again: 40 GB out of some kilobytes.
+    z_stream packer{};
+    ASSERT_EQ(deflateInit2(&packer, 9, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY), Z_OK);
+    std::string block(1U << 20U, ' ');
+    std::string teil(64U << 10U, '\0');
+    packer.next_in = reinterpret_cast<Bytef*>(block.data());
+    packer.avail_in = static_cast<uInt>(block.size());
+    packer.next_out = reinterpret_cast<Bytef*>(teil.data());
+    packer.avail_out = static_cast<uInt>(teil.size());
+    ASSERT_EQ(deflate(&packer, Z_FULL_FLUSH), Z_OK);
+    teil.resize(teil.size() - packer.avail_out);
+    deflateEnd(&packer);
+    std::string innen = "\x78\xDA"; // A head, then the same full block 40,000 times.
+    for (int i = 0; i < 40'000; ++i)
+        innen += teil;
+    auto const aussen = gepackt(gepackt(innen));
+    auto bytes = pdf({{.inhalt = aussen}});
+    auto const strom = bytes.find("<<  /Length " + std::to_string(aussen.size()));
+    ASSERT_NE(strom, Bytes::npos);
+    bytes.insert(strom + 2, " /Filter [/FlateDecode /FlateDecode /FlateDecode]");
+    bytes.replace(bytes.find("xref\n"), 5, "yref\n");
+    Offen offen{bytes, {.frist = 500ms}};
+    ASSERT_TRUE(offen.pdf);
+    auto const beginn = std::chrono::steady_clock::now();
+    EXPECT_EQ(offen.pdf->pdfTextschicht(), std::nullopt);
+    EXPECT_FALSE(offen.pdf->pdfSeiteAlsBild());
+    EXPECT_LT(std::chrono::steady_clock::now() - beginn, 10s);
+}
+
+TEST(Pdf, EndlessFormNestingEnds) {
+    // The form of the page draws itself.
+    auto bytes = pdf({{.inhalt = "/B Do " + zeilen({"eins"}), .bild = Graubild{1, 1, {0}}}});
+    auto const stelle = bytes.find("/Subtype /Image");
+    bytes.replace(stelle, 15, "/Subtype /Form ");
+    EXPECT_EQ(schicht(bytes), "eins\n");
+}
+
+} // namespace
+} // namespace quillmate::Texterkennung

@@ -1,0 +1,53 @@
+#include "attrappen/ordner_auf_zeit.h"
+#include "plattform_linux/buendel.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace quillmate;
+
+namespace {
+
+constexpr char const* info = R"(<?xml version="1.0"?><plist version="1.0"><dict>
+<key>CFBundleIdentifier</key><string>de.beispiel.probe</string>
+<key>CFBundleShortVersionString</key><string>1.2</string>
+<key>CFBundleVersion</key><integer>7</integer></dict></plist>)";
+
+} // namespace
+
+TEST(Buendel, IsFoundUpwardFromTheExecutable) {
+    attrappen::OrdnerAufZeit const ordner;
+    ordner.datei("Probe ä.app/Contents/Info.plist", info);
+    auto const programm = ordner.datei("Probe ä.app/Contents/Linux/programm");
+    auto const buendel = plattform::buendelVon(programm);
+    ASSERT_TRUE(buendel);
+    EXPECT_EQ(buendel->pfad, std::filesystem::canonical(ordner.pfad("Probe ä.app")));
+    EXPECT_EQ(buendel->kennung, "de.beispiel.probe");
+    EXPECT_EQ(buendel->kurzfassung, "1.2");
+    EXPECT_FALSE(buendel->buildnummer); // a number, not a text
+}
+
+TEST(Buendel, IsFoundThroughALinkToTheExecutable) {
+    attrappen::OrdnerAufZeit const ordner;
+    ordner.datei("Probe.app/Contents/Info.plist", info);
+    auto const programm = ordner.datei("Probe.app/Contents/Linux/programm");
+    ordner.ordner("bin");
+    std::filesystem::create_symlink(programm, ordner.pfad("bin/programm"));
+    EXPECT_TRUE(plattform::buendelVon(ordner.pfad("bin/programm")));
+}
+
+TEST(Buendel, WithoutInfoOrWithBrokenInfoThereIsNone) {
+    attrappen::OrdnerAufZeit const ordner;
+    auto const programm = ordner.datei("Probe.app/Contents/Linux/programm");
+    EXPECT_FALSE(plattform::buendelVon(programm));
+    ordner.datei("Probe.app/Contents/Info.plist", "<plist><array/></plist>");
+    EXPECT_FALSE(plattform::buendelVon(programm));
+    ordner.datei("Probe.app/Contents/Info.plist", "bplist00 und dann nichts");
+    EXPECT_FALSE(plattform::buendelVon(programm));
+    EXPECT_FALSE(plattform::buendelVon(ordner.pfad("fehlt")));
+}
+
+TEST(Buendel, AProgramOutsideOfOneHasTheMainIdentifier) {
+    EXPECT_EQ(plattform::eigeneKennung(), "de.tandemwerk.quillmate");
+}

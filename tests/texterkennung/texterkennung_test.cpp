@@ -1,0 +1,150 @@
+#include "attrappen/ordner_auf_zeit.h"
+#include "texterkennung/heuristik.h"
+#include "texterkennung/texterkennung.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+using namespace quillmate;
+using namespace quillmate::Texterkennung;
+
+namespace {
+
+/// A reader that answers as told and remembers what it was asked.
+struct LeserAttrappe final : Leser {
+    Lesung lesen(int deskriptor, Dateiart art) override {
+        ++gelesen;
+        zuletzt = art;
+        std::string inhalt(100, '\0');
+        auto const n = ::read(deskriptor, inhalt.data(), inhalt.size());
+        inhalt.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
+        gesehen = inhalt;
+        return antwort;
+    }
+    Lesung antwort;
+    int gelesen{0};
+    Dateiart zuletzt{};
+    std::string gesehen;
+};
+
+class Erkennung : public testing::Test {
+protected:
+    std::size_t eintraege() const {
+        std::error_code fehler;
+        return static_cast<std::size_t>(std::distance(
+            std::filesystem::directory_iterator{speicher.zwischenspeicherOrdner(), fehler}, {}));
+    }
+    attrappen::OrdnerAufZeit ordner;
+    LeserAttrappe leser;
+    Zwischenspeicher speicher{ordner.pfad("texte")};
+    Erkenner erkenner{leser, speicher};
+};
+
+} // namespace
+
+TEST_F(Erkennung, ExtensionInAnyCaseChoosesTheRoad) {
+    leser.antwort.text = "x";
+    EXPECT_EQ(erkenner.text(ordner.datei("scan.PDF", "pdf-bytes")), "x");
+    EXPECT_EQ(leser.zuletzt, Dateiart::pdf);
+    EXPECT_EQ(leser.gesehen, "pdf-bytes");
+    EXPECT_EQ(erkenner.text(ordner.datei("foto.HeiC", "y")), "x");
+    EXPECT_EQ(leser.zuletzt, Dateiart::bild);
+}
+
+TEST_F(Erkennung, AnotherExtensionHasNoTextAndNoCacheEntry) {
+    EXPECT_FALSE(erkenner.text(ordner.datei("notes.txt", "Rechnung")));
+    EXPECT_FALSE(erkenner.text(ordner.datei("ohne", "Rechnung")));
+    EXPECT_EQ(leser.gelesen, 0);
+    EXPECT_FALSE(std::filesystem::exists(speicher.zwischenspeicherOrdner()));
+}
+
+TEST_F(Erkennung, AFileIsReadOnceForEachVersion) {
+    leser.antwort.text = "x";
+    auto const pfad = ordner.datei("a.pdf", "1");
+    EXPECT_EQ(erkenner.text(pfad), "x");
+    EXPECT_EQ(erkenner.text(pfad), "x");
+    EXPECT_EQ(leser.gelesen, 1);
+    ordner.datei("a.pdf", "22");
+    EXPECT_EQ(erkenner.text(pfad), "x");
+    EXPECT_EQ(leser.gelesen, 2);
+}
+
+TEST_F(Erkennung, TheFindingThatThereIsNoTextIsKeptToo) {
+    auto const pfad = ordner.datei("a.pdf", "1");
+    EXPECT_FALSE(erkenner.text(pfad));
+    EXPECT_FALSE(erkenner.text(pfad));
+    EXPECT_EQ(leser.gelesen, 1);
+    EXPECT_EQ(eintraege(), 1U);
+}
+
+TEST_F(Erkennung, AMissingEngineIsNoFindingAboutTheFile) {
+    leser.antwort.art = Lesung::Art::ohneMotor;
+    auto const pfad = ordner.datei("a.jpg", "1");
+    EXPECT_FALSE(erkenner.text(pfad));
+    EXPECT_EQ(eintraege(), 0U);
+    leser.antwort = {.text = "jetzt"};
+    EXPECT_EQ(erkenner.text(pfad), "jetzt");
+}
+
+TEST_F(Erkennung, WithoutEngineTheTextLayerIsReturnedAndNotKept) {
+    leser.antwort = {Lesung::Art::ohneMotor, std::string(6001, 'x')};
+    auto const pfad = ordner.datei("a.pdf", "1");
+    EXPECT_EQ(erkenner.text(pfad), std::string(6000, 'x'));
+    EXPECT_EQ(eintraege(), 0U);
+    leser.antwort = {Lesung::Art::gelesen, "erkannt"};
+    EXPECT_EQ(erkenner.text(pfad), "erkannt");
+}
+
+TEST_F(Erkennung, WantOfMemoryIsNoFindingAboutTheFile) {
+    leser.antwort = {Lesung::Art::ohneMittel, std::nullopt};
+    auto const pfad = ordner.datei("a.pdf", "1");
+    EXPECT_FALSE(erkenner.text(pfad));
+    EXPECT_EQ(eintraege(), 0U);
+    leser.antwort = {Lesung::Art::gelesen, "jetzt"};
+    EXPECT_EQ(erkenner.text(pfad), "jetzt");
+}
+
+TEST_F(Erkennung, WantOfDescriptorsIsNoFindingAboutTheFile) {
+    leser.antwort.text = "jetzt";
+    auto const pfad = ordner.datei("a.pdf", "1");
+    rlimit alt{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &alt), 0);
+    rlimit const keine{0, alt.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &keine), 0); // From here on every open() fails.
+    auto const ohne = erkenner.text(pfad);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &alt), 0);
+    EXPECT_FALSE(ohne);
+    EXPECT_EQ(leser.gelesen, 0);
+    EXPECT_EQ(erkenner.text(pfad), "jetzt");
+}
+
+TEST_F(Erkennung, ATextOf6001CharactersIsCutTo6000) {
+    std::string lang;
+    for (int i = 0; i < 6001; ++i)
+        lang += "ä";
+    leser.antwort.text = lang;
+    EXPECT_EQ(erkenner.text(ordner.datei("a.pdf", "1"))->size(), 12'000U);
+    leser.antwort.text = std::string(6000, 'x');
+    EXPECT_EQ(erkenner.text(ordner.datei("b.pdf", "1"))->size(), 6000U);
+}
+
+TEST_F(Erkennung, UnreadableFilesHaveNoTextAndAreNotHandedToTheEngines) {
+    leser.antwort.text = "x";
+    EXPECT_FALSE(erkenner.text(ordner.pfad("fehlt.pdf")));
+    EXPECT_FALSE(erkenner.text(ordner.ordner("ordner.pdf")));
+    auto const rohr = ordner.pfad("rohr.pdf");
+    ASSERT_EQ(::mkfifo(rohr.c_str(), 0600), 0);
+    EXPECT_FALSE(erkenner.text(rohr));
+    EXPECT_EQ(leser.gelesen, 0);
+}
+
+TEST_F(Erkennung, AFullCacheDiskCostsOnlyTheCache) {
+    leser.antwort.text = "x";
+    Zwischenspeicher const kaputt{ordner.datei("datei") + "/texte"};
+    Erkenner ohneSpeicher{leser, kaputt};
+    EXPECT_EQ(ohneSpeicher.text(ordner.datei("a.pdf", "1")), "x");
+}
