@@ -12,6 +12,8 @@ namespace {
 constexpr char const* info = R"(<?xml version="1.0"?><plist version="1.0"><dict>
 <key>CFBundleIdentifier</key><string>de.beispiel.probe</string>
 <key>CFBundleShortVersionString</key><string>1.2</string>
+<key>CFBundleName</key><string>Probe</string>
+<key>CFBundleExecutable</key><string>programm</string>
 <key>CFBundleVersion</key><integer>7</integer></dict></plist>)";
 
 } // namespace
@@ -50,4 +52,31 @@ TEST(Buendel, WithoutInfoOrWithBrokenInfoThereIsNone) {
 
 TEST(Buendel, AProgramOutsideOfOneHasTheMainIdentifier) {
     EXPECT_EQ(plattform::eigeneKennung(), "de.tandemwerk.quillmate");
+}
+
+TEST(Buendel, IsReadAtExactlyItsFolder) {
+    attrappen::OrdnerAufZeit const ordner;
+    ordner.datei("Probe.app/Contents/Info.plist", info);
+    plattform::BuendelkundeLinux kunde;
+    auto const buendel = kunde.lesen(ordner.pfad("Probe.app"));
+    ASSERT_TRUE(buendel);
+    EXPECT_EQ(buendel->pfad, ordner.pfad("Probe.app"));
+    EXPECT_EQ(buendel->name, "Probe");
+    EXPECT_EQ(buendel->programm, ordner.pfad("Probe.app/Contents/Linux/programm"));
+    EXPECT_FALSE(kunde.lesen(ordner.pfad("Probe.app/Contents")));
+    EXPECT_FALSE(kunde.lesen(ordner.pfad("fehlt.app")));
+}
+
+TEST(Buendel, AnExecutableThatLeadsOutOfTheBundleIsNone) {
+    attrappen::OrdnerAufZeit const ordner;
+    ordner.datei("Probe.app/Contents/Info.plist", R"(<plist version="1.0"><dict>
+<key>CFBundleExecutable</key><string>../../../bin/sh</string></dict></plist>)");
+    auto const buendel = plattform::buendelAn(ordner.pfad("Probe.app"));
+    ASSERT_TRUE(buendel);
+    EXPECT_FALSE(buendel->programm);
+}
+
+TEST(Buendel, OfAProgramOutsideOfOneIsTheFolderItRunsFrom) {
+    EXPECT_EQ(
+        plattform::BuendelkundeLinux{}.laufend(), std::filesystem::canonical("/proc/self/exe").parent_path());
 }

@@ -7,25 +7,34 @@
 
 namespace quillmate::plattform {
 
+std::optional<Buendel> buendelAn(std::string const& ordner) {
+    constexpr std::uint64_t hoechstgroesse = std::uint64_t{1024} * 1024;
+    auto const inhalt = leseDatei(ordner + "/Contents/Info.plist", hoechstgroesse);
+    auto const plist = inhalt ? plistLesen(*inhalt) : nullptr;
+    if (!plist)
+        return std::nullopt;
+    Buendel buendel{
+        .pfad = ordner,
+        .kennung = plistText(plist.get(), "CFBundleIdentifier"),
+        .name = plistText(plist.get(), "CFBundleName"),
+        .kurzfassung = plistText(plist.get(), "CFBundleShortVersionString"),
+        .buildnummer = plistText(plist.get(), "CFBundleVersion")};
+    auto const programm = plistText(plist.get(), "CFBundleExecutable");
+    // A bare file name only: nothing outside of the bundle may be started for it.
+    if (programm && !programm->empty() && programm->find('/') == std::string::npos)
+        buendel.programm = ordner + "/Contents/Linux/" + *programm;
+    return buendel;
+}
+
 std::optional<Buendel> buendelVon(std::string const& programmdatei) {
     std::error_code fehler;
     auto const programm = std::filesystem::canonical(programmdatei, fehler);
     if (fehler)
         return std::nullopt;
-    for (auto ordner = programm.parent_path(); ordner != ordner.root_path(); ordner = ordner.parent_path()) {
-        if (ordner.extension() != ".app")
-            continue;
-        constexpr std::uint64_t hoechstgroesse = std::uint64_t{1024} * 1024;
-        auto const inhalt = leseDatei((ordner / "Contents" / "Info.plist").string(), hoechstgroesse);
-        auto const plist = inhalt ? plistLesen(*inhalt) : nullptr;
-        if (!plist)
-            continue;
-        return Buendel{
-            .pfad = ordner.string(),
-            .kennung = plistText(plist.get(), "CFBundleIdentifier"),
-            .kurzfassung = plistText(plist.get(), "CFBundleShortVersionString"),
-            .buildnummer = plistText(plist.get(), "CFBundleVersion")};
-    }
+    for (auto ordner = programm.parent_path(); ordner != ordner.root_path(); ordner = ordner.parent_path())
+        if (ordner.extension() == ".app")
+            if (auto buendel = buendelAn(ordner.string()))
+                return buendel;
     return std::nullopt;
 }
 
@@ -36,6 +45,13 @@ std::optional<Buendel> eigenesBuendel() {
 std::string eigeneKennung() {
     auto const buendel = eigenesBuendel();
     return buendel && buendel->kennung ? *buendel->kennung : hauptkennung;
+}
+
+std::string BuendelkundeLinux::laufend() {
+    if (auto const buendel = eigenesBuendel())
+        return buendel->pfad;
+    std::error_code fehler;
+    return std::filesystem::canonical("/proc/self/exe", fehler).parent_path().string();
 }
 
 } // namespace quillmate::plattform

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "plattform/buendel.h"
+
 #include <optional>
 #include <string>
 
@@ -8,20 +10,25 @@ namespace quillmate::plattform {
 /// Identifier of the main build, and of a program that runs without a bundle.
 inline constexpr char const* hauptkennung = "de.tandemwerk.quillmate";
 
-/// The bundle that a program runs from: "NAME.app" with "Contents/Info.plist", found upward from the
-/// executable.
-struct Buendel {
-    std::string pfad;                       ///< Of the ".app" folder.
-    std::optional<std::string> kennung;     ///< CFBundleIdentifier
-    std::optional<std::string> kurzfassung; ///< CFBundleShortVersionString
-    std::optional<std::string> buildnummer; ///< CFBundleVersion
-};
-
-/// Nothing when the executable lies in no bundle. Links are resolved first.
+/// The bundle at exactly this folder; nothing when it has no property list that can be read.
+[[nodiscard]] std::optional<Buendel> buendelAn(std::string const& ordner);
+/// The bundle that a program runs from, found upward from its executable. Links are resolved first. Nothing when the
+/// executable lies in no bundle.
 [[nodiscard]] std::optional<Buendel> buendelVon(std::string const& programmdatei);
 /// The bundle of the running program.
 [[nodiscard]] std::optional<Buendel> eigenesBuendel();
 /// Its identifier, or hauptkennung.
 [[nodiscard]] std::string eigeneKennung();
+
+/// Bundles as folders. Linux runs no program from a hidden copy and signs no folders, so nothing is known of either.
+class BuendelkundeLinux final : public Buendelkunde {
+public:
+    [[nodiscard]] std::string laufend() override;
+    [[nodiscard]] std::optional<Buendel> lesen(std::string const& pfad) override { return buendelAn(pfad); }
+    [[nodiscard]] std::optional<std::string> originalPfad(std::string const& /*pfad*/) override {
+        return std::nullopt;
+    }
+    [[nodiscard]] bool mitTeamSigniert(std::string const& /*pfad*/) override { return false; }
+};
 
 } // namespace quillmate::plattform
