@@ -166,8 +166,6 @@ public:
         std::function<void(std::optional<std::string>)> antwort) = 0;
     /// The desktop's print dialog as a sheet of `fenster`, with the page fitted to the paper's width and centred.
     virtual void drucken(Programmfenster& fenster) = 0;
-    enum class Bearbeitung { widerrufen, wiederholen, ausschneiden, kopieren, einsetzen, allesAuswaehlen };
-    virtual void bearbeiten(Bearbeitung befehl) = 0;
 };
 
 } // namespace quillmate::plattform
