@@ -4,8 +4,6 @@ namespace quillmate::Umzug {
 
 namespace {
 
-constexpr std::string_view wegwerfort = "/AppTranslocation/";
-
 bool liegtUnter(std::string_view pfad, std::string_view ordner) noexcept {
     return pfad.size() > ordner.size() && pfad.starts_with(ordner) && pfad[ordner.size()] == '/';
 }
@@ -60,15 +58,19 @@ std::string_view Lage::folge() const noexcept {
 Ort ortFuer(std::string_view pfad, Ordner const& ordner) noexcept {
     if (pfad.starts_with("/Volumes/"))
         return Ort::dmg;
-    if (pfad.find(wegwerfort) != std::string_view::npos)
+    if (istWegwerfort(pfad))
         return Ort::downloads; // only downloads are run from such copies
     if (ordner.downloads && liegtUnter(pfad, *ordner.downloads))
         return Ort::downloads;
-    if (liegtUnter(pfad, "/Applications"))
+    if (liegtUnter(pfad, ordner.programme))
         return Ort::programme;
     if (pfad.starts_with(ordner.zuhause) && liegtUnter(pfad.substr(ordner.zuhause.size()), "/Applications"))
         return Ort::programme;
     return Ort::anderswo;
+}
+
+bool istWegwerfort(std::string_view pfad) noexcept {
+    return pfad.find("/AppTranslocation/") != std::string_view::npos;
 }
 
 std::optional<std::string_view> grund(std::string_view pfad, Ordner const& ordner) noexcept {
@@ -85,7 +87,7 @@ std::optional<std::string_view> grund(std::string_view pfad, Ordner const& ordne
 }
 
 Lage lage(std::string const& url, plattform::Buendelkunde& buendelkunde, Ordner const& ordner) {
-    Lage ergebnis{.laufend = url, .original = url, .versetzt = url.find(wegwerfort) != std::string::npos};
+    Lage ergebnis{.laufend = url, .original = url, .versetzt = istWegwerfort(url)};
     if (ergebnis.versetzt)
         ergebnis.original = buendelkunde.originalPfad(url).value_or(url);
     ergebnis.ort = ortFuer(ergebnis.original, ordner);

@@ -25,6 +25,7 @@ enum class Ort {
 struct Ordner {
     std::optional<std::string> downloads; ///< Nothing when the system knows none.
     std::string zuhause;
+    std::string programme{"/Applications"}; ///< The Applications folder of all users.
 };
 
 struct Lage {
@@ -45,6 +46,9 @@ struct Lage {
 
 /// Classifies a path by its text alone: case counts, and no link is resolved.
 [[nodiscard]] Ort ortFuer(std::string_view pfad, Ordner const& ordner) noexcept;
+
+/// Whether the path is that of a temporary copy that a system makes of a fresh download.
+[[nodiscard]] bool istWegwerfort(std::string_view pfad) noexcept;
 
 /// The short reason for which a copy of the program should not stay at `pfad`; nothing for places that are
 /// all right and those that nothing is known about.

@@ -18,7 +18,10 @@ namespace quillmate::attrappen {
 /// User defaults in memory that count how often they are written.
 class SpeicherVoreinstellungen final : public plattform::Voreinstellungen {
 public:
-    using Wert = std::variant<plattform::Bytes, std::vector<plattform::Bytes>>;
+    struct Text {
+        std::string text;
+    };
+    using Wert = std::variant<plattform::Bytes, std::vector<plattform::Bytes>, bool, Text>;
 
     bool lesbar() override { return !unlesbar; }
     std::optional<std::vector<plattform::Bytes>> datenliste(std::string const& schluessel) override {
@@ -35,12 +38,32 @@ public:
             return std::nullopt;
         return std::get<plattform::Bytes>(wert->second);
     }
+    std::optional<bool> wahrheitswert(std::string const& schluessel) override {
+        auto const wert = werte.find(schluessel);
+        if (wert == werte.end() || !std::holds_alternative<bool>(wert->second))
+            return std::nullopt;
+        return std::get<bool>(wert->second);
+    }
+    std::optional<std::string> text(std::string const& schluessel) override {
+        auto const wert = werte.find(schluessel);
+        if (wert == werte.end() || !std::holds_alternative<Text>(wert->second))
+            return std::nullopt;
+        return std::get<Text>(wert->second).text;
+    }
     void setzeDatenliste(std::string const& schluessel, std::vector<plattform::Bytes> const& liste) override {
         werte[schluessel] = liste;
         ++geschrieben;
     }
     void setzeDaten(std::string const& schluessel, plattform::Bytes const& wert) override {
         werte[schluessel] = wert;
+        ++geschrieben;
+    }
+    void setzeWahrheitswert(std::string const& schluessel, bool wert) override {
+        werte[schluessel] = wert;
+        ++geschrieben;
+    }
+    void setzeText(std::string const& schluessel, std::string const& wert) override {
+        werte[schluessel] = Text{wert};
         ++geschrieben;
     }
     void entferne(std::string const& schluessel) override {

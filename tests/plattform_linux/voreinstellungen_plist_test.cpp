@@ -62,6 +62,25 @@ TEST_F(VoreinstellungenPlist, AValueOfAnotherTypeCountsAsMissing) {
     EXPECT_FALSE(voreinstellungen.datenliste("liste")); // one element is no data
 }
 
+TEST_F(VoreinstellungenPlist, BooleansAndTextsSurviveAndKeepTheirTypes) {
+    voreinstellungen.setzeWahrheitswert("ja", true);
+    voreinstellungen.setzeWahrheitswert("nein", false);
+    voreinstellungen.setzeText("text", "Größe <1> & „2“");
+    plattform::VoreinstellungenPlist spaeter{datei};
+    EXPECT_EQ(spaeter.wahrheitswert("ja"), true);
+    EXPECT_EQ(spaeter.wahrheitswert("nein"), false);
+    EXPECT_EQ(spaeter.text("text"), "Größe <1> & „2“");
+    EXPECT_EQ(spaeter.wahrheitswert("text"), std::nullopt);
+    EXPECT_EQ(spaeter.text("ja"), std::nullopt);
+    EXPECT_EQ(spaeter.wahrheitswert("fehlt"), std::nullopt);
+    EXPECT_EQ(spaeter.text("fehlt"), std::nullopt);
+}
+
+TEST_F(VoreinstellungenPlist, RemovingWhatIsNotThereWritesNothing) {
+    voreinstellungen.entferne("fehlt");
+    EXPECT_FALSE(std::filesystem::exists(datei));
+}
+
 TEST_F(VoreinstellungenPlist, RemovingLeavesTheOthersAndForeignKeysStay) {
     ordner.datei(
         "neu/voreinstellungen.plist", "<plist "

@@ -36,6 +36,15 @@ std::optional<std::string> plistText(plist_t woerterbuch, char const* schluessel
     return text ? std::optional{std::string{text, static_cast<std::size_t>(laenge)}} : std::nullopt;
 }
 
+std::optional<bool> plistWahrheitswert(plist_t woerterbuch, char const* schluessel) {
+    plist_t const knoten = plist_dict_get_item(woerterbuch, schluessel);
+    if (!knoten || plist_get_node_type(knoten) != PLIST_BOOLEAN)
+        return std::nullopt;
+    std::uint8_t wert = 0;
+    plist_get_bool_val(knoten, &wert);
+    return wert != 0;
+}
+
 std::optional<std::string> plistDaten(plist_t knoten) {
     if (!knoten || plist_get_node_type(knoten) != PLIST_DATA)
         return std::nullopt;

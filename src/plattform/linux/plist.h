@@ -24,6 +24,7 @@ using Plist = std::unique_ptr<void, PlistFrei>;
 [[nodiscard]] std::optional<std::string> plistSchreiben(plist_t wurzel);
 
 [[nodiscard]] std::optional<std::string> plistText(plist_t woerterbuch, char const* schluessel);
+[[nodiscard]] std::optional<bool> plistWahrheitswert(plist_t woerterbuch, char const* schluessel);
 /// Bytes of a binary-data node; nothing for any other node.
 [[nodiscard]] std::optional<std::string> plistDaten(plist_t knoten);
 

@@ -84,6 +84,16 @@ std::optional<Bytes> VoreinstellungenPlist::daten(std::string const& schluessel)
     return plistDaten(plist_dict_get_item(plist.get(), schluessel.c_str()));
 }
 
+std::optional<bool> VoreinstellungenPlist::wahrheitswert(std::string const& schluessel) {
+    auto const plist = gelesen(datei_);
+    return plistWahrheitswert(plist.get(), schluessel.c_str());
+}
+
+std::optional<std::string> VoreinstellungenPlist::text(std::string const& schluessel) {
+    auto const plist = gelesen(datei_);
+    return plistText(plist.get(), schluessel.c_str());
+}
+
 void VoreinstellungenPlist::setzeDatenliste(std::string const& schluessel, std::vector<Bytes> const& werte) {
     aendere([&](plist_t wurzel) {
         plist_t const liste = plist_new_array();
@@ -99,7 +109,26 @@ void VoreinstellungenPlist::setzeDaten(std::string const& schluessel, Bytes cons
     });
 }
 
+void VoreinstellungenPlist::setzeWahrheitswert(std::string const& schluessel, bool wert) {
+    aendere([&](plist_t wurzel) {
+        plist_dict_set_item(wurzel, schluessel.c_str(), plist_new_bool(wert ? 1 : 0));
+    });
+}
+
+void VoreinstellungenPlist::setzeText(std::string const& schluessel, std::string const& wert) {
+    aendere([&](plist_t wurzel) {
+        plist_dict_set_item(wurzel, schluessel.c_str(), plist_new_string(wert.c_str()));
+    });
+}
+
 void VoreinstellungenPlist::entferne(std::string const& schluessel) {
+    // Most removals are of keys that are long gone, at every start; they need not cost a write.
+    auto const inhalt = leseDatei(datei_, hoechstgroesse);
+    if (!inhalt && errno == ENOENT)
+        return;
+    auto const plist = inhalt ? plistLesen(*inhalt) : nullptr;
+    if (plist && !plist_dict_get_item(plist.get(), schluessel.c_str()))
+        return;
     aendere([&](plist_t wurzel) { plist_dict_remove_item(wurzel, schluessel.c_str()); });
 }
 

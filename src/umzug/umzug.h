@@ -1,0 +1,73 @@
+#pragma once
+
+#include "lage.h"
+#include "plattform/dateiwerk.h"
+#include "plattform/dialoge.h"
+#include "plattform/hauptschleife.h"
+#include "plattform/menueeintrag.h"
+#include "plattform/neustart.h"
+#include "plattform/voreinstellungen.h"
+
+#include <optional>
+#include <string>
+
+namespace quillmate::Umzug {
+
+/// Set right before the relaunch; the next start removes it and confirms the move.
+inline constexpr char const* schluesselGeradeUmgezogen = "quillmate.umzug.geradeUmgezogen";
+/// Written by earlier versions. The offer is always made again, so every start removes it.
+inline constexpr char const* schluesselNichtMehrFragen = "quillmate.umzug.nichtMehrFragen";
+
+/// What became of copying.
+struct Kopie {
+    std::string ziel; ///< The bundle in the Applications folder.
+    plattform::Hindernis hindernis;
+};
+
+/// Moves the program into the Applications folder: asks, copies, cleans up, relaunches from there, and confirms
+/// after the relaunch. However it ends, also killed at any step, a whole bundle is left to start.
+/// Threads: main thread; copying blocks it.
+/// Ownership: borrows its ports.
+class Umzieher {
+public:
+    struct Hilfen {
+        plattform::Buendelkunde& buendelkunde;
+        plattform::Dateiwerk& dateiwerk;
+        plattform::Dialoge& dialoge;
+        plattform::Voreinstellungen& voreinstellungen;
+        plattform::Menueeintrag& menueeintrag;
+        plattform::Neustart& neustart;
+        plattform::Hauptschleife& hauptschleife;
+    };
+
+    Umzieher(Hilfen hilfen, Ordner ordner);
+
+    /// Assesses the running bundle.
+    [[nodiscard]] Lage lage() const;
+    /// At start, before any window: offers the move where it is needed. True when a relaunch is under way; the
+    /// caller then builds no window.
+    [[nodiscard]] bool pruefenUndAnbieten();
+    /// Moves and relaunches without asking. True when the relaunch has been started; otherwise the user has been
+    /// told why not.
+    bool ausfuehren(Lage const& lage);
+    /// Says once, after a relaunch from the new place, that the move has worked: as a sheet of `fenster`, without
+    /// window as a dialog that is waited for.
+    void bestaetigenFallsUmgezogen(plattform::Programmfenster* fenster);
+
+    /// A copy of the program that lies in an Applications folder and is at least as new as the bundle at `neben`.
+    [[nodiscard]] std::optional<std::string> vorhandeneFassung(std::string const& neben) const;
+    /// Copies the bundle that `lage` is about into an Applications folder.
+    [[nodiscard]] Kopie kopieren(Lage const& lage);
+    /// Puts the old copy into the trash where that is safe. The volume to eject, or nothing.
+    [[nodiscard]] std::optional<std::string> aufraeumen(std::string const& ziel, Lage const& lage);
+    /// Starts the bundle at `ziel` after the end of this process, which is ended at once.
+    void neuStarten(std::string const& ziel, std::optional<std::string> const& auswerfen);
+
+private:
+    [[nodiscard]] std::string eigenerProgrammordner() const;
+
+    Hilfen const hilfen_;
+    Ordner const ordner_;
+};
+
+} // namespace quillmate::Umzug
