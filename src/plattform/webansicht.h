@@ -55,6 +55,7 @@ struct Ladefehler {
     std::string beschreibung; ///< For people.
     bool abgebrochen{
         false}; ///< The program or the page itself ended it: cancelled, replaced, became a download.
+    std::optional<std::string> adresse{}; ///< What could not be loaded, as far as the engine says.
 };
 
 /// A request for a window of its own.

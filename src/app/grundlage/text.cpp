@@ -140,6 +140,19 @@ bool nurLeerraum(std::string_view text) {
     return true;
 }
 
+std::string einzeilig(std::string_view text, std::size_t hoechstens) {
+    // A character can be of any length; bytes bound what has to be looked at.
+    constexpr std::size_t byteJeZeichen = 64;
+    auto const anfang = text.substr(0, hoechstens * byteJeZeichen);
+    auto const kurz = ersteZeichen(anfang, hoechstens);
+    auto ergebnis = alsUtf8(kurz);
+    std::ranges::replace_if(
+        ergebnis, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == '\x7F'; }, ' ');
+    if (kurz.size() < text.size())
+        ergebnis += "…";
+    return ergebnis;
+}
+
 std::string dateiendung(std::string_view dateiname) {
     auto const punkt = dateiname.rfind('.');
     if (punkt == std::string_view::npos || punkt == 0)

@@ -30,6 +30,10 @@ namespace quillmate {
 /// Whether nothing but white space and line ends is in the text.
 [[nodiscard]] bool nurLeerraum(std::string_view text);
 
+/// For one line of log or one label: control characters, line ends among them, become blanks, and of a longer text
+/// only the first `hoechstens` characters are kept, with "…" behind them.
+[[nodiscard]] std::string einzeilig(std::string_view text, std::size_t hoechstens);
+
 /// What follows the last dot of a file name, in lower case; empty without one, and for ".name" and "name.".
 [[nodiscard]] std::string dateiendung(std::string_view dateiname);
 

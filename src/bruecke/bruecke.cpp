@@ -1,0 +1,344 @@
+// From top to bottom: the list of what pages may call, the road of replies, the checks, the actions in the order in
+// which the dispatcher knows them.
+#include "bruecke.h"
+
+#include "grundlage/adressteile.h"
+#include "grundlage/datei.h"
+#include "grundlage/protokoll.h"
+#include "grundlage/text.h"
+#include "json_text.h"
+#include "macscan/datum.h"
+#include "ordner/dateisuche.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <set>
+#include <utility>
+
+namespace quillmate {
+
+namespace {
+
+/// Finds per folder in reports to the page.
+constexpr std::size_t hoechstensJeBericht = 5000;
+/// Characters of a foreign name in a log line.
+constexpr std::size_t hoechstensImProtokoll = 200;
+constexpr std::int64_t hoechstensBilder = 500;
+/// Time for the page to say that the program restarts, before it does.
+constexpr std::chrono::milliseconds umzugsfrist{400};
+/// Length of a folder's identifier; nothing longer names one.
+constexpr std::size_t kennungslaenge = 16;
+
+constexpr std::string_view unbekannteAktion = "unbekannte Aktion";
+
+std::set<std::string, std::less<>> const& erlaubt() {
+    static std::set<std::string, std::less<>> const namen{
+        "ordnerWaehlen",          "gemerkterOrdner",   "gemerkteOrdner", "ordnerVergessen",
+        "portalOeffnen",          "macScannen",        "gezieltSuchen",  "bilderZaehlen",
+        "inProgrammeVerschieben", "nachUpdatesSuchen", "suchStand"};
+    return namen;
+}
+
+/// Who spoke, for the log: never a path or query, which may hold a token.
+std::string sprecher(plattform::Absender const& absender) {
+    auto const teile = Adressteile::lesen(absender.dokument);
+    auto const seite = !teile || !teile->wirt
+                           ? std::string{"einer Seite ohne Adresse"}
+                           : fmt::format(
+                                 "{}://{}{}", teile->schema, *teile->wirt,
+                                 teile->port ? fmt::format(":{}", *teile->port) : std::string{});
+    return einzeilig(absender.hauptrahmen ? seite : "einem Rahmen in " + seite, hoechstensImProtokoll);
+}
+
+Json bericht(std::string const& ordner) {
+    auto const anzahl = Ordner::durchsuchen(ordner, {.hoechstens = hoechstensJeBericht}).size();
+    return {
+        {"ordner", alsUtf8(letzteKomponente(ordner))},
+        {"anzahl", anzahl},
+        {"grenze_erreicht", anzahl >= hoechstensJeBericht}};
+}
+
+bool istServeradresse(std::string_view text) {
+    return text.starts_with("http://") || text.starts_with("https://");
+}
+
+/// The request context of scans and searches, when all of it is there.
+std::optional<MacScan::Zugang> zugangAus(Argumente const& argumente) {
+    auto const clientId = argumente.ganzzahl("client_id");
+    auto const token = argumente.text("token");
+    auto const server = argumente.text("server");
+    if (!clientId || *clientId <= 0 || !token || !server || !istServeradresse(*server))
+        return std::nullopt;
+    return MacScan::Zugang{.server = *server, .clientId = *clientId, .token = *token};
+}
+
+} // namespace
+
+std::vector<Bruecke::Aktion> const& Bruecke::aktionen() {
+    static std::vector<Aktion> const tabelle{
+        {"ordnerWaehlen", &Bruecke::ordnerWaehlen},
+        {"gemerkterOrdner", &Bruecke::gemerkterOrdner},
+        {"gemerkteOrdner", &Bruecke::gemerkteOrdner},
+        {"ordnerVergessen", &Bruecke::ordnerVergessen},
+        {"portalOeffnen", &Bruecke::portalOeffnen},
+        {"macScannen", &Bruecke::macScannen},
+        {"bilderZaehlen", &Bruecke::bilderZaehlen},
+        {"gezieltSuchen", &Bruecke::gezieltSuchen},
+        {"inProgrammeVerschieben", &Bruecke::inProgrammeVerschieben},
+        {"suchStand", &Bruecke::suchStand},
+        {"nachUpdatesSuchen", &Bruecke::nachUpdatesSuchen}};
+    return tabelle;
+}
+
+Bruecke::Antwortweg::Antwortweg(
+    plattform::Hauptschleife& schleife, std::weak_ptr<plattform::Webansicht> web,
+    std::weak_ptr<void> bruecke) noexcept
+    : schleife_(&schleife)
+    , web_(std::move(web))
+    , bruecke_(std::move(bruecke)) {}
+
+void Bruecke::Antwortweg::antworte(std::int64_t id, Json const& ergebnis) const {
+    if (bruecke_.expired())
+        return;
+    auto const text = jsonText(ergebnis);
+    if (!text)
+        return;
+    // The view is looked up on the main thread only: a lock taken here could make a worker its last owner.
+    schleife_->spaeter([web = web_, skript = fmt::format("window.__quillmateAntwort({}, {})", id, *text)] {
+        if (auto const ansicht = web.lock())
+            ansicht->skript(skript);
+    });
+}
+
+Bruecke::Bruecke(
+    std::weak_ptr<plattform::Webansicht> web, PortalOeffnen portalOeffnen, Brueckenumgebung umgebung)
+    : umgebung_(std::move(umgebung))
+    , portalOeffnen_(std::move(portalOeffnen))
+    , lebt_(std::make_shared<char>())
+    , antwortweg_(umgebung_.schleife, std::move(web), lebt_)
+    , hintergrund_(umgebung_.arbeitsfaden) {}
+
+Bruecke::~Bruecke() = default;
+
+plattform::Nutzerskript Bruecke::einspielung(Programmangaben const& angaben) {
+    return {.quelltext = einspielungsskript(angaben), .nurHauptrahmen = true};
+}
+
+void Bruecke::antworteFehler(std::int64_t id, std::string_view text) const {
+    antworte(id, {{"fehler", text}});
+}
+
+MacScan::Melder Bruecke::melder(std::int64_t id) const {
+    return [weg = antwortweg_, id](Json const& meldung) {
+        weg.antworte(id, meldung);
+    };
+}
+
+void Bruecke::empfangen(std::string_view json, plattform::Absender const& absender) {
+    auto const nachricht = entschluesseln(json);
+    if (!nachricht) {
+        protokoll("Bruecke: unverständliche Nachricht abgewiesen");
+        return;
+    }
+    bool const fremd = !darfSprechen(absender, umgebung_.start);
+    if (fremd || !erlaubt().contains(nachricht->aktion)) {
+        protokoll(fmt::format(
+            "Bruecke: Aktion '{}' ist nicht erlaubt - abgewiesen{}",
+            einzeilig(nachricht->aktion, hoechstensImProtokoll),
+            fremd ? fmt::format(" (gesendet von {})", sprecher(absender)) : std::string{}));
+        antworteFehler(nachricht->id, unbekannteAktion);
+        return;
+    }
+    auto const aktion = std::ranges::find(aktionen(), nachricht->aktion, &Aktion::name);
+    if (aktion == aktionen().end()) {
+        antworteFehler(nachricht->id, unbekannteAktion);
+        return;
+    }
+    // An action may run the main loop (a panel), and the loop may end the window with this bridge.
+    auto const weg = antwortweg_;
+    try {
+        (this->*aktion->handlung)(*nachricht);
+    } catch (std::exception const& fehler) { // out of memory, out of threads
+        protokoll(fmt::format("Bruecke: Aktion '{}' abgebrochen: {}", nachricht->aktion, fehler.what()));
+        weg.antworte(nachricht->id, {{"fehler", "Die Aktion ist unerwartet abgebrochen."}});
+    }
+}
+
+void Bruecke::ordnerWaehlen(Nachricht const& nachricht) {
+    // The panel runs the main loop, so further calls arrive while it is open. Panels upon panels would help nobody.
+    if (tafelOffen_) {
+        antworte(nachricht.id, {{"abgebrochen", true}});
+        return;
+    }
+    tafelOffen_ = true;
+    std::weak_ptr<void> const lebt = lebt_;
+    auto const ordner = Ordner::auswaehlen(umgebung_.ordnertafel);
+    if (lebt.expired())
+        return;
+    tafelOffen_ = false;
+    if (!ordner) {
+        antworte(nachricht.id, {{"abgebrochen", true}});
+        return;
+    }
+    umgebung_.merkliste.merken(*ordner);
+    auto antwort = bericht(*ordner);
+    antwort["kennung"] = Ordner::kennung(*ordner);
+    antworte(nachricht.id, antwort);
+}
+
+void Bruecke::gemerkterOrdner(Nachricht const& nachricht) {
+    Ordner::OffeneOrdner const offen{umgebung_.merkliste};
+    antworte(
+        nachricht.id, offen.alle().empty() ? Json{{"ordner", nullptr}} : bericht(offen.alle().front().url));
+}
+
+void Bruecke::gemerkteOrdner(Nachricht const& nachricht) {
+    Ordner::OffeneOrdner const offen{umgebung_.merkliste};
+    auto liste = Json::array();
+    for (auto const& gemerkt : offen.alle()) {
+        auto eintrag = bericht(gemerkt.url);
+        eintrag["kennung"] = gemerkt.kennung;
+        liste.push_back(std::move(eintrag));
+    }
+    antworte(nachricht.id, {{"ordner", std::move(liste)}});
+}
+
+void Bruecke::ordnerVergessen(Nachricht const& nachricht) {
+    if (auto const kennung = nachricht.argumente.nichtleererText("kennung"))
+        umgebung_.merkliste.vergessen(*kennung);
+    else
+        umgebung_.merkliste.vergessen();
+    antworte(nachricht.id, {{"ordner", nullptr}});
+}
+
+void Bruecke::portalOeffnen(Nachricht const& nachricht) {
+    auto const& argumente = nachricht.argumente;
+    auto const kennung = argumente.text("kennung");
+    auto const clientId = argumente.ganzzahl("client_id");
+    auto const token = argumente.nichtleererText("token");
+    if (!kennung || !clientId || !token) {
+        antworteFehler(nachricht.id, "Unvollständige Portalanfrage.");
+        return;
+    }
+    if (!portalOeffnen_) {
+        antworteFehler(nachricht.id, "Portalmodus ist in dieser App-Fassung nicht verfügbar.");
+        return;
+    }
+    auto const weg = antwortweg_; // asking for an address runs the main loop, which may end this bridge
+    auto const oeffnen = portalOeffnen_;
+    auto const id = nachricht.id;
+    weg.antworte(
+        id, oeffnen(
+                {.kennung = *kennung,
+                 .clientId = *clientId,
+                 .token = *token,
+                 .name = argumente.text("name"),
+                 .transactionId = argumente.ganzzahl("transaction_id")}));
+}
+
+void Bruecke::macScannen(Nachricht const& nachricht) {
+    auto const& argumente = nachricht.argumente;
+    auto const zugang = zugangAus(argumente);
+    if (!zugang) {
+        antworteFehler(nachricht.id, "Unvollständige Scan-Anfrage.");
+        return;
+    }
+    umgebung_.suche.starten(
+        {.zugang = *zugang,
+         .alles = argumente.wahr("alles"),
+         .fotos = argumente.wahr("fotos"),
+         .nurOrdner = argumente.nichtleererText("nurOrdner"),
+         .hoechstensBilder = std::clamp(
+             argumente.ganzzahl("hoechstensBilder").value_or(hoechstensBilder), std::int64_t{1},
+             hoechstensBilder)},
+        melder(nachricht.id));
+}
+
+void Bruecke::bilderZaehlen(Nachricht const& nachricht) {
+    auto const kennung = nachricht.argumente.nichtleererText("kennung");
+    if (!kennung) {
+        antworteFehler(nachricht.id, "Kein Ordner angegeben.");
+        return;
+    }
+    if (kennung->size() > kennungslaenge) { // Nothing to look for, and nothing to keep.
+        antworteFehler(nachricht.id, "Der Ordner ist nicht mehr freigegeben.");
+        return;
+    }
+    auto& wartende = zaehlungen_[*kennung];
+    wartende.push_back(nachricht.id);
+    if (wartende.size() > 1)
+        return;
+    auto zaehlen = [this, lebt = std::weak_ptr<void>{lebt_}, kennung = *kennung, &suche = umgebung_.suche,
+                    &schleife = umgebung_.schleife] {
+        Json ergebnis;
+        try {
+            auto const anzahl = suche.bilderZaehlen(kennung);
+            ergebnis = anzahl ? Json{{"anzahl", *anzahl}}
+                              : Json{{"fehler", "Der Ordner ist nicht mehr freigegeben."}};
+        } catch (std::exception const& fehler) { // out of memory
+            protokoll(fmt::format("Bruecke: Bilder nicht gezählt: {}", fehler.what()));
+            ergebnis = {{"fehler", "Die Bilder konnten nicht gezählt werden."}};
+        }
+        schleife.spaeter([this, lebt, kennung, ergebnis] {
+            if (!lebt.expired()) // asked on the main thread, where bridges die
+                gezaehlt(kennung, ergebnis);
+        });
+    };
+    try {
+        hintergrund_.ausfuehren(std::move(zaehlen));
+    } catch (std::exception const&) {
+        zaehlungen_.erase(*kennung);
+        throw;
+    }
+}
+
+void Bruecke::gezaehlt(std::string const& kennung, Json const& ergebnis) {
+    auto const wartende = zaehlungen_.extract(kennung);
+    if (wartende)
+        for (auto const id : wartende.mapped())
+            antworte(id, ergebnis);
+}
+
+void Bruecke::gezieltSuchen(Nachricht const& nachricht) {
+    auto const& argumente = nachricht.argumente;
+    auto const zugang = zugangAus(argumente);
+    auto const transactionId = argumente.ganzzahl("transaction_id");
+    auto const stichworte = argumente.liste("stichworte");
+    auto const betragTexte = argumente.liste("betrag_texte");
+    if (!zugang || !transactionId || *transactionId <= 0 || !stichworte || !betragTexte) {
+        antworteFehler(nachricht.id, "Unvollständige Suchanfrage.");
+        return;
+    }
+    umgebung_.suche.gezieltSuchen(
+        {.zugang = *zugang,
+         .transactionId = *transactionId,
+         .stichworte = *stichworte,
+         .betragTexte = *betragTexte,
+         .datum = MacScan::datumAus(argumente.text("datum"))},
+        melder(nachricht.id));
+}
+
+void Bruecke::inProgrammeVerschieben(Nachricht const& nachricht) {
+    auto lage = umgebung_.umzugLage();
+    if (!lage.umzugNoetig) {
+        antworte(nachricht.id, {{"ort", lage.ort}});
+        return;
+    }
+    antworte(nachricht.id, {{"neustart", true}});
+    umgebung_.schleife.nach(umzugsfrist, std::move(lage.ausfuehren));
+}
+
+void Bruecke::suchStand(Nachricht const& nachricht) {
+    antworte(nachricht.id, umgebung_.suche.stand.bericht());
+}
+
+void Bruecke::nachUpdatesSuchen(Nachricht const& nachricht) {
+    if (umgebung_.aktualisierer)
+        umgebung_.aktualisierer->nachUpdatesSuchen();
+    antworte(nachricht.id, Json::object());
+}
+
+} // namespace quillmate

@@ -1,0 +1,35 @@
+#include "hintergrund.h"
+
+#include <utility>
+
+namespace quillmate {
+
+void Hintergrund::ausfuehren(std::function<void()> arbeit) {
+    {
+        std::lock_guard const schutz{sperre_};
+        if (!faden_.joinable())
+            faden_ = std::jthread{[this](std::stop_token const& ende) {
+                arbeiten(ende);
+            }};
+        offen_.push_back(std::move(arbeit));
+    }
+    neues_.notify_one();
+}
+
+void Hintergrund::arbeiten(std::stop_token const& ende) {
+    arbeitsfaden_.alsHilfsarbeit();
+    for (;;) {
+        std::function<void()> arbeit;
+        {
+            std::unique_lock schutz{sperre_};
+            neues_.wait(schutz, ende, [this] { return !offen_.empty(); });
+            if (ende.stop_requested())
+                return;
+            arbeit = std::move(offen_.front());
+            offen_.pop_front();
+        }
+        arbeit();
+    }
+}
+
+} // namespace quillmate

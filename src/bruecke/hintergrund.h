@@ -1,0 +1,36 @@
+#pragma once
+
+#include "plattform/arbeitsfaden.h"
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <stop_token>
+#include <thread>
+
+namespace quillmate {
+
+/// One background thread that does work in the order in which it is given. Started with the first work, asleep
+/// without any.
+/// Threads: any. Destroying waits for the work under way and drops the rest.
+/// Errors: ausfuehren() throws std::system_error when no thread can be started, std::bad_alloc without memory. The
+/// work must not throw.
+/// Ownership: borrows the port.
+class Hintergrund {
+public:
+    explicit Hintergrund(plattform::Arbeitsfaden& arbeitsfaden) noexcept
+        : arbeitsfaden_(arbeitsfaden) {}
+    void ausfuehren(std::function<void()> arbeit);
+
+private:
+    void arbeiten(std::stop_token const& ende);
+
+    plattform::Arbeitsfaden& arbeitsfaden_;
+    std::mutex sperre_; ///< Guards offen_ and the start of faden_.
+    std::condition_variable_any neues_;
+    std::deque<std::function<void()>> offen_;
+    std::jthread faden_; ///< Last member: it uses all others.
+};
+
+} // namespace quillmate

@@ -1,0 +1,368 @@
+// From top to bottom: construction, the menu's commands, the rules for navigations, what becomes of loads, child
+// windows, downloads, dialogs, portals.
+#include "fenster.h"
+
+#include "bruecke/json_text.h"
+#include "eigene_seiten.h"
+#include "grundlage/datei.h"
+#include "grundlage/protokoll.h"
+#include "grundlage/text.h"
+#include "seiten.h"
+#include "zieldatei.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+namespace quillmate {
+
+namespace {
+
+constexpr plattform::Fenstermasse hauptmasse{
+    .breite = 1280, .hoehe = 860, .mindestbreite = 380, .mindesthoehe = 480};
+constexpr plattform::Fenstermasse nebenmasse{
+    .breite = 900, .hoehe = 1000, .mindestbreite = 0, .mindesthoehe = 0};
+constexpr char const* titel = "Quillmate";
+constexpr std::chrono::seconds ladefrist{60};
+/// A process that dies within this time after its page was loaded again would die for ever.
+constexpr std::chrono::minutes absturzabstand{1};
+/// Pages about it that are shown within that time: where no process can live, each of them would be the next death.
+constexpr int hoechstensAbsturzseiten = 3;
+/// Characters of a page's text in a dialog: more would not fit on any screen.
+constexpr std::size_t hoechstensImDialog = 4000;
+/// Characters of foreign texts in log lines and notices.
+constexpr std::size_t hoechstensInZeile = 1000;
+
+constexpr std::string_view ok = "OK";
+constexpr std::string_view abbrechen = "Abbrechen";
+
+std::string fuerDialog(std::string const& text) {
+    auto kurz = ersteZeichen(text, hoechstensImDialog);
+    if (kurz.size() < text.size())
+        kurz += "…";
+    return alsUtf8(kurz);
+}
+
+std::string fuerZeile(std::string_view text) {
+    return einzeilig(text, hoechstensInZeile);
+}
+
+plattform::Frage seitenfrage(std::string const& text, std::vector<std::string> knoepfe) {
+    return {.meldung = titel, .erklaerung = fuerDialog(text), .knoepfe = std::move(knoepfe)};
+}
+
+} // namespace
+
+/// One download on its way: its claimed file, until it is complete.
+struct Fenster::Herunterladung {
+    std::optional<Zieldatei> ziel;
+};
+
+Fenster::Fenster(Fensterumgebung umgebung)
+    : umgebung_(std::move(umgebung))
+    , lebt_(std::make_shared<Fenster*>(this)) {
+    plattform::Webansicht::Einrichtung einrichtung;
+    einrichtung.datenhaltung = plattform::Webansicht::Einrichtung::Datenhaltung::hauptfenster;
+    einrichtung.skripte = {Bruecke::einspielung(umgebung_.angaben)};
+    einrichtung.nachrichtenname = Bruecke::name;
+    einrichtung.nachrichten =
+        [lebt = std::weak_ptr{lebt_}](std::string_view json, plattform::Absender const& absender) {
+            if (auto const hier = lebt.lock(); hier && (*hier)->bruecke_)
+                (*hier)->bruecke_->empfangen(json, absender);
+        };
+    einrichtung.wischgesten = true;
+    web_ = umgebung_.werk.webansicht(std::move(einrichtung), *this);
+    fenster_ = umgebung_.werk.fenster(hauptmasse);
+
+    Bruecke::PortalOeffnen portale;
+    if (umgebung_.portale.fenster)
+        portale = [lebt = std::weak_ptr{lebt_}](Portalanfrage const& anfrage) -> Json {
+            if (auto const hier = lebt.lock())
+                return (*hier)->portalOeffnen(anfrage);
+            return {{"fehler", "Das Hauptfenster ist nicht mehr verfügbar."}};
+        };
+    bruecke_ = std::make_unique<Bruecke>(web_, std::move(portale), umgebung_.bruecke);
+
+    fenster_->titel(titel);
+    fenster_->inhalt(*web_);
+    fenster_->groesseMerken("QuillmateHauptfenster");
+
+    web_->ladenHtml(ladeseite());
+    protokoll("lade " + umgebung_.start.text());
+    ladeStart();
+}
+
+Fenster::~Fenster() = default;
+
+void Fenster::ladeStart() {
+    web_->laden(umgebung_.start.text(), ladefrist);
+}
+
+void Fenster::neuLaden() {
+    if (web_->adresse())
+        web_->neuLaden();
+    else
+        ladeStart();
+}
+
+void Fenster::zurueck() {
+    web_->zurueck();
+}
+
+void Fenster::vorwaerts() {
+    web_->vorwaerts();
+}
+
+void Fenster::drucken() {
+    web_->drucken(*fenster_);
+}
+
+plattform::Entscheidung Fenster::beiNavigation(
+    plattform::Webansicht& /*web*/, plattform::Navigation const& navigation) {
+    using enum plattform::Entscheidung;
+    if (navigation.alsDownload)
+        return herunterladen;
+    if (auto const weg = anmeldewegVon(navigation.adresse); weg != Anmeldeweg::keiner) {
+        auto const& anschluss = umgebung_.anmeldung;
+        auto const& starten =
+            weg == Anmeldeweg::google ? anschluss.anmeldenMitGoogle : anschluss.bankVerbinden;
+        if (starten)
+            starten(*navigation.adresse);
+        else
+            protokoll("Anmeldung über den Browser ist in dieser App-Fassung nicht verfügbar");
+        return abbrechen;
+    }
+    // What a server redirects to is no click any more: sign-in and payment pages of others are reached that way.
+    bool const geklickt = navigation.art == plattform::Navigationsart::link && !navigation.umgeleitet;
+    if (geklickt && navigation.adresse && !istEigen(navigation.adresse)) {
+        umgebung_.standardprogramm.oeffnen(*navigation.adresse);
+        return abbrechen;
+    }
+    return zulassen;
+}
+
+plattform::Entscheidung Fenster::beiAntwort(
+    plattform::Webansicht& /*web*/, plattform::Antwortkopf const& antwort) {
+    bool const anhang = kleingeschrieben(antwort.contentDisposition).find("attachment") != std::string::npos;
+    return antwort.darstellbar && !anhang ? plattform::Entscheidung::zulassen
+                                          : plattform::Entscheidung::herunterladen;
+}
+
+void Fenster::geladen(plattform::Webansicht& web) {
+    protokoll("geladen: " + web.adresse().value_or("-"));
+}
+
+void Fenster::fehlgeschlagen(plattform::Webansicht& web, plattform::Ladefehler const& fehler) {
+    fehlerZeigen(fehler, &web == web_.get() && fehler.adresse ? fehler.adresse : web_->adresse());
+}
+
+void Fenster::zeigeHinweis(plattform::Ladefehler const& fehler) {
+    fehlerZeigen(fehler, fehler.adresse ? fehler.adresse : web_->adresse());
+}
+
+void Fenster::fehlerZeigen(plattform::Ladefehler const& fehler, std::optional<std::string> const& adresse) {
+    if (fehler.abgebrochen)
+        return;
+    protokoll(fmt::format("FEHLER {} {}: {}", fehler.bereich, fehler.nummer, fuerZeile(fehler.beschreibung)));
+    // In place of the page that failed, so that loading again tries that page.
+    web_->ladenErsatz(fehlerseite(fehler.beschreibung), adresse.value_or(umgebung_.start.text()));
+}
+
+void Fenster::prozessGestorben(plattform::Webansicht& web, std::string const& grund) {
+    bool const haupt = &web == web_.get();
+    if (!haupt && !istOffen(web))
+        return; // nobody sees it
+    auto const zeile = fuerZeile(grund);
+    auto const jetzt = umgebung_.uhr.jetzt();
+    auto const letzter = abstuerze_.find(&web);
+    if (letzter == abstuerze_.end() || jetzt - letzter->second.neuGeladen >= absturzabstand) {
+        protokoll(fmt::format("Webprozess beendet ({}): die Seite wird neu geladen", zeile));
+        abstuerze_[&web] = {.neuGeladen = jetzt};
+        if (haupt)
+            neuLaden();
+        else
+            web.neuLaden();
+        return;
+    }
+    if (++letzter->second.gezeigt > hoechstensAbsturzseiten) {
+        protokoll(fmt::format("Webprozess erneut beendet ({}): die Ansicht bleibt leer", zeile));
+        return;
+    }
+    protokoll(fmt::format("Webprozess erneut beendet ({}): die Fehlerseite wird gezeigt", zeile));
+    web.ladenErsatz(absturzseite(grund), web.adresse().value_or(umgebung_.start.text()));
+}
+
+bool Fenster::istOffen(plattform::Webansicht const& web) const {
+    return std::ranges::any_of(nebenfenster_, [&web](auto const& neben) {
+        return neben->web.get() == &web && neben->fenster->sichtbar();
+    });
+}
+
+plattform::Webansicht* Fenster::neuesFenster(
+    plattform::Webansicht& /*web*/, plattform::Fensteranfrage const& anfrage,
+    VerwandteAnsicht const& verwandte) {
+    if (anfrage.adresse && !istEigen(anfrage.adresse) && !anfrage.zielrahmen &&
+        istWebadresse(*anfrage.adresse) && !istAufEigenemHost(*anfrage.adresse)) {
+        umgebung_.standardprogramm.oeffnen(*anfrage.adresse);
+        return nullptr;
+    }
+    auto neues = std::make_unique<Nebenfenster>();
+    neues->web = verwandte(*this);
+    if (!neues->web)
+        return nullptr;
+    neues->fenster = umgebung_.werk.fenster(nebenmasse);
+    neues->fenster->titel(titel);
+    neues->fenster->inhalt(*neues->web);
+    neues->fenster->zeigen();
+    nebenfenster_.push_back(std::move(neues));
+    return nebenfenster_.back()->web.get();
+}
+
+void Fenster::schliessen(plattform::Webansicht& web) {
+    for (auto const& neben : nebenfenster_)
+        if (neben->web.get() == &web)
+            neben->fenster->schliessen();
+}
+
+void Fenster::heruntergeladen(
+    plattform::Webansicht& /*web*/, std::shared_ptr<plattform::Download> const& download) {
+    auto const herunterladung = std::make_shared<Herunterladung>();
+    std::weak_ptr const lebt{lebt_};
+    download->empfaenger(
+        {.ziel = [lebt, herunterladung](std::string const& vorschlag) -> std::optional<std::string> {
+             auto const hier = lebt.lock();
+             return hier ? (*hier)->zielWaehlen(*herunterladung, vorschlag) : std::nullopt;
+         },
+         .fertig =
+             [lebt, herunterladung] {
+                 auto& ziel = herunterladung->ziel;
+                 if (!ziel)
+                     return;
+                 ziel->behalten();
+                 if (auto const hier = lebt.lock())
+                     (*hier)->meldeImFenster(
+                         fmt::format("Gespeichert: „{}“ im Ordner „Downloads“.", ziel->name()), true);
+                 protokoll("Download fertig: " + ziel->pfad());
+             },
+         .fehlgeschlagen =
+             [lebt, herunterladung](std::string const& beschreibung) {
+                 herunterladung->ziel.reset(); // gives the name back
+                 protokoll("Download fehlgeschlagen: " + fuerZeile(beschreibung));
+                 if (auto const hier = lebt.lock())
+                     (*hier)->meldeImFenster(
+                         "Das Herunterladen hat nicht geklappt: " + fuerZeile(beschreibung), false);
+             }});
+}
+
+std::optional<std::string> Fenster::zielWaehlen(
+    Herunterladung& herunterladung, std::string const& vorschlag) {
+    auto const name = sichererDateiname(vorschlag);
+    auto const downloads = umgebung_.standardorte.pfade().downloads;
+    if (!downloads.empty() && ordnerAnlegen(downloads))
+        herunterladung.ziel = Zieldatei::belegen(downloads, name);
+    if (!herunterladung.ziel)
+        herunterladung.ziel = Zieldatei::belegen(umgebung_.temporaererOrdner, name);
+    if (!herunterladung.ziel) {
+        auto const grund =
+            fmt::format("Der Ordner „Downloads“ ist nicht beschreibbar ({}).", std::strerror(errno));
+        protokoll("Download fehlgeschlagen: " + grund);
+        meldeImFenster("Das Herunterladen hat nicht geklappt: " + grund, false);
+        return std::nullopt;
+    }
+    letzterDownload_ = herunterladung.ziel->pfad();
+    protokoll("Download nach " + herunterladung.ziel->name());
+    return letzterDownload_;
+}
+
+void Fenster::meldeImFenster(std::string_view text, bool knopf) {
+    skriptSpaeter(meldeskript(text, knopf));
+}
+
+void Fenster::skriptSpaeter(std::string skript) {
+    umgebung_.schleife.spaeter([web = std::weak_ptr{web_}, skript = std::move(skript)] {
+        if (auto const ansicht = web.lock())
+            ansicht->skript(skript);
+    });
+}
+
+void Fenster::hinweis(plattform::Webansicht& /*web*/, std::string const& text, std::function<void()> fertig) {
+    umgebung_.dialoge.fragen(
+        *fenster_, seitenfrage(text, {std::string{ok}}),
+        [fertig = std::move(fertig)](plattform::Antwort const&) { fertig(); });
+}
+
+void Fenster::bestaetigung(
+    plattform::Webansicht& /*web*/, std::string const& text, std::function<void(bool)> antwort) {
+    umgebung_.dialoge.fragen(
+        *fenster_, seitenfrage(text, {std::string{ok}, std::string{abbrechen}}),
+        [antwort = std::move(antwort)](plattform::Antwort const& gewaehlt) { antwort(gewaehlt.knopf == 0); });
+}
+
+void Fenster::eingabe(
+    plattform::Webansicht& /*web*/, std::string const& text, std::string const& vorgabe,
+    std::function<void(std::optional<std::string>)> antwort) {
+    umgebung_.dialoge.eingeben(
+        *fenster_, seitenfrage(text, {std::string{ok}, std::string{abbrechen}}), vorgabe, std::move(antwort));
+}
+
+void Fenster::dateienWaehlen(
+    plattform::Webansicht& /*web*/, plattform::Dateiwahl const& wahl,
+    std::function<void(std::optional<std::vector<std::string>>)> antwort) {
+    umgebung_.dialoge.dateienWaehlen(wahl, std::move(antwort));
+}
+
+Json Fenster::portalOeffnen(Portalanfrage const& anfrage) {
+    if (anfrage.clientId < 1 || anfrage.token.empty())
+        return {{"fehler", "Der Projektzugang ist unvollständig."}};
+    auto const& portale = umgebung_.portale;
+    auto portal = portale.nachschlagen ? portale.nachschlagen(anfrage.kennung) : std::nullopt;
+    if (!portal && anfrage.kennung == "weiteres" && portale.erfragen) {
+        // The question runs the main loop: the page can ask again meanwhile, and the window can go away.
+        if (portalfrageOffen_)
+            return {{"abgebrochen", true}};
+        portalfrageOffen_ = true;
+        std::weak_ptr const lebt{lebt_};
+        auto const erfragen = portale.erfragen;
+        portal = erfragen(anfrage.name);
+        if (lebt.expired())
+            return {{"fehler", "Das Hauptfenster ist nicht mehr verfügbar."}};
+        portalfrageOffen_ = false;
+        if (!portal)
+            return {{"abgebrochen", true}};
+    }
+    if (!portal) {
+        protokoll(fmt::format("unbekanntes Portal '{}' abgewiesen", fuerZeile(anfrage.kennung)));
+        return {{"fehler", "Dieses Portal wird von dieser App-Fassung nicht unterstützt."}};
+    }
+    std::erase_if(portalFenster_, [](auto const& offen) { return !offen->sichtbar(); });
+    auto neues = portale.fenster ? portale.fenster(
+                                       {.portal = *std::move(portal),
+                                        .clientId = anfrage.clientId,
+                                        .token = anfrage.token,
+                                        .basis = umgebung_.start,
+                                        .transactionId = anfrage.transactionId,
+                                        .ereignis =
+                                            [lebt = std::weak_ptr{lebt_}](Json const& ereignis) {
+                                                if (auto const hier = lebt.lock())
+                                                    (*hier)->portalEreignis(ereignis);
+                                            }})
+                                 : nullptr;
+    if (!neues)
+        return {{"fehler", "Portalmodus ist in dieser App-Fassung nicht verfügbar."}};
+    portalFenster_.push_back(std::move(neues));
+    portalFenster_.back()->zeigen();
+    return {{"geoeffnet", true}};
+}
+
+void Fenster::portalEreignis(Json const& ereignis) {
+    if (!ereignis.is_object())
+        return;
+    if (auto const text = jsonText(ereignis))
+        skriptSpaeter("window.__quillmatePortalEreignis?.(" + *text + ")");
+}
+
+} // namespace quillmate

@@ -1,0 +1,146 @@
+#pragma once
+
+#include "bruecke/bruecke.h"
+#include "bruecke/einspielung.h"
+#include "grundlage/adresse.h"
+#include "macscan/json.h"
+#include "plattform/dialoge.h"
+#include "plattform/download.h"
+#include "plattform/hauptschleife.h"
+#include "plattform/programmfenster.h"
+#include "plattform/standardorte.h"
+#include "plattform/standardprogramm.h"
+#include "plattform/uhr.h"
+#include "plattform/webansicht.h"
+#include "portal_uebergabe.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillmate {
+
+/// Flows that leave the web view. Each takes the address that the page tried to load.
+struct Anmeldeanschluss {
+    std::function<void(std::string const& adresse)> anmeldenMitGoogle;
+    std::function<void(std::string const& adresse)> bankVerbinden;
+};
+
+/// What the main window works with. Borrowed: everything must outlive the Fenster.
+struct Fensterumgebung {
+    plattform::Fensterwerk& werk;
+    plattform::Dialoge& dialoge;
+    plattform::Hauptschleife& schleife;
+    plattform::Standardprogramm& standardprogramm;
+    plattform::Standardorte& standardorte;
+    plattform::Uhr const& uhr;
+    std::string temporaererOrdner;
+    Adresse start; ///< The page that is loaded first.
+    Programmangaben angaben;
+    Brueckenumgebung bruecke;
+    Portalanschluss portale{};
+    Anmeldeanschluss anmeldung{};
+};
+
+/// The main window: the service's web application in a web view, with the bridge, the rules for where navigations may
+/// go, child windows, downloads and dialogs. Made once; the construction loads the start page, zeigen() shows it.
+/// Threads: main thread.
+/// Ownership: owns its web view, its windows and the bridge. Child windows stay until the end, closed ones too.
+class Fenster final : private plattform::Webansicht::Empfaenger {
+public:
+    explicit Fenster(Fensterumgebung umgebung);
+    ~Fenster() override;
+    Fenster(Fenster const&) = delete;
+    Fenster& operator=(Fenster const&) = delete;
+
+    /// In front of the other windows, with the keyboard.
+    void zeigen() { fenster_->zeigen(); }
+    [[nodiscard]] plattform::Programmfenster& fenster() const noexcept { return *fenster_; }
+    [[nodiscard]] plattform::Webansicht& web() const noexcept { return *web_; }
+
+    // The menu's commands.
+    void neuLaden();
+    void zurueck();
+    void vorwaerts();
+    void drucken();
+
+    /// Shows the error page in the main view. A load that was ended on purpose is no error.
+    void zeigeHinweis(plattform::Ladefehler const& fehler);
+    /// Shows a notice in the main page; with the button "Im Finder zeigen".
+    void meldeImFenster(std::string_view text, bool knopf);
+
+    /// Opens a portal's window for the page; the reply for it.
+    Json portalOeffnen(Portalanfrage const& anfrage);
+    /// Passes what happened in a portal's window on to the page.
+    void portalEreignis(Json const& ereignis);
+
+    /// The file of the most recent download.
+    [[nodiscard]] std::optional<std::string> const& letzterDownload() const noexcept {
+        return letzterDownload_;
+    }
+    [[nodiscard]] std::size_t nebenfensterzahl() const noexcept { return nebenfenster_.size(); }
+    [[nodiscard]] std::size_t portalfensterzahl() const noexcept { return portalFenster_.size(); }
+
+private:
+    /// A window that a page asked for.
+    struct Nebenfenster {
+        std::unique_ptr<plattform::Webansicht> web; // declared first: it must outlive its window
+        std::unique_ptr<plattform::Programmfenster> fenster;
+    };
+    struct Herunterladung;
+
+    plattform::Entscheidung beiNavigation(
+        plattform::Webansicht& web, plattform::Navigation const& navigation) override;
+    plattform::Entscheidung beiAntwort(
+        plattform::Webansicht& web, plattform::Antwortkopf const& antwort) override;
+    plattform::Webansicht* neuesFenster(
+        plattform::Webansicht& web, plattform::Fensteranfrage const& anfrage,
+        VerwandteAnsicht const& verwandte) override;
+    void geladen(plattform::Webansicht& web) override;
+    void fehlgeschlagen(plattform::Webansicht& web, plattform::Ladefehler const& fehler) override;
+    void heruntergeladen(
+        plattform::Webansicht& web, std::shared_ptr<plattform::Download> const& download) override;
+    void schliessen(plattform::Webansicht& web) override;
+    void prozessGestorben(plattform::Webansicht& web, std::string const& grund) override;
+    void hinweis(plattform::Webansicht& web, std::string const& text, std::function<void()> fertig) override;
+    void bestaetigung(
+        plattform::Webansicht& web, std::string const& text, std::function<void(bool)> antwort) override;
+    void eingabe(
+        plattform::Webansicht& web, std::string const& text, std::string const& vorgabe,
+        std::function<void(std::optional<std::string>)> antwort) override;
+    void dateienWaehlen(
+        plattform::Webansicht& web, plattform::Dateiwahl const& wahl,
+        std::function<void(std::optional<std::vector<std::string>>)> antwort) override;
+
+    void ladeStart();
+    /// Whether the view is a child window's that has not been closed.
+    [[nodiscard]] bool istOffen(plattform::Webansicht const& web) const;
+    void fehlerZeigen(plattform::Ladefehler const& fehler, std::optional<std::string> const& adresse);
+    [[nodiscard]] std::optional<std::string> zielWaehlen(
+        Herunterladung& herunterladung, std::string const& vorschlag);
+    /// Runs a script in the main page, later.
+    void skriptSpaeter(std::string skript);
+
+    Fensterumgebung const umgebung_;
+    std::unique_ptr<Bruecke> bruecke_;           ///< Empty only during construction.
+    std::shared_ptr<plattform::Webansicht> web_; ///< The bridge holds it weakly.
+    std::unique_ptr<plattform::Programmfenster> fenster_;
+    std::vector<std::unique_ptr<Nebenfenster>> nebenfenster_;
+    std::vector<std::unique_ptr<Portalansicht>> portalFenster_;
+    bool portalfrageOffen_{false};
+    std::optional<std::string> letzterDownload_;
+    /// What was done about a view whose process had died.
+    struct Absturz {
+        plattform::Uhr::Zeitpunkt neuGeladen; ///< When its page was last loaded again.
+        int gezeigt{0};                       ///< How often the page about it was shown since.
+    };
+    std::map<plattform::Webansicht const*, Absturz> abstuerze_;
+    std::shared_ptr<Fenster*>
+        lebt_; ///< Held weakly by whatever may outlive the window. Last member: ends first.
+};
+
+} // namespace quillmate
