@@ -1,0 +1,134 @@
+#include "attrappen/probebuendel.h"
+#include "attrappen/warten.h"
+#include "plattform_linux/buendel.h"
+#include "plattform_linux/neustart_linux.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+
+using namespace quillmate;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class NeustartLinux : public testing::Test {
+protected:
+    /// Writes down how it was started, in one step.
+    std::string programm() const {
+        return "#!/bin/sh\n{ pwd; ls -l /proc/self/fd | grep -c marke; } > \"" + ordner.pfad("lief.neu") +
+               "\"\nmv \"" + ordner.pfad("lief.neu") + "\" \"" + ordner.pfad("lief") + "\"\n";
+    }
+    /// A tool that writes its arguments down and ends with this status.
+    void werkzeug(std::string const& name, int status) {
+        auto const pfad = ordner.datei(
+            "bin/" + name, "#!/bin/sh\necho " + name + " \"$@\" >> \"" + ordner.pfad("werkzeuge") +
+                               "\"\nexit " + std::to_string(status) + "\n");
+        fs::permissions(pfad, fs::perms::owner_all);
+    }
+    /// The old process: prepares the relaunch and ends when the returned descriptor is closed.
+    std::pair<pid_t, int> altesProgramm(std::string const& auswerfen) {
+        std::array<int, 2> rohr{};
+        EXPECT_EQ(::pipe2(rohr.data(), O_CLOEXEC), 0);
+        auto const buendel = plattform::buendelAn(app);
+        auto const kind = ::fork();
+        if (kind == 0) {
+            ::close(rohr[1]);
+            ::setenv("PATH", (ordner.pfad("bin") + ":/usr/bin:/bin").c_str(), 1);
+            // Not closed on exec on purpose: what the new program must not inherit.
+            (void)::open(ordner.datei("marke", "x").c_str(), O_RDONLY);
+            plattform::NeustartLinux{}.vorbereiten(*buendel, auswerfen);
+            char ende = 0;
+            while (::read(rohr[0], &ende, 1) > 0) {
+            }
+            ::_exit(0);
+        }
+        ::close(rohr[0]);
+        return {kind, rohr[1]};
+    }
+    static void beende(std::pair<pid_t, int> altes) {
+        ::close(altes.second);
+        int ausgang = 0;
+        ::waitpid(altes.first, &ausgang, 0);
+    }
+    std::string werkzeuge() const { return attrappen::inhaltVon(ordner.pfad("werkzeuge")); }
+
+    attrappen::OrdnerAufZeit ordner;
+    std::string const app{ordner.pfad("Programme ä/Quillmate \"neu\" $HOME.app")};
+};
+
+} // namespace
+
+TEST_F(NeustartLinux, TellsTheShellProcessBundleVolumeAndProgram) {
+    auto const befehl = plattform::neustartbefehl(
+        4711,
+        {.pfad = "/Applications/Quillmate.app", .programm = "/Applications/Quillmate.app/Contents/Linux/q"},
+        "/Volumes/Quillmate");
+    ASSERT_EQ(befehl.size(), 7U);
+    EXPECT_EQ(befehl[0], "/bin/sh");
+    EXPECT_EQ(befehl[1], "-c");
+    EXPECT_TRUE(befehl[2].starts_with("n=0\nwhile kill -0 \"$0\" 2>/dev/null && [ \"$n\" -lt 100 ]; do "
+                                      "/bin/sleep 0.1; n=$((n+1)); done\n"));
+    EXPECT_EQ(befehl[3], "4711");
+    EXPECT_EQ(befehl[4], "/Applications/Quillmate.app");
+    EXPECT_EQ(befehl[5], "/Volumes/Quillmate");
+    EXPECT_EQ(befehl[6], "q");
+    EXPECT_EQ(plattform::neustartbefehl(1, {.pfad = "/x.app"}, "")[6], "quillmate");
+}
+
+TEST_F(NeustartLinux, StartsTheBundleOnceTheOldProcessHasEnded) {
+    attrappen::probebuendel(app, "50", programm());
+    auto const altes = altesProgramm("");
+    // The helper is there, and nothing has started yet.
+    EXPECT_FALSE(fs::exists(ordner.pfad("lief")));
+    beende(altes);
+    ASSERT_TRUE(attrappen::wartenBis([&] { return fs::exists(ordner.pfad("lief")); }));
+    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("lief")), "/\n0\n")
+        << "in a folder that keeps no volume busy, without our descriptors";
+}
+
+TEST_F(NeustartLinux, DoesNotStartWhileTheOldProcessLives) {
+    attrappen::probebuendel(app, "50", programm());
+    auto const altes = altesProgramm("");
+    // Ten rounds of the helper's waiting loop: long enough to see it start too early.
+    EXPECT_FALSE(
+        attrappen::wartenBis([&] { return fs::exists(ordner.pfad("lief")); }, std::chrono::seconds{1}));
+    beende(altes);
+    EXPECT_TRUE(attrappen::wartenBis([&] { return fs::exists(ordner.pfad("lief")); }));
+}
+
+TEST_F(NeustartLinux, EjectsTheVolumeAfterTheStartWithTheDesktopsService) {
+    attrappen::probebuendel(app, "50", programm());
+    werkzeug("udisksctl", 0);
+    werkzeug("umount", 0);
+    werkzeug("findmnt", 0);
+    beende(altesProgramm("/Volumes/Quillmate 0.5"));
+    ASSERT_TRUE(attrappen::wartenBis([&] { return werkzeuge().find("udisksctl") != std::string::npos; }));
+    ASSERT_TRUE(attrappen::wartenBis([&] { return fs::exists(ordner.pfad("lief")); }));
+    EXPECT_THAT(
+        werkzeuge(), testing::StartsWith("findmnt -n -o SOURCE --mountpoint /Volumes/Quillmate 0.5\n"));
+    EXPECT_EQ(werkzeuge().find("--force"), std::string::npos);
+    EXPECT_EQ(werkzeuge().find("umount /"), std::string::npos);
+}
+
+TEST_F(NeustartLinux, EjectsOnceMoreByForceWhenThatFails) {
+    attrappen::probebuendel(app, "50", programm());
+    werkzeug("udisksctl", 1);
+    werkzeug("umount", 1);
+    werkzeug("findmnt", 0);
+    beende(altesProgramm("/Volumes/Q"));
+    ASSERT_TRUE(attrappen::wartenBis(
+        [&] { return werkzeuge().find("umount -l /Volumes/Q\n") != std::string::npos; }));
+    EXPECT_EQ(
+        werkzeuge(), "findmnt -n -o SOURCE --mountpoint /Volumes/Q\n"
+                     "udisksctl unmount --no-user-interaction -b \n"
+                     "umount /Volumes/Q\n"
+                     "udisksctl unmount --no-user-interaction --force -b \n"
+                     "umount -l /Volumes/Q\n");
+}
