@@ -1,0 +1,58 @@
+#pragma once
+
+#include "glib_halter.h"
+#include "plattform/menue.h"
+
+#include <adwaita.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace quillmate::plattform::gtk {
+
+/// What the About dialog tells.
+struct Programmangaben {
+    std::string fassung;
+    std::string symbol; ///< Name of the icon in the icon theme.
+    std::string webseite;
+    std::vector<std::string> mitwirkende; ///< Libraries and their licences.
+};
+
+/// The application object: the main loop, the presence on the session bus under the bundle's identifier, menus.
+/// Threads: main thread.
+class AnwendungGtk {
+public:
+    struct Rueckrufe {
+        std::function<void()> gestartet;        ///< The desktop is ready for windows. Once.
+        std::function<void()> inDenVordergrund; ///< Another start of the program asked for it.
+        std::function<void(std::string const& adresse)> oeffnen; ///< Another start was given this address.
+    };
+
+    AnwendungGtk(std::string const& kennung, Programmangaben angaben, Rueckrufe rueckrufe);
+    ~AnwendungGtk();
+    AnwendungGtk(AnwendungGtk const&) = delete;
+    AnwendungGtk& operator=(AnwendungGtk const&) = delete;
+
+    /// Runs the main loop until beenden() or until the last window has closed. The process's exit status.
+    int laufen();
+    void beenden();
+    /// The menu bar of windows that are made from now on, with its keys, which work in all windows.
+    void menuebalken(std::vector<Menue> const& menues);
+
+    [[nodiscard]] GtkApplication* gtk() const noexcept { return GTK_APPLICATION(anwendung_.get()); }
+
+private:
+    struct Signale;
+
+    void ausfuehren(Standardbefehl befehl);
+    void ueberZeigen();
+    void zoomtasten();
+
+    Programmangaben const angaben_;
+    Rueckrufe const rueckrufe_;
+    Objekt<AdwApplication> anwendung_;
+    bool gestartet_{false};
+};
+
+} // namespace quillmate::plattform::gtk

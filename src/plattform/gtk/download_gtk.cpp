@@ -1,0 +1,129 @@
+#include "download_gtk.h"
+
+#include <glib/gstdio.h>
+#include <libsoup/soup.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <utility>
+
+namespace quillmate::plattform::gtk {
+namespace {
+
+/// A name in the destination's folder that nobody else uses: renaming works only within one file system.
+std::string teilname(std::string const& ziel) {
+    std::filesystem::path const pfad{ziel};
+    GText const kennung{g_uuid_string_random()};
+    return (pfad.parent_path() / ("." + std::string{kennung.get()} + ".quillmate-teil")).string();
+}
+
+/// One path component, whatever the network calls it.
+std::string sichererName(std::string const& vorschlag) {
+    auto name = std::filesystem::path{vorschlag}.filename().string();
+    std::erase_if(name, [](char zeichen) {
+        auto const byte = static_cast<unsigned char>(zeichen);
+        return byte < 0x20 || byte == 0x7f;
+    });
+    return name == "." || name == ".." ? std::string{} : name;
+}
+
+} // namespace
+
+struct DownloadGtk::Signale {
+    static gboolean ziel(WebKitDownload* download, char* vorschlag, gpointer daten) {
+        auto& ich = *static_cast<DownloadGtk*>(daten);
+        if (ich.empfaenger_.ziel)
+            ich.ziel_ = ich.empfaenger_.ziel(sichererName(textVon(vorschlag)));
+        if (!ich.ziel_) {
+            ich.beendet_ = true; // Whoever gave no destination wants to hear nothing more.
+            webkit_download_cancel(download);
+            return TRUE;
+        }
+        ich.teil_ = teilname(*ich.ziel_);
+        webkit_download_set_destination(download, ich.teil_.c_str());
+        return TRUE;
+    }
+
+    static void gescheitert(WebKitDownload*, GError* fehler, gpointer daten) {
+        static_cast<DownloadGtk*>(daten)->scheitern(textVon(fehler->message));
+    }
+
+    /// Follows "failed" too.
+    static void ende(WebKitDownload*, gpointer daten) {
+        auto& ich = *static_cast<DownloadGtk*>(daten);
+        auto const halter = std::move(ich.selbst_); // The last thing this callback lets go of.
+        if (!ich.beendet_)
+            ich.abschliessen();
+    }
+};
+
+DownloadGtk::DownloadGtk(WebKitDownload* download)
+    : download_(Objekt<WebKitDownload>::geteilt(download)) {}
+
+std::shared_ptr<DownloadGtk> DownloadGtk::uebernehmen(WebKitDownload* download) {
+    std::shared_ptr<DownloadGtk> neu{new DownloadGtk{download}};
+    neu->selbst_ = neu;
+    neu->verbinden();
+    return neu;
+}
+
+DownloadGtk::~DownloadGtk() {
+    g_signal_handlers_disconnect_by_data(download_.get(), this);
+}
+
+void DownloadGtk::verbinden() {
+    g_signal_connect(download_.get(), "decide-destination", G_CALLBACK(Signale::ziel), this);
+    g_signal_connect(download_.get(), "failed", G_CALLBACK(Signale::gescheitert), this);
+    g_signal_connect(download_.get(), "finished", G_CALLBACK(Signale::ende), this);
+}
+
+void DownloadGtk::empfaenger(Empfaenger empfaenger) {
+    empfaenger_ = std::move(empfaenger);
+}
+
+std::string DownloadGtk::adresse() const {
+    auto* const anfrage = webkit_download_get_request(download_.get());
+    return anfrage ? textVon(webkit_uri_request_get_uri(anfrage)) : std::string{};
+}
+
+bool DownloadGtk::unvollstaendig() const {
+    auto* const antwort = webkit_download_get_response(download_.get());
+    auto* const kopf = antwort ? webkit_uri_response_get_http_headers(antwort) : nullptr;
+    // A compressed body is counted after unpacking, and a chunked one announces no length.
+    if (!kopf || soup_message_headers_get_one(kopf, "Content-Encoding") ||
+        soup_message_headers_get_encoding(kopf) != SOUP_ENCODING_CONTENT_LENGTH)
+        return false;
+    auto const angekuendigt = static_cast<guint64>(soup_message_headers_get_content_length(kopf));
+    return webkit_download_get_received_data_length(download_.get()) < angekuendigt;
+}
+
+void DownloadGtk::abschliessen() {
+    if (teil_.empty()) {
+        scheitern("Der Server hat keine Datei geschickt.");
+    } else if (unvollstaendig()) {
+        scheitern("Die Verbindung ist vor dem Ende der Datei abgebrochen.");
+    } else if (g_rename(teil_.c_str(), ziel_->c_str()) != 0) {
+        scheitern(textVon(g_strerror(errno)));
+    } else {
+        beendet_ = true;
+        if (empfaenger_.fertig)
+            empfaenger_.fertig();
+    }
+}
+
+void DownloadGtk::scheitern(std::string const& beschreibung) {
+    if (std::exchange(beendet_, true))
+        return;
+    if (!teil_.empty())
+        g_unlink(teil_.c_str());
+    if (ziel_) {
+        // The name was claimed with an empty file; one that holds something is not ours.
+        std::error_code fehler;
+        if (std::filesystem::file_size(*ziel_, fehler) == 0 && !fehler)
+            g_unlink(ziel_->c_str());
+    }
+    if (empfaenger_.fehlgeschlagen)
+        empfaenger_.fehlgeschlagen(beschreibung);
+}
+
+} // namespace quillmate::plattform::gtk

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "glib_halter.h"
+#include "plattform/download.h"
+
+#include <webkit/webkit.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace quillmate::plattform::gtk {
+
+/// A WebKitDownload. Keeps itself alive until the transfer has ended.
+/// The bytes go to a hidden name beside the destination and take its name at the end: the engine reports a body that the
+/// server cut short as finished, so the length is compared with the announced one first.
+/// Threads: main thread.
+class DownloadGtk final : public Download {
+public:
+    /// The engine's new download; without an Empfaenger it is cancelled when the engine asks where to put it.
+    [[nodiscard]] static std::shared_ptr<DownloadGtk> uebernehmen(WebKitDownload* download);
+    ~DownloadGtk() override;
+    DownloadGtk(DownloadGtk const&) = delete;
+    DownloadGtk& operator=(DownloadGtk const&) = delete;
+
+    void empfaenger(Empfaenger empfaenger) override;
+    [[nodiscard]] std::string adresse() const override;
+
+private:
+    struct Signale;
+
+    explicit DownloadGtk(WebKitDownload* download);
+    void verbinden();
+    /// The rest of a body that is whole: the file gets its name.
+    void abschliessen();
+    void scheitern(std::string const& beschreibung);
+    [[nodiscard]] bool unvollstaendig() const;
+
+    Objekt<WebKitDownload> const download_;
+    Empfaenger empfaenger_;
+    std::optional<std::string> ziel_;
+    std::string teil_;                    ///< The temporary name while bytes arrive; empty before.
+    bool beendet_{false};                 ///< The Empfaenger has been told.
+    std::shared_ptr<DownloadGtk> selbst_; ///< Until the end.
+};
+
+} // namespace quillmate::plattform::gtk

@@ -1,0 +1,128 @@
+#include "programmfenster_gtk.h"
+
+#include "webansicht_gtk.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <utility>
+
+namespace quillmate::plattform::gtk {
+namespace {
+
+/// Larger than any screen: a damaged record must not make a window that nobody can use.
+constexpr int hoechstesMass = 16384;
+
+struct Groesse {
+    int breite{0};
+    int hoehe{0};
+    int maximiert{0};
+};
+
+std::string alsText(Groesse const& groesse) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%d %d %d", groesse.breite, groesse.hoehe, groesse.maximiert);
+    return text.data();
+}
+
+bool lesen(std::string const& text, Groesse& groesse) {
+    return std::sscanf(text.c_str(), "%d %d %d", &groesse.breite, &groesse.hoehe, &groesse.maximiert) == 3 &&
+           groesse.breite > 0 && groesse.breite <= hoechstesMass && groesse.hoehe > 0 &&
+           groesse.hoehe <= hoechstesMass;
+}
+
+} // namespace
+
+struct ProgrammfensterGtk::Signale {
+    static gboolean schliessen(GtkWindow*, gpointer daten) {
+        auto& ich = *static_cast<ProgrammfensterGtk*>(daten);
+        ich.groesseSichern();
+        ich.geschlossen_ = true;
+        // The widgets stay until this object goes: a view in them may still have something to say.
+        gtk_widget_set_visible(GTK_WIDGET(ich.fenster_.get()), FALSE);
+        gtk_application_remove_window(gtk_window_get_application(ich.fenster_.get()), ich.fenster_.get());
+        if (auto const rueckruf = std::exchange(ich.beimSchliessen_, nullptr))
+            rueckruf();
+        return TRUE;
+    }
+};
+
+ProgrammfensterGtk::ProgrammfensterGtk(
+    GtkApplication* anwendung, Voreinstellungen& voreinstellungen, Fenstermasse const& masse,
+    bool menuebalken)
+    : voreinstellungen_(voreinstellungen)
+    , fenster_(Objekt<GtkWindow>::geteilt(GTK_WINDOW(gtk_application_window_new(anwendung)))) {
+    gtk_window_set_default_size(fenster_.get(), masse.breite, masse.hoehe);
+    auto* const leiste = gtk_header_bar_new();
+    if (menuebalken) {
+        auto* const balken = gtk_popover_menu_bar_new_from_model(gtk_application_get_menubar(anwendung));
+        gtk_header_bar_pack_start(GTK_HEADER_BAR(leiste), balken);
+    }
+    gtk_window_set_titlebar(fenster_.get(), leiste);
+    gtk_application_window_set_show_menubar(GTK_APPLICATION_WINDOW(fenster_.get()), FALSE);
+    if (masse.mindestbreite > 0 || masse.mindesthoehe > 0)
+        gtk_widget_set_size_request(GTK_WIDGET(fenster_.get()), masse.mindestbreite, masse.mindesthoehe);
+    g_signal_connect(fenster_.get(), "close-request", G_CALLBACK(Signale::schliessen), this);
+}
+
+ProgrammfensterGtk::~ProgrammfensterGtk() {
+    g_signal_handlers_disconnect_by_data(fenster_.get(), this);
+    gtk_window_destroy(fenster_.get());
+}
+
+void ProgrammfensterGtk::titel(std::string const& text) {
+    gtk_window_set_title(fenster_.get(), text.c_str());
+}
+
+void ProgrammfensterGtk::inhalt(Webansicht& web) {
+    if (auto* const ansicht = dynamic_cast<WebansichtGtk*>(&web)) {
+        inhaltSetzen(ansicht->widget());
+        gtk_widget_grab_focus(ansicht->widget());
+    }
+}
+
+void ProgrammfensterGtk::inhaltSetzen(GtkWidget* widget) {
+    gtk_window_set_child(fenster_.get(), widget);
+}
+
+void ProgrammfensterGtk::groesseMerken(std::string const& name) {
+    merkname_ = name;
+    Groesse groesse;
+    auto const gespeichert = voreinstellungen_.daten(name);
+    if (!gespeichert || !lesen(*gespeichert, groesse))
+        return;
+    gtk_window_set_default_size(fenster_.get(), groesse.breite, groesse.hoehe);
+    if (groesse.maximiert != 0)
+        gtk_window_maximize(fenster_.get());
+}
+
+void ProgrammfensterGtk::groesseSichern() {
+    if (merkname_.empty())
+        return;
+    Groesse groesse;
+    // The default size follows the user's resizing and keeps the size before maximising.
+    gtk_window_get_default_size(fenster_.get(), &groesse.breite, &groesse.hoehe);
+    groesse.maximiert = gtk_window_is_maximized(fenster_.get()) ? 1 : 0;
+    auto const text = alsText(groesse);
+    if (voreinstellungen_.daten(merkname_) != text)
+        voreinstellungen_.setzeDaten(merkname_, text);
+}
+
+void ProgrammfensterGtk::zeigen() {
+    gtk_window_present(fenster_.get());
+}
+
+void ProgrammfensterGtk::schliessen() {
+    if (!geschlossen_)
+        gtk_window_close(fenster_.get());
+}
+
+bool ProgrammfensterGtk::sichtbar() const {
+    return gtk_widget_get_visible(GTK_WIDGET(fenster_.get())) != FALSE;
+}
+
+void ProgrammfensterGtk::beimSchliessen(std::function<void()> rueckruf) {
+    beimSchliessen_ = std::move(rueckruf);
+}
+
+} // namespace quillmate::plattform::gtk

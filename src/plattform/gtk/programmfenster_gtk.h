@@ -1,0 +1,50 @@
+#pragma once
+
+#include "glib_halter.h"
+#include "plattform/programmfenster.h"
+#include "plattform/voreinstellungen.h"
+
+#include <gtk/gtk.h>
+
+#include <functional>
+#include <string>
+
+namespace quillmate::plattform::gtk {
+
+/// A GtkApplicationWindow with a header bar.
+/// Threads: main thread. Ownership: borrows the user defaults.
+class ProgrammfensterGtk final : public Programmfenster {
+public:
+    /// `menuebalken`: whether this window carries the program's menu bar.
+    ProgrammfensterGtk(
+        GtkApplication* anwendung, Voreinstellungen& voreinstellungen, Fenstermasse const& masse,
+        bool menuebalken);
+    ~ProgrammfensterGtk() override;
+    ProgrammfensterGtk(ProgrammfensterGtk const&) = delete;
+    ProgrammfensterGtk& operator=(ProgrammfensterGtk const&) = delete;
+
+    void titel(std::string const& text) override;
+    void inhalt(Webansicht& web) override;
+    void groesseMerken(std::string const& name) override;
+    void zeigen() override;
+    void schliessen() override;
+    [[nodiscard]] bool sichtbar() const override;
+    void beimSchliessen(std::function<void()> rueckruf) override;
+
+    [[nodiscard]] GtkWindow* gtkFenster() const noexcept { return fenster_.get(); }
+    /// Fills the window with any widget.
+    void inhaltSetzen(GtkWidget* widget);
+
+private:
+    struct Signale;
+
+    void groesseSichern();
+
+    Voreinstellungen& voreinstellungen_;
+    Objekt<GtkWindow> fenster_;
+    std::string merkname_;
+    std::function<void()> beimSchliessen_;
+    bool geschlossen_{false};
+};
+
+} // namespace quillmate::plattform::gtk

@@ -1,0 +1,556 @@
+// WebKitGTK's view behind the port.
+//
+// The parts, in the order in which a page meets them:
+//   making       Einrichtung -> user scripts, message handler, settings, signals
+//   loading      laden() with its deadline, load-changed, the three kinds of failure
+//   deciding     decide-policy and create -> beiNavigation, beiAntwort, neuesFenster
+//   dialogs      script-dialog, run-file-chooser: answered later, exactly once (Einmal)
+//   scripts      skript(), rufen()
+// Signals are disconnected in the destructor, so no callback meets a view that is gone; the answers to asynchronous
+// calls hold `selbst_` weakly.
+#include "webansicht_gtk.h"
+
+#include "download_gtk.h"
+#include "grundlage/protokoll.h"
+#include "programmfenster_gtk.h"
+
+#include <jsc/jsc.h>
+#include <libsoup/soup.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
+
+namespace quillmate::plattform::gtk {
+namespace {
+
+constexpr char const* adapterschluessel = "quillmate-webansicht";
+
+Navigationsart artVon(WebKitNavigationType art) {
+    switch (art) {
+    case WEBKIT_NAVIGATION_TYPE_LINK_CLICKED:
+        return Navigationsart::link;
+    case WEBKIT_NAVIGATION_TYPE_FORM_SUBMITTED:
+    case WEBKIT_NAVIGATION_TYPE_FORM_RESUBMITTED:
+        return Navigationsart::formular;
+    case WEBKIT_NAVIGATION_TYPE_BACK_FORWARD:
+        return Navigationsart::verlauf;
+    case WEBKIT_NAVIGATION_TYPE_RELOAD:
+        return Navigationsart::neuladen;
+    case WEBKIT_NAVIGATION_TYPE_OTHER:
+        break;
+    }
+    return Navigationsart::anderes;
+}
+
+std::optional<std::string> adresseVon(WebKitNavigationAction* aktion) {
+    auto* const anfrage = webkit_navigation_action_get_request(aktion);
+    char const* const adresse = anfrage ? webkit_uri_request_get_uri(anfrage) : nullptr;
+    if (!adresse || !*adresse)
+        return std::nullopt;
+    return std::string{adresse};
+}
+
+Navigation navigationVon(WebKitNavigationAction* aktion) {
+    return {
+        .adresse = adresseVon(aktion),
+        .art = artVon(webkit_navigation_action_get_navigation_type(aktion)),
+        .alsDownload = false,
+        .hauptrahmen = true,
+        .umgeleitet = webkit_navigation_action_is_redirect(aktion) != FALSE};
+}
+
+Antwortkopf kopfVon(WebKitResponsePolicyDecision* entscheidung) {
+    auto* const antwort = webkit_response_policy_decision_get_response(entscheidung);
+    Antwortkopf kopf;
+    kopf.adresse = textVon(webkit_uri_response_get_uri(antwort));
+    kopf.mimetyp = textVon(webkit_uri_response_get_mime_type(antwort));
+    kopf.status = static_cast<int>(webkit_uri_response_get_status_code(antwort));
+    if (auto* const zeilen = webkit_uri_response_get_http_headers(antwort))
+        kopf.contentDisposition = textVon(soup_message_headers_get_one(zeilen, "Content-Disposition"));
+    kopf.darstellbar = webkit_response_policy_decision_is_mime_type_supported(entscheidung) != FALSE;
+    kopf.hauptrahmen = webkit_response_policy_decision_is_main_frame_main_resource(entscheidung) != FALSE;
+    return kopf;
+}
+
+void entscheiden(WebKitPolicyDecision* entscheidung, Entscheidung wie) {
+    switch (wie) {
+    case Entscheidung::zulassen:
+        webkit_policy_decision_use(entscheidung);
+        break;
+    case Entscheidung::abbrechen:
+        webkit_policy_decision_ignore(entscheidung);
+        break;
+    case Entscheidung::herunterladen:
+        webkit_policy_decision_download(entscheidung);
+        break;
+    }
+}
+
+/// The failures that are no failures: the program, the page or the user ended the load, or it became a download.
+bool istAbbruch(GError const* fehler) {
+    return g_error_matches(fehler, WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED) ||
+           g_error_matches(
+               fehler, WEBKIT_POLICY_ERROR, WEBKIT_POLICY_ERROR_FRAME_LOAD_INTERRUPTED_BY_POLICY_CHANGE) ||
+           g_error_matches(fehler, WEBKIT_MEDIA_ERROR, WEBKIT_MEDIA_ERROR_WILL_HANDLE_LOAD);
+}
+
+std::string beschreibungVon(GTlsCertificateFlags maengel) {
+    if ((maengel & G_TLS_CERTIFICATE_EXPIRED) != 0)
+        return "Das Zertifikat des Servers ist abgelaufen.";
+    if ((maengel & G_TLS_CERTIFICATE_NOT_ACTIVATED) != 0)
+        return "Das Zertifikat des Servers gilt noch nicht.";
+    if ((maengel & G_TLS_CERTIFICATE_BAD_IDENTITY) != 0)
+        return "Das Zertifikat des Servers gilt für eine andere Adresse.";
+    if ((maengel & G_TLS_CERTIFICATE_REVOKED) != 0)
+        return "Das Zertifikat des Servers wurde widerrufen.";
+    if ((maengel & G_TLS_CERTIFICATE_UNKNOWN_CA) != 0)
+        return "Das Zertifikat des Servers stammt von einer unbekannten Stelle.";
+    return "Das Zertifikat des Servers ist ungültig.";
+}
+
+std::string grundVon(WebKitWebProcessTerminationReason grund) {
+    switch (grund) {
+    case WEBKIT_WEB_PROCESS_EXCEEDED_MEMORY_LIMIT:
+        return "Der Anzeigeprozess brauchte zu viel Speicher";
+    case WEBKIT_WEB_PROCESS_TERMINATED_BY_API:
+        return "Der Anzeigeprozess wurde beendet";
+    case WEBKIT_WEB_PROCESS_CRASHED:
+        break;
+    }
+    return "Der Anzeigeprozess ist abgestürzt";
+}
+
+/// A script's dialog that the page waits on. It is closed once, at the latest when the last holder is gone, and always
+/// from the main loop: the engine does not survive a dialog that closes within its own signal.
+class OffenerDialog {
+public:
+    explicit OffenerDialog(WebKitScriptDialog* dialog)
+        : dialog_(webkit_script_dialog_ref(dialog)) {}
+    ~OffenerDialog() { schliessen(); }
+    OffenerDialog(OffenerDialog const&) = delete;
+    OffenerDialog& operator=(OffenerDialog const&) = delete;
+
+    void bestaetigen(bool ja) {
+        if (dialog_)
+            webkit_script_dialog_confirm_set_confirmed(dialog_, ja ? TRUE : FALSE);
+        schliessen();
+    }
+    void eingeben(std::optional<std::string> const& text) {
+        if (dialog_ && text)
+            webkit_script_dialog_prompt_set_text(dialog_, text->c_str());
+        schliessen();
+    }
+    void schliessen() {
+        if (auto* const dialog = std::exchange(dialog_, nullptr))
+            g_idle_add_full(
+                G_PRIORITY_DEFAULT,
+                [](gpointer zeiger) -> gboolean {
+                    webkit_script_dialog_close(static_cast<WebKitScriptDialog*>(zeiger));
+                    return G_SOURCE_REMOVE;
+                },
+                dialog,
+                [](gpointer zeiger) {
+                    webkit_script_dialog_unref(static_cast<WebKitScriptDialog*>(zeiger));
+                });
+    }
+
+private:
+    WebKitScriptDialog* dialog_;
+};
+
+/// A page's request for files. Without an answer the input would stay dead.
+class OffeneDateiwahl {
+public:
+    explicit OffeneDateiwahl(WebKitFileChooserRequest* anfrage)
+        : anfrage_(Objekt<WebKitFileChooserRequest>::geteilt(anfrage)) {}
+    ~OffeneDateiwahl() { antworten(std::nullopt); }
+    OffeneDateiwahl(OffeneDateiwahl const&) = delete;
+    OffeneDateiwahl& operator=(OffeneDateiwahl const&) = delete;
+
+    void antworten(std::optional<std::vector<std::string>> const& pfade) {
+        if (!std::exchange(offen_, false))
+            return;
+        if (!pfade || pfade->empty()) {
+            webkit_file_chooser_request_cancel(anfrage_.get());
+            return;
+        }
+        std::vector<char const*> zeiger;
+        for (auto const& pfad : *pfade)
+            zeiger.push_back(pfad.c_str());
+        zeiger.push_back(nullptr);
+        webkit_file_chooser_request_select_files(anfrage_.get(), zeiger.data());
+    }
+
+private:
+    Objekt<WebKitFileChooserRequest> const anfrage_;
+    bool offen_{true};
+};
+
+} // namespace
+
+struct WebansichtGtk::Signale {
+    static WebansichtGtk& an(gpointer daten) { return *static_cast<WebansichtGtk*>(daten); }
+
+    static void ladeaenderung(WebKitWebView* web, WebKitLoadEvent ereignis, gpointer daten) {
+        auto& ich = an(daten);
+        switch (ereignis) {
+        case WEBKIT_LOAD_STARTED:
+            ich.empfaenger_.begonnen(ich);
+            break;
+        case WEBKIT_LOAD_REDIRECTED:
+            break;
+        case WEBKIT_LOAD_COMMITTED:
+            ich.festgeschrieben_ = textVon(webkit_web_view_get_uri(web));
+            ich.fristBeenden();
+            break;
+        case WEBKIT_LOAD_FINISHED:
+            if (!std::exchange(ich.gescheitert_, false))
+                ich.empfaenger_.geladen(ich);
+            break;
+        }
+    }
+
+    static gboolean ladefehler(WebKitWebView*, WebKitLoadEvent, char*, GError* fehler, gpointer daten) {
+        auto& ich = an(daten);
+        ich.gescheitert_ = true; // "finished" follows.
+        ich.fristBeenden();
+        ich.empfaenger_.fehlgeschlagen(
+            ich, {.bereich = textVon(g_quark_to_string(fehler->domain)),
+                  .nummer = fehler->code,
+                  .beschreibung = textVon(fehler->message),
+                  .abgebrochen = istAbbruch(fehler)});
+        return TRUE; // No page of the engine's own.
+    }
+
+    static gboolean zertifikatfehler(
+        WebKitWebView*, char*, GTlsCertificate*, GTlsCertificateFlags maengel, gpointer daten) {
+        auto& ich = an(daten);
+        ich.gescheitert_ = true;
+        ich.fristBeenden();
+        ich.empfaenger_.fehlgeschlagen(
+            ich, {.bereich = "zertifikat",
+                  .nummer = static_cast<int>(maengel),
+                  .beschreibung = beschreibungVon(maengel),
+                  .abgebrochen = false});
+        return TRUE;
+    }
+
+    static gboolean richtlinie(
+        WebKitWebView*, WebKitPolicyDecision* entscheidung, WebKitPolicyDecisionType art, gpointer daten) {
+        auto& ich = an(daten);
+        switch (art) {
+        case WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION:
+        case WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION: {
+            auto* const aktion = webkit_navigation_policy_decision_get_navigation_action(
+                WEBKIT_NAVIGATION_POLICY_DECISION(entscheidung));
+            auto const wie = ich.empfaenger_.beiNavigation(ich, navigationVon(aktion));
+            ich.neuesFensterGeprueft_ =
+                art == WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION && wie == Entscheidung::zulassen;
+            entscheiden(entscheidung, wie);
+            return TRUE;
+        }
+        case WEBKIT_POLICY_DECISION_TYPE_RESPONSE:
+            entscheiden(
+                entscheidung,
+                ich.empfaenger_.beiAntwort(ich, kopfVon(WEBKIT_RESPONSE_POLICY_DECISION(entscheidung))));
+            return TRUE;
+        }
+        return FALSE;
+    }
+
+    static GtkWidget* neuesFenster(WebKitWebView*, WebKitNavigationAction* aktion, gpointer daten) {
+        auto& ich = an(daten);
+        // A link's policy has been asked before; a script's window comes here straight away.
+        bool const geprueft = std::exchange(ich.neuesFensterGeprueft_, false);
+        if (!geprueft && ich.empfaenger_.beiNavigation(ich, navigationVon(aktion)) != Entscheidung::zulassen)
+            return nullptr;
+        auto const verwandte = [&ich](Empfaenger& empfaenger) -> std::unique_ptr<Webansicht> {
+            return std::unique_ptr<Webansicht>{new WebansichtGtk{ich, empfaenger}};
+        };
+        auto* const ansicht = ich.empfaenger_.neuesFenster(
+            ich, {.adresse = adresseVon(aktion), .zielrahmen = false}, verwandte);
+        // Another view than the one asked for could not take the request over.
+        auto* const eigene = dynamic_cast<WebansichtGtk*>(ansicht);
+        return eigene ? eigene->widget() : nullptr;
+    }
+
+    static void schliessen(WebKitWebView*, gpointer daten) {
+        auto& ich = an(daten);
+        ich.empfaenger_.schliessen(ich);
+    }
+
+    static void prozessende(WebKitWebView*, WebKitWebProcessTerminationReason grund, gpointer daten) {
+        auto& ich = an(daten);
+        ich.fristBeenden();
+        ich.festgeschrieben_.clear();
+        ich.empfaenger_.prozessGestorben(ich, grundVon(grund));
+    }
+
+    static gboolean skriptdialog(WebKitWebView*, WebKitScriptDialog* dialog, gpointer daten) {
+        auto& ich = an(daten);
+        auto const offen = std::make_shared<OffenerDialog>(dialog);
+        std::string const text = textVon(webkit_script_dialog_get_message(dialog));
+        switch (webkit_script_dialog_get_dialog_type(dialog)) {
+        case WEBKIT_SCRIPT_DIALOG_ALERT:
+            ich.empfaenger_.hinweis(ich, text, [offen] { offen->schliessen(); });
+            break;
+        case WEBKIT_SCRIPT_DIALOG_CONFIRM:
+            ich.empfaenger_.bestaetigung(ich, text, [offen](bool ja) { offen->bestaetigen(ja); });
+            break;
+        case WEBKIT_SCRIPT_DIALOG_PROMPT:
+            ich.empfaenger_.eingabe(
+                ich, text, textVon(webkit_script_dialog_prompt_get_default_text(dialog)),
+                [offen](std::optional<std::string> const& eingabe) { offen->eingeben(eingabe); });
+            break;
+        case WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM:
+            offen->bestaetigen(true);
+            break;
+        }
+        return TRUE;
+    }
+
+    static gboolean dateiwahl(WebKitWebView*, WebKitFileChooserRequest* anfrage, gpointer daten) {
+        auto& ich = an(daten);
+        auto const offen = std::make_shared<OffeneDateiwahl>(anfrage);
+        Dateiwahl wahl{
+            .ordner = false,
+            .mehrere = webkit_file_chooser_request_get_select_multiple(anfrage) != FALSE,
+            .mimetypen = {}};
+        if (auto const* typen = webkit_file_chooser_request_get_mime_types(anfrage))
+            for (; *typen; ++typen)
+                wahl.mimetypen.emplace_back(*typen);
+        ich.empfaenger_.dateienWaehlen(
+            ich, wahl,
+            [offen](std::optional<std::vector<std::string>> const& pfade) { offen->antworten(pfade); });
+        return TRUE;
+    }
+
+    /// Camera, microphone, location, notifications: nothing that this program's pages need.
+    static gboolean erlaubnis(WebKitWebView*, WebKitPermissionRequest* anfrage, gpointer) {
+        webkit_permission_request_deny(anfrage);
+        return TRUE;
+    }
+
+    static gboolean kontextmenue(WebKitWebView*, WebKitContextMenu* menue, WebKitHitTestResult*, gpointer) {
+        // Entries that lead nowhere in this program.
+        constexpr std::array tot{
+            WEBKIT_CONTEXT_MENU_ACTION_INSPECT_ELEMENT, WEBKIT_CONTEXT_MENU_ACTION_OPEN_LINK,
+            WEBKIT_CONTEXT_MENU_ACTION_INSERT_EMOJI, WEBKIT_CONTEXT_MENU_ACTION_UNICODE};
+        std::vector<WebKitContextMenuItem*> weg;
+        for (GList* stelle = webkit_context_menu_get_items(menue); stelle; stelle = stelle->next) {
+            auto* const eintrag = static_cast<WebKitContextMenuItem*>(stelle->data);
+            if (std::ranges::find(tot, webkit_context_menu_item_get_stock_action(eintrag)) != tot.end())
+                weg.push_back(eintrag);
+        }
+        for (auto* const eintrag : weg)
+            webkit_context_menu_remove(menue, eintrag);
+        return FALSE;
+    }
+
+    static void nachricht(WebKitUserContentManager*, JSCValue* wert, gpointer daten) {
+        auto& ich = an(daten);
+        GText const json{jsc_value_to_json(wert, 0)};
+        std::string_view text = json ? std::string_view{json.get()} : std::string_view{};
+        if (text.size() > hoechsteNachricht)
+            text = {};
+        auto const geprueft = ich.zeichen_->pruefen(text);
+        // The document's own origin must agree with what the view shows: a message that was under way while another
+        // document took its place belongs to neither.
+        bool const passt = geprueft.hauptrahmen && gehoertZu(ich.festgeschrieben_, geprueft.ursprung);
+        ich.nachrichten_(geprueft.nachricht, {.hauptrahmen = passt, .dokument = ich.festgeschrieben_});
+    }
+
+    static gboolean fristAbgelaufen(gpointer daten) {
+        auto& ich = an(daten);
+        ich.frist_ = 0;
+        webkit_web_view_stop_loading(ich.web_.get()); // Reports a cancelled load, which is silent.
+        ich.empfaenger_.fehlgeschlagen(
+            ich, {.bereich = "zeit",
+                  .nummer = 1,
+                  .beschreibung = "Der Server hat nicht rechtzeitig geantwortet.",
+                  .abgebrochen = false});
+        return G_SOURCE_REMOVE;
+    }
+};
+
+WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, Empfaenger& empfaenger)
+    : empfaenger_(empfaenger)
+    , inhalte_(Objekt<WebKitUserContentManager>::uebernommen(webkit_user_content_manager_new())) {
+    nachrichtenAnnehmen(einrichtung);
+    for (auto const& skript : einrichtung.skripte) {
+        auto* const nutzerskript = webkit_user_script_new(
+            skript.quelltext.c_str(),
+            skript.nurHauptrahmen ? WEBKIT_USER_CONTENT_INJECT_TOP_FRAME
+                                  : WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES,
+            WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
+        webkit_user_content_manager_add_script(inhalte_.get(), nutzerskript);
+        webkit_user_script_unref(nutzerskript);
+    }
+    web_ = Objekt<WebKitWebView>::geteilt(WEBKIT_WEB_VIEW(g_object_new(
+        WEBKIT_TYPE_WEB_VIEW, "web-context", sitzungen.kontext(), "network-session",
+        sitzungen.sitzung(einrichtung.datenhaltung), "user-content-manager", inhalte_.get(), nullptr)));
+    einstellen();
+    auto* const einstellungen = webkit_web_view_get_settings(web_.get());
+    webkit_settings_set_enable_back_forward_navigation_gestures(
+        einstellungen, einrichtung.wischgesten ? TRUE : FALSE);
+    verbinden();
+}
+
+WebansichtGtk::WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger)
+    : empfaenger_(empfaenger)
+    // Content of its own: a window that a page opened has no bridge, as its messages could not be told from the
+    // asking view's.
+    , inhalte_(Objekt<WebKitUserContentManager>::uebernommen(webkit_user_content_manager_new()))
+    , web_(Objekt<WebKitWebView>::geteilt(WEBKIT_WEB_VIEW(g_object_new(
+          WEBKIT_TYPE_WEB_VIEW, "related-view", verwandte.web_.get(), "user-content-manager", inhalte_.get(),
+          "settings", webkit_web_view_get_settings(verwandte.web_.get()), nullptr)))) {
+    verbinden();
+}
+
+WebansichtGtk::~WebansichtGtk() {
+    fristBeenden();
+    *selbst_ = nullptr;
+    g_object_set_data(G_OBJECT(web_.get()), adapterschluessel, nullptr);
+    g_signal_handlers_disconnect_by_data(web_.get(), this);
+    g_signal_handlers_disconnect_by_data(inhalte_.get(), this);
+    webkit_web_view_try_close(web_.get());
+}
+
+WebansichtGtk* WebansichtGtk::von(WebKitWebView* ansicht) {
+    return static_cast<WebansichtGtk*>(g_object_get_data(G_OBJECT(ansicht), adapterschluessel));
+}
+
+void WebansichtGtk::nachrichtenAnnehmen(Einrichtung const& einrichtung) {
+    if (einrichtung.nachrichtenname.empty() || !einrichtung.nachrichten)
+        return;
+    nachrichten_ = einrichtung.nachrichten;
+    zeichen_.emplace(einrichtung.nachrichtenname);
+    auto const signal = "script-message-received::" + einrichtung.nachrichtenname;
+    g_signal_connect(inhalte_.get(), signal.c_str(), G_CALLBACK(Signale::nachricht), this);
+    webkit_user_content_manager_register_script_message_handler(
+        inhalte_.get(), einrichtung.nachrichtenname.c_str(), nullptr);
+    auto* const skript = webkit_user_script_new(
+        zeichen_->skript().c_str(), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
+        WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
+    webkit_user_content_manager_add_script(inhalte_.get(), skript);
+    webkit_user_script_unref(skript);
+}
+
+void WebansichtGtk::einstellen() {
+    auto* const einstellungen = webkit_web_view_get_settings(web_.get());
+    webkit_settings_set_enable_developer_extras(einstellungen, FALSE);
+    webkit_settings_set_javascript_can_open_windows_automatically(einstellungen, FALSE);
+    webkit_settings_set_enable_write_console_messages_to_stdout(einstellungen, FALSE);
+    webkit_settings_set_enable_webrtc(einstellungen, FALSE);
+    webkit_settings_set_enable_media_stream(einstellungen, FALSE);
+}
+
+void WebansichtGtk::verbinden() {
+    g_object_set_data(G_OBJECT(web_.get()), adapterschluessel, this);
+    gtk_widget_set_vexpand(widget(), TRUE);
+    gtk_widget_set_hexpand(widget(), TRUE);
+    auto const verbinde = [this](char const* signal, GCallback rueckruf) {
+        g_signal_connect(web_.get(), signal, rueckruf, this);
+    };
+    verbinde("load-changed", G_CALLBACK(Signale::ladeaenderung));
+    verbinde("load-failed", G_CALLBACK(Signale::ladefehler));
+    verbinde("load-failed-with-tls-errors", G_CALLBACK(Signale::zertifikatfehler));
+    verbinde("decide-policy", G_CALLBACK(Signale::richtlinie));
+    verbinde("create", G_CALLBACK(Signale::neuesFenster));
+    verbinde("close", G_CALLBACK(Signale::schliessen));
+    verbinde("web-process-terminated", G_CALLBACK(Signale::prozessende));
+    verbinde("script-dialog", G_CALLBACK(Signale::skriptdialog));
+    verbinde("run-file-chooser", G_CALLBACK(Signale::dateiwahl));
+    verbinde("permission-request", G_CALLBACK(Signale::erlaubnis));
+    verbinde("context-menu", G_CALLBACK(Signale::kontextmenue));
+}
+
+void WebansichtGtk::laden(std::string const& adresse, std::chrono::seconds frist) {
+    fristBeginnen(frist);
+    webkit_web_view_load_uri(web_.get(), adresse.c_str());
+}
+
+void WebansichtGtk::ladenHtml(std::string const& html) {
+    fristBeenden();
+    webkit_web_view_load_html(web_.get(), html.c_str(), nullptr);
+}
+
+void WebansichtGtk::ladenErsatz(std::string const& html, std::string const& adresse) {
+    fristBeenden();
+    webkit_web_view_load_alternate_html(web_.get(), html.c_str(), adresse.c_str(), nullptr);
+}
+
+void WebansichtGtk::neuLaden() {
+    webkit_web_view_reload(web_.get());
+}
+
+void WebansichtGtk::zurueck() {
+    webkit_web_view_go_back(web_.get());
+}
+
+void WebansichtGtk::vorwaerts() {
+    webkit_web_view_go_forward(web_.get());
+}
+
+std::optional<std::string> WebansichtGtk::adresse() const {
+    std::string text = textVon(webkit_web_view_get_uri(web_.get()));
+    if (text.empty() || text == "about:blank")
+        return std::nullopt;
+    return text;
+}
+
+void WebansichtGtk::skript(std::string const& quelltext) {
+    webkit_web_view_evaluate_javascript(
+        web_.get(), quelltext.data(), static_cast<gssize>(quelltext.size()), nullptr, nullptr, nullptr,
+        nullptr, nullptr);
+}
+
+void WebansichtGtk::rufen(
+    std::string const& rumpf, std::map<std::string, std::string> const& werte,
+    std::function<void(std::optional<std::string>)> antwort) {
+    using Antwort = std::function<void(std::optional<std::string>)>;
+    GVariantBuilder bauer;
+    g_variant_builder_init(&bauer, G_VARIANT_TYPE_VARDICT);
+    for (auto const& [name, wert] : werte)
+        g_variant_builder_add(&bauer, "{sv}", name.c_str(), g_variant_new_string(wert.c_str()));
+    webkit_web_view_call_async_javascript_function(
+        web_.get(), rumpf.data(), static_cast<gssize>(rumpf.size()), g_variant_builder_end(&bauer), nullptr,
+        nullptr, nullptr,
+        [](GObject* quelle, GAsyncResult* ergebnis, gpointer daten) {
+            std::unique_ptr<Antwort> const empfaenger{static_cast<Antwort*>(daten)};
+            GError* roh = nullptr;
+            auto const wert =
+                Objekt<JSCValue>::uebernommen(webkit_web_view_call_async_javascript_function_finish(
+                    WEBKIT_WEB_VIEW(quelle), ergebnis, &roh));
+            GFehler const fehler{roh};
+            if (!wert || !jsc_value_is_string(wert.get()))
+                (*empfaenger)(std::nullopt);
+            else
+                (*empfaenger)(textVon(GText{jsc_value_to_string(wert.get())}.get()));
+        },
+        new Antwort{std::move(antwort)});
+}
+
+void WebansichtGtk::drucken(Programmfenster& fenster) {
+    auto const druck = Objekt<WebKitPrintOperation>::uebernommen(webkit_print_operation_new(web_.get()));
+    auto* const rahmen = dynamic_cast<ProgrammfensterGtk*>(&fenster);
+    webkit_print_operation_run_dialog(druck.get(), rahmen ? rahmen->gtkFenster() : nullptr);
+}
+
+void WebansichtGtk::downloadBegonnen(WebKitDownload* download) {
+    empfaenger_.heruntergeladen(*this, DownloadGtk::uebernehmen(download));
+}
+
+void WebansichtGtk::fristBeginnen(std::chrono::seconds frist) {
+    fristBeenden();
+    frist_ = g_timeout_add_seconds(static_cast<guint>(frist.count()), Signale::fristAbgelaufen, this);
+}
+
+void WebansichtGtk::fristBeenden() {
+    if (frist_ != 0)
+        g_source_remove(std::exchange(frist_, 0U));
+}
+
+} // namespace quillmate::plattform::gtk

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "glib_halter.h"
+#include "hauptrahmen.h"
+#include "plattform/webansicht.h"
+#include "web_sitzung.h"
+
+#include <webkit/webkit.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace quillmate::plattform::gtk {
+
+/// A WebKitWebView. Translates the engine's signals into calls of the Empfaenger and decides nothing.
+/// Threads: main thread.
+class WebansichtGtk final : public Webansicht {
+public:
+    WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, Empfaenger& empfaenger);
+    ~WebansichtGtk() override;
+    WebansichtGtk(WebansichtGtk const&) = delete;
+    WebansichtGtk& operator=(WebansichtGtk const&) = delete;
+
+    void laden(std::string const& adresse, std::chrono::seconds frist) override;
+    void ladenHtml(std::string const& html) override;
+    void ladenErsatz(std::string const& html, std::string const& adresse) override;
+    void neuLaden() override;
+    void zurueck() override;
+    void vorwaerts() override;
+    [[nodiscard]] std::optional<std::string> adresse() const override;
+    void skript(std::string const& quelltext) override;
+    void rufen(
+        std::string const& rumpf, std::map<std::string, std::string> const& werte,
+        std::function<void(std::optional<std::string>)> antwort) override;
+    void drucken(Programmfenster& fenster) override;
+
+    /// The widget to show; borrowed.
+    [[nodiscard]] GtkWidget* widget() const noexcept { return GTK_WIDGET(web_.get()); }
+    /// The adapter of a view; null when it is gone or the view is not ours.
+    [[nodiscard]] static WebansichtGtk* von(WebKitWebView* ansicht);
+    void downloadBegonnen(WebKitDownload* download);
+
+private:
+    struct Signale; ///< The engine's callbacks.
+
+    /// A view for a new window of `verwandte`.
+    WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger);
+    void verbinden();
+    void einstellen();
+    void nachrichtenAnnehmen(Einrichtung const& einrichtung);
+    void fristBeginnen(std::chrono::seconds frist);
+    void fristBeenden();
+
+    Empfaenger& empfaenger_;
+    std::optional<Hauptrahmenzeichen> zeichen_;
+    Nachrichtenempfaenger nachrichten_;
+    Objekt<WebKitUserContentManager> inhalte_;
+    Objekt<WebKitWebView> web_;
+    std::string festgeschrieben_;      ///< Address of the last committed document.
+    bool gescheitert_{false};          ///< The load that is about to finish has failed.
+    guint frist_{0};                   ///< Timer of the pending laden(); 0 for none.
+    bool neuesFensterGeprueft_{false}; ///< The policy for the coming "create" has been asked already.
+    /// Expires with the view; asynchronous answers look here before they touch it.
+    std::shared_ptr<WebansichtGtk*> const selbst_{std::make_shared<WebansichtGtk*>(this)};
+};
+
+} // namespace quillmate::plattform::gtk

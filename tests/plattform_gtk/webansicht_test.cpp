@@ -1,0 +1,495 @@
+// The adapter on WebKitGTK against real pages of a loopback server, in a real window on a display of the test's own.
+#include "attrappen/anzeige.h"
+#include "attrappen/http_attrappe.h"
+#include "attrappen/ordner_auf_zeit.h"
+#include "attrappen/voreinstellungen.h"
+#include "plattform/download.h"
+#include "plattform_gtk/fensterwerk_gtk.h"
+#include "plattform_gtk/hauptschleife_gtk.h"
+#include "plattform_gtk/webansicht_gtk.h"
+
+#include <adwaita.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quillmate::plattform::gtk {
+namespace {
+
+using attrappen::HttpAnfrage;
+using attrappen::HttpAntwort;
+using attrappen::HttpAttrappe;
+
+/// Turns the main loop until the condition holds.
+bool drehenBis(
+    std::function<bool()> const& bedingung, std::chrono::seconds grenze = std::chrono::seconds{30}) {
+    auto const ende = std::chrono::steady_clock::now() + grenze;
+    while (!bedingung()) {
+        if (std::chrono::steady_clock::now() > ende)
+            return false;
+        if (g_main_context_iteration(nullptr, FALSE) == FALSE)
+            g_usleep(1000);
+    }
+    return true;
+}
+
+struct Mitschrift final : Webansicht::Empfaenger {
+    Entscheidung beiNavigation(Webansicht&, Navigation const& navigation) override {
+        navigationen.push_back(navigation);
+        return navigationAntwort ? navigationAntwort(navigation) : Entscheidung::zulassen;
+    }
+    Entscheidung beiAntwort(Webansicht&, Antwortkopf const& kopf) override {
+        koepfe.push_back(kopf);
+        return antwortAntwort ? antwortAntwort(kopf) : Entscheidung::zulassen;
+    }
+    Webansicht* neuesFenster(
+        Webansicht&, Fensteranfrage const& anfrage, VerwandteAnsicht const& verwandte) override {
+        fenster.push_back(anfrage);
+        if (!fensterErlaubt)
+            return nullptr;
+        neben = verwandte(*this);
+        return neben.get();
+    }
+    void geladen(Webansicht& web) override {
+        ++fertig;
+        zuletzt = web.adresse().value_or("-");
+    }
+    void fehlgeschlagen(Webansicht&, Ladefehler const& fehler) override { fehlschlaege.push_back(fehler); }
+    void heruntergeladen(Webansicht&, std::shared_ptr<Download> const& download) override {
+        download->empfaenger(
+            {.ziel =
+                 [this](std::string const& vorschlag) {
+                     vorschlaege.push_back(vorschlag);
+                     return ziel;
+                 },
+             .fertig = [this] { ++downloadFertig; },
+             .fehlgeschlagen =
+                 [this](std::string const& text) {
+                     downloadFehler.push_back(text);
+                 }});
+    }
+    void prozessGestorben(Webansicht&, std::string const& grund) override { tode.push_back(grund); }
+    void hinweis(Webansicht&, std::string const& text, std::function<void()> weiter) override {
+        hinweise.push_back(text);
+        weiter();
+    }
+    void bestaetigung(Webansicht&, std::string const& text, std::function<void(bool)> antwort) override {
+        hinweise.push_back(text);
+        antwort(ja);
+    }
+    void eingabe(
+        Webansicht&, std::string const& text, std::string const& vorgabe,
+        std::function<void(std::optional<std::string>)> antwort) override {
+        hinweise.push_back(text + '|' + vorgabe);
+        antwort(eingegeben);
+    }
+
+    std::function<Entscheidung(Navigation const&)> navigationAntwort;
+    std::function<Entscheidung(Antwortkopf const&)> antwortAntwort;
+    std::vector<Navigation> navigationen;
+    std::vector<Antwortkopf> koepfe;
+    std::vector<Fensteranfrage> fenster;
+    bool fensterErlaubt{true};
+    std::unique_ptr<Webansicht> neben;
+    int fertig{0};
+    std::string zuletzt;
+    std::vector<Ladefehler> fehlschlaege;
+    std::optional<std::string> ziel;
+    std::vector<std::string> vorschlaege;
+    int downloadFertig{0};
+    std::vector<std::string> downloadFehler;
+    std::vector<std::string> tode;
+    std::vector<std::string> hinweise;
+    bool ja{false};
+    std::optional<std::string> eingegeben;
+};
+
+class EchteWebansicht : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        // One display for the process: GTK holds on to the first that it has seen.
+        static attrappen::Anzeige const anzeige;
+        adw_init();
+    }
+
+    void oeffnen(std::vector<Nutzerskript> skripte = {}) {
+        web = std::make_unique<WebansichtGtk>(
+            sitzungen,
+            Webansicht::Einrichtung{
+                .skripte = std::move(skripte),
+                .nachrichtenname = "quillmate",
+                .nachrichten =
+                    [this](std::string_view json, Absender const& absender) {
+                        nachrichten.emplace_back(std::string{json}, absender);
+                    }},
+            mitschrift);
+        fenster = gtk_window_new();
+        gtk_window_set_default_size(GTK_WINDOW(fenster), 600, 400);
+        gtk_window_set_child(GTK_WINDOW(fenster), web->widget());
+        gtk_window_present(GTK_WINDOW(fenster));
+    }
+    void TearDown() override {
+        if (fenster) {
+            gtk_window_set_child(GTK_WINDOW(fenster), nullptr);
+            gtk_window_destroy(GTK_WINDOW(fenster));
+        }
+    }
+    void laden(std::string const& pfad) {
+        int const vorher = mitschrift.fertig;
+        web->laden(dienst.adresse() + pfad, std::chrono::seconds{60});
+        ASSERT_TRUE(drehenBis([&] { return mitschrift.fertig > vorher; })) << pfad;
+    }
+    /// What the expression is in the page, as text.
+    std::string wert(std::string const& ausdruck) {
+        std::optional<std::optional<std::string>> antwort;
+        web->rufen(
+            "return String(" + ausdruck + ")", {}, [&](std::optional<std::string> text) { antwort = text; });
+        EXPECT_TRUE(drehenBis([&] { return antwort.has_value(); }));
+        return antwort ? antwort->value_or("(nichts)") : "(keine Antwort)";
+    }
+
+    attrappen::OrdnerAufZeit ordner;
+    std::map<std::string, HttpAntwort> seiten{
+        {"/",
+         {.koerper = "<!doctype html><title>Start</title><p>Start",
+          .inhaltstyp = "text/html; charset=utf-8"}}};
+    HttpAttrappe dienst{[this](HttpAnfrage const& anfrage) {
+        auto const seite = seiten.find(anfrage.pfad);
+        return seite == seiten.end()
+                   ? HttpAntwort{.status = 404, .koerper = "nein", .inhaltstyp = "text/plain"}
+                   : seite->second;
+    }};
+    WebSitzungen sitzungen{{.daten = ordner.pfad("daten"), .zwischenspeicher = ordner.pfad("cache")}};
+    Mitschrift mitschrift;
+    std::vector<std::pair<std::string, Absender>> nachrichten;
+    GtkWidget* fenster{nullptr};
+    std::unique_ptr<WebansichtGtk> web;
+};
+
+HttpAntwort html(std::string const& text) {
+    return {.koerper = "<!doctype html>" + text, .inhaltstyp = "text/html; charset=utf-8"};
+}
+
+TEST_F(EchteWebansicht, LoadsAPageAndTellsItsAddressAndTitle) {
+    oeffnen();
+    laden("/");
+    EXPECT_EQ(mitschrift.zuletzt, dienst.adresse() + "/");
+    EXPECT_EQ(wert("document.title"), "Start");
+    EXPECT_EQ(wert("navigator.language"), "de-DE");
+    EXPECT_TRUE(mitschrift.fehlschlaege.empty());
+}
+
+TEST_F(EchteWebansicht, FailedLoadIsReportedOnceAndNotAsLoaded) {
+    oeffnen();
+    web->laden(attrappen::toteAdresse() + "/", std::chrono::seconds{60});
+    ASSERT_TRUE(drehenBis([&] { return !mitschrift.fehlschlaege.empty(); }));
+    EXPECT_FALSE(mitschrift.fehlschlaege.front().abgebrochen);
+    EXPECT_FALSE(mitschrift.fehlschlaege.front().beschreibung.empty());
+    EXPECT_EQ(mitschrift.fertig, 0);
+    laden("/");
+    EXPECT_EQ(mitschrift.fehlschlaege.size(), 1U);
+}
+
+TEST_F(EchteWebansicht, SilentServerFailsAtTheDeadlineInGerman) {
+    seiten["/stumm"] = {.haengen = true};
+    oeffnen();
+    web->laden(dienst.adresse() + "/stumm", std::chrono::seconds{1});
+    ASSERT_TRUE(drehenBis([&] { return !mitschrift.fehlschlaege.empty(); }));
+    ASSERT_TRUE(drehenBis([&] { return mitschrift.fehlschlaege.size() >= 2; }));
+    int echte = 0;
+    for (auto const& fehler : mitschrift.fehlschlaege)
+        if (!fehler.abgebrochen) {
+            ++echte;
+            EXPECT_EQ(fehler.beschreibung, "Der Server hat nicht rechtzeitig geantwortet.");
+        }
+    EXPECT_EQ(echte, 1);
+}
+
+TEST_F(EchteWebansicht, ReplacementPageKeepsTheAddressSoThatReloadTriesItAgain) {
+    oeffnen();
+    laden("/");
+    auto const ziel = dienst.adresse() + "/spaeter";
+    int const vorher = mitschrift.fertig;
+    web->ladenErsatz("<!doctype html><title>Ersatz</title>", ziel);
+    ASSERT_TRUE(drehenBis([&] { return mitschrift.fertig > vorher; }));
+    EXPECT_EQ(wert("document.title"), "Ersatz");
+    EXPECT_EQ(web->adresse(), ziel);
+    seiten["/spaeter"] = html("<title>Da</title>");
+    int const zwischen = mitschrift.fertig;
+    web->neuLaden();
+    ASSERT_TRUE(drehenBis([&] { return mitschrift.fertig > zwischen; }));
+    EXPECT_EQ(wert("document.title"), "Da");
+}
+
+TEST_F(EchteWebansicht, ClickedLinkIsALinkAndAScriptsNavigationIsNot) {
+    seiten["/zwei"] = html("<title>Zwei</title>");
+    seiten["/drei"] = html("<title>Drei</title>");
+    seiten["/links"] = html("<a id=a href=/zwei>zwei</a>");
+    oeffnen();
+    laden("/links");
+    mitschrift.navigationen.clear();
+    web->skript("document.getElementById('a').click()");
+    ASSERT_TRUE(drehenBis([&] { return mitschrift.zuletzt == dienst.adresse() + "/zwei"; }));
+    ASSERT_EQ(mitschrift.navigationen.size(), 1U);
+    EXPECT_EQ(mitschrift.navigationen[0].art, Navigationsart::link);
+    EXPECT_EQ(mitschrift.navigationen[0].adresse, dienst.adresse() + "/zwei");
+    web->skript("location.href = '/drei'");
+    ASSERT_TRUE(drehenBis([&] { return mitschrift.zuletzt == dienst.adresse() + "/drei"; }));
+    EXPECT_EQ(mitschrift.navigationen[1].art, Navigationsart::anderes);
+}
+
+TEST_F(EchteWebansicht, CancelledNavigationLoadsNothing) {
+    seiten["/links"] = html("<a id=a href=/zwei>zwei</a>");
+    oeffnen();
+    laden("/links");
+    mitschrift.navigationAntwort = [](Navigation const&) {
+        return Entscheidung::abbrechen;
+    };
+    mitschrift.navigationen.clear();
+    web->skript("document.getElementById('a').click()");
+    ASSERT_TRUE(drehenBis([&] { return !mitschrift.navigationen.empty(); }));
+    EXPECT_EQ(wert("location.pathname"), "/links");
+    EXPECT_TRUE(dienst.anfragenAn("/zwei").empty());
+}
+
+TEST_F(EchteWebansicht, NewWindowsAskThePolicyFirstHoweverTheyAreOpened) {
+    seiten["/zwei"] = html("<title>Zwei</title>");
+    seiten["/links"] = html("<a id=a target=_blank href=/zwei>zwei</a>");
+    oeffnen();
+    laden("/links");
+    mitschrift.navigationen.clear();
+    web->skript("document.getElementById('a').click()");
+    ASSERT_TRUE(drehenBis([&] { return mitschrift.zuletzt == dienst.adresse() + "/zwei"; }));
+    ASSERT_EQ(mitschrift.fenster.size(), 1U);
+    EXPECT_EQ(mitschrift.fenster[0].adresse, dienst.adresse() + "/zwei");
+    EXPECT_EQ(mitschrift.navigationen.front().art, Navigationsart::link);
+    mitschrift.neben.reset();
+    mitschrift.navigationen.clear();
+    mitschrift.navigationAntwort = [](Navigation const&) {
+        return Entscheidung::abbrechen;
+    };
+    EXPECT_EQ(wert("window.open('/zwei') === null"), "true");
+    ASSERT_EQ(mitschrift.navigationen.size(), 1U);
+    EXPECT_EQ(mitschrift.navigationen[0].art, Navigationsart::anderes);
+    EXPECT_EQ(mitschrift.fenster.size(), 1U);
+}
+
+TEST_F(EchteWebansicht, ResponseHeadCarriesTypeAndDisposition) {
+    seiten["/anhang"] = {
+        .koerper = "%PDF-1.4",
+        .inhaltstyp = "application/pdf",
+        .weitererKopf = "Content-Disposition: Attachment; filename=x.pdf\r\n"};
+    oeffnen();
+    laden("/");
+    mitschrift.antwortAntwort = [](Antwortkopf const&) {
+        return Entscheidung::abbrechen;
+    };
+    mitschrift.koepfe.clear();
+    web->laden(dienst.adresse() + "/anhang", std::chrono::seconds{60});
+    ASSERT_TRUE(drehenBis([&] { return !mitschrift.koepfe.empty(); }));
+    EXPECT_EQ(mitschrift.koepfe[0].mimetyp, "application/pdf");
+    EXPECT_EQ(mitschrift.koepfe[0].contentDisposition, "Attachment; filename=x.pdf");
+    EXPECT_TRUE(mitschrift.koepfe[0].darstellbar);
+    EXPECT_TRUE(mitschrift.koepfe[0].hauptrahmen);
+    ASSERT_TRUE(drehenBis([&] { return !mitschrift.fehlschlaege.empty(); }));
+    EXPECT_TRUE(mitschrift.fehlschlaege.front().abgebrochen);
+}
+
+class EchterDownload : public EchteWebansicht {
+protected:
+    void holen(HttpAntwort antwort) {
+        seiten["/datei"] = std::move(antwort);
+        mitschrift.antwortAntwort = [](Antwortkopf const& kopf) {
+            return kopf.adresse && kopf.adresse->ends_with("/datei") ? Entscheidung::herunterladen
+                                                                     : Entscheidung::zulassen;
+        };
+        mitschrift.ziel = ordner.datei("ziel.bin");
+        oeffnen();
+        laden("/");
+        web->laden(dienst.adresse() + "/datei", std::chrono::seconds{60});
+        ASSERT_TRUE(
+            drehenBis([&] { return mitschrift.downloadFertig > 0 || !mitschrift.downloadFehler.empty(); }));
+    }
+    /// Everything in the destination's folder.
+    std::vector<std::string> dateien() {
+        std::vector<std::string> namen;
+        for (auto const& eintrag : std::filesystem::directory_iterator{ordner.pfad()})
+            if (eintrag.is_regular_file())
+                namen.push_back(eintrag.path().filename());
+        return namen;
+    }
+};
+
+TEST_F(EchterDownload, CompleteFileHasItsNameAndItsBytes) {
+    std::string const bytes(200000, 'x');
+    holen(
+        {.koerper = bytes,
+         .inhaltstyp = "application/octet-stream",
+         .weitererKopf = "Content-Disposition: attachment; filename=\"../../boese/rechnung.pdf\"\r\n"});
+    EXPECT_EQ(mitschrift.downloadFertig, 1);
+    EXPECT_EQ(mitschrift.vorschlaege, std::vector<std::string>{"rechnung.pdf"});
+    EXPECT_EQ(attrappen::inhaltVon(*mitschrift.ziel), bytes);
+    EXPECT_EQ(dateien(), std::vector<std::string>{"ziel.bin"});
+    for (auto const& fehler : mitschrift.fehlschlaege)
+        EXPECT_TRUE(fehler.abgebrochen);
+}
+
+TEST_F(EchterDownload, BodyCutShortIsAFailureThatLeavesNothing) {
+    holen(
+        {.koerper = std::string(200000, 'x'),
+         .inhaltstyp = "application/octet-stream",
+         .abschneiden = 50000});
+    EXPECT_EQ(mitschrift.downloadFertig, 0);
+    EXPECT_EQ(mitschrift.downloadFehler.size(), 1U);
+    EXPECT_TRUE(dateien().empty());
+}
+
+TEST_F(EchterDownload, ErrorStatusIsAFailureThatLeavesNothing) {
+    holen({.status = 500, .koerper = "nein", .inhaltstyp = "application/octet-stream"});
+    EXPECT_EQ(mitschrift.downloadFertig, 0);
+    EXPECT_EQ(mitschrift.downloadFehler.size(), 1U);
+    EXPECT_TRUE(dateien().empty());
+}
+
+TEST_F(EchterDownload, BlobOfAPageIsADownload) {
+    mitschrift.ziel = ordner.datei("ziel.bin");
+    oeffnen();
+    laden("/");
+    web->skript("const a = document.createElement('a'); a.download = 'blob.txt';"
+                "a.href = URL.createObjectURL(new Blob(['hallo'], {type: 'text/plain'})); a.click();");
+    ASSERT_TRUE(
+        drehenBis([&] { return mitschrift.downloadFertig > 0 || !mitschrift.downloadFehler.empty(); }));
+    EXPECT_EQ(mitschrift.vorschlaege, std::vector<std::string>{"blob.txt"});
+    EXPECT_EQ(attrappen::inhaltVon(*mitschrift.ziel), "hallo");
+}
+
+TEST_F(EchteWebansicht, ScriptDialogsAnswerThePage) {
+    oeffnen();
+    laden("/");
+    mitschrift.ja = true;
+    EXPECT_EQ(wert("confirm('Sicher?')"), "true");
+    mitschrift.ja = false;
+    EXPECT_EQ(wert("confirm('Sicher?')"), "false");
+    EXPECT_EQ(wert("prompt('Wie?', 'so')"), "null");
+    mitschrift.eingegeben = "";
+    EXPECT_EQ(wert("JSON.stringify(prompt('Wie?', 'so'))"), "\"\"");
+    mitschrift.eingegeben = "anders";
+    EXPECT_EQ(wert("prompt('Wie?', 'so')"), "anders");
+    EXPECT_EQ(wert("alert('Nur so')"), "undefined");
+    EXPECT_EQ(
+        mitschrift.hinweise,
+        (std::vector<std::string>{"Sicher?", "Sicher?", "Wie?|so", "Wie?|so", "Wie?|so", "Nur so"}));
+}
+
+TEST_F(EchteWebansicht, MessageOfTheMainFrameCarriesItsDocument) {
+    oeffnen();
+    laden("/");
+    web->skript("window.webkit.messageHandlers.quillmate.postMessage({aktion: 'suchStand', id: 1})");
+    ASSERT_TRUE(drehenBis([&] { return !nachrichten.empty(); }));
+    EXPECT_EQ(nachrichten[0].first, R"({"aktion":"suchStand","id":1})");
+    EXPECT_TRUE(nachrichten[0].second.hauptrahmen);
+    EXPECT_EQ(nachrichten[0].second.dokument, dienst.adresse() + "/");
+}
+
+TEST_F(EchteWebansicht, MessagesOfFramesAreNotTheMainFrames) {
+    HttpAttrappe fremd{[](HttpAnfrage const&) {
+        return html(
+            "<script>window.webkit.messageHandlers.quillmate.postMessage({aktion: 'fremd', id: 1})</script>");
+    }};
+    seiten["/rahmen"] = html(
+        "<iframe src='" + fremd.adresse() +
+        "/'></iframe><iframe id=leer></iframe>"
+        "<script>const w = document.getElementById('leer').contentWindow;"
+        "w.webkit.messageHandlers.quillmate.postMessage({aktion: 'leer', id: 2})</script>");
+    oeffnen();
+    laden("/rahmen");
+    ASSERT_TRUE(drehenBis([&] { return nachrichten.size() >= 2; }));
+    for (auto const& [json, absender] : nachrichten)
+        EXPECT_FALSE(absender.hauptrahmen) << json;
+}
+
+TEST_F(EchteWebansicht, PageCanNeitherReadNorReplaceTheSecret) {
+    seiten["/angriff"] = html(
+        "<script>const p = Object.getPrototypeOf(window.webkit.messageHandlers.quillmate);"
+        "let quelle = ''; try { quelle = String(p.postMessage); } catch (e) {}"
+        "let ersetzt = true; try { 'use strict'; Object.defineProperty(p, 'postMessage', {value: 1}); }"
+        "catch (e) { ersetzt = false; }"
+        "Reflect.apply = () => { window.gestohlen = true; };"
+        "Array.prototype.toJSON = function () { window.gestohlen = this; return this; };"
+        "window.webkit.messageHandlers.quillmate.postMessage({aktion: 'x', id: 1});"
+        "window.ergebnis = /[0-9a-f]{32}/.test(quelle) + ' ' + ersetzt + ' ' + !!window.gestohlen;</script>");
+    oeffnen();
+    laden("/angriff");
+    EXPECT_EQ(wert("window.ergebnis"), "false false false");
+    ASSERT_TRUE(drehenBis([&] { return !nachrichten.empty(); }));
+    EXPECT_TRUE(nachrichten[0].second.hauptrahmen);
+}
+
+TEST_F(EchteWebansicht, PageThatBeginsANavigationIsStillJudgedByItself) {
+    seiten["/langsam"] = {.haengen = true};
+    seiten["/start"] = html("<script>location.href = '/langsam';"
+                            "setTimeout(() => window.webkit.messageHandlers.quillmate.postMessage({aktion: "
+                            "'x', id: 1}), 50)</script>");
+    oeffnen();
+    web->laden(dienst.adresse() + "/start", std::chrono::seconds{60});
+    ASSERT_TRUE(drehenBis([&] { return !nachrichten.empty(); }));
+    EXPECT_EQ(nachrichten[0].second.dokument, dienst.adresse() + "/start");
+}
+
+TEST_F(EchteWebansicht, OddMessagesArriveAsJsonOrAsNothing) {
+    oeffnen();
+    laden("/");
+    web->skript("const h = window.webkit.messageHandlers.quillmate;"
+                "h.postMessage('text'); h.postMessage(undefined); h.postMessage({id: NaN, aktion: 2 ** 63});"
+                "const kreis = {}; kreis.kreis = kreis; h.postMessage(kreis);"
+                "h.postMessage({aktion: 'ende'});");
+    ASSERT_TRUE(drehenBis(
+        [&] { return !nachrichten.empty() && nachrichten.back().first.find("ende") != std::string::npos; }));
+    EXPECT_EQ(nachrichten[0].first, "\"text\"");
+    EXPECT_EQ(nachrichten[1].first, "null");
+    EXPECT_EQ(nachrichten[2].first, R"({"aktion":9223372036854776000,"id":null})");
+}
+
+TEST_F(EchteWebansicht, DeadWebProcessIsToldAndTheViewLoadsAgain) {
+    oeffnen();
+    laden("/");
+    webkit_web_view_terminate_web_process(WEBKIT_WEB_VIEW(web->widget()));
+    ASSERT_TRUE(drehenBis([&] { return !mitschrift.tode.empty(); }));
+    laden("/");
+    EXPECT_EQ(wert("document.title"), "Start");
+}
+
+TEST_F(EchteWebansicht, AnswerToACallOfAViewThatIsGoneIsNothing) {
+    oeffnen();
+    laden("/");
+    bool gerufen = false;
+    web->rufen("await new Promise(() => {})", {}, [&](std::optional<std::string> const& text) {
+        gerufen = true;
+        EXPECT_FALSE(text);
+    });
+    webkit_web_view_terminate_web_process(WEBKIT_WEB_VIEW(web->widget()));
+    EXPECT_TRUE(drehenBis([&] { return gerufen; }));
+}
+
+TEST_F(EchteWebansicht, CookiesOutliveTheSessionInAFolderOfTheUserAlone) {
+    seiten["/keks"] = {
+        .koerper = "<!doctype html>",
+        .inhaltstyp = "text/html",
+        .weitererKopf = "Set-Cookie: wer=ich; Max-Age=86400; Path=/\r\n"};
+    oeffnen();
+    laden("/keks");
+    auto const daten = std::filesystem::path{ordner.pfad("daten")} / "web";
+    EXPECT_EQ(
+        std::filesystem::status(daten).permissions() & std::filesystem::perms::all,
+        std::filesystem::perms::owner_all);
+    EXPECT_TRUE(drehenBis([&] {
+        return attrappen::inhaltVon((daten / "cookies.sqlite").string()).find("wer") != std::string::npos;
+    }));
+}
+
+} // namespace
+} // namespace quillmate::plattform::gtk
