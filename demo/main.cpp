@@ -17,8 +17,8 @@
 #include "dienst.h"
 #include "grundlage/pruefsumme.h"
 #include "http_server.h"
+#include "leserprozess/leser_prozesse.h"
 #include "speicher.h"
-#include "texterkennung_leser/leser_im_prozess.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -86,7 +86,7 @@ int diene(Argumente const& argumente) {
         return endeFehler;
     }
     auto const token = argumente.token.empty() ? zufaelligesToken() : argumente.token;
-    auto const leser = argumente.ohneTexte ? nullptr : std::make_unique<Texterkennung::LeserImProzess>();
+    auto const leser = argumente.ohneTexte ? nullptr : std::make_unique<Texterkennung::LeserProzesse>();
     Auswertung auswertung{*speicher, leser.get()};
     constexpr std::size_t vorrat = std::size_t{256} << 20U;
     HttpServer server{{.hoechstensKoerper_byte = hoechstensFormular_byte, .vorrat_byte = vorrat}};

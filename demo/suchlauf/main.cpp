@@ -5,6 +5,7 @@
 #include "ausgabe.h"
 #include "grundlage/datei.h"
 #include "grundlage/protokoll.h"
+#include "leserprozess/leser_prozesse.h"
 #include "macscan/suche.h"
 #include "plattform_linux/arbeitsfaden_linux.h"
 #include "plattform_linux/buendel.h"
@@ -12,7 +13,6 @@
 #include "plattform_linux/standardorte_xdg.h"
 #include "plattform_linux/verzeichnisse.h"
 #include "plattform_linux/voreinstellungen_plist.h"
-#include "texterkennung_leser/leser_im_prozess.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -131,9 +131,9 @@ int ausfuehren(Suchlauf::Argumente const& argumente, sigset_t const& signale) {
     plattform::SystemUhr uhr;
     plattform::ArbeitsfadenLinux arbeitsfaden;
     plattform::KeineWolke wolke;
-    auto const leser = Texterkennung::leserImProzess();
+    Texterkennung::LeserProzesse leser;
     Texterkennung::Zwischenspeicher const speicher{plattform::zwischenspeicherOrdner()};
-    Texterkennung::Erkenner erkenner{*leser, speicher};
+    Texterkennung::Erkenner erkenner{leser, speicher};
     MacScan::Dienst dienst;
     MacScan::Suche suche{
         {.merkliste = merkliste,

@@ -2,9 +2,9 @@
 #include "diagnose.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/prozesswerte.h"
+#include "leserprozess/leser_prozesse.h"
 #include "plattform_linux/verzeichnisse.h"
 #include "texterkennung/zwischenspeicher.h"
-#include "texterkennung_leser/leser_im_prozess.h"
 
 #include <csignal>
 #include <cstdio>
@@ -36,9 +36,9 @@ int starten(std::span<char const* const> argumente) {
     if (auto const ordner = Diagnose::wertNach(argumente, "--scan"))
         return ausgeben(Diagnose::scanZeile(*ordner));
     if (auto const datei = Diagnose::wertNach(argumente, "--text")) {
-        auto const leser = Texterkennung::leserImProzess();
+        Texterkennung::LeserProzesse leser;
         Texterkennung::Zwischenspeicher const speicher{plattform::zwischenspeicherOrdner()};
-        Texterkennung::Erkenner erkenner{*leser, speicher};
+        Texterkennung::Erkenner erkenner{leser, speicher};
         return ausgeben(Diagnose::textZeile(*datei, erkenner));
     }
 

@@ -17,13 +17,16 @@ struct Lesung {
         ohneMotor,
         /// Given up for want of memory or descriptors; another time it may be read. `text` as with ohneMotor.
         ohneMittel,
+        /// There was nobody to read it. Says nothing about the file.
+        ohneLeser,
     };
     Art art{Art::gelesen};
     std::optional<std::string> text; ///< UTF-8, at most hoechstensZeichen characters.
 };
 
 /// Port: the engines that parse PDFs and images and recognise text in them. They see an open descriptor and
-/// nothing else, so that they can run where no file can be opened.
+/// nothing else, so that they can run where no file can be opened: in the locked-up processes of
+/// leserprozess/leser_prozesse.h.
 class Leser {
 public:
     virtual ~Leser() = default;

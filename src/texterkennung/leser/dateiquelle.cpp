@@ -1,6 +1,7 @@
 #include "dateiquelle.h"
 
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,7 +10,8 @@ namespace quillmate::Texterkennung {
 
 std::optional<Dateiquelle> Dateiquelle::ausDeskriptor(int deskriptor) {
     struct stat daten {};
-    if (fstat(deskriptor, &daten) != 0)
+    // Not by fstat(): the C library makes a call of it that takes paths too, and the readers' lock-up denies that.
+    if (syscall(SYS_fstat, deskriptor, &daten) != 0)
         return std::nullopt;
     return Dateiquelle{deskriptor, daten.st_size};
 }

@@ -3,7 +3,6 @@
 #include "bild.h"
 #include "dateiquelle.h"
 #include "erkennen.h"
-#include "grundlage/protokoll.h"
 #include "grundlage/text.h"
 #include "pdf.h"
 #include "texterkennung/heuristik.h"
@@ -23,39 +22,32 @@ namespace {
 // is a picture full of noise.
 constexpr std::chrono::seconds fristJeDatei{30};
 
-void fehlendesMelden(std::optional<Sprachdaten> const& daten) {
-    if (!daten)
-        protokoll("Texterkennung: keine Sprachdaten gefunden, Bilder und Scans werden nicht gelesen "
-                  "(Pakete tesseract-ocr-deu und tesseract-ocr-eng installieren)");
-    else if (daten->sprachen == "deu")
-        protokoll("Texterkennung: Sprachdaten für Englisch fehlen (Paket tesseract-ocr-eng installieren)");
-    else if (daten->sprachen == "eng")
-        protokoll("Texterkennung: Sprachdaten für Deutsch fehlen (Paket tesseract-ocr-deu installieren)");
+std::optional<Sprachdaten> gefundene(std::vector<std::string> const& ordner) {
+    auto daten = sucheSprachdaten(ordner);
+    sprachstandMelden(sprachstand(daten));
+    return daten;
 }
 
-LeserImProzess::Motorbau tesseractBau(std::vector<std::string> const& ordner) {
-    auto const daten = sucheSprachdaten(ordner);
-    fehlendesMelden(daten);
+LeserImProzess::Motorbau tesseractBau(std::optional<Sprachdaten> daten) {
     if (!daten)
         return [] {
             return nullptr;
         };
-    return [daten = *daten, gemeldet = std::make_shared<std::once_flag>()] {
+    return [daten = *std::move(daten), gemeldet = std::make_shared<std::once_flag>()] {
         std::unique_ptr<Schrifterkenner> motor = TesseractErkenner::laden(daten);
         if (!motor)
-            std::call_once(*gemeldet, [&] {
-                protokoll(
-                    "Texterkennung: die Sprachdaten in " + daten.ordner +
-                    " sind unbrauchbar, Bilder und Scans werden nicht gelesen");
-            });
+            std::call_once(*gemeldet, [] { sprachstandMelden(Sprachstand::unbrauchbar); });
         return motor;
     };
 }
 
 } // namespace
 
-LeserImProzess::LeserImProzess(std::vector<std::string> sprachordner)
-    : LeserImProzess(tesseractBau(sprachordner)) {}
+LeserImProzess::LeserImProzess(std::vector<std::string> const& sprachordner)
+    : LeserImProzess(gefundene(sprachordner)) {}
+
+LeserImProzess::LeserImProzess(std::optional<Sprachdaten> daten)
+    : LeserImProzess(tesseractBau(std::move(daten))) {}
 
 LeserImProzess::LeserImProzess(Motorbau motorbau)
     : motorbau_(std::move(motorbau)) {}

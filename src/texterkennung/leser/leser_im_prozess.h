@@ -14,8 +14,8 @@ namespace quillmate::Texterkennung {
 
 /// Reads PDFs and pictures in the calling process: MuPDF, the picture decoders and Tesseract.
 /// Threads: any number at once; each has an engine for itself while it recognises. Engines are made when
-/// first needed, as many as threads recognise at once, and kept. Files: language data only, and that only
-/// while an engine is made; see vorwaermen().
+/// first needed, as many as threads recognise at once, and kept. Files: the language data is opened by the
+/// constructor; for the rest see vorwaermen().
 class LeserImProzess final : public Leser {
 public:
     /// Makes one recognition engine; null when there is none to be had.
@@ -23,12 +23,14 @@ public:
 
     /// With Tesseract and the language data found in `sprachordner`. Says once in the log, and which package
     /// to install, when German or English or both are missing.
-    explicit LeserImProzess(std::vector<std::string> sprachordner = ueblicheSprachordner());
+    explicit LeserImProzess(std::vector<std::string> const& sprachordner = ueblicheSprachordner());
+    /// With Tesseract and this language data; nothing missing is said.
+    explicit LeserImProzess(std::optional<Sprachdaten> daten);
     /// With another engine. `motorbau` may be called from several threads at once.
     explicit LeserImProzess(Motorbau motorbau);
 
-    /// Makes `motoren` engines and everything else that opens files; up to that many threads then read
-    /// without opening anything. Blocks, about 0.1 s per engine.
+    /// Makes `motoren` engines, and does everything that opens files: from then on nothing is opened. Blocks,
+    /// about 0.1 s per engine.
     void vorwaermen(std::size_t motoren = 1);
 
     [[nodiscard]] Lesung lesen(int deskriptor, Dateiart art) override;

@@ -1,18 +1,19 @@
 #include "ocr.h"
 
+#include "dateiquelle.h"
 #include "grundlage/text.h"
 
 #include <leptonica/allheaders.h>
 #include <tesseract/baseapi.h>
 #include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
 #include <exception>
+#include <initializer_list>
 #include <limits>
 #include <mutex>
 #include <utility>
@@ -39,10 +40,38 @@ void ohneNebenfaeden() {
     static_cast<void>(einmal);
 }
 
-bool hatSprache(std::string const& ordner, std::string_view sprache) {
-    std::string pfad = ordner;
-    pfad.append("/").append(sprache).append(".traineddata");
-    return access(pfad.c_str(), R_OK) == 0;
+std::string sprachdatei(std::string_view sprache) {
+    return std::string{sprache} + ".traineddata";
+}
+
+/// The data of all these languages, opened; nothing when one is missing.
+std::optional<Sprachdaten> geoeffnet(
+    std::string const& ordner, std::string sprachen, std::initializer_list<char const*> einzeln) {
+    Sprachdaten daten{ordner, std::move(sprachen), {}};
+    for (auto const* sprache : einzeln) {
+        auto const name = sprachdatei(sprache);
+        auto datei = oeffneDatei(ordner + "/" + name);
+        if (!datei)
+            return std::nullopt;
+        daten.dateien[name] = std::make_shared<Deskriptor const>(std::move(datei));
+    }
+    return daten;
+}
+
+// The engine's callback has no argument of its own; loading happens under a lock, on one thread.
+thread_local Sprachdaten const* geladene = nullptr;
+
+/// What the engine calls for a file that it wants: gives it those that are open and no others.
+bool ausOffenen(char const* pfad, std::vector<char>* inhalt) {
+    constexpr std::int64_t hoechstgroesse = 64 << 20; // The largest of the published models has 23 MB.
+    auto const datei = geladene->dateien.find(letzteKomponente(pfad));
+    auto const quelle =
+        datei != geladene->dateien.end() ? Dateiquelle::ausDeskriptor(datei->second->get()) : std::nullopt;
+    if (!quelle || quelle->groesse() > hoechstgroesse)
+        return false;
+    inhalt->resize(static_cast<std::size_t>(quelle->groesse()));
+    return quelle->lesen(0, {reinterpret_cast<std::uint8_t*>(inhalt->data()), inhalt->size()}) ==
+           inhalt->size();
 }
 
 /// Whether no two points differ enough to be print.
@@ -76,15 +105,22 @@ std::vector<std::string> ueblicheSprachordner() {
 }
 
 std::optional<Sprachdaten> sucheSprachdaten(std::span<std::string const> ordner) {
-    auto mit = [&](auto... sprachen) {
-        return std::ranges::find_if(ordner, [&](auto const& o) { return (hatSprache(o, sprachen) && ...); });
-    };
-    if (auto const o = mit("deu", "eng"); o != ordner.end())
-        return Sprachdaten{*o, "deu+eng"};
+    for (auto const& o : ordner)
+        if (auto daten = geoeffnet(o, "deu+eng", {"deu", "eng"}))
+            return daten;
     for (auto const* eine : {"deu", "eng"})
-        if (auto const o = mit(eine); o != ordner.end())
-            return Sprachdaten{*o, eine};
+        for (auto const& o : ordner)
+            if (auto daten = geoeffnet(o, eine, {eine}))
+                return daten;
     return std::nullopt;
+}
+
+Sprachstand sprachstand(std::optional<Sprachdaten> const& daten) {
+    if (!daten)
+        return Sprachstand::keine;
+    if (daten->sprachen == "deu")
+        return Sprachstand::deutsch;
+    return daten->sprachen == "eng" ? Sprachstand::englisch : Sprachstand::beide;
 }
 
 std::unique_ptr<TesseractErkenner> TesseractErkenner::laden(Sprachdaten const& daten) {
@@ -97,9 +133,12 @@ std::unique_ptr<TesseractErkenner> TesseractErkenner::laden(Sprachdaten const& d
     // 63 photographed receipts came out the same to the word, and no faster.
     std::vector<std::string> const namen{"debug_file"};
     std::vector<std::string> const werte{"/dev/null"};
-    if (api->Init(
-            daten.ordner.c_str(), daten.sprachen.c_str(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &namen,
-            &werte, false) != 0)
+    geladene = &daten;
+    auto const fehler = api->Init(
+        daten.ordner.c_str(), 0, daten.sprachen.c_str(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &namen, &werte,
+        false, ausOffenen);
+    geladene = nullptr;
+    if (fehler != 0)
         return nullptr;
     setMsgSeverity(L_SEVERITY_NONE); // Odd pictures are no news for standard error. Init() sets it too.
     api->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "grundlage/datei.h"
 #include "schrifterkenner.h"
+#include "texterkennung/sprachstand.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -14,10 +17,12 @@ class TessBaseAPI;
 
 namespace quillmate::Texterkennung {
 
-/// Where language data was found, and which of German and English.
+/// Where language data was found, and which of German and English; open, so that engines can be made where no
+/// file can be opened any more. Copies share the descriptors.
 struct Sprachdaten {
     std::string ordner;   ///< Folder with the *.traineddata files.
     std::string sprachen; ///< As Tesseract takes them: "deu+eng", "deu" or "eng".
+    std::map<std::string, std::shared_ptr<Deskriptor const>, std::less<>> dateien; ///< By file name.
 };
 
 /// The folders in which language data is looked for, in this order: $TESSDATA_PREFIX and its "tessdata", then
@@ -27,12 +32,13 @@ struct Sprachdaten {
 /// The first folder that has both languages; without one, the first that has German; else English; else
 /// nothing.
 [[nodiscard]] std::optional<Sprachdaten> sucheSprachdaten(std::span<std::string const> ordner);
+[[nodiscard]] Sprachstand sprachstand(std::optional<Sprachdaten> const& daten);
 
 /// Tesseract with German and English, tuned for receipts.
 /// Threads: one at a time per object, several objects side by side.
 class TesseractErkenner final : public Schrifterkenner {
 public:
-    /// Reads the language data (some 6 MB, about 0.1 s); afterwards no file is opened any more.
+    /// Reads the language data (some 6 MB, about 0.1 s) and opens nothing.
     /// Nothing when the engine refuses the data.
     [[nodiscard]] static std::unique_ptr<TesseractErkenner> laden(Sprachdaten const& daten);
     ~TesseractErkenner() override;

@@ -1,0 +1,150 @@
+#include "dienst.h"
+
+#include "grundlage/datei.h"
+#include "leserprozess/nachricht.h"
+#include "sandkasten.h"
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace quillmate::Texterkennung {
+
+namespace {
+
+constexpr int kanal = 3; // Where the main program puts it.
+constexpr int ersterFremder = 4;
+
+constexpr int endeGut = 0;
+constexpr int endeOhneKanal = 2;
+
+/// Ends with the main program, and only with it: whatever a terminal or a session's end sends to everybody would
+/// otherwise make a file count as one without text.
+void andereSignaleUebergehen() {
+    (void)::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    for (int const signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGUSR1, SIGUSR2})
+        (void)std::signal(signal, SIG_IGN);
+}
+
+/// When memory runs out on the machine, the kernel is to take the reader and not the window.
+void alsErsterGehen() {
+    int const datei = ::open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
+    if (datei < 0)
+        return;
+    constexpr std::string_view hoechster = "1000";
+    (void)!::write(datei, hoechster.data(), hoechster.size());
+    ::close(datei);
+}
+
+bool istKanal() {
+    int art = 0;
+    socklen_t laenge = sizeof art;
+    return ::getsockopt(kanal, SOL_SOCKET, SO_TYPE, &art, &laenge) == 0 && art == SOCK_STREAM;
+}
+
+bool senden(std::string_view bytes) {
+    while (!bytes.empty()) {
+        auto const n = ::send(kanal, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        bytes.remove_prefix(static_cast<std::size_t>(n));
+    }
+    return true;
+}
+
+struct Empfangen {
+    Auftrag auftrag;
+    Deskriptor datei;
+};
+
+/// Waits for the next file. Nothing at the end of the channel, and for what is no message with exactly one
+/// descriptor: the main program sends nothing else.
+std::optional<Empfangen> empfangen() {
+    Kopfbytes bytes{};
+    iovec stueck{bytes.data(), bytes.size()};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> beilage{};
+    msghdr nachricht{};
+    nachricht.msg_iov = &stueck;
+    nachricht.msg_iovlen = 1;
+    nachricht.msg_control = beilage.data();
+    nachricht.msg_controllen = beilage.size();
+    ssize_t n = 0;
+    do
+        n = ::recvmsg(kanal, &nachricht, MSG_CMSG_CLOEXEC | MSG_WAITALL);
+    while (n < 0 && errno == EINTR);
+    auto const* const kopf = n > 0 ? CMSG_FIRSTHDR(&nachricht) : nullptr;
+    if (kopf == nullptr || kopf->cmsg_level != SOL_SOCKET || kopf->cmsg_type != SCM_RIGHTS ||
+        kopf->cmsg_len != CMSG_LEN(sizeof(int)))
+        return std::nullopt;
+    int datei = -1;
+    std::memcpy(&datei, CMSG_DATA(kopf), sizeof datei);
+    Deskriptor besitz{datei};
+    auto const auftrag = auftragAus({bytes.data(), static_cast<std::size_t>(n)});
+    if (!auftrag || (nachricht.msg_flags & MSG_CTRUNC) != 0)
+        return std::nullopt;
+    return Empfangen{*auftrag, std::move(besitz)};
+}
+
+bool bedienen(Leser& leser) {
+    // What a large file needed is given back before the next one, so that readers that wait stay small.
+    constexpr int freilassen = 16 << 20;
+    (void)::mallopt(M_TRIM_THRESHOLD, freilassen);
+    while (auto auftrag = empfangen()) {
+        auto const lesung = mangelBeurteilt(leser.lesen(auftrag->datei.get(), auftrag->auftrag.art));
+        if (!senden(antwortBytes(auftrag->auftrag.nummer, lesung)))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+Lesung mangelBeurteilt(Lesung lesung) {
+    if (lesung.art != Lesung::Art::ohneMittel)
+        return lesung;
+    // Enough for what any file of ours may need; if it is to be had now, it was the file that used it up.
+    rlimit grenze{};
+    constexpr std::size_t probe = std::size_t{256} << 20U;
+    bool const begrenzt = ::getrlimit(RLIMIT_AS, &grenze) == 0 && grenze.rlim_cur != RLIM_INFINITY;
+    auto* const stueck =
+        begrenzt ? ::mmap(nullptr, probe, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
+                 : MAP_FAILED;
+    if (stueck == MAP_FAILED)
+        return lesung;
+    ::munmap(stueck, probe);
+    lesung.art = Lesung::Art::gelesen;
+    return lesung;
+}
+
+int alsLeserDienen(std::function<Werkzeug()> const& bau) {
+    (void)::close_range(ersterFremder, ~0U, 0);
+    (void)::prctl(PR_SET_NAME, "quillmate-leser");
+    andereSignaleUebergehen();
+    alsErsterGehen();
+    if (!istKanal())
+        return endeOhneKanal;
+    auto const werkzeug = bau();
+    auto const riegel = einschliessen(kanal);
+    auto const bereit = alsBytes(Bereitschaft{werkzeug.sprachstand, riegel});
+    if (!senden({reinterpret_cast<char const*>(bereit.data()), bereit.size()}))
+        return endeGut;
+    (void)bedienen(*werkzeug.leser);
+    return endeGut;
+}
+
+} // namespace quillmate::Texterkennung

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "texterkennung/leser.h"
+#include "texterkennung/sprachstand.h"
+
+#include <functional>
+#include <memory>
+
+namespace quillmate::Texterkennung {
+
+/// What a reader brings along: everything that opens files is done by the time it is made.
+struct Werkzeug {
+    std::unique_ptr<Leser> leser;
+    Sprachstand sprachstand{Sprachstand::keine};
+};
+
+/// The life of a reader process, from main() to its end: ties its life to the parent's, has `bau` make the
+/// engines, locks itself up, says that it is ready, and reads file after file until the channel ends.
+/// Returns the exit status.
+[[nodiscard]] int alsLeserDienen(std::function<Werkzeug()> const& bau);
+
+/// The lesson of one file: whoever runs out of the memory that every reader starts with does so because of the
+/// file, and comes back as read and without text; only when the machine itself has no memory left (ohneMittel
+/// stays) may the file be tried again.
+[[nodiscard]] Lesung mangelBeurteilt(Lesung lesung);
+
+} // namespace quillmate::Texterkennung
