@@ -1,16 +1,22 @@
 // Process start, in this order: process-wide values, diagnostic modes, everything with a window.
+#include "anwendung.h"
 #include "diagnose.h"
+#include "einzelinstanz.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/prozesswerte.h"
 #include "leserprozess/leser_prozesse.h"
+#include "plattform_gtk/laufende_programme_bus.h"
 #include "plattform_linux/verzeichnisse.h"
 #include "texterkennung/zwischenspeicher.h"
+#include "umgebung.h"
 
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -23,6 +29,14 @@ int ausgeben(std::string zeile) {
     if (!geschrieben)
         protokoll("Die Ausgabe konnte nicht geschrieben werden");
     return geschrieben ? 0 : 1;
+}
+
+/// The address of our own scheme that the desktop started us with.
+std::optional<std::string> uebergebeneAdresse(std::span<char const* const> argumente) {
+    for (std::string_view const argument : argumente.subspan(argumente.empty() ? 0 : 1))
+        if (argument.starts_with("quillmate:"))
+            return std::string{argument};
+    return std::nullopt;
 }
 
 int starten(std::span<char const* const> argumente) {
@@ -42,8 +56,16 @@ int starten(std::span<char const* const> argumente) {
         return ausgeben(Diagnose::textZeile(*datei, erkenner));
     }
 
-    protokoll("Diese Fassung hat noch kein Fenster; es gibt --scan ORDNER und --text DATEI.");
-    return 0;
+    // Before the first library of the desktop reads it.
+    auto vorher = Umgebung::einrichten();
+    plattform::gtk::LaufendeProgrammeBus programme{uebergebeneAdresse(argumente)};
+    auto const buendel = plattform::eigenesBuendel();
+    auto const einzelinstanz = AppEinzelinstanz::belegen(
+        buendel ? buendel->kennung : std::nullopt, plattform::temporaererOrdner(), programme);
+    if (!einzelinstanz)
+        return 0; // Another start is no error.
+    Anwendung anwendung{std::move(vorher)};
+    return anwendung.laufen();
 }
 
 } // namespace

@@ -15,7 +15,7 @@ protected:
     void SetUp() override { setze({}); }
     static void setze(std::map<std::string, std::string> const& werte) {
         for (auto const* const name :
-             {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "TMPDIR", "XDG_RUNTIME_DIR"})
+             {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME", "TMPDIR", "XDG_RUNTIME_DIR"})
             ::unsetenv(name);
         for (auto const& [name, wert] : werte)
             ::setenv(name.c_str(), wert.c_str(), 1);
@@ -25,7 +25,8 @@ protected:
 } // namespace
 
 TEST_F(Verzeichnisse, FollowTheXdgVariables) {
-    setze({{"HOME", "/h"}, {"XDG_CONFIG_HOME", "/k"}, {"XDG_CACHE_HOME", "/c"}});
+    setze({{"HOME", "/h"}, {"XDG_CONFIG_HOME", "/k"}, {"XDG_CACHE_HOME", "/c"}, {"XDG_DATA_HOME", "/d"}});
+    EXPECT_EQ(datenordner(), "/d");
     EXPECT_EQ(heimordner(), "/h");
     EXPECT_EQ(konfigurationsordner(), "/k");
     EXPECT_EQ(zwischenspeicherOrdner(), "/c/de.tandemwerk.quillmate/texte");
@@ -34,6 +35,7 @@ TEST_F(Verzeichnisse, FollowTheXdgVariables) {
 TEST_F(Verzeichnisse, HaveDefaultsBelowTheHomeFolder) {
     setze({{"HOME", "/h"}});
     EXPECT_EQ(konfigurationsordner(), "/h/.config");
+    EXPECT_EQ(datenordner(), "/h/.local/share");
     EXPECT_EQ(cacheordner(), "/h/.cache");
 }
 

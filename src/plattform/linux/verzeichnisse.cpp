@@ -49,6 +49,10 @@ std::string cacheordner() {
     return temporaererOrdner();
 }
 
+std::string datenordner() {
+    return absoluterPfadAus("XDG_DATA_HOME").value_or(heimordner() + "/.local/share");
+}
+
 std::string temporaererOrdner() {
     for (char const* const variable : {"TMPDIR", "XDG_RUNTIME_DIR"})
         if (auto ordner = absoluterPfadAus(variable))

@@ -13,6 +13,8 @@ namespace quillmate::plattform {
 [[nodiscard]] std::string konfigurationsordner();
 /// $XDG_CACHE_HOME, else ~/.cache; the temporary folder for a user without home.
 [[nodiscard]] std::string cacheordner();
+/// $XDG_DATA_HOME, else ~/.local/share.
+[[nodiscard]] std::string datenordner();
 /// $TMPDIR, else $XDG_RUNTIME_DIR, else /tmp.
 [[nodiscard]] std::string temporaererOrdner();
 /// Where the texts of read files are kept, the same for every build of the program.

@@ -1,0 +1,209 @@
+#include "anwendung.h"
+
+#include "grundlage/protokoll.h"
+#include "grundlage/prozesswerte.h"
+#include "menue.h"
+#include "plattform_linux/verzeichnisse.h"
+#include "umzug/lage.h"
+
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace quillmate {
+namespace {
+
+plattform::gtk::Programmangaben ueberQuillmate() {
+    return {
+        .fassung = std::string{fassungstext},
+        .symbol = plattform::hauptkennung,
+        .webseite = "https://quillmate.example",
+        .mitwirkende = {
+            "GTK und libadwaita (LGPL)", "WebKitGTK (LGPL, BSD)", "MuPDF (AGPL)",
+            "Tesseract und Leptonica (Apache, BSD)", "libheif und libde265 (LGPL)",
+            "libcurl, ICU, OpenSSL, SQLite"}};
+}
+
+/// Standard commands go to what has the keyboard.
+plattform::Standardbefehl standardbefehl(Menue::Befehl befehl) {
+    using enum Menue::Befehl;
+    switch (befehl) {
+    case ueber:
+        return plattform::Standardbefehl::ueber;
+    case ausblenden:
+        return plattform::Standardbefehl::ausblenden;
+    case beenden:
+        return plattform::Standardbefehl::beenden;
+    case fensterSchliessen:
+        return plattform::Standardbefehl::fensterSchliessen;
+    case widerrufen:
+        return plattform::Standardbefehl::widerrufen;
+    case wiederholen:
+        return plattform::Standardbefehl::wiederholen;
+    case ausschneiden:
+        return plattform::Standardbefehl::ausschneiden;
+    case kopieren:
+        return plattform::Standardbefehl::kopieren;
+    case einsetzen:
+        return plattform::Standardbefehl::einsetzen;
+    case allesAuswaehlen:
+        return plattform::Standardbefehl::allesAuswaehlen;
+    case nachUpdatesSuchen:
+    case neuLaden:
+    case zurueck:
+    case vorwaerts:
+    case drucken:
+        break;
+    }
+    return plattform::Standardbefehl::beenden; // Not reached: these belong to an object of the program.
+}
+
+} // namespace
+
+Anwendung::Suchwelt::Suchwelt(
+    plattform::Voreinstellungen& voreinstellungen, plattform::Standardorte& standardorte)
+    : merkliste{voreinstellungen, lesezeichen}
+    , speicher{plattform::zwischenspeicherOrdner()}
+    , erkenner{leser, speicher}
+    , suche{
+          {.merkliste = merkliste,
+           .standardorte = standardorte,
+           .erkenner = erkenner,
+           .dienst = dienst,
+           .uhr = uhr,
+           .arbeitsfaden = arbeitsfaden,
+           .wolke = wolke}} {}
+
+Anwendung::Anwendung(Umgebung::Vorher vorher)
+    : buendel_(plattform::eigenesBuendel())
+    , kennung_(plattform::eigeneKennung())
+    , voreinstellungen_(plattform::VoreinstellungenPlist::dateiFuer(kennung_))
+    , oberflaeche_(
+          kennung_, ueberQuillmate(),
+          {.gestartet = [this] { gestartet(); },
+           .inDenVordergrund =
+               [this] {
+                   if (haupt_)
+                       haupt_->zeigen();
+               },
+           .oeffnen =
+               [this](std::string const& adresse) {
+                   adresseErhalten(adresse);
+               }})
+    , schleife_([this] { oberflaeche_.beenden(); })
+    , ordnertafel_(oberflaeche_.gtk())
+    , standardprogramm_(std::move(vorher))
+    , suchwelt_(voreinstellungen_, standardorte_) {}
+
+Anwendung::~Anwendung() {
+    // A running search ends at once instead of after the file that it reads or sends.
+    suchwelt_.leser.beenden();
+    suchwelt_.dienst.abbrechen();
+}
+
+int Anwendung::laufen() {
+    return oberflaeche_.laufen();
+}
+
+Umzugslage Anwendung::umzugslage() {
+    auto const standard = standardorte_.pfade();
+    auto const lage =
+        Umzug::lage(buendelkunde_, {.downloads = standard.downloads, .zuhause = plattform::heimordner()});
+    return {
+        .ort = std::string{Umzug::rohwert(lage.ort)}, .umzugNoetig = lage.umzugNoetig(), .ausfuehren = [] {
+        }};
+}
+
+void Anwendung::gestartet() {
+    auto const lage = umzugslage();
+    sitzungen_.emplace(plattform::gtk::WebSitzungen::Ordner{
+        .daten = plattform::datenordner() + '/' + kennung_,
+        .zwischenspeicher = plattform::cacheordner() + '/' + kennung_});
+    werk_.emplace(oberflaeche_.gtk(), *sitzungen_, voreinstellungen_);
+    menueBauen();
+    haupt_ = std::make_unique<Fenster>(Fensterumgebung{
+        .werk = *werk_,
+        .dialoge = dialoge_,
+        .schleife = schleife_,
+        .standardprogramm = standardprogramm_,
+        .standardorte = standardorte_,
+        .uhr = suchwelt_.uhr,
+        .temporaererOrdner = plattform::temporaererOrdner(),
+        .start = startAdresse(),
+        .angaben =
+            {.kurzfassung = buendel_ ? buendel_->kurzfassung : std::nullopt,
+             .buildnummer = buendel_ ? buendel_->buildnummer : std::nullopt,
+             .ort = lage.ort,
+             .umzugNoetig = lage.umzugNoetig},
+        .bruecke = {
+            .schleife = schleife_,
+            .ordnertafel = ordnertafel_,
+            .arbeitsfaden = suchwelt_.arbeitsfaden,
+            .aktualisierer = aktualisierer_.get(),
+            .merkliste = suchwelt_.merkliste,
+            .suche = suchwelt_.suche,
+            .umzugLage = [this] { return umzugslage(); },
+            .start = startAdresse()}});
+    // Closing the main window ends the program, whatever other windows are open.
+    haupt_->fenster().beimSchliessen([this] { oberflaeche_.beenden(); });
+    haupt_->zeigen();
+}
+
+void Anwendung::adresseErhalten(std::string const& adresse) {
+    // Nobody is waiting for it: a foreign page must not be able to sign someone in as somebody else.
+    protokoll("Unerwartete Adresse nicht beachtet: " + adresse.substr(0, adresse.find_first_of("?#")));
+    if (haupt_)
+        haupt_->zeigen();
+}
+
+void Anwendung::menueBauen() {
+    auto const handlung = [this](Menue::Befehl befehl) -> std::function<void()> {
+        return [this, befehl] {
+            switch (befehl) {
+            case Menue::Befehl::nachUpdatesSuchen:
+                if (aktualisierer_)
+                    aktualisierer_->nachUpdatesSuchen();
+                break;
+            case Menue::Befehl::neuLaden:
+                haupt_->neuLaden();
+                break;
+            case Menue::Befehl::zurueck:
+                haupt_->zurueck();
+                break;
+            case Menue::Befehl::vorwaerts:
+                haupt_->vorwaerts();
+                break;
+            case Menue::Befehl::drucken:
+                haupt_->drucken();
+                break;
+            default:
+                break; // Standard commands do not come here.
+            }
+        };
+    };
+    std::vector<plattform::Menue> menues;
+    for (auto const& untermenue : Menue::menueleiste()) {
+        plattform::Menue menue{
+            .titel = std::string{untermenue.titel.empty() ? std::string_view{"Quillmate"} : untermenue.titel},
+            .punkte = {}};
+        for (auto const& abschnitt : untermenue.abschnitte) {
+            if (!menue.punkte.empty())
+                menue.punkte.push_back({.titel = {}, .taste = {}, .wirkung = plattform::Trennstrich{}});
+            for (auto const& eintrag : abschnitt) {
+                plattform::Menuepunkt punkt{
+                    .titel = std::string{eintrag.titel},
+                    .taste = eintrag.taste ? std::string(1, eintrag.taste->zeichen) : std::string{},
+                    .wirkung = plattform::Trennstrich{}};
+                if (eintrag.ziel == Menue::Ziel::ersterEmpfaenger)
+                    punkt.wirkung = standardbefehl(eintrag.befehl);
+                else
+                    punkt.wirkung = handlung(eintrag.befehl);
+                menue.punkte.push_back(std::move(punkt));
+            }
+        }
+        menues.push_back(std::move(menue));
+    }
+    oberflaeche_.menuebalken(menues);
+}
+
+} // namespace quillmate

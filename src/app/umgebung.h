@@ -1,0 +1,18 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+/// The process's environment as the window needs it.
+/// Threads: before any other thread, and before GTK reads it.
+namespace quillmate::Umgebung {
+
+/// Variables that were changed, with their values before (nothing: unset).
+using Vorher = std::map<std::string, std::optional<std::string>>;
+
+/// Makes the desktop's libraries speak German, also where the session's language is another or none, and keeps variables
+/// that open the web engine to other programs away from it. What programs outside are started with must be put back.
+[[nodiscard]] Vorher einrichten();
+
+} // namespace quillmate::Umgebung
