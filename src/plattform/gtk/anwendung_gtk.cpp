@@ -96,6 +96,16 @@ Bearbeitungsbefehl bearbeitung(Standardbefehl befehl) {
 struct AnwendungGtk::Signale {
     static AnwendungGtk& an(gpointer daten) { return *static_cast<AnwendungGtk*>(daten); }
 
+    static void hochgefahren(GApplication*, gpointer) {
+        // The theme draws a menu bar as a strip of its own; within the header bar its edge would be a stray line.
+        auto const stil = Objekt<GtkCssProvider>::uebernommen(gtk_css_provider_new());
+        gtk_css_provider_load_from_data(
+            stil.get(), ".quillmate-menue { background: none; box-shadow: none; border: none; }", -1);
+        gtk_style_context_add_provider_for_display(
+            gdk_display_get_default(), GTK_STYLE_PROVIDER(stil.get()),
+            GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+    }
+
     static void aktivieren(GApplication*, gpointer daten) {
         auto& ich = an(daten);
         if (!std::exchange(ich.gestartet_, true))
@@ -123,6 +133,7 @@ AnwendungGtk::AnwendungGtk(std::string const& kennung, Programmangaben angaben, 
           adw_application_new(kennung.c_str(), G_APPLICATION_HANDLES_OPEN))) {
     g_set_application_name("Quillmate");
     g_set_prgname(kennung.c_str()); // The desktop finds our desktop file, and with it icon and name, by this.
+    g_signal_connect_after(anwendung_.get(), "startup", G_CALLBACK(Signale::hochgefahren), this);
     g_signal_connect(anwendung_.get(), "activate", G_CALLBACK(Signale::aktivieren), this);
     g_signal_connect(anwendung_.get(), "open", G_CALLBACK(Signale::oeffnen), this);
 }

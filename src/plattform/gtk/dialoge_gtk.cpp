@@ -192,11 +192,17 @@ std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
     std::optional<std::string> gewaehlt;
     // Not the desktop's own panel: it has no place for the hint.
     G_GNUC_BEGIN_IGNORE_DEPRECATIONS
-    auto* const tafel = gtk_file_chooser_dialog_new(
-        texte.titel.c_str(), gtk_application_get_active_window(anwendung_),
-        GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "Abbrechen", GTK_RESPONSE_CANCEL, texte.knopf.c_str(),
-        GTK_RESPONSE_ACCEPT, nullptr);
+    auto* const tafel = GTK_WIDGET(g_object_new(
+        GTK_TYPE_FILE_CHOOSER_DIALOG, "title", texte.titel.c_str(), "action",
+        GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "transient-for", gtk_application_get_active_window(anwendung_),
+        "use-header-bar", 1, "default-width", 820, "default-height", 560, nullptr));
+    gtk_dialog_add_button(GTK_DIALOG(tafel), "Abbrechen", GTK_RESPONSE_CANCEL);
+    auto* const knopf = gtk_dialog_add_button(GTK_DIALOG(tafel), texte.knopf.c_str(), GTK_RESPONSE_ACCEPT);
+    gtk_widget_add_css_class(knopf, "suggested-action");
     gtk_dialog_set_default_response(GTK_DIALOG(tafel), GTK_RESPONSE_ACCEPT);
+    // Not the list of recently used files, which holds no folders.
+    auto const heim = Objekt<GFile>::uebernommen(g_file_new_for_path(g_get_home_dir()));
+    gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(tafel), heim.get(), nullptr);
     auto* const hinweis = gtk_label_new(texte.hinweis.c_str());
     gtk_label_set_wrap(GTK_LABEL(hinweis), TRUE);
     gtk_widget_add_css_class(hinweis, "dim-label");

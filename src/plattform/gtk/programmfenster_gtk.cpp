@@ -52,16 +52,22 @@ ProgrammfensterGtk::ProgrammfensterGtk(
     bool menuebalken)
     : voreinstellungen_(voreinstellungen)
     , fenster_(Objekt<GtkWindow>::geteilt(GTK_WINDOW(gtk_application_window_new(anwendung)))) {
-    gtk_window_set_default_size(fenster_.get(), masse.breite, masse.hoehe);
     auto* const leiste = gtk_header_bar_new();
     if (menuebalken) {
         auto* const balken = gtk_popover_menu_bar_new_from_model(gtk_application_get_menubar(anwendung));
+        gtk_widget_set_valign(balken, GTK_ALIGN_CENTER);
+        gtk_widget_add_css_class(balken, "quillmate-menue");
         gtk_header_bar_pack_start(GTK_HEADER_BAR(leiste), balken);
     }
     gtk_window_set_titlebar(fenster_.get(), leiste);
     gtk_application_window_set_show_menubar(GTK_APPLICATION_WINDOW(fenster_.get()), FALSE);
+    // The sizes asked for are those of the content; GTK counts the header bar in.
+    int leistenhoehe = 0;
+    gtk_widget_measure(leiste, GTK_ORIENTATION_VERTICAL, -1, nullptr, &leistenhoehe, nullptr, nullptr);
+    gtk_window_set_default_size(fenster_.get(), masse.breite, masse.hoehe + leistenhoehe);
     if (masse.mindestbreite > 0 || masse.mindesthoehe > 0)
-        gtk_widget_set_size_request(GTK_WIDGET(fenster_.get()), masse.mindestbreite, masse.mindesthoehe);
+        gtk_widget_set_size_request(
+            GTK_WIDGET(fenster_.get()), masse.mindestbreite, masse.mindesthoehe + leistenhoehe);
     g_signal_connect(fenster_.get(), "close-request", G_CALLBACK(Signale::schliessen), this);
 }
 
