@@ -8,7 +8,6 @@
 #include <malloc.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -100,12 +99,13 @@ std::optional<Empfangen> empfangen() {
     return Empfangen{*auftrag, std::move(besitz)};
 }
 
-bool bedienen(Leser& leser) {
+bool bedienen(Leser& leser, Riegel riegel) {
     // What a large file needed is given back before the next one, so that readers that wait stay small.
     constexpr int freilassen = 16 << 20;
     (void)::mallopt(M_TRIM_THRESHOLD, freilassen);
     while (auto auftrag = empfangen()) {
-        auto const lesung = mangelBeurteilt(leser.lesen(auftrag->datei.get(), auftrag->auftrag.art));
+        auto const lesung =
+            mangelBeurteilt(leser.lesen(auftrag->datei.get(), auftrag->auftrag.art), riegel.speichergrenze);
         if (!senden(antwortBytes(auftrag->auftrag.nummer, lesung)))
             return false;
     }
@@ -114,16 +114,12 @@ bool bedienen(Leser& leser) {
 
 } // namespace
 
-Lesung mangelBeurteilt(Lesung lesung) {
-    if (lesung.art != Lesung::Art::ohneMittel)
+Lesung mangelBeurteilt(Lesung lesung, bool begrenzt) {
+    if (lesung.art != Lesung::Art::ohneMittel || !begrenzt)
         return lesung;
-    // Enough for what any file of ours may need; if it is to be had now, it was the file that used it up.
-    rlimit grenze{};
+    // More than an ordinary file needs; if it is to be had now, it was the file that used it up.
     constexpr std::size_t probe = std::size_t{256} << 20U;
-    bool const begrenzt = ::getrlimit(RLIMIT_AS, &grenze) == 0 && grenze.rlim_cur != RLIM_INFINITY;
-    auto* const stueck =
-        begrenzt ? ::mmap(nullptr, probe, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
-                 : MAP_FAILED;
+    auto* const stueck = ::mmap(nullptr, probe, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (stueck == MAP_FAILED)
         return lesung;
     ::munmap(stueck, probe);
@@ -143,7 +139,7 @@ int alsLeserDienen(std::function<Werkzeug()> const& bau) {
     auto const bereit = alsBytes(Bereitschaft{werkzeug.sprachstand, riegel});
     if (!senden({reinterpret_cast<char const*>(bereit.data()), bereit.size()}))
         return endeGut;
-    (void)bedienen(*werkzeug.leser);
+    (void)bedienen(*werkzeug.leser, riegel);
     return endeGut;
 }
 

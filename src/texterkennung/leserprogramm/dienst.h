@@ -19,9 +19,9 @@ struct Werkzeug {
 /// Returns the exit status.
 [[nodiscard]] int alsLeserDienen(std::function<Werkzeug()> const& bau);
 
-/// The lesson of one file: whoever runs out of the memory that every reader starts with does so because of the
-/// file, and comes back as read and without text; only when the machine itself has no memory left (ohneMittel
-/// stays) may the file be tried again.
-[[nodiscard]] Lesung mangelBeurteilt(Lesung lesung);
+/// Judges a lack of memory: whoever runs out of what every reader begins with does so because of the file, which
+/// then counts as read and without text. Only when the machine itself has no memory (ohneMittel stays) may the
+/// file be tried again. `begrenzt`: this process has a memory limit.
+[[nodiscard]] Lesung mangelBeurteilt(Lesung lesung, bool begrenzt);
 
 } // namespace quillmate::Texterkennung
