@@ -7,6 +7,7 @@
 #include "macscan/beurteilung.h"
 #include "macscan/dienst.h"
 #include "messung.h"
+#include "netz/http.h"
 #include "scanheim.h"
 
 #include <fmt/format.h>
@@ -58,7 +59,7 @@ struct Bericht {
 };
 
 Bericht letzterBericht(MacScan::Zugang const& zugang) {
-    auto const url = MacScan::mitAbfrage(
+    auto const url = netz::mitAbfrage(
         fmt::format("{}/clients/{}/letzter-bericht", zugang.server, zugang.clientId),
         {{"token", zugang.token}});
     MacScan::Dienst dienst;

@@ -3,8 +3,8 @@
 
 #include "grundlage/datei.h"
 #include "macscan/dienst.h"
-#include "macscan/mehrteilig.h"
 #include "messung.h"
+#include "netz/mehrteilig.h"
 #include "scanheim.h"
 #include "senke.h"
 
@@ -66,13 +66,13 @@ Belege anlegen(fs::path const& ordner) {
         datei << inhalt;
         if (!datei.flush())
             throw std::runtime_error{"cannot write " + pfad};
-        auto const grenze = MacScan::neueGrenze();
+        auto const grenze = netz::neueGrenze("grenze-");
         belege.pfade.push_back(pfad);
         belege.formulare.push_back(
             {.inhaltstyp = "Content-Type: multipart/form-data; boundary=" + grenze,
-             .koerper = MacScan::textteil(grenze, "quellpfad", pfad) +
-                        MacScan::dateikopf(grenze, "file", name, "application/pdf") + inhalt +
-                        MacScan::abschluss(grenze)});
+             .koerper = netz::textteil(grenze, "quellpfad", pfad) +
+                        netz::dateikopf(grenze, "file", name, "application/pdf") + inhalt +
+                        netz::abschluss(grenze)});
     }
     return belege;
 }

@@ -3,32 +3,23 @@
 #include "antworten.h"
 #include "ergebnisse.h"
 #include "json.h"
+#include "netz/http.h"
 #include "zugang.h"
 
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace quillmate::MacScan {
 
-/// One HTTP request, ready to be sent (any number of times).
-struct Anfrage {
-    std::string url;
-    std::optional<std::string> koerper;                ///< POST with this body; GET without.
-    std::string inhaltstyp;                            ///< Content-Type of the body.
-    std::chrono::seconds leerlaufgrenze{60};           ///< Ends the request when no byte moves for that long.
-    std::size_t hoechstAntwort{std::size_t{1} << 20U}; ///< Longer answers, in bytes, count as none.
-};
+using netz::Anfrage;
 
 /// What a service call takes at most in all, whatever its bytes do.
 inline constexpr std::chrono::seconds wartegrenzeHolen{40};
@@ -46,13 +37,6 @@ using Warten = std::function<void(double sekunden)>;
 /// The upload's retry loop: up to three attempts, then the last status as an outcome.
 [[nodiscard]] Uebertragung uebertragen(Anfrage const& anfrage, Senden const& senden, Warten const& warten);
 
-/// One query item; name and value unencoded.
-using Abfrageteil = std::pair<std::string_view, std::string_view>;
-
-/// The URL text with its query replaced by these items. Nothing when it is no http or https URL.
-[[nodiscard]] std::optional<std::string> mitAbfrage(
-    std::string const& url, std::vector<Abfrageteil> const& abfrage);
-
 /// The service's HTTP API. Every operation blocks its thread until there is an answer or a limit has passed,
 /// so call it from workers only. Connections are kept and reused across calls.
 /// Errors: none reach the caller;
@@ -61,11 +45,6 @@ using Abfrageteil = std::pair<std::string_view, std::string_view>;
 /// Threads: any number at once.
 class Dienst {
 public:
-    Dienst();
-    ~Dienst();
-    Dienst(Dienst const&) = delete;
-    Dienst& operator=(Dienst const&) = delete;
-
     /// Body of a 2xx answer to a GET; nothing otherwise, nor after 40 seconds. Redirects are followed.
     [[nodiscard]] std::optional<std::string> holen(Anfrage const& anfrage);
     /// Status of the answer; nothing on a transport error or after 130 seconds. The answer's body is not
@@ -98,21 +77,15 @@ public:
     void abbrechen() noexcept;
 
 private:
-    class Leitung;
-    struct Leihgabe;
-
-    [[nodiscard]] Leihgabe leihen();
     [[nodiscard]] FremdesJson holeObjekt(
         Zugang const& zugang, std::string_view pfad, std::chrono::seconds leerlaufgrenze);
     [[nodiscard]] std::optional<std::string> holeText(
         Zugang const& zugang, std::string_view pfad, std::chrono::seconds leerlaufgrenze,
         std::size_t hoechstAntwort);
 
-    std::mutex sperre_;
+    netz::Leitungen leitungen_;
+    std::mutex sperre_; ///< Only for the waiting.
     std::condition_variable abgebrochenGemeldet_;
-    std::vector<std::unique_ptr<Leitung>>
-        frei_; ///< guarded by sperre_; last in, first out keeps connections warm
-    std::atomic<bool> abbruch_{false};
 };
 
 /// Largest file that is sent. It is held in memory as a whole while it is sent, and what is larger than this

@@ -48,3 +48,54 @@ TEST(Adresse, OnlyAnAuthorityHasAHost) {
     EXPECT_EQ(Adresse::lesen("https://eigener.example@fremd.example/")->wirt(), "fremd.example");
     EXPECT_EQ(Adresse::lesen("http://[::1]:80/")->wirt(), "[::1]");
 }
+
+TEST(Adresse, GivesItsPartsAsTheyWereWritten) {
+    auto const adresse = Adresse::lesen("HTTPS://Host:1/a%20b/?x=%41&y#z?");
+    EXPECT_EQ(adresse->schema(), "HTTPS");
+    EXPECT_EQ(adresse->pfad(), "/a%20b/");
+    EXPECT_EQ(adresse->abfrage(), "x=%41&y");
+    EXPECT_EQ(adresse->bruchstueck(), "z?");
+    auto const knapp = Adresse::lesen("quillmate://bank");
+    EXPECT_EQ(knapp->pfad(), "");
+    EXPECT_FALSE(knapp->abfrage());
+    EXPECT_FALSE(knapp->bruchstueck());
+    EXPECT_EQ(Adresse::lesen("https://h?")->abfrage(), "");
+    EXPECT_EQ(Adresse::lesen("about:blank?x")->pfad(), "blank");
+    EXPECT_EQ(Adresse::lesen("https://h?q=//a/b")->wirt(), "h");
+}
+
+TEST(Adresse, AnotherPathAndQueryKeepSchemeHostAndPort) {
+    auto const adresse = Adresse::lesen("http://Host:8080/uebersicht?alt=1#f");
+    EXPECT_EQ(adresse->mit("/bank", "client=7")->text(), "http://Host:8080/bank?client=7");
+    EXPECT_EQ(adresse->mit("/bank", "")->text(), "http://Host:8080/bank?");
+    EXPECT_EQ(adresse->mit("/bank")->text(), "http://Host:8080/bank");
+    EXPECT_EQ(adresse->mitAbfrage("neu=2")->text(), "http://Host:8080/uebersicht?neu=2#f");
+    EXPECT_FALSE(adresse->mit("bank"));
+    EXPECT_FALSE(adresse->mit("/ba nk"));
+    EXPECT_FALSE(adresse->mitAbfrage("ü"));
+    EXPECT_FALSE(Adresse::lesen("about:blank")->mit("/bank"));
+    EXPECT_EQ(Adresse::lesen("https://h#f")->mitAbfrage("a")->text(), "https://h?a#f");
+}
+
+TEST(Abfrageposten, AreDecodedButAlsoKeptAsTheyWereWritten) {
+    auto const posten = quillmate::abfrageposten("merk%6Dal=a%2Bb+c&leer=&ohne&&x=1=2");
+    ASSERT_EQ(posten.size(), 5U);
+    EXPECT_EQ(posten[0].name, "merkmal");
+    EXPECT_EQ(posten[0].wert, "a+b+c");
+    EXPECT_EQ(posten[0].roh, "merk%6Dal=a%2Bb+c");
+    EXPECT_EQ(posten[1].wert, "");
+    EXPECT_EQ(posten[2].name, "ohne");
+    EXPECT_FALSE(posten[2].wert);
+    EXPECT_EQ(posten[3].name, "");
+    EXPECT_EQ(posten[4].wert, "1=2");
+    EXPECT_TRUE(quillmate::abfrageposten("").empty());
+}
+
+TEST(Maskieren, GoesThereAndBackForAllBytes) {
+    std::string alle;
+    for (int i = 0; i < 256; ++i)
+        alle += static_cast<char>(i);
+    EXPECT_EQ(quillmate::entmaskiert(quillmate::maskiert(alle)), alle);
+    EXPECT_EQ(quillmate::maskiert("a-._~Z9 +&=ü"), "a-._~Z9%20%2B%26%3D%C3%BC");
+    EXPECT_EQ(quillmate::entmaskiert("100%&%4&%zz"), "100%&%4&%zz");
+}

@@ -2,7 +2,6 @@
 #include "attrappen/ordner_auf_zeit.h"
 #include "grundlage/pruefsumme.h"
 #include "macscan/dienst.h"
-#include "macscan/mehrteilig.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -113,39 +112,6 @@ TEST(Uebertragen, TimeoutAndTooManyRequestsAreTriedAgain) {
 TEST(Uebertragen, TheLastStatusDecides) {
     Schleife s{.antworten = {500, 413}};
     EXPECT_EQ(s.laufen(), Uebertragung::zuGross);
-}
-
-TEST(MitAbfrage, ReplacesTheQueryAndEscapesEverythingThatIsNotPlain) {
-    EXPECT_EQ(
-        mitAbfrage("http://h:1/a?alt=1#f", {{"token", "a+b &=/ü"}, {"leer", ""}}),
-        "http://h:1/a?token=a%2bb%20%26%3d%2f%c3%bc&leer=");
-}
-
-TEST(MitAbfrage, OnlyHttpAndHttpsAreAddresses) {
-    EXPECT_TRUE(mitAbfrage("https://h/a", {}));
-    for (auto const* const url :
-         {"", "h/a", "file:///etc/passwd", "ftp://h/", "http://", "http://exa mple/", "quillmate://x"})
-        EXPECT_FALSE(mitAbfrage(url, {{"token", "x"}})) << url;
-}
-
-TEST(Mehrteilig, BoundariesAreRandomUuidsInCapitals) {
-    auto const grenze = neueGrenze();
-    ASSERT_EQ(grenze.size(), 7 + 36U);
-    EXPECT_TRUE(grenze.starts_with("grenze-"));
-    EXPECT_EQ(grenze.find_first_not_of("0123456789ABCDEF-", 7), std::string::npos);
-    EXPECT_EQ(grenze[7 + 14], '4');
-    EXPECT_NE(neueGrenze(), grenze);
-}
-
-TEST(Mehrteilig, ContentTypesByExtension) {
-    EXPECT_EQ(mimeNachEndung("pdf"), "application/pdf");
-    EXPECT_EQ(mimeNachEndung("jpg"), "image/jpeg");
-    EXPECT_EQ(mimeNachEndung("jpeg"), "image/jpeg");
-    EXPECT_EQ(mimeNachEndung("png"), "image/png");
-    EXPECT_EQ(mimeNachEndung("heic"), "image/heic");
-    EXPECT_EQ(mimeNachEndung("heif"), "image/heif");
-    EXPECT_EQ(mimeNachEndung("txt"), "application/octet-stream");
-    EXPECT_EQ(mimeNachEndung(""), "application/octet-stream");
 }
 
 TEST(GesehenePfade, APathListOfAnotherTypeIsEmptyWhileHashesAreStillRead) {

@@ -49,16 +49,54 @@ std::optional<Adresse> Adresse::lesen(std::string_view text) {
     return Adresse{std::string{text}};
 }
 
+namespace {
+
+/// RFC 3986 section 3: scheme ":" ["//" authority] path ["?" query] ["#" fragment].
+struct Teile {
+    std::string_view schema;
+    std::optional<std::string_view> hoheit; ///< User, host and port.
+    std::string_view pfad;
+    std::optional<std::string_view> abfrage;
+    std::optional<std::string_view> bruchstueck;
+};
+
+Teile teilen(std::string_view text) {
+    Teile teile;
+    auto const abtrennen = [&text](char zeichen) -> std::optional<std::string_view> {
+        auto const stelle = text.find(zeichen);
+        if (stelle == std::string_view::npos)
+            return std::nullopt;
+        auto const rest = text.substr(stelle + 1);
+        text = text.substr(0, stelle);
+        return rest;
+    };
+    auto const doppelpunkt = text.find(':');
+    teile.schema = text.substr(0, doppelpunkt);
+    text.remove_prefix(doppelpunkt + 1);
+    teile.bruchstueck = abtrennen('#');
+    teile.abfrage = abtrennen('?');
+    if (text.starts_with("//")) {
+        text.remove_prefix(2);
+        teile.hoheit = text.substr(0, text.find('/'));
+        text.remove_prefix(teile.hoheit->size());
+    }
+    teile.pfad = text;
+    return teile;
+}
+
+std::optional<std::string> kopie(std::optional<std::string_view> text) {
+    return text ? std::optional{std::string{*text}} : std::nullopt;
+}
+
+} // namespace
+
 std::optional<std::string> Adresse::wirt() const {
-    // RFC 3986 section 3.2: the authority stands between "//" and the next "/", "?" or "#"; in it, the user
-    // ends at the last "@" and the port begins at the ":" behind the host. A lenient reader would find a host
-    // in "https:/a/" too, where the page that is loaded has none.
-    std::string_view rest = text_;
-    rest.remove_prefix(rest.find(':') + 1);
-    if (!rest.starts_with("//"))
+    // In the authority the user ends at the last "@", and the port begins at the ":" behind the host. A lenient
+    // reader would find a host in "https:/a/" too, where the page that is loaded has none.
+    auto const hoheit = teilen(text_).hoheit;
+    if (!hoheit)
         return std::nullopt;
-    rest.remove_prefix(2);
-    rest = rest.substr(0, rest.find_first_of("/?#"));
+    auto rest = *hoheit;
     if (auto const at = rest.rfind('@'); at != std::string_view::npos)
         rest.remove_prefix(at + 1);
     rest = rest.starts_with('[') ? rest.substr(0, rest.find(']') + 1) : rest.substr(0, rest.find(':'));
@@ -68,6 +106,88 @@ std::optional<std::string> Adresse::wirt() const {
     for (char& c : wirt)
         c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     return wirt;
+}
+
+std::string Adresse::schema() const {
+    return std::string{teilen(text_).schema};
+}
+
+std::string Adresse::pfad() const {
+    return std::string{teilen(text_).pfad};
+}
+
+std::optional<std::string> Adresse::abfrage() const {
+    return kopie(teilen(text_).abfrage);
+}
+
+std::optional<std::string> Adresse::bruchstueck() const {
+    return kopie(teilen(text_).bruchstueck);
+}
+
+std::optional<Adresse> Adresse::mit(std::string_view pfad, std::optional<std::string_view> abfrage) const {
+    auto const teile = teilen(text_);
+    if (!wirt() || !(pfad.empty() || pfad.starts_with('/')))
+        return std::nullopt;
+    auto text = std::string{teile.schema} + "://" + std::string{*teile.hoheit} + std::string{pfad};
+    if (abfrage)
+        text += '?' + std::string{*abfrage};
+    return lesen(text);
+}
+
+std::optional<Adresse> Adresse::mitAbfrage(std::string_view abfrage) const {
+    auto const teile = teilen(text_);
+    auto text = text_.substr(0, text_.find_first_of("?#")) + '?' + std::string{abfrage};
+    if (teile.bruchstueck)
+        text += '#' + std::string{*teile.bruchstueck};
+    return lesen(text);
+}
+
+std::vector<Abfrageposten> abfrageposten(std::string_view abfrage) {
+    std::vector<Abfrageposten> posten;
+    while (!abfrage.empty()) {
+        auto const roh = abfrage.substr(0, abfrage.find('&'));
+        auto const gleich = roh.find('=');
+        Abfrageposten einer{.roh = std::string{roh}, .name = entmaskiert(roh.substr(0, gleich)), .wert = {}};
+        if (gleich != std::string_view::npos)
+            einer.wert = entmaskiert(roh.substr(gleich + 1));
+        posten.push_back(std::move(einer));
+        abfrage.remove_prefix(std::min(abfrage.size(), roh.size() + 1));
+    }
+    return posten;
+}
+
+std::string entmaskiert(std::string_view text) {
+    auto const wertVon = [](char c) {
+        return istZiffer(c) ? c - '0' : (c | 0x20) - 'a' + 10;
+    };
+    std::string ergebnis;
+    ergebnis.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 2 < text.size() && istHexziffer(text[i + 1]) && istHexziffer(text[i + 2])) {
+            ergebnis += static_cast<char>(wertVon(text[i + 1]) * 16 + wertVon(text[i + 2]));
+            i += 2;
+        } else {
+            ergebnis += text[i];
+        }
+    }
+    return ergebnis;
+}
+
+std::string maskiert(std::string_view text) {
+    constexpr std::string_view ziffern = "0123456789ABCDEF";
+    std::string ergebnis;
+    ergebnis.reserve(text.size());
+    for (char const c : text) {
+        if (istBuchstabe(c) || istZiffer(c) || std::string_view{"-._~"}.find(c) != std::string_view::npos) {
+            ergebnis += c;
+        } else {
+            auto const byte = static_cast<unsigned char>(c);
+            ergebnis += '%';
+            ergebnis += ziffern[byte >> 4U];
+            ergebnis += ziffern[byte & 0xFU];
+        }
+    }
+    return ergebnis;
 }
 
 } // namespace quillmate

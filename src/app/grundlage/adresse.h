@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillmate {
 
@@ -18,11 +19,40 @@ public:
     /// Host in lower case, without port and user. Nothing for an address without host ("about:blank").
     [[nodiscard]] std::optional<std::string> wirt() const;
 
+    // The parts as they were written, nothing decoded and nothing resolved.
+    [[nodiscard]] std::string schema() const;                     ///< "https"
+    [[nodiscard]] std::string pfad() const;                       ///< "/a%20b"; may be empty.
+    [[nodiscard]] std::optional<std::string> abfrage() const;     ///< What follows "?".
+    [[nodiscard]] std::optional<std::string> bruchstueck() const; ///< What follows "#".
+
+    /// This address with other path and query, without fragment. Both are taken as they stand; without a query
+    /// there is no "?" either. Nothing when no address comes of it, or when this one has no host.
+    [[nodiscard]] std::optional<Adresse> mit(
+        std::string_view pfad, std::optional<std::string_view> abfrage = std::nullopt) const;
+    /// The same address with another query; path and fragment stay.
+    [[nodiscard]] std::optional<Adresse> mitAbfrage(std::string_view abfrage) const;
+
     friend bool operator==(Adresse const&, Adresse const&) = default;
 
 private:
     explicit Adresse(std::string text);
     std::string text_;
 };
+
+/// One item of a query.
+struct Abfrageposten {
+    std::string roh;                 ///< As it was written, "name=value".
+    std::string name;                ///< Decoded.
+    std::optional<std::string> wert; ///< Decoded; nothing without "=".
+};
+
+/// The items of a query in their order; none for an empty one.
+[[nodiscard]] std::vector<Abfrageposten> abfrageposten(std::string_view abfrage);
+
+/// Percent escapes turned into the bytes they stand for, which need not be UTF-8; anything else, a "+" too, stays.
+[[nodiscard]] std::string entmaskiert(std::string_view text);
+/// Everything but the unreserved characters of RFC 3986 escaped: fits into a query as a name or a value, and
+/// no reader can take a "+" in it for a blank.
+[[nodiscard]] std::string maskiert(std::string_view text);
 
 } // namespace quillmate

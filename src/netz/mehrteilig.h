@@ -5,13 +5,13 @@
 
 /// Bodies of type multipart/form-data (RFC 7578), byte for byte as the service expects them. File names are
 /// written as they are, without escaping. Pure but for the random boundary; any thread.
-namespace quillmate::MacScan {
+namespace quillmate::netz {
 
 /// A random UUID (RFC 4122, version 4) in upper case.
 [[nodiscard]] std::string neueUuid();
 
-/// "grenze-" and a fresh UUID.
-[[nodiscard]] std::string neueGrenze();
+/// `vorsatz` and a fresh UUID.
+[[nodiscard]] std::string neueGrenze(std::string_view vorsatz);
 
 /// Content type by file extension; "application/octet-stream" for an unknown one.
 [[nodiscard]] std::string_view mimeNachEndung(std::string_view endung);
@@ -24,4 +24,4 @@ namespace quillmate::MacScan {
 /// What stands behind the last file's bytes.
 [[nodiscard]] std::string abschluss(std::string_view grenze);
 
-} // namespace quillmate::MacScan
+} // namespace quillmate::netz

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
-namespace quillmate::MacScan {
+namespace quillmate::netz {
 
 std::string neueUuid() {
     std::array<unsigned char, 16> b{};
@@ -21,8 +21,8 @@ std::string neueUuid() {
         b[0], b[1], b[2], b[3], b[4], b[5], b[6], b[7], b[8], b[9], b[10], b[11], b[12], b[13], b[14], b[15]);
 }
 
-std::string neueGrenze() {
-    return "grenze-" + neueUuid();
+std::string neueGrenze(std::string_view vorsatz) {
+    return std::string{vorsatz} + neueUuid();
 }
 
 std::string_view mimeNachEndung(std::string_view endung) {
@@ -56,4 +56,4 @@ std::string abschluss(std::string_view grenze) {
     return fmt::format("\r\n--{}--\r\n", grenze);
 }
 
-} // namespace quillmate::MacScan
+} // namespace quillmate::netz
