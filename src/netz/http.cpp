@@ -4,7 +4,7 @@
 //   Sendung, Empfang   where libcurl takes a body from and puts an answer to
 #include "http.h"
 
-#include "grundlage/adresse.h"
+#include "grundlage/adressteile.h"
 #include "grundlage/prozesswerte.h"
 
 #include <curl/curl.h>
@@ -140,7 +140,7 @@ int fragtAbbruch(void* zeiger, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
 std::string alsAbfrage(std::vector<Abfrageteil> const& abfrage) {
     std::string text;
     for (auto const& [name, wert] : abfrage)
-        text += fmt::format("{}{}={}", text.empty() ? "" : "&", maskiert(name), maskiert(wert));
+        text += fmt::format("{}{}={}", text.empty() ? "" : "&", mitProzent(name), mitProzent(wert));
     return text;
 }
 

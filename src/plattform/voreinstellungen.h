@@ -25,10 +25,14 @@ public:
     [[nodiscard]] virtual std::optional<bool> wahrheitswert(std::string const& schluessel) = 0;
     /// UTF-8.
     [[nodiscard]] virtual std::optional<std::string> text(std::string const& schluessel) = 0;
+    /// An array in which every element is a text.
+    [[nodiscard]] virtual std::optional<std::vector<std::string>> textliste(
+        std::string const& schluessel) = 0;
     virtual void setzeDatenliste(std::string const& schluessel, std::vector<Bytes> const& werte) = 0;
     virtual void setzeDaten(std::string const& schluessel, Bytes const& wert) = 0;
     virtual void setzeWahrheitswert(std::string const& schluessel, bool wert) = 0;
     virtual void setzeText(std::string const& schluessel, std::string const& wert) = 0;
+    virtual void setzeTextliste(std::string const& schluessel, std::vector<std::string> const& werte) = 0;
     virtual void entferne(std::string const& schluessel) = 0;
 };
 

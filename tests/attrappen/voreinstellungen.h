@@ -21,7 +21,10 @@ public:
     struct Text {
         std::string text;
     };
-    using Wert = std::variant<plattform::Bytes, std::vector<plattform::Bytes>, bool, Text>;
+    struct Textliste {
+        std::vector<std::string> texte;
+    };
+    using Wert = std::variant<plattform::Bytes, std::vector<plattform::Bytes>, bool, Text, Textliste>;
 
     bool lesbar() override { return !unlesbar; }
     std::optional<std::vector<plattform::Bytes>> datenliste(std::string const& schluessel) override {
@@ -50,6 +53,12 @@ public:
             return std::nullopt;
         return std::get<Text>(wert->second).text;
     }
+    std::optional<std::vector<std::string>> textliste(std::string const& schluessel) override {
+        auto const wert = werte.find(schluessel);
+        if (unlesbar || wert == werte.end() || !std::holds_alternative<Textliste>(wert->second))
+            return std::nullopt;
+        return std::get<Textliste>(wert->second).texte;
+    }
     void setzeDatenliste(std::string const& schluessel, std::vector<plattform::Bytes> const& liste) override {
         werte[schluessel] = liste;
         ++geschrieben;
@@ -64,6 +73,10 @@ public:
     }
     void setzeText(std::string const& schluessel, std::string const& wert) override {
         werte[schluessel] = Text{wert};
+        ++geschrieben;
+    }
+    void setzeTextliste(std::string const& schluessel, std::vector<std::string> const& texte) override {
+        werte[schluessel] = Textliste{texte};
         ++geschrieben;
     }
     void entferne(std::string const& schluessel) override {

@@ -1,4 +1,5 @@
 #include "grundlage/adresse.h"
+#include "grundlage/adressteile.h"
 
 #include <gtest/gtest.h>
 
@@ -77,25 +78,10 @@ TEST(Adresse, AnotherPathAndQueryKeepSchemeHostAndPort) {
     EXPECT_EQ(Adresse::lesen("https://h#f")->mitAbfrage("a")->text(), "https://h?a#f");
 }
 
-TEST(Abfrageposten, AreDecodedButAlsoKeptAsTheyWereWritten) {
-    auto const posten = quillmate::abfrageposten("merk%6Dal=a%2Bb+c&leer=&ohne&&x=1=2");
-    ASSERT_EQ(posten.size(), 5U);
-    EXPECT_EQ(posten[0].name, "merkmal");
-    EXPECT_EQ(posten[0].wert, "a+b+c");
-    EXPECT_EQ(posten[0].roh, "merk%6Dal=a%2Bb+c");
-    EXPECT_EQ(posten[1].wert, "");
-    EXPECT_EQ(posten[2].name, "ohne");
-    EXPECT_FALSE(posten[2].wert);
-    EXPECT_EQ(posten[3].name, "");
-    EXPECT_EQ(posten[4].wert, "1=2");
-    EXPECT_TRUE(quillmate::abfrageposten("").empty());
-}
-
-TEST(Maskieren, GoesThereAndBackForAllBytes) {
+TEST(Prozent, GoesThereAndBackForAllBytes) {
     std::string alle;
     for (int i = 0; i < 256; ++i)
         alle += static_cast<char>(i);
-    EXPECT_EQ(quillmate::entmaskiert(quillmate::maskiert(alle)), alle);
-    EXPECT_EQ(quillmate::maskiert("a-._~Z9 +&=ü"), "a-._~Z9%20%2B%26%3D%C3%BC");
-    EXPECT_EQ(quillmate::entmaskiert("100%&%4&%zz"), "100%&%4&%zz");
+    EXPECT_EQ(quillmate::ohneProzent(quillmate::mitProzent(alle)), alle);
+    EXPECT_EQ(quillmate::mitProzent("a-._~Z9 +&=ü"), "a-._~Z9%20%2B%26%3D%C3%BC");
 }

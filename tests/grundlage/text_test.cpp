@@ -60,3 +60,22 @@ TEST(Text, ExtensionIsWhatFollowsTheLastDotInLowerCase) {
     EXPECT_EQ(dateiendung(".pdf"), "");
     EXPECT_EQ(dateiendung("name."), "");
 }
+
+TEST(Text, TrimmingTakesWhiteSpaceOfAnyKindFromBothEndsOnly) {
+    EXPECT_EQ(ohneRandleerraum(" \t\r\n\xC2\xA0 a b\xE2\x80\x83\n"), "a b");
+    EXPECT_EQ(ohneRandleerraum("ä"), "ä");
+    EXPECT_EQ(ohneRandleerraum(" \n "), "");
+    EXPECT_EQ(ohneRandleerraum(""), "");
+    EXPECT_EQ(ohneRandleerraum(" \xFF "), "\xFF");
+}
+
+TEST(Text, ControlCharactersAreAlsoThoseThatShowNothing) {
+    EXPECT_FALSE(hatSteuerzeichen("Müller & Söhne"));
+    for (auto const* const text :
+         {"a\tb", "a\nb", "a\x7F", "a\xE2\x80\x8B",
+          "\xE2\x80\xAE"
+          "fdp",
+          "\xC2\xAD", "\xC2\x85"})
+        EXPECT_TRUE(hatSteuerzeichen(text)) << text;
+    EXPECT_EQ(ohneSteuerzeichen("\ta\r\n b\xE2\x80\xAE!"), "a b!");
+}

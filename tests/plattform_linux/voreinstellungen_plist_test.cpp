@@ -190,3 +190,23 @@ TEST_F(VoreinstellungenPlist, AKillInTheMiddleOfWritingLeavesAWholeFile) {
         ASSERT_EQ(voreinstellungen.daten("fest"), "x");
     }
 }
+
+TEST_F(VoreinstellungenPlist, AListOfTextsComesBackInItsOrder) {
+    voreinstellungen.setzeTextliste("texte", {"https://a.example/?x=1&y", "", "Über <uns>"});
+    EXPECT_EQ(
+        plattform::VoreinstellungenPlist{datei}.textliste("texte"),
+        (Bytesliste{"https://a.example/?x=1&y", "", "Über <uns>"}));
+    voreinstellungen.setzeTextliste("texte", {});
+    EXPECT_EQ(voreinstellungen.textliste("texte"), Bytesliste{});
+    EXPECT_FALSE(voreinstellungen.textliste("fehlt"));
+}
+
+TEST_F(VoreinstellungenPlist, AListWithAnythingButTextIsNoListOfTexts) {
+    voreinstellungen.setzeDatenliste("daten", {"x"});
+    EXPECT_FALSE(voreinstellungen.textliste("daten"));
+    voreinstellungen.setzeText("text", "x");
+    EXPECT_FALSE(voreinstellungen.textliste("text"));
+    voreinstellungen.setzeTextliste("texte", {"x"});
+    EXPECT_FALSE(voreinstellungen.datenliste("texte"));
+    EXPECT_FALSE(voreinstellungen.text("texte"));
+}

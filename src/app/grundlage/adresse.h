@@ -3,7 +3,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace quillmate {
 
@@ -38,21 +37,5 @@ private:
     explicit Adresse(std::string text);
     std::string text_;
 };
-
-/// One item of a query.
-struct Abfrageposten {
-    std::string roh;                 ///< As it was written, "name=value".
-    std::string name;                ///< Decoded.
-    std::optional<std::string> wert; ///< Decoded; nothing without "=".
-};
-
-/// The items of a query in their order; none for an empty one.
-[[nodiscard]] std::vector<Abfrageposten> abfrageposten(std::string_view abfrage);
-
-/// Percent escapes turned into the bytes they stand for, which need not be UTF-8; anything else, a "+" too, stays.
-[[nodiscard]] std::string entmaskiert(std::string_view text);
-/// Everything but the unreserved characters of RFC 3986 escaped: fits into a query as a name or a value, and
-/// no reader can take a "+" in it for a blank.
-[[nodiscard]] std::string maskiert(std::string_view text);
 
 } // namespace quillmate

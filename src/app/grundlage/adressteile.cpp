@@ -122,4 +122,22 @@ std::string ohneProzent(std::string_view text) {
     return ergebnis;
 }
 
+std::string mitProzent(std::string_view text) {
+    constexpr std::string_view ziffern = "0123456789ABCDEF";
+    std::string ergebnis;
+    ergebnis.reserve(text.size());
+    for (char const c : text) {
+        if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+            std::string_view{"-._~"}.contains(c)) {
+            ergebnis += c;
+        } else {
+            auto const byte = static_cast<unsigned char>(c);
+            ergebnis += '%';
+            ergebnis += ziffern[byte >> 4U];
+            ergebnis += ziffern[byte & 0xFU];
+        }
+    }
+    return ergebnis;
+}
+
 } // namespace quillmate

@@ -39,4 +39,8 @@ struct Abfrageteil {
 /// Resolves percent escapes; what is none stays.
 [[nodiscard]] std::string ohneProzent(std::string_view text);
 
+/// Everything but the unreserved characters of RFC 3986 as percent escapes: fits into a query as a name or a value, and
+/// no reader can take a "+" in it for a blank.
+[[nodiscard]] std::string mitProzent(std::string_view text);
+
 } // namespace quillmate

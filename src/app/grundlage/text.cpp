@@ -153,6 +153,42 @@ std::string einzeilig(std::string_view text, std::size_t hoechstens) {
     return ergebnis;
 }
 
+std::string ohneRandleerraum(std::string_view text) {
+    auto const* const daten = reinterpret_cast<std::uint8_t const*>(text.data());
+    auto const laenge = static_cast<std::int64_t>(text.size());
+    std::int64_t anfang = laenge;
+    std::int64_t ende = laenge;
+    for (std::int64_t i = 0; i < laenge;) {
+        auto const hier = i;
+        UChar32 zeichen = 0;
+        U8_NEXT(daten, i, laenge, zeichen);
+        if (zeichen >= 0 && u_isUWhiteSpace(zeichen))
+            continue;
+        anfang = std::min(anfang, hier);
+        ende = i;
+    }
+    return std::string{
+        text.substr(static_cast<std::size_t>(anfang), static_cast<std::size_t>(ende - anfang))};
+}
+
+std::string ohneSteuerzeichen(std::string_view text) {
+    std::string ergebnis;
+    auto const* const daten = reinterpret_cast<std::uint8_t const*>(text.data());
+    auto const laenge = static_cast<std::int64_t>(text.size());
+    for (std::int64_t i = 0; i < laenge;) {
+        auto const anfang = i;
+        UChar32 zeichen = 0;
+        U8_NEXT(daten, i, laenge, zeichen);
+        if (zeichen < 0 || (U_GET_GC_MASK(zeichen) & (U_GC_CC_MASK | U_GC_CF_MASK)) == 0)
+            ergebnis += text.substr(static_cast<std::size_t>(anfang), static_cast<std::size_t>(i - anfang));
+    }
+    return ergebnis;
+}
+
+bool hatSteuerzeichen(std::string_view text) {
+    return ohneSteuerzeichen(text).size() != text.size();
+}
+
 std::string dateiendung(std::string_view dateiname) {
     auto const punkt = dateiname.rfind('.');
     if (punkt == std::string_view::npos || punkt == 0)

@@ -34,6 +34,15 @@ namespace quillmate {
 /// only the first `hoechstens` characters are kept, with "…" behind them.
 [[nodiscard]] std::string einzeilig(std::string_view text, std::size_t hoechstens);
 
+/// The text without white space and line ends at its two ends.
+[[nodiscard]] std::string ohneRandleerraum(std::string_view text);
+
+/// Whether there is a control or format character in the text (Unicode general categories Cc and Cf): tab and
+/// line end, but also those that show nothing or turn the direction of what follows.
+[[nodiscard]] bool hatSteuerzeichen(std::string_view text);
+/// The text without such characters.
+[[nodiscard]] std::string ohneSteuerzeichen(std::string_view text);
+
 /// What follows the last dot of a file name, in lower case; empty without one, and for ".name" and "name.".
 [[nodiscard]] std::string dateiendung(std::string_view dateiname);
 

@@ -28,7 +28,10 @@ std::optional<std::string> plistSchreiben(plist_t wurzel) {
 }
 
 std::optional<std::string> plistText(plist_t woerterbuch, char const* schluessel) {
-    plist_t const knoten = plist_dict_get_item(woerterbuch, schluessel);
+    return plistText(plist_dict_get_item(woerterbuch, schluessel));
+}
+
+std::optional<std::string> plistText(plist_t knoten) {
     if (!knoten || plist_get_node_type(knoten) != PLIST_STRING)
         return std::nullopt;
     std::uint64_t laenge = 0;

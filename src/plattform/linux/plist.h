@@ -25,6 +25,8 @@ using Plist = std::unique_ptr<void, PlistFrei>;
 
 [[nodiscard]] std::optional<std::string> plistText(plist_t woerterbuch, char const* schluessel);
 [[nodiscard]] std::optional<bool> plistWahrheitswert(plist_t woerterbuch, char const* schluessel);
+/// Text of a text node; nothing for any other node.
+[[nodiscard]] std::optional<std::string> plistText(plist_t knoten);
 /// Bytes of a binary-data node; nothing for any other node.
 [[nodiscard]] std::optional<std::string> plistDaten(plist_t knoten);
 

@@ -94,6 +94,22 @@ std::optional<std::string> VoreinstellungenPlist::text(std::string const& schlue
     return plistText(plist.get(), schluessel.c_str());
 }
 
+std::optional<std::vector<std::string>> VoreinstellungenPlist::textliste(std::string const& schluessel) {
+    auto const plist = gelesen(datei_);
+    plist_t const liste = plist_dict_get_item(plist.get(), schluessel.c_str());
+    if (!liste || plist_get_node_type(liste) != PLIST_ARRAY)
+        return std::nullopt;
+    std::vector<std::string> werte;
+    auto const anzahl = plist_array_get_size(liste);
+    for (std::uint32_t i = 0; i < anzahl; ++i) {
+        auto text = plistText(plist_array_get_item(liste, i));
+        if (!text)
+            return std::nullopt;
+        werte.push_back(*std::move(text));
+    }
+    return werte;
+}
+
 void VoreinstellungenPlist::setzeDatenliste(std::string const& schluessel, std::vector<Bytes> const& werte) {
     aendere([&](plist_t wurzel) {
         plist_t const liste = plist_new_array();
@@ -118,6 +134,16 @@ void VoreinstellungenPlist::setzeWahrheitswert(std::string const& schluessel, bo
 void VoreinstellungenPlist::setzeText(std::string const& schluessel, std::string const& wert) {
     aendere([&](plist_t wurzel) {
         plist_dict_set_item(wurzel, schluessel.c_str(), plist_new_string(wert.c_str()));
+    });
+}
+
+void VoreinstellungenPlist::setzeTextliste(
+    std::string const& schluessel, std::vector<std::string> const& werte) {
+    aendere([&](plist_t wurzel) {
+        plist_t const liste = plist_new_array();
+        for (auto const& wert : werte)
+            plist_array_append_item(liste, plist_new_string(wert.c_str()));
+        plist_dict_set_item(wurzel, schluessel.c_str(), liste);
     });
 }
 

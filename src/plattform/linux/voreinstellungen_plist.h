@@ -26,10 +26,12 @@ public:
     [[nodiscard]] std::optional<Bytes> daten(std::string const& schluessel) override;
     [[nodiscard]] std::optional<bool> wahrheitswert(std::string const& schluessel) override;
     [[nodiscard]] std::optional<std::string> text(std::string const& schluessel) override;
+    [[nodiscard]] std::optional<std::vector<std::string>> textliste(std::string const& schluessel) override;
     void setzeDatenliste(std::string const& schluessel, std::vector<Bytes> const& werte) override;
     void setzeDaten(std::string const& schluessel, Bytes const& wert) override;
     void setzeWahrheitswert(std::string const& schluessel, bool wert) override;
     void setzeText(std::string const& schluessel, std::string const& wert) override;
+    void setzeTextliste(std::string const& schluessel, std::vector<std::string> const& werte) override;
     void entferne(std::string const& schluessel) override;
 
 private:
