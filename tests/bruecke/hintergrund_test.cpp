@@ -1,0 +1,66 @@
+#include "attrappen/stell_uhr.h"
+#include "attrappen/warten.h"
+#include "bruecke/hintergrund.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <optional>
+#include <set>
+#include <thread>
+#include <vector>
+
+using namespace quillmate;
+
+TEST(Hintergrund, WorkRunsInOrderOnOneThreadOfLowPriority) {
+    attrappen::ZaehlenderArbeitsfaden arbeitsfaden;
+    std::vector<int> reihenfolge;
+    std::vector<std::thread::id> faeden;
+    std::atomic<int> fertig{0};
+    Hintergrund hintergrund{arbeitsfaden};
+    EXPECT_EQ(arbeitsfaden.anzahl, 0); // no thread before the first work
+    for (int i = 0; i < 100; ++i)
+        hintergrund.ausfuehren([&, i] {
+            reihenfolge.push_back(i);
+            faeden.push_back(std::this_thread::get_id());
+            ++fertig;
+        });
+    ASSERT_TRUE(attrappen::wartenBis([&] { return fertig == 100; }));
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(reihenfolge[static_cast<std::size_t>(i)], i);
+    EXPECT_EQ(std::set<std::thread::id>(faeden.begin(), faeden.end()).size(), 1U);
+    EXPECT_NE(faeden.front(), std::this_thread::get_id());
+    EXPECT_EQ(arbeitsfaden.anzahl, 1);
+}
+
+TEST(Hintergrund, EndWaitsForTheWorkUnderWay) {
+    attrappen::ZaehlenderArbeitsfaden arbeitsfaden;
+    std::latch begonnen{1};
+    std::latch weiter{1};
+    std::atomic<bool> fertig{false};
+    std::optional<Hintergrund> hintergrund{std::in_place, arbeitsfaden};
+    hintergrund->ausfuehren([&] {
+        begonnen.count_down();
+        weiter.wait();
+        fertig = true;
+    });
+    begonnen.wait();
+    std::thread ende{[&] {
+        hintergrund.reset();
+        EXPECT_TRUE(fertig);
+    }};
+    weiter.count_down();
+    ende.join();
+}
+
+TEST(Hintergrund, EndWithoutWorkDoesNotWait) {
+    attrappen::ZaehlenderArbeitsfaden arbeitsfaden;
+    { Hintergrund const nie{arbeitsfaden}; }
+    std::atomic<bool> fertig{false};
+    {
+        Hintergrund einmal{arbeitsfaden};
+        einmal.ausfuehren([&] { fertig = true; });
+        ASSERT_TRUE(attrappen::wartenBis([&] { return fertig.load(); }));
+    }
+}
