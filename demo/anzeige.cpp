@@ -12,9 +12,6 @@
 
 namespace quillmate::demo {
 
-namespace {
-
-/// One line without control characters, at most `breite` characters wide.
 std::string gebaendigt(std::string_view text, std::size_t breite) {
     std::string sauber;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -31,6 +28,8 @@ std::string gebaendigt(std::string_view text, std::size_t breite) {
         sauber = ersteZeichen(sauber, breite - 1) + "…";
     return sauber;
 }
+
+namespace {
 
 /// Columns by characters; fmt counts code points, a decomposed umlaut has two.
 std::string aufgefuellt(std::string text, std::size_t breite) {

@@ -3,13 +3,14 @@
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
 #include "multipart.h"
+#include "webseite.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
-#include <openssl/crypto.h>
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <limits>
 #include <map>
 #include <optional>
@@ -30,9 +31,9 @@ struct Dienst::Anruf {
 /// One row of the table of routes.
 struct Dienst::Weg {
     enum class Methode { holen, senden, setzen };
-    enum class Nummer { kunde, anderes };
+    enum class Nummer { keine, kunde, anderes };
     Methode methode;
-    char const* muster; ///< Regular expression with one group: the number.
+    char const* muster; ///< Regular expression; with one group, unless there is no number.
     Nummer nummer;      ///< Whether the number is the client's, which is then checked.
     void (Dienst::*tue)(Anruf&);
 };
@@ -65,6 +66,8 @@ Dienst::Weg const Dienst::wege[] = {
     {Weg::Methode::holen, "/belege/" ZAHL, Weg::Nummer::anderes, &Dienst::belegHolen},
     {Weg::Methode::holen, "/clients/" ZAHL "/buchungen", Weg::Nummer::kunde, &Dienst::buchungenHolen},
     {Weg::Methode::senden, "/clients/" ZAHL "/buchungen", Weg::Nummer::kunde, &Dienst::buchungAnlegen},
+    {Weg::Methode::holen, "/demo/selbstlauf", Weg::Nummer::keine, &Dienst::selbstlaufHolen},
+    {Weg::Methode::senden, "/demo/selbstlauf", Weg::Nummer::keine, &Dienst::selbstlaufMelden},
 };
 
 namespace {
@@ -83,11 +86,6 @@ void verweigere(httplib::Response& antwort, int status, std::string_view grund) 
 }
 
 constexpr std::string_view speicherfehler = "Der Dienst konnte nichts speichern.";
-
-bool gleich(std::string_view a, std::string_view b) {
-    // The time must not tell how much of a guess was right.
-    return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
-}
 
 std::string_view alsText(Herkunft herkunft) {
     switch (herkunft) {
@@ -206,6 +204,17 @@ char const* typNachBytes(std::string_view bytes) {
     return dateiart(bytes, {}) ? "image/heic" : "application/octet-stream";
 }
 
+char const* endungNachBytes(std::string_view bytes) {
+    std::string_view const typ = typNachBytes(bytes);
+    if (typ == "application/pdf")
+        return ".pdf";
+    if (typ == "image/jpeg")
+        return ".jpg";
+    if (typ == "image/png")
+        return ".png";
+    return typ == "image/heic" ? ".heic" : "";
+}
+
 std::string_view standardgrund(int status) {
     switch (status) {
     case 400:
@@ -272,10 +281,12 @@ void Dienst::anmelden(Weg const& weg) {
 }
 
 void Dienst::bediene(Weg const& weg, Anruf& anruf) {
-    if (!gleich(anruf.anfrage.get_param_value("token"), zugang_.token)) {
+    if (!zugang_.passt(anruf.anfrage.get_param_value("token"))) {
         verweigere(anruf.antwort, 401, "Die Anmeldung ist ungültig.");
         return;
     }
+    if (weg.nummer == Weg::Nummer::keine)
+        return (this->*weg.tue)(anruf);
     auto const nummer = anruf.anfrage.matches[1].str();
     auto const [ende, fehler] = std::from_chars(nummer.data(), nummer.data() + nummer.size(), anruf.nummer);
     if (fehler != std::errc{} || (weg.nummer == Weg::Nummer::kunde && anruf.nummer != zugang_.kunde)) {
@@ -372,11 +383,15 @@ void Dienst::fortschrittBeenden(Anruf& anruf) {
 }
 
 void Dienst::stoppen(Anruf& anruf) {
-    if (!istGelesen(server_.liesKoerper(anruf.anfrage, *anruf.leser, hoechstensJson_byte), anruf.antwort))
+    auto const koerper = server_.liesKoerper(anruf.anfrage, *anruf.leser, hoechstensJson_byte);
+    if (!istGelesen(koerper, anruf.antwort))
         return;
-    if (!speicher_.fortschrittAendern(zugang_.kunde, [](Fortschritt& stand) { stand.gestoppt = true; }))
+    // A stop from before must not stop the next scan while that still looks for files.
+    auto const inhalt = Json::parse(koerper.bytes, nullptr, false);
+    bool const gestoppt = !(inhalt.is_object() && inhalt.value("gestoppt", Json{}) == Json(false));
+    if (!speicher_.fortschrittAendern(zugang_.kunde, [&](Fortschritt& stand) { stand.gestoppt = gestoppt; }))
         return verweigere(anruf.antwort, 507, speicherfehler);
-    antworte(anruf.antwort, 200, {{"gestoppt", true}});
+    antworte(anruf.antwort, 200, {{"gestoppt", gestoppt}});
 }
 
 void Dienst::letzterBericht(Anruf& anruf) {
@@ -540,6 +555,12 @@ void Dienst::belegHolen(Anruf& anruf) {
     anruf.antwort.status = 200;
     anruf.antwort.set_header("Content-Type", typNachBytes(*bytes));
     anruf.antwort.set_header("X-Content-Type-Options", "nosniff");
+    anruf.antwort.set_header("Referrer-Policy", "no-referrer");
+    anruf.antwort.set_header("Cache-Control", "private, no-store");
+    anruf.antwort.set_header(
+        "Content-Disposition", inhaltslage(
+                                   anruf.anfrage.get_param_value("anhang") == "1", beleg->name,
+                                   fmt::format("Beleg-{}{}", beleg->id, endungNachBytes(*bytes))));
     anruf.antwort.body = std::move(*bytes);
 }
 
@@ -586,6 +607,29 @@ void Dienst::buchungAnlegen(Anruf& anruf) {
     if (!id)
         return verweigere(anruf.antwort, 507, speicherfehler);
     antworte(anruf.antwort, 201, {{"id", *id}});
+}
+
+void Dienst::selbstlaufMelden(Anruf& anruf) {
+    auto const inhalt = liesObjekt(server_, anruf.anfrage, *anruf.leser, anruf.antwort);
+    if (!inhalt)
+        return;
+    auto const selbstlauf = alsSelbstlauf(*inhalt);
+    if (!selbstlauf)
+        return verweigere(anruf.antwort, 422, "Ein Selbstlauf braucht „erfolg“ (wahr oder falsch).");
+    {
+        std::scoped_lock const sperre{selbstlaufsperre_};
+        selbstlauf_ = selbstlauf;
+        fmt::print("{}\n", selbstlaufzeile(*selbstlauf));
+        std::fflush(stdout); // Whoever started the service waits for this line.
+    }
+    antworte(anruf.antwort, 200, {{"ok", true}});
+}
+
+void Dienst::selbstlaufHolen(Anruf& anruf) {
+    std::scoped_lock const sperre{selbstlaufsperre_};
+    if (!selbstlauf_)
+        return verweigere(anruf.antwort, 404, "Es gab noch keinen Selbstlauf.");
+    antworte(anruf.antwort, 200, alsJson(*selbstlauf_));
 }
 
 } // namespace quillmate::demo

@@ -2,11 +2,14 @@
 
 #include "auswertung.h"
 #include "http_server.h"
+#include "selbstlauf.h"
 #include "speicher.h"
+#include "zugang.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <mutex>
+#include <optional>
 #include <string>
 
 namespace quillmate::demo {
@@ -15,12 +18,6 @@ inline constexpr std::size_t hoechstensDatei_byte = 52'428'800;
 /// What a form may need around its file.
 inline constexpr std::size_t hoechstensFormular_byte = hoechstensDatei_byte + std::size_t{64} * 1024;
 inline constexpr std::size_t hoechstensJson_byte = std::size_t{1} << 20U;
-
-/// Who may call.
-struct Zugang {
-    std::int64_t kunde;
-    std::string token;
-};
 
 /// The service's HTTP interface: the table of its routes, and what each does with storage and readers. Every
 /// request carries the query item "token"; without the right one the answer is 401, whatever else is wrong
@@ -59,11 +56,15 @@ private:
     void belegHolen(Anruf& anruf);
     void buchungenHolen(Anruf& anruf);
     void buchungAnlegen(Anruf& anruf);
+    void selbstlaufMelden(Anruf& anruf);
+    void selbstlaufHolen(Anruf& anruf);
 
     HttpServer& server_;
     Speicher& speicher_;
     Auswertung& auswertung_;
     Zugang zugang_;
+    std::mutex selbstlaufsperre_;
+    std::optional<Selbstlauf> selbstlauf_; ///< Under selbstlaufsperre_: the last one.
 };
 
 } // namespace quillmate::demo

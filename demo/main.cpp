@@ -4,7 +4,8 @@
 //   speicher       what is stored (SQLite and one file of bytes)
 //   auswertung     reads received files, matches them with bookings (abgleich)
 //   http_server    connections and their limits
-//   dienst         the routes; multipart takes upload forms apart
+//   dienst         the API's routes; multipart takes upload forms apart
+//   webseite       the pages (files: seite/), with anmeldung; selbstlauf is what their self-run reports
 //   anzeige        the table of --zeige
 //
 // Threads: the main one waits for signals; one accepts connections; one per open connection; one commits
@@ -15,17 +16,16 @@
 #include "auswertung.h"
 #include "belegdaten.h"
 #include "dienst.h"
-#include "grundlage/pruefsumme.h"
 #include "http_server.h"
 #include "leserprozess/leser_prozesse.h"
 #include "speicher.h"
+#include "webseite.h"
+#include "zugang.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
-#include <sys/random.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -46,13 +46,6 @@ constexpr int endeArgumente = 2;
 
 /// How long running requests and readings may hold up the end.
 constexpr std::chrono::milliseconds fristEnde{700};
-
-std::string zufaelligesToken() {
-    std::array<unsigned char, 24> bytes{};
-    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
-        std::abort(); // Cannot fail for this few bytes.
-    return hexadezimal(bytes);
-}
 
 int zeige(Argumente const& argumente) {
     std::string grund;
@@ -85,12 +78,14 @@ int diene(Argumente const& argumente) {
         fmt::print(stderr, "Der Mandant {} lässt sich nicht anlegen.\n", argumente.kunde);
         return endeFehler;
     }
-    auto const token = argumente.token.empty() ? zufaelligesToken() : argumente.token;
+    auto const token = argumente.token.empty() ? zufallstext() : argumente.token;
     auto const leser = argumente.ohneTexte ? nullptr : std::make_unique<Texterkennung::LeserProzesse>();
     Auswertung auswertung{*speicher, leser.get()};
     constexpr std::size_t vorrat = std::size_t{256} << 20U;
     HttpServer server{{.hoechstensKoerper_byte = hoechstensFormular_byte, .vorrat_byte = vorrat}};
-    Dienst const dienst{server, *speicher, auswertung, {.kunde = argumente.kunde, .token = token}};
+    Zugang const zugang{.kunde = argumente.kunde, .token = token};
+    Dienst const dienst{server, *speicher, auswertung, zugang};
+    Webseite const webseite{server, zugang};
 
     auto const port = server.binden(argumente.port);
     if (!port) {

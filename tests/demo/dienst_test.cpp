@@ -207,6 +207,19 @@ TEST_F(DienstTest, StopHoldsUntilTheNextStart) {
     EXPECT_FALSE(gestoppt());
 }
 
+TEST_F(DienstTest, StopCanBeLiftedBeforeTheNextStart) {
+    auto const stop = dienst.url("/clients/1/local-scan/stop");
+    auto const gestoppt = [&] {
+        return klient.hole(dienst.url("/clients/1/local-scan/progress")).json().at("gestoppt").get<bool>();
+    };
+    for (std::string const stoppt : {"", "{}", R"({"gestoppt":true})", R"({"gestoppt":0})", "kein JSON"}) {
+        EXPECT_EQ(klient.sende(stop, R"({"gestoppt":false})").json(), (json{{"gestoppt", false}}));
+        EXPECT_FALSE(gestoppt());
+        EXPECT_EQ(klient.sende(stop, stoppt).json(), (json{{"gestoppt", true}}));
+        EXPECT_TRUE(gestoppt()) << stoppt;
+    }
+}
+
 TEST_F(DienstTest, UploadedFileIsListedAndComesBackByteForByte) {
     std::string bytes = "%PDF-1.7\n";
     for (int i = 0; i < 300; ++i)

@@ -11,7 +11,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <csignal>
 #include <mutex>
 #include <stdexcept>
@@ -110,14 +112,12 @@ Dienstprozess::Dienstprozess(std::string const& ordner, std::vector<std::string>
     std::ranges::move(argumente, std::back_inserter(befehl));
     auto const kind = starte(befehl, Fehlerausgabe::eigene);
     pid_ = kind.pid;
-    std::string zeile;
-    (void)lies(kind.ausgang, zeile, std::chrono::seconds{30}, [](std::string const& text) {
-        return text.ends_with('\n');
-    });
-    ::close(kind.ausgang);
+    ausgang_ = kind.ausgang;
+    auto const zeile = naechsteZeile();
     meldung_ = nlohmann::json::parse(zeile, nullptr, false);
     if (!meldung_.is_object()) {
         (void)beende(SIGKILL);
+        ::close(ausgang_);
         throw std::runtime_error{"the service did not come up: " + zeile};
     }
     auto const adresse = meldung_.at("adresse").get<std::string>();
@@ -126,6 +126,17 @@ Dienstprozess::Dienstprozess(std::string const& ordner, std::vector<std::string>
 
 Dienstprozess::~Dienstprozess() {
     (void)beende(SIGKILL);
+    ::close(ausgang_);
+}
+
+std::string Dienstprozess::naechsteZeile() {
+    (void)lies(ausgang_, gelesen_, std::chrono::seconds{20}, [](std::string const& text) {
+        return text.find('\n') != std::string::npos;
+    });
+    auto const ende = std::min(gelesen_.find('\n'), gelesen_.size());
+    auto zeile = gelesen_.substr(0, ende);
+    gelesen_.erase(0, ende + 1);
+    return zeile;
 }
 
 std::string Dienstprozess::url(std::string const& pfad, std::string const& weitere) const {
@@ -157,8 +168,27 @@ Klient::~Klient() {
     curl_easy_cleanup(curl_);
 }
 
+namespace {
+
+/// Called by the HTTP library for each header line; `ziel` is the answer.
+std::size_t nimmKopf(char const* bytes, std::size_t einheit, std::size_t anzahl, void* ziel) {
+    std::string_view const zeile{bytes, einheit * anzahl};
+    auto const trenner = zeile.find(": ");
+    if (trenner != std::string_view::npos) {
+        std::string name{zeile.substr(0, trenner)};
+        for (auto& c : name)
+            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        auto const wert = zeile.substr(trenner + 2);
+        static_cast<Antwort*>(ziel)->koepfe[name] = wert.substr(0, wert.find_last_not_of("\r\n") + 1);
+    }
+    return einheit * anzahl;
+}
+
+} // namespace
+
 Antwort Klient::anfrage(
-    char const* methode, std::string const& url, std::string const* koerper, std::string const& typ) {
+    char const* methode, std::string const& url, std::string const* koerper, std::string const& typ,
+    std::string const& kopf) {
     curl_easy_reset(curl_);
     Antwort antwort;
     curl_easy_setopt(curl_, CURLOPT_URL, url.c_str());
@@ -171,8 +201,14 @@ Antwort Klient::anfrage(
         curl_easy_setopt(curl_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(koerper->size()));
         curl_easy_setopt(curl_, CURLOPT_POSTFIELDS, koerper->data());
         koepfe = curl_slist_append(koepfe, ("Content-Type: " + typ).c_str());
-        curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, koepfe);
     }
+    if (!kopf.empty())
+        koepfe = curl_slist_append(koepfe, kopf.c_str());
+    curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, koepfe);
+    if (std::string_view{methode} == "HEAD")
+        curl_easy_setopt(curl_, CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(curl_, CURLOPT_HEADERFUNCTION, &nimmKopf);
+    curl_easy_setopt(curl_, CURLOPT_HEADERDATA, &antwort);
     curl_easy_setopt(
         curl_, CURLOPT_WRITEFUNCTION, +[](char* bytes, std::size_t einheit, std::size_t anzahl, void* ziel) {
             static_cast<std::string*>(ziel)->append(bytes, einheit * anzahl);
@@ -190,8 +226,12 @@ Antwort Klient::anfrage(
     return antwort;
 }
 
-Antwort Klient::hole(std::string const& url) {
-    return anfrage("GET", url, nullptr, {});
+Antwort Klient::hole(std::string const& url, std::string const& kopf) {
+    return anfrage("GET", url, nullptr, {}, kopf);
+}
+
+Antwort Klient::holeNurKopf(std::string const& url) {
+    return anfrage("HEAD", url, nullptr, {});
 }
 
 Antwort Klient::sende(std::string const& url, std::string const& koerper, std::string const& typ) {

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -40,11 +41,16 @@ public:
     /// Address of a path with the token; `weitere` is put behind it ("&a=b").
     [[nodiscard]] std::string url(std::string const& pfad, std::string const& weitere = {}) const;
 
+    /// The next line of its standard output, without line feed; what there is when none comes within 20 s.
+    std::string naechsteZeile();
+
     /// Sends the signal and waits for the end; nothing when it does not come within `frist`.
     std::optional<Ende> beende(int signal, std::chrono::milliseconds frist = std::chrono::seconds{20});
 
 private:
     pid_t pid_{-1};
+    int ausgang_{-1};
+    std::string gelesen_;
     int port_{0};
     nlohmann::json meldung_;
 };
@@ -53,6 +59,11 @@ struct Antwort {
     long status{0}; ///< 0: no answer.
     std::string koerper;
     std::string typ;
+    std::map<std::string, std::string> koepfe{}; ///< By lower-case name; of several, the last.
+    [[nodiscard]] std::string kopf(std::string const& name) const {
+        auto const stelle = koepfe.find(name);
+        return stelle == koepfe.end() ? std::string{} : stelle->second;
+    }
     [[nodiscard]] nlohmann::json json() const { return nlohmann::json::parse(koerper, nullptr, false); }
     [[nodiscard]] std::string detail() const { return json().value("detail", std::string{}); }
 };
@@ -65,7 +76,9 @@ public:
     Klient(Klient const&) = delete;
     Klient& operator=(Klient const&) = delete;
 
-    Antwort hole(std::string const& url);
+    /// `kopf` is a further header line ("Cookie: a=b"). Redirections are not followed.
+    Antwort hole(std::string const& url, std::string const& kopf = {});
+    Antwort holeNurKopf(std::string const& url);
     Antwort sende(
         std::string const& url, std::string const& koerper, std::string const& typ = "application/json");
     Antwort setze(std::string const& url, std::string const& koerper);
@@ -79,7 +92,8 @@ public:
 
 private:
     Antwort anfrage(
-        char const* methode, std::string const& url, std::string const* koerper, std::string const& typ);
+        char const* methode, std::string const& url, std::string const* koerper, std::string const& typ,
+        std::string const& kopf = {});
     void* curl_;
 };
 

@@ -1,0 +1,15 @@
+# Writes a source file with the bytes of the web page's files, so that the service needs nothing beside itself:
+#   cmake -D QUELLORDNER=... -D DATEIEN=a,b -D ZIEL=x.cpp -P einbetten.cmake
+string(REPLACE "," ";" dateien "${DATEIEN}")
+set(text "// Made from demo/seite by demo/einbetten.cmake.\n#include \"demo/seite_dateien.h\"\n\n")
+string(APPEND text "namespace quillmate::demo {\n\nstd::span<Seitendatei const> seitendateien() {\n")
+string(APPEND text "    static constexpr Seitendatei dateien[]{\n")
+foreach(datei IN LISTS dateien)
+  file(READ "${QUELLORDNER}/${datei}" inhalt)
+  if("${inhalt}" MATCHES "\\)SEITE\"")
+    message(FATAL_ERROR "${datei} holds the end mark of its own literal")
+  endif()
+  string(APPEND text "        {\"${datei}\", R\"SEITE(${inhalt})SEITE\"},\n")
+endforeach()
+string(APPEND text "    };\n    return dateien;\n}\n\n} // namespace quillmate::demo\n")
+file(WRITE "${ZIEL}" "${text}")
