@@ -149,7 +149,8 @@ public:
 
     /// Default cache policy. When no answer has come within `frist`, the load fails with a German description.
     virtual void laden(std::string const& adresse, std::chrono::seconds frist = std::chrono::seconds{60}) = 0;
-    /// A document without an address of its own.
+    /// A document without an address of its own. It is shown also when laden() is called at once: that begins when the
+    /// document is there.
     virtual void ladenHtml(std::string const& html) = 0;
     /// Shows `html` in place of the page at `adresse`, so that loading again tries that page.
     virtual void ladenErsatz(std::string const& html, std::string const& adresse) = 0;

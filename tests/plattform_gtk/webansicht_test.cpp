@@ -194,6 +194,19 @@ TEST_F(EchteWebansicht, FailedLoadIsReportedOnceAndNotAsLoaded) {
     EXPECT_EQ(mitschrift.fehlschlaege.size(), 1U);
 }
 
+TEST_F(EchteWebansicht, DocumentIsThereBeforeALoadThatIsAskedForAtOnce) {
+    oeffnen();
+    seiten["/stumm"] = {.haengen = true};
+    web->ladenHtml("<!doctype html><title>Vorher</title>");
+    web->laden(dienst.adresse() + "/stumm", std::chrono::seconds{60});
+    EXPECT_EQ(web->adresse(), dienst.adresse() + "/stumm");
+    ASSERT_TRUE(drehenBis([&] { return !dienst.anfragenAn("/stumm").empty(); }));
+    EXPECT_EQ(mitschrift.fertig, 1);
+    EXPECT_EQ(mitschrift.zuletzt, "-");
+    EXPECT_EQ(wert("document.title"), "Vorher");
+    EXPECT_TRUE(mitschrift.fehlschlaege.empty());
+}
+
 TEST_F(EchteWebansicht, SilentServerFailsAtTheDeadlineInGerman) {
     seiten["/stumm"] = {.haengen = true};
     oeffnen();

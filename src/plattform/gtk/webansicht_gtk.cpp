@@ -205,10 +205,16 @@ struct WebansichtGtk::Signale {
             ich.festgeschrieben_ = textVon(webkit_web_view_get_uri(web));
             ich.fristBeenden();
             break;
-        case WEBKIT_LOAD_FINISHED:
+        case WEBKIT_LOAD_FINISHED: {
+            auto const danach = std::exchange(ich.htmlLaedt_, false)
+                                    ? std::exchange(ich.danach_, std::nullopt)
+                                    : std::nullopt;
             if (!std::exchange(ich.gescheitert_, false))
                 ich.empfaenger_.geladen(ich);
+            if (danach)
+                ich.laden(danach->adresse, danach->frist);
             break;
+        }
         }
     }
 
@@ -284,6 +290,8 @@ struct WebansichtGtk::Signale {
     static void prozessende(WebKitWebView*, WebKitWebProcessTerminationReason grund, gpointer daten) {
         auto& ich = an(daten);
         ich.fristBeenden();
+        ich.htmlLaedt_ = false;
+        ich.danach_.reset();
         ich.festgeschrieben_.clear();
         ich.empfaenger_.prozessGestorben(ich, grundVon(grund));
     }
@@ -468,21 +476,32 @@ void WebansichtGtk::verbinden() {
 }
 
 void WebansichtGtk::laden(std::string const& adresse, std::chrono::seconds frist) {
+    // A load takes the place of one that has not been committed yet, and the document would never be seen.
+    if (htmlLaedt_) {
+        danach_ = {.adresse = adresse, .frist = frist};
+        return;
+    }
     fristBeginnen(frist);
     webkit_web_view_load_uri(web_.get(), adresse.c_str());
 }
 
 void WebansichtGtk::ladenHtml(std::string const& html) {
     fristBeenden();
+    danach_.reset();
+    htmlLaedt_ = true;
     webkit_web_view_load_html(web_.get(), html.c_str(), nullptr);
 }
 
 void WebansichtGtk::ladenErsatz(std::string const& html, std::string const& adresse) {
     fristBeenden();
+    htmlLaedt_ = false;
+    danach_.reset();
     webkit_web_view_load_alternate_html(web_.get(), html.c_str(), adresse.c_str(), nullptr);
 }
 
 void WebansichtGtk::neuLaden() {
+    if (danach_)
+        return; // It is loaded as soon as it can be.
     webkit_web_view_reload(web_.get());
 }
 
@@ -495,6 +514,8 @@ void WebansichtGtk::vorwaerts() {
 }
 
 std::optional<std::string> WebansichtGtk::adresse() const {
+    if (danach_)
+        return danach_->adresse;
     std::string text = textVon(webkit_web_view_get_uri(web_.get()));
     if (text.empty() || text == "about:blank")
         return std::nullopt;

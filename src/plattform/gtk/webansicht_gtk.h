@@ -57,10 +57,16 @@ private:
     Nachrichtenempfaenger nachrichten_;
     Objekt<WebKitUserContentManager> inhalte_;
     Objekt<WebKitWebView> web_;
-    std::string festgeschrieben_;      ///< Address of the last committed document.
-    bool gescheitert_{false};          ///< The load that is about to finish has failed.
-    guint frist_{0};                   ///< Timer of the pending laden(); 0 for none.
-    bool neuesFensterGeprueft_{false}; ///< The policy for the coming "create" has been asked already.
+    std::string festgeschrieben_; ///< Address of the last committed document.
+    bool htmlLaedt_{false};       ///< A document of ladenHtml() is on its way into the view.
+    struct Ladeauftrag {
+        std::string adresse;
+        std::chrono::seconds frist;
+    };
+    std::optional<Ladeauftrag> danach_; ///< What laden() was asked for meanwhile.
+    bool gescheitert_{false};           ///< The load that is about to finish has failed.
+    guint frist_{0};                    ///< Timer of the pending laden(); 0 for none.
+    bool neuesFensterGeprueft_{false};  ///< The policy for the coming "create" has been asked already.
     /// Expires with the view; asynchronous answers look here before they touch it.
     std::shared_ptr<WebansichtGtk*> const selbst_{std::make_shared<WebansichtGtk*>(this)};
 };
