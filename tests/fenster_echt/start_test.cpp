@@ -1,0 +1,68 @@
+#include "attrappen/warten.h"
+#include "echtes_fenster.h"
+
+#include <cstdlib>
+#include <future>
+
+namespace quillmate::fenster_echt {
+namespace {
+
+using attrappen::HttpAnfrage;
+using attrappen::HttpAntwort;
+using attrappen::wartenBis;
+
+using Start = EchtesFenster;
+
+/// Whether no channel of two colours differs by more than a few steps: gradients are dithered.
+bool aehnlich(std::uint32_t a, std::uint32_t b) {
+    for (int stelle = 0; stelle < 24; stelle += 8)
+        if (std::abs(static_cast<int>(a >> stelle & 0xffU) - static_cast<int>(b >> stelle & 0xffU)) > 4)
+            return false;
+    return true;
+}
+
+TEST_F(Start, TheLoadingPageIsShownUntilTheStartPageAnswers) {
+    std::promise<void> tor;
+    dienst.antworte("/uebersicht", [offen = tor.get_future().share()](HttpAnfrage const&) {
+        offen.wait();
+        return HttpAntwort{.koerper = "<title>da</title>da", .inhaltstyp = "text/html"};
+    });
+    programm = starte();
+    auto const fenster = bildschirm.warteAufFenster("Quillmate");
+    ASSERT_TRUE(fenster);
+    EXPECT_TRUE(wartenBis([&] { return !dienst.anfragenAn("/uebersicht").empty(); }));
+    bildschirm.tastaturAn(fenster->nummer);
+    std::optional<std::string> text;
+    EXPECT_TRUE(wartenBis([&] {
+        bildschirm.taste("ctrl+a");
+        bildschirm.taste("ctrl+c");
+        text = bildschirm.zwischenablage();
+        return text && !text->empty();
+    })) << "the page cannot be copied from";
+    EXPECT_EQ(text, "Quillmate – wird geladen …");
+    auto const masse = *bildschirm.fensterMit("Quillmate");
+    EXPECT_TRUE(wartenBis([&] {
+        return aehnlich(
+            bildschirm.farbe({.x = masse.x + masse.breite / 2, .y = masse.y + masse.hoehe - 20}), 0xeaf5ed);
+    })) << "the page's lower edge is not painted";
+    bildschirm.bild("ladeseite");
+    tor.set_value();
+    EXPECT_TRUE(programm->warteAufZeile("geladen: " + dienst.adresse("/uebersicht")));
+    EXPECT_TRUE(programm->hatZeile("lade " + dienst.adresse("/uebersicht")));
+}
+
+TEST_F(Start, TheStartPageHasTheBridge) {
+    oeffne();
+    EXPECT_EQ(dienst.rufe("return window.quillmateApp.fassung"), 3);
+    EXPECT_EQ(
+        dienst.rufe("return await window.quillmateApp.gemerkteOrdner()")["ordner"], nlohmann::json::array());
+    bildschirm.bild("startseite");
+}
+
+TEST_F(Start, ClosingTheMainWindowEndsTheProgram) {
+    oeffne();
+    beende();
+}
+
+} // namespace
+} // namespace quillmate::fenster_echt
