@@ -73,6 +73,7 @@ async function sucheBeleg(buchung) {
 
 /// The bookings that a portal's receipts may be meant for.
 function zeichneAuswahl() {
+  if (!app) return; // there are no portals then
   const auswahl = finde('portal-buchung');
   const bisher = auswahl.value;
   const offene = buchungen.filter(ohneBeleg);

@@ -35,7 +35,9 @@ export function alsDauer(sekunden) {
 
 const hoechstensMeldungen = 4;
 
-/// Shows a message above everything until it is closed; `art` is "fehler", "gut" or "hinweis".
+const dauerMeldung = 15000; // ms
+
+/// Shows a message above everything; `art` is "fehler", "gut" or "hinweis". Errors stay until they are closed.
 export function melde(text, art = 'hinweis') {
   const ort = finde('meldungen');
   for (const alte of [...ort.children])
@@ -45,6 +47,7 @@ export function melde(text, art = 'hinweis') {
       element('span', {}, text),
       element('button', {type: 'button', class: 'schliessen', 'aria-label': 'Meldung schließen', onclick: () => meldung.remove()}, '×'));
   ort.append(meldung);
+  if (art !== 'fehler') setTimeout(() => meldung.remove(), dauerMeldung);
   while (ort.children.length > hoechstensMeldungen) ort.firstElementChild.remove();
 }
 
