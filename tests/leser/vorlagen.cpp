@@ -300,14 +300,16 @@ Bytes pngKopf(std::uint32_t breite, std::uint32_t hoehe) {
     return bytes;
 }
 
-Bytes heic(Graubild const& bild, int ausrichtung) {
+namespace {
+
+Bytes heifMit(heif_compression_format art, Graubild const& bild, int ausrichtung) {
     auto pruefe = [](heif_error fehler) {
         if (fehler.code != heif_error_Ok)
             throw std::runtime_error(fehler.message);
     };
     auto* dokument = heif_context_alloc();
     heif_encoder* schreiber = nullptr;
-    pruefe(heif_context_get_encoder_for_format(dokument, heif_compression_HEVC, &schreiber));
+    pruefe(heif_context_get_encoder_for_format(dokument, art, &schreiber));
     pruefe(heif_encoder_set_lossy_quality(schreiber, 90));
     heif_image* roh = nullptr;
     pruefe(heif_image_create(bild.breite, bild.hoehe, heif_colorspace_YCbCr, heif_chroma_420, &roh));
@@ -340,6 +342,16 @@ Bytes heic(Graubild const& bild, int ausrichtung) {
     heif_encoder_release(schreiber);
     heif_context_free(dokument);
     return bytes;
+}
+
+} // namespace
+
+Bytes heic(Graubild const& bild, int ausrichtung) {
+    return heifMit(heif_compression_HEVC, bild, ausrichtung);
+}
+
+Bytes avif(Graubild const& bild) {
+    return heifMit(heif_compression_AV1, bild, 1);
 }
 
 double abstand(Graubild const& a, Graubild const& b) {

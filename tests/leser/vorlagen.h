@@ -56,6 +56,8 @@ enum class Pngart { grau, grau16, rgb, rgba, palette, verschraenkt };
 
 /// `ausrichtung`: EXIF code that is stored as turn and mirror boxes.
 [[nodiscard]] Bytes heic(Texterkennung::Graubild const& bild, int ausrichtung = 1);
+/// The same container with the other codec.
+[[nodiscard]] Bytes avif(Texterkennung::Graubild const& bild);
 
 /// Mean difference of two pictures of the same size, 0 to 255; 255 for different sizes.
 [[nodiscard]] double abstand(Texterkennung::Graubild const& a, Texterkennung::Graubild const& b);
