@@ -12,8 +12,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
+#include <stop_token>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 extern "C" char** environ; // NOLINT: POSIX leaves its declaration to the program
@@ -44,7 +48,51 @@ std::string allesVon(int deskriptor) {
     }
 }
 
+/// A value in kB of /proc/PID/status, in bytes; 0 when it is not there.
+std::size_t ausStatus(std::string const& status, std::string_view name) {
+    auto const stelle = status.find(name);
+    auto const zahl = stelle == std::string::npos ? stelle : status.find_first_of("0123456789", stelle);
+    return zahl == std::string::npos ? 0 : std::stoul(status.substr(zahl)) * 1024;
+}
+
+std::string dateiinhalt(std::string const& pfad) {
+    std::ifstream datei{pfad};
+    return {std::istreambuf_iterator<char>{datei}, {}};
+}
+
+/// Keeps lauf.familienspeicher at the highest that is seen until `halt`.
+void familieBeobachten(pid_t wurzel, Lauf& lauf, std::stop_token const& halt) {
+    constexpr std::chrono::milliseconds takt{5};
+    while (!halt.stop_requested()) {
+        auto const eigenes = dateiinhalt(fmt::format("/proc/{}/status", wurzel));
+        auto summe = ausStatus(eigenes, "RssAnon:") + ausStatus(eigenes, "RssFile:");
+        std::size_t programm = 0;
+        for (auto const kind : kinder(wurzel)) {
+            auto const status = dateiinhalt(fmt::format("/proc/{}/status", kind));
+            summe += ausStatus(status, "RssAnon:");
+            programm = std::max(programm, ausStatus(status, "RssFile:"));
+        }
+        lauf.familienspeicher = std::max(lauf.familienspeicher, summe + programm);
+        std::this_thread::sleep_for(takt);
+    }
+}
+
 } // namespace
+
+std::vector<pid_t> kinder(pid_t pid) {
+    std::vector<pid_t> alle;
+    std::error_code fehler;
+    for (auto const& faden : std::filesystem::directory_iterator{fmt::format("/proc/{}/task", pid), fehler}) {
+        std::ifstream datei{faden.path() / "children"};
+        for (pid_t kind = 0; datei >> kind;)
+            alle.push_back(kind);
+    }
+    return alle;
+}
+
+std::size_t hoechststand(pid_t pid) {
+    return ausStatus(dateiinhalt(fmt::format("/proc/{}/status", pid)), "VmHWM:");
+}
 
 std::vector<Kennzahl> const& kennzahlen() {
     std::ranges::sort(angemeldete(), {}, &Kennzahl::name);
@@ -55,7 +103,7 @@ Anmeldung::Anmeldung(Kennzahl kennzahl) {
     angemeldete().push_back(std::move(kennzahl));
 }
 
-Lauf ausfuehren(std::vector<std::string> const& befehl, Ausgabe ausgabe) {
+Lauf ausfuehren(std::vector<std::string> const& befehl, Ausgabe ausgabe, Familie familie) {
     std::array<int, 2> rohr{-1, -1};
     if (ausgabe == Ausgabe::behalten && ::pipe2(rohr.data(), O_CLOEXEC) != 0)
         return {};
@@ -82,6 +130,11 @@ Lauf ausfuehren(std::vector<std::string> const& befehl, Ausgabe ausgabe) {
     if (rohr[1] >= 0)
         ::close(rohr[1]);
     if (fehler == 0) {
+        std::jthread schau;
+        if (familie == Familie::beobachten)
+            schau = std::jthread{[&](std::stop_token const& halt) {
+                familieBeobachten(kind, lauf, halt);
+            }};
         if (rohr[0] >= 0)
             lauf.ausgabe = allesVon(rohr[0]);
         int stand = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
@@ -55,14 +57,27 @@ struct Lauf {
     Sekunden dauer{0};
     Sekunden benutzerzeit{0};
     Sekunden systemzeit{0};
-    std::size_t hoechstspeicher{0}; ///< Bytes of resident memory at the peak.
-    std::string ausgabe;            ///< What it wrote to standard output, if asked for.
+    /// Bytes of resident memory at the peak of the largest one of it and the processes that it started.
+    std::size_t hoechstspeicher{0};
+    /// The same of all of them together at one time; pages of files (programs, libraries) count once for it and
+    /// once for all that it started, since these run the same program. Looked at every few milliseconds.
+    std::size_t familienspeicher{0};
+    std::string ausgabe; ///< What it wrote to standard output, if asked for.
 };
 
 enum class Ausgabe { verwerfen, behalten };
+/// Whether Lauf::familienspeicher is wanted. Looking costs about a hundredth of a processor.
+enum class Familie { nicht, beobachten };
 
 /// Runs a program (looked up in PATH when it has no slash) to its end.
-[[nodiscard]] Lauf ausfuehren(std::vector<std::string> const& befehl, Ausgabe ausgabe = Ausgabe::verwerfen);
+[[nodiscard]] Lauf ausfuehren(
+    std::vector<std::string> const& befehl, Ausgabe ausgabe = Ausgabe::verwerfen,
+    Familie familie = Familie::nicht);
+
+/// The processes that a process started and has not waited for.
+[[nodiscard]] std::vector<pid_t> kinder(pid_t pid);
+/// Resident memory of a running process at its peak so far, in bytes.
+[[nodiscard]] std::size_t hoechststand(pid_t pid);
 
 /// Whether a program of this name is in PATH; otherwise a line says that the comparison is left out.
 [[nodiscard]] bool installiert(std::string const& programm);

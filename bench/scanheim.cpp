@@ -83,18 +83,18 @@ std::vector<std::string> Scanheim::orte() const {
     return pfade;
 }
 
-Lauf Scanheim::suchlauf(MacScan::Zugang const& zugang) const {
+Lauf Scanheim::suchlauf(MacScan::Zugang const& zugang, std::string const& programm, Familie familie) const {
     std::vector<std::string> befehl{"env", "HOME=" + pfad_.string()};
     for (auto const* const name :
          {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CONFIG_DIRS",
           "XDG_DATA_DIRS"})
         befehl.insert(befehl.begin() + 1, {"-u", name});
     befehl.insert(
-        befehl.end(), {nachbarprogramm("quillmate-suchlauf").string(), "--server", zugang.server, "--client",
+        befehl.end(), {nachbarprogramm(programm).string(), "--server", zugang.server, "--client",
                        std::to_string(zugang.clientId), "--token", zugang.token});
-    auto lauf = ausfuehren(befehl);
+    auto lauf = ausfuehren(befehl, Ausgabe::verwerfen, familie);
     if (!lauf.gelungen)
-        throw std::runtime_error{"quillmate-suchlauf fails"};
+        throw std::runtime_error{programm + " fails"};
     return lauf;
 }
 

@@ -28,8 +28,10 @@ public:
     [[nodiscard]] std::filesystem::path const& pfad() const noexcept { return pfad_; }
     /// Those places of a scan that exist.
     [[nodiscard]] std::vector<std::string> orte() const;
-    /// One full scan by "quillmate-suchlauf". Throws when it fails.
-    [[nodiscard]] Lauf suchlauf(MacScan::Zugang const& zugang) const;
+    /// One full scan by "quillmate-suchlauf" or a program like it. Throws when it fails.
+    [[nodiscard]] Lauf suchlauf(
+        MacScan::Zugang const& zugang, std::string const& programm = "quillmate-suchlauf",
+        Familie familie = Familie::nicht) const;
 
 private:
     std::filesystem::path const pfad_;

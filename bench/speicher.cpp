@@ -7,8 +7,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <malloc.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -34,29 +32,11 @@ constexpr std::array<std::string_view, 4> orte{
     "Desktop", "Documents", "Downloads", "Library/Mobile Documents/com~apple~CloudDocs"};
 constexpr std::size_t jeOrt = 25'000;
 
-/// A child's peak begins with that of the process that started it, so what we no longer need must go, and
-/// what remains must be less than what is measured.
-void schrumpfen() {
-    ::malloc_trim(0);
-    std::ofstream{"/proc/self/clear_refs"} << "5\n"; // our own peak starts anew
-}
-
-std::size_t eigenerSpeicher() {
-    std::ifstream datei{"/proc/self/status"};
-    for (std::string zeile; std::getline(datei, zeile);)
-        if (zeile.starts_with("VmHWM:"))
-            return std::stoul(zeile.substr(zeile.find_first_of("0123456789"))) * 1024;
-    return 0;
-}
-
-double hoechststand(Scanheim const& heim, Senke const& senke) {
+double verbrauch(Scanheim const& heim, Senke const& senke) {
     // Without the cache that the last scan left, everything is read anew.
     fs::remove_all(heim.pfad() / ".cache");
-    schrumpfen();
-    auto const lauf = heim.suchlauf(senke.zugang());
-    if (lauf.hoechstspeicher <= eigenerSpeicher())
-        throw std::runtime_error{"this program is larger than what it measures; try --nur speicher"};
-    return static_cast<double>(lauf.hoechstspeicher);
+    auto const lauf = heim.suchlauf(senke.zugang(), "quillmate-suchlauf", Familie::beobachten);
+    return static_cast<double>(lauf.familienspeicher);
 }
 
 /// Fills the four places up with empty files; returns the service's answer that it has seen all of them.
@@ -115,8 +95,8 @@ std::vector<Zeile> messen(Umgebung const& umgebung) {
     auto const runden = std::min(umgebung.runden, hoechstensRunden);
     for (std::size_t runde = 1; runde <= runden; ++runde) {
         hinweis(fmt::format("  Runde {} von {} ...", runde, runden));
-        klein.push_back(hoechststand(kleines, leere));
-        wachstum.push_back(hoechststand(grosses, volle) - klein.back());
+        klein.push_back(verbrauch(kleines, leere));
+        wachstum.push_back(verbrauch(grosses, volle) - klein.back());
     }
     return {
         zeile("peak memory of a full scan, two readers", median(klein), erlaubt),

@@ -5,7 +5,7 @@
 #include "ausgabe.h"
 #include "grundlage/datei.h"
 #include "grundlage/protokoll.h"
-#include "leserprozess/leser_prozesse.h"
+#include "leserwahl.h"
 #include "macscan/suche.h"
 #include "plattform_linux/arbeitsfaden_linux.h"
 #include "plattform_linux/buendel.h"
@@ -131,9 +131,9 @@ int ausfuehren(Suchlauf::Argumente const& argumente, sigset_t const& signale) {
     plattform::SystemUhr uhr;
     plattform::ArbeitsfadenLinux arbeitsfaden;
     plattform::KeineWolke wolke;
-    Texterkennung::LeserProzesse leser;
+    auto const leser = Suchlauf::leserBauen();
     Texterkennung::Zwischenspeicher const speicher{plattform::zwischenspeicherOrdner()};
-    Texterkennung::Erkenner erkenner{leser, speicher};
+    Texterkennung::Erkenner erkenner{*leser, speicher};
     MacScan::Dienst dienst;
     MacScan::Suche suche{
         {.merkliste = merkliste,
