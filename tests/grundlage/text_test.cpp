@@ -79,3 +79,19 @@ TEST(Text, ControlCharactersAreAlsoThoseThatShowNothing) {
         EXPECT_TRUE(hatSteuerzeichen(text)) << text;
     EXPECT_EQ(ohneSteuerzeichen("\ta\r\n b\xE2\x80\xAE!"), "a b!");
 }
+
+TEST(Text, ALogLineStaysOneLine) {
+    EXPECT_EQ(quillmate::einzeilig("a\nb\r\tc\x1b[2J\x7f", 100), "a b  c [2J ");
+    EXPECT_EQ(quillmate::einzeilig("", 10), "");
+    EXPECT_EQ(quillmate::einzeilig("ü\xFF", 10), "ü\xEF\xBF\xBD");
+}
+
+TEST(Text, ALongTextIsCutForALogLine) {
+    EXPECT_EQ(quillmate::einzeilig("äöüß", 4), "äöüß");
+    EXPECT_EQ(quillmate::einzeilig("äöüß", 3), "äöü…");
+    EXPECT_EQ(quillmate::einzeilig(std::string(10'000'000, 'x'), 3), "xxx…");
+    std::string zeichen = "a"; // one character of any number of bytes
+    for (int i = 0; i < 100'000; ++i)
+        zeichen += "\xCC\x88";
+    EXPECT_LT(quillmate::einzeilig(zeichen, 3).size(), 1000U);
+}

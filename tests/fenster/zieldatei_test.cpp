@@ -1,0 +1,244 @@
+#include "attrappen/ordner_auf_zeit.h"
+#include "fenster/zieldatei.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+using namespace quillmate;
+using attrappen::inhaltVon;
+using attrappen::OrdnerAufZeit;
+
+namespace {
+
+std::string belegt(OrdnerAufZeit const& ordner, std::string_view name) {
+    auto ziel = Zieldatei::belegen(ordner.pfad(), name);
+    if (!ziel)
+        return "nichts";
+    ziel->behalten();
+    return ziel->name();
+}
+
+std::size_t anzahlIn(std::string const& ordner) {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator{ordner}, std::filesystem::directory_iterator{}));
+}
+
+} // namespace
+
+TEST(SichererDateiname, AnOrdinaryNameStaysAsItIs) {
+    for (auto const* const name :
+         {"rechnung.pdf", "Rechnung Nr. 5 (März).pdf", "export", "archiv.tar.gz", "名前.pdf", "a'b\"c.pdf",
+          "100%.pdf"})
+        EXPECT_EQ(sichererDateiname(name), name);
+}
+
+TEST(SichererDateiname, OnlyTheLastComponentIsLeft) {
+    EXPECT_EQ(sichererDateiname("../../.ssh/config"), "config");
+    EXPECT_EQ(sichererDateiname("/etc/passwd"), "passwd");
+    EXPECT_EQ(sichererDateiname("C:\\Users\\a\\rechnung.pdf"), "rechnung.pdf");
+    EXPECT_EQ(sichererDateiname("a/b\\c/d.pdf"), "d.pdf");
+}
+
+TEST(SichererDateiname, NamesThatAreNoneBecomeDownload) {
+    for (auto const* const name : {"", "/", "a/", "a\\", "   ", "\xE2\x80\xAE"})
+        EXPECT_EQ(sichererDateiname(name), "Download") << name;
+}
+
+TEST(SichererDateiname, NothingIsHiddenAndNothingIsAFolder) {
+    EXPECT_EQ(sichererDateiname("."), "_");
+    EXPECT_EQ(sichererDateiname(".."), "_.");
+    EXPECT_EQ(sichererDateiname("../.."), "_.");
+    EXPECT_EQ(sichererDateiname(".bashrc"), "_bashrc");
+    EXPECT_EQ(sichererDateiname(" .bashrc"), "_bashrc");
+}
+
+TEST(SichererDateiname, ControlCharactersAndTurnersOfTextDisappear) {
+    EXPECT_EQ(sichererDateiname(std::string_view{"a\0b\n\x1b\x7f.pdf", 10}), "a_b___.pdf");
+    EXPECT_EQ(
+        sichererDateiname("rechnung\xE2\x80\xAE"
+                          "fdp.exe"),
+        "rechnungfdp.exe");
+    EXPECT_EQ(
+        sichererDateiname("a\xE2\x80\x8E"
+                          "b\xE2\x81\xA6"
+                          "c\xE2\x81\xA9.pdf"),
+        "abc.pdf");
+    EXPECT_EQ(sichererDateiname("a–b…c.pdf"), "a–b…c.pdf"); // their neighbours in Unicode
+}
+
+TEST(SichererDateiname, BrokenUtf8IsRepaired) {
+    EXPECT_EQ(sichererDateiname("f\xFCr.pdf"), "f\xEF\xBF\xBDr.pdf");
+}
+
+TEST(SichererDateiname, ALongNameIsCutButKeepsItsExtension) {
+    auto const name = sichererDateiname(std::string(5000, 'a') + ".pdf");
+    EXPECT_EQ(name.size(), 200U);
+    EXPECT_TRUE(name.ends_with("a.pdf"));
+    std::string umlaute;
+    for (int i = 0; i < 3000; ++i)
+        umlaute += "ü";
+    auto const kurz = sichererDateiname("x" + umlaute + ".pdf");
+    EXPECT_LE(kurz.size(), 200U);
+    EXPECT_TRUE(kurz.ends_with("ü.pdf"));
+    EXPECT_EQ(sichererDateiname("a." + std::string(5000, 'b')).size(), 200U);
+}
+
+TEST(Zieldatei, AFreeNameIsTakenAndAFileStandsForIt) {
+    OrdnerAufZeit const ordner;
+    auto const ziel = Zieldatei::belegen(ordner.pfad(), "rechnung.pdf");
+    ASSERT_TRUE(ziel);
+    EXPECT_EQ(ziel->pfad(), ordner.pfad("rechnung.pdf"));
+    EXPECT_EQ(ziel->name(), "rechnung.pdf");
+    struct stat lage {};
+    ASSERT_EQ(::stat(ziel->pfad().c_str(), &lage), 0);
+    EXPECT_EQ(lage.st_size, 0);
+    EXPECT_EQ(lage.st_mode & 07777U, 0600U);
+}
+
+TEST(Zieldatei, ATakenNameGetsTheNextNumberBeforeItsExtension) {
+    OrdnerAufZeit const ordner;
+    ordner.datei("rechnung.pdf", "alt");
+    EXPECT_EQ(belegt(ordner, "rechnung.pdf"), "rechnung 2.pdf");
+    EXPECT_EQ(belegt(ordner, "rechnung.pdf"), "rechnung 3.pdf");
+    EXPECT_EQ(inhaltVon(ordner.pfad("rechnung.pdf")), "alt");
+}
+
+TEST(Zieldatei, AFreedNumberIsTakenAgain) {
+    OrdnerAufZeit const ordner;
+    ordner.datei("a.pdf");
+    ordner.datei("a 3.pdf");
+    EXPECT_EQ(belegt(ordner, "a.pdf"), "a 2.pdf");
+    EXPECT_EQ(belegt(ordner, "a.pdf"), "a 4.pdf");
+}
+
+TEST(Zieldatei, WithoutExtensionNoDotIsAdded) {
+    OrdnerAufZeit const ordner;
+    EXPECT_EQ(belegt(ordner, "export"), "export");
+    EXPECT_EQ(belegt(ordner, "export"), "export 2");
+    EXPECT_EQ(belegt(ordner, "name."), "name.");
+    EXPECT_EQ(belegt(ordner, "name."), "name. 2");
+    EXPECT_EQ(belegt(ordner, "archiv.tar.gz"), "archiv.tar.gz");
+    EXPECT_EQ(belegt(ordner, "archiv.tar.gz"), "archiv.tar 2.gz");
+}
+
+TEST(Zieldatei, AnythingUnderTheNameTakesIt) {
+    OrdnerAufZeit const ordner;
+    ordner.ordner("a.pdf");
+    std::filesystem::create_symlink(ordner.pfad("nirgends"), ordner.pfad("a 2.pdf"));
+    ASSERT_EQ(::mkfifo(ordner.pfad("a 3.pdf").c_str(), 0600), 0);
+    EXPECT_EQ(belegt(ordner, "a.pdf"), "a 4.pdf");
+    EXPECT_FALSE(std::filesystem::exists(ordner.pfad("nirgends")));
+}
+
+TEST(Zieldatei, NoNumberIsTheLast) {
+    OrdnerAufZeit const ordner;
+    ordner.datei("a.pdf");
+    for (int i = 2; i <= 1200; ++i)
+        ordner.datei("a " + std::to_string(i) + ".pdf");
+    EXPECT_EQ(belegt(ordner, "a.pdf"), "a 1201.pdf");
+}
+
+TEST(Zieldatei, AFolderThatTakesNoFilesGivesNothing) {
+    OrdnerAufZeit const ordner;
+    EXPECT_FALSE(Zieldatei::belegen(ordner.pfad("fehlt"), "a.pdf"));
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_FALSE(Zieldatei::belegen(ordner.datei("datei"), "a.pdf"));
+    EXPECT_EQ(errno, ENOTDIR);
+}
+
+TEST(Zieldatei, ANameThatWasNotKeptIsGivenBack) {
+    OrdnerAufZeit const ordner;
+    { auto const ziel = Zieldatei::belegen(ordner.pfad(), "a.pdf"); }
+    EXPECT_EQ(anzahlIn(ordner.pfad()), 0U);
+    {
+        auto ziel = Zieldatei::belegen(ordner.pfad(), "a.pdf");
+        ziel->behalten();
+    }
+    EXPECT_EQ(anzahlIn(ordner.pfad()), 1U);
+}
+
+TEST(Zieldatei, WhatSomebodyElsePutThereIsNotRemoved) {
+    OrdnerAufZeit const ordner;
+    {
+        auto const gefuellt = Zieldatei::belegen(ordner.pfad(), "gefuellt.pdf");
+        ordner.datei("gefuellt.pdf", "Inhalt");
+        auto const ersetzt = Zieldatei::belegen(ordner.pfad(), "ersetzt.pdf");
+        ordner.datei("neu");
+        std::filesystem::rename(ordner.pfad("neu"), ordner.pfad("ersetzt.pdf"));
+        auto const weg = Zieldatei::belegen(ordner.pfad(), "weg.pdf");
+        std::filesystem::remove(ordner.pfad("weg.pdf"));
+        auto const verwiesen = Zieldatei::belegen(ordner.pfad(), "verwiesen.pdf");
+        std::filesystem::remove(ordner.pfad("verwiesen.pdf"));
+        std::filesystem::create_symlink("ersetzt.pdf", ordner.pfad("verwiesen.pdf"));
+    }
+    EXPECT_EQ(inhaltVon(ordner.pfad("gefuellt.pdf")), "Inhalt");
+    EXPECT_TRUE(std::filesystem::exists(ordner.pfad("ersetzt.pdf")));
+    EXPECT_TRUE(std::filesystem::is_symlink(ordner.pfad("verwiesen.pdf")));
+    EXPECT_EQ(anzahlIn(ordner.pfad()), 3U);
+}
+
+TEST(Zieldatei, AMovedClaimIsGivenBackOnce) {
+    OrdnerAufZeit const ordner;
+    auto erste = Zieldatei::belegen(ordner.pfad(), "a.pdf");
+    auto zweite = Zieldatei::belegen(ordner.pfad(), "b.pdf");
+    auto const genommen = std::move(*erste);
+    *erste = std::move(*zweite);
+    EXPECT_EQ(anzahlIn(ordner.pfad()), 2U);
+    zweite.reset();
+    EXPECT_EQ(anzahlIn(ordner.pfad()), 2U);
+    erste.reset();
+    EXPECT_EQ(anzahlIn(ordner.pfad()), 1U);
+    EXPECT_EQ(genommen.name(), "a.pdf");
+}
+
+TEST(Zieldatei, ManyAtOnceNeverGetTheSameName) {
+    OrdnerAufZeit const ordner;
+    std::mutex sperre;
+    std::set<std::string> namen;
+    std::vector<std::jthread> faeden;
+    for (int f = 0; f < 8; ++f)
+        faeden.emplace_back([&] {
+            for (int i = 0; i < 25; ++i) {
+                auto const name = belegt(ordner, "rechnung.pdf");
+                std::lock_guard const schutz{sperre};
+                EXPECT_TRUE(namen.insert(name).second) << name;
+            }
+        });
+    faeden.clear();
+    EXPECT_EQ(namen.size(), 200U);
+    EXPECT_TRUE(namen.contains("rechnung.pdf"));
+    EXPECT_TRUE(namen.contains("rechnung 200.pdf"));
+}
+
+TEST(Zieldatei, AlsoNotInSeveralProcesses) {
+    OrdnerAufZeit const ordner;
+    std::vector<pid_t> kinder;
+    for (int k = 0; k < 4; ++k) {
+        auto const kind = ::fork();
+        ASSERT_GE(kind, 0);
+        if (kind == 0) {
+            bool gut = true;
+            for (int i = 0; i < 50; ++i)
+                gut = gut && belegt(ordner, "a.pdf") != "nichts";
+            ::_exit(gut ? 0 : 1);
+        }
+        kinder.push_back(kind);
+    }
+    for (auto const kind : kinder) {
+        int status = 0;
+        ASSERT_EQ(::waitpid(kind, &status, 0), kind);
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_EQ(anzahlIn(ordner.pfad()), 200U); // each claim made a file of its own
+}
