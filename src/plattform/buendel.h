@@ -1,9 +1,19 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quillmate::plattform {
+
+/// What a bundle's property list says about its updates.
+struct Updatewerte {
+    std::optional<std::string> feed;             ///< SUFeedURL: address of the appcast.
+    std::vector<std::string> schluessel;         ///< SUPublicEDKey: a text, or an array of texts; Base64.
+    std::optional<bool> automatisch;             ///< SUEnableAutomaticChecks
+    std::optional<std::chrono::seconds> abstand; ///< SUScheduledCheckInterval, in seconds.
+};
 
 /// An application bundle: a folder "NAME.app" with "Contents/Info.plist". What the list does not name, or names
 /// as something other than text, is missing.
@@ -14,6 +24,7 @@ struct Buendel {
     std::optional<std::string> kurzfassung; ///< CFBundleShortVersionString
     std::optional<std::string> buildnummer; ///< CFBundleVersion
     std::optional<std::string> programm;    ///< Full path of CFBundleExecutable.
+    Updatewerte updates;
 };
 
 /// Port: what the desktop knows about bundles.

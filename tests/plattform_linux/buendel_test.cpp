@@ -80,3 +80,35 @@ TEST(Buendel, OfAProgramOutsideOfOneIsTheFolderItRunsFrom) {
     EXPECT_EQ(
         plattform::BuendelkundeLinux{}.laufend(), std::filesystem::canonical("/proc/self/exe").parent_path());
 }
+
+TEST(Buendel, KnowsWhereItsUpdatesComeFrom) {
+    attrappen::OrdnerAufZeit const ordner;
+    ordner.datei("Probe.app/Contents/Info.plist", R"(<plist version="1.0"><dict>
+<key>SUFeedURL</key><string>https://beispiel.de/appcast.xml</string>
+<key>SUPublicEDKey</key><array><string>eins</string><string>zwei</string></array>
+<key>SUEnableAutomaticChecks</key><true/>
+<key>SUScheduledCheckInterval</key><integer>86400</integer></dict></plist>)");
+    auto const werte = plattform::buendelAn(ordner.pfad("Probe.app"))->updates;
+    EXPECT_EQ(werte.feed, "https://beispiel.de/appcast.xml");
+    EXPECT_EQ(werte.schluessel, (std::vector<std::string>{"eins", "zwei"}));
+    EXPECT_EQ(werte.automatisch, true);
+    EXPECT_EQ(werte.abstand, std::chrono::hours{24});
+}
+
+TEST(Buendel, UpdateValuesOfTheWrongKindAreMissing) {
+    attrappen::OrdnerAufZeit const ordner;
+    ordner.datei("Probe.app/Contents/Info.plist", R"(<plist version="1.0"><dict>
+<key>SUFeedURL</key><true/>
+<key>SUPublicEDKey</key><array><string>eins</string><integer>2</integer></array>
+<key>SUEnableAutomaticChecks</key><string>ja</string>
+<key>SUScheduledCheckInterval</key><integer>99999999999</integer></dict></plist>)");
+    auto const werte = plattform::buendelAn(ordner.pfad("Probe.app"))->updates;
+    EXPECT_FALSE(werte.feed);
+    EXPECT_TRUE(werte.schluessel.empty());
+    EXPECT_FALSE(werte.automatisch);
+    EXPECT_FALSE(werte.abstand);
+    ordner.datei("Eins.app/Contents/Info.plist", R"(<plist version="1.0"><dict>
+<key>SUPublicEDKey</key><string>eins</string></dict></plist>)");
+    EXPECT_EQ(
+        plattform::buendelAn(ordner.pfad("Eins.app"))->updates.schluessel, std::vector<std::string>{"eins"});
+}

@@ -141,9 +141,10 @@ protected:
             auto const ausgang = umziehen(original, stoerung, aufruf);
             auto const wann = "call " + std::to_string(aufruf);
             pruefeGanzes(wann);
-            if (stoerung == Stoerung::scheitern && ausgang == 1)
+            if (stoerung == Stoerung::scheitern && ausgang == 1) {
                 EXPECT_EQ(abbild(original), abbild(muster))
                     << wann << ": a failed move took the original away";
+            }
             pruefeNeuenVersuch(wann);
             if (HasFailure())
                 return;

@@ -7,6 +7,20 @@
 
 namespace quillmate::plattform {
 
+namespace {
+
+Updatewerte updatewerte(plist_t wurzel) {
+    Updatewerte werte{
+        .feed = plistText(wurzel, "SUFeedURL"),
+        .schluessel = plistTexte(wurzel, "SUPublicEDKey"),
+        .automatisch = plistWahrheitswert(wurzel, "SUEnableAutomaticChecks")};
+    if (auto const sekunden = plistZahl(wurzel, "SUScheduledCheckInterval"))
+        werte.abstand = std::chrono::seconds{*sekunden};
+    return werte;
+}
+
+} // namespace
+
 std::optional<Buendel> buendelAn(std::string const& ordner) {
     constexpr std::uint64_t hoechstgroesse = std::uint64_t{1024} * 1024;
     auto const inhalt = leseDatei(ordner + "/Contents/Info.plist", hoechstgroesse);
@@ -20,6 +34,7 @@ std::optional<Buendel> buendelAn(std::string const& ordner) {
         .kurzfassung = plistText(plist.get(), "CFBundleShortVersionString"),
         .buildnummer = plistText(plist.get(), "CFBundleVersion")};
     auto const programm = plistText(plist.get(), "CFBundleExecutable");
+    buendel.updates = updatewerte(plist.get());
     // A bare file name only: nothing outside of the bundle may be started for it.
     if (programm && !programm->empty() && programm->find('/') == std::string::npos)
         buendel.programm = ordner + "/Contents/Linux/" + *programm;

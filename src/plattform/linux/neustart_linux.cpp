@@ -1,14 +1,9 @@
 #include "neustart_linux.h"
 
 #include "grundlage/datei.h"
+#include "prozessstart.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <unistd.h>
-
-#include <csignal>
-
-extern char** environ;
 
 namespace quillmate::plattform {
 
@@ -27,22 +22,6 @@ if [ -n "$2" ]; then
 fi
 )";
 
-/// Owns the attributes of a process to be started.
-struct Startwerte {
-    posix_spawn_file_actions_t dateien{};
-    posix_spawnattr_t werte{};
-    Startwerte() {
-        ::posix_spawn_file_actions_init(&dateien);
-        ::posix_spawnattr_init(&werte);
-    }
-    ~Startwerte() {
-        ::posix_spawn_file_actions_destroy(&dateien);
-        ::posix_spawnattr_destroy(&werte);
-    }
-    Startwerte(Startwerte const&) = delete;
-    Startwerte& operator=(Startwerte const&) = delete;
-};
-
 } // namespace
 
 std::vector<std::string> neustartbefehl(int prozess, Buendel const& ziel, std::string const& auswerfen) {
@@ -51,27 +30,7 @@ std::vector<std::string> neustartbefehl(int prozess, Buendel const& ziel, std::s
 }
 
 void NeustartLinux::vorbereiten(Buendel const& ziel, std::string const& auswerfen) {
-    auto befehl = neustartbefehl(::getpid(), ziel, auswerfen);
-    std::vector<char*> argumente;
-    for (auto& teil : befehl)
-        argumente.push_back(teil.data());
-    argumente.push_back(nullptr);
-
-    Startwerte start;
-    ::posix_spawn_file_actions_addopen(&start.dateien, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_addchdir_np(&start.dateien, "/");
-    // The lock on the single instance and everything else must end with this process.
-    ::posix_spawn_file_actions_addclosefrom_np(&start.dateien, STDERR_FILENO + 1);
-    sigset_t keine;
-    sigset_t vorgabe;
-    ::sigemptyset(&keine);
-    ::sigfillset(&vorgabe);
-    ::posix_spawnattr_setsigmask(&start.werte, &keine);
-    ::posix_spawnattr_setsigdefault(&start.werte, &vorgabe); // we ignore SIGPIPE, a new program must not
-    ::posix_spawnattr_setflags(
-        &start.werte, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    pid_t kind = 0;
-    (void)::posix_spawn(&kind, "/bin/sh", &start.dateien, &start.werte, argumente.data(), environ);
+    (void)prozessStarten(neustartbefehl(::getpid(), ziel, auswerfen));
 }
 
 } // namespace quillmate::plattform

@@ -48,6 +48,36 @@ std::optional<bool> plistWahrheitswert(plist_t woerterbuch, char const* schluess
     return wert != 0;
 }
 
+std::vector<std::string> plistTexte(plist_t woerterbuch, char const* schluessel) {
+    if (auto text = plistText(woerterbuch, schluessel))
+        return {*std::move(text)};
+    plist_t const liste = plist_dict_get_item(woerterbuch, schluessel);
+    if (!liste || plist_get_node_type(liste) != PLIST_ARRAY)
+        return {};
+    std::vector<std::string> texte;
+    auto const anzahl = plist_array_get_size(liste);
+    for (std::uint32_t i = 0; i < anzahl; ++i) {
+        plist_t const knoten = plist_array_get_item(liste, i);
+        if (plist_get_node_type(knoten) != PLIST_STRING)
+            return {};
+        std::uint64_t laenge = 0;
+        char const* const text = plist_get_string_ptr(knoten, &laenge);
+        texte.emplace_back(text, static_cast<std::size_t>(laenge));
+    }
+    return texte;
+}
+
+std::optional<std::int32_t> plistZahl(plist_t woerterbuch, char const* schluessel) {
+    plist_t const knoten = plist_dict_get_item(woerterbuch, schluessel);
+    if (!knoten || plist_get_node_type(knoten) != PLIST_UINT)
+        return std::nullopt;
+    std::uint64_t wert = 0;
+    plist_get_uint_val(knoten, &wert);
+    if (wert > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max()))
+        return std::nullopt;
+    return static_cast<std::int32_t>(wert);
+}
+
 std::optional<std::string> plistDaten(plist_t knoten) {
     if (!knoten || plist_get_node_type(knoten) != PLIST_DATA)
         return std::nullopt;

@@ -2,10 +2,12 @@
 
 #include <plist/plist.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Owning handles for libplist's trees.
 /// Threads: a tree belongs to one thread at a time.
@@ -27,6 +29,10 @@ using Plist = std::unique_ptr<void, PlistFrei>;
 [[nodiscard]] std::optional<bool> plistWahrheitswert(plist_t woerterbuch, char const* schluessel);
 /// Text of a text node; nothing for any other node.
 [[nodiscard]] std::optional<std::string> plistText(plist_t knoten);
+/// A text counts as an array of one. Empty for anything but texts.
+[[nodiscard]] std::vector<std::string> plistTexte(plist_t woerterbuch, char const* schluessel);
+/// A whole number from 0 to 2^31 - 1.
+[[nodiscard]] std::optional<std::int32_t> plistZahl(plist_t woerterbuch, char const* schluessel);
 /// Bytes of a binary-data node; nothing for any other node.
 [[nodiscard]] std::optional<std::string> plistDaten(plist_t knoten);
 

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "plattform/aktualisierer.h"
+#include "plattform/aktualisierungsanzeige.h"
+#include "plattform/hauptschleife.h"
+#include "plattform/voreinstellungen.h"
+#include "pruefung.h"
+#include "zeitplan.h"
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace quillmate::Aktualisierung {
+
+/// User defaults, all texts; numbers in decimal.
+inline constexpr char const* schluesselLetztePruefung =
+    "quillmate.aktualisierung.letztePruefung"; ///< Unix time.
+inline constexpr char const* schluesselUebersprungen =
+    "quillmate.aktualisierung.uebersprungen"; ///< Build number.
+inline constexpr char const* schluesselAusgabe =
+    "quillmate.aktualisierung.ausgabe"; ///< Highest appcast seen.
+/// Build number of a version that was put in and did not start.
+inline constexpr char const* schluesselGescheitert = "quillmate.aktualisierung.gescheitert";
+
+/// Keeps the program up to date: looks by itself once in a while, or at once when the user asks, offers what it finds,
+/// and puts it in.
+/// By itself it only speaks up when there is something to offer; asked by the user it always says what came of it.
+/// Threads: main thread; the long steps run on a worker of its own. Destroying it ends them, within a second or so.
+/// Ownership: borrows its helpers, which must outlive it.
+class Aktualisierung final : public plattform::Aktualisierer {
+public:
+    struct Hilfen {
+        plattform::Buendelkunde& buendelkunde;
+        plattform::Einbau& einbau;
+        plattform::Voreinstellungen& voreinstellungen;
+        plattform::Hauptschleife& schleife;
+        plattform::Aktualisierungsanzeige& anzeige;
+        Lader& lader;
+        std::function<std::chrono::sys_seconds()> jetzt;
+        std::string architektur; ///< As uname(2) says it.
+        bool auchHttp{false};    ///< Tests against a server of their own only.
+    };
+
+    explicit Aktualisierung(Hilfen hilfen);
+    ~Aktualisierung() override;
+    Aktualisierung(Aktualisierung const&) = delete;
+    Aktualisierung& operator=(Aktualisierung const&) = delete;
+
+    /// Once, at start: begins the automatic checks, where the bundle wants them.
+    void starten();
+    /// Once the main window is shown: this version has started, the one before may go. Tells the user when a newer one
+    /// had to be taken back.
+    void gestartet();
+    void nachUpdatesSuchen() override;
+
+private:
+    enum class Zustand { ruht, sucht, fragt, laedt };
+    enum class Wunsch { derNutzer, derZeitplan };
+
+    void planen();
+    void suche(Wunsch wunsch);
+    void gefunden(Wunsch wunsch, Suchergebnis const& ergebnis);
+    void bieteAn(Angebot const& angebot);
+    void installiere(Angebot const& angebot);
+    void bereitgestellt(std::optional<Fehlschlag> fehlschlag);
+    void melde(Fehlschlag fehlschlag);
+    void abbrechen();
+    [[nodiscard]] std::optional<Anlass> anlass() const;
+    /// Runs `arbeit` on the worker, then `danach` on the main thread unless this object has gone or the step was ended.
+    template<typename Arbeit, typename Danach>
+    void nebenher(Arbeit arbeit, Danach danach);
+
+    Hilfen const hilfen_;
+    std::optional<plattform::Buendel> const eigenes_;
+    Zustand zustand_{Zustand::ruht};
+    bool still_{false};   ///< The search under way is the schedule's and shows nothing.
+    bool geplant_{false}; ///< A timer runs.
+    int schritt_{0};      ///< Counts the steps; answers of an ended one are dropped.
+    std::shared_ptr<std::atomic<bool>> abbruch_;
+    std::jthread arbeiter_;
+    std::shared_ptr<int> const lebt_{std::make_shared<int>(0)};
+};
+
+} // namespace quillmate::Aktualisierung

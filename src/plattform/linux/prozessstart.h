@@ -1,0 +1,17 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quillmate::plattform {
+
+/// Starts a process that may outlive this one: a session of its own, in "/" so that it keeps no volume busy, ordinary
+/// signals, and of our descriptors only standard output and error (a lock must end with us). The caller is its parent
+/// and need not wait for it. Nothing when it cannot be started.
+/// Threads: any.
+[[nodiscard]] std::optional<pid_t> prozessStarten(std::vector<std::string> befehl);
+
+} // namespace quillmate::plattform

@@ -1,0 +1,191 @@
+#include "aktualisierung/auspacken.h"
+#include "werkbank.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+using namespace quillmate;
+using Aktualisierung::Auspacken;
+using attrappen::Eintrag;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Entpacken : public testing::Test {
+protected:
+    Auspacken pack(std::vector<Eintrag> const& eintraege, Aktualisierung::Auspackgrenzen grenzen = {}) {
+        fs::remove_all(ziel);
+        fs::create_directories(ziel);
+        return Aktualisierung::auspacken(attrappen::archivAus(eintraege), ziel, grenzen);
+    }
+    /// A bundle with one entry more.
+    Auspacken packMit(Eintrag eintrag) {
+        auto eintraege = attrappen::buendeleintraege("60");
+        eintraege.push_back(std::move(eintrag));
+        return pack(eintraege);
+    }
+    /// Everything outside of the folder to unpack into.
+    std::vector<std::string> draussen() const {
+        std::vector<std::string> namen;
+        for (auto const& eintrag : fs::directory_iterator{ordner.pfad("heim")})
+            if (eintrag.path() != ziel)
+                namen.push_back(eintrag.path().filename().string());
+        return namen;
+    }
+    static unsigned rechte(std::string const& pfad) {
+        struct stat lage {};
+        ::lstat(pfad.c_str(), &lage);
+        return lage.st_mode & 07777U;
+    }
+
+    attrappen::OrdnerAufZeit ordner;
+    std::string const ziel{ordner.ordner("heim/ziel")};
+};
+
+} // namespace
+
+TEST_F(Entpacken, PutsTheBundlesContentDirectlyIntoTheFolder) {
+    ASSERT_EQ(pack(attrappen::buendeleintraege("60")), Auspacken::gelungen);
+    EXPECT_EQ(attrappen::inhaltVon(ziel + "/Contents/Resources/Größe.txt"), "Fassung 60");
+    EXPECT_EQ(fs::read_symlink(ziel + "/Contents/Resources/verweis"), "Größe.txt");
+    EXPECT_EQ(rechte(ziel + "/Contents/Linux/quillmate"), 0755U);
+    EXPECT_EQ(rechte(ziel + "/Contents/Info.plist"), 0644U);
+}
+
+TEST_F(Entpacken, TakesBothKindsOfTarInAnyLocale) {
+    for (auto const art : {attrappen::Packart::gnu, attrappen::Packart::pax}) {
+        auto eintraege = attrappen::buendeleintraege("60");
+        eintraege.push_back(
+            {.name = "Quillmate.app/" + std::string(200, 'a') + "/" + std::string(200, 'b'),
+             .inhalt = "lang"});
+        fs::remove_all(ziel);
+        fs::create_directories(ziel);
+        ASSERT_EQ(Aktualisierung::auspacken(attrappen::archivAus(eintraege, art), ziel), Auspacken::gelungen);
+        EXPECT_EQ(attrappen::inhaltVon(ziel + "/Contents/Resources/Größe.txt"), "Fassung 60");
+        EXPECT_EQ(
+            attrappen::inhaltVon(ziel + "/" + std::string(200, 'a') + "/" + std::string(200, 'b')), "lang");
+    }
+}
+
+TEST_F(Entpacken, ReducesPermissionsToWhatAProgramNeeds) {
+    ASSERT_EQ(packMit({.name = "Quillmate.app/su", .inhalt = "x", .rechte = 06777}), Auspacken::gelungen);
+    EXPECT_EQ(rechte(ziel + "/su"), 0755U);
+    ASSERT_EQ(packMit({.name = "Quillmate.app/zu", .inhalt = "x", .rechte = 0}), Auspacken::gelungen);
+    EXPECT_EQ(rechte(ziel + "/zu"), 0644U);
+    ASSERT_EQ(packMit({.name = "Quillmate.app/o", .art = AE_IFDIR, .rechte = 01777}), Auspacken::gelungen);
+    EXPECT_EQ(rechte(ziel + "/o"), 0755U);
+}
+
+TEST_F(Entpacken, RefusesNamesThatLeadOut) {
+    for (auto const* name :
+         {"../draussen", "Quillmate.app/../../draussen", "Quillmate.app/..", "/draussen", "/tmp/draussen",
+          "Quillmate.app/a/../../../draussen", "Anderes.app/datei", "draussen", "Quillmate.app"}) {
+        EXPECT_EQ(packMit({.name = name, .inhalt = "x"}), Auspacken::falscheForm) << name;
+        EXPECT_TRUE(draussen().empty()) << name;
+    }
+}
+
+TEST_F(Entpacken, RefusesLinksThatLeadOut) {
+    for (auto const* verweis :
+         {"/etc/passwd", "../../../draussen", "../..", "a/../../../x", "Contents/../..",
+          "."
+          "./../../"}) {
+        EXPECT_EQ(
+            packMit({.name = "Quillmate.app/Contents/v", .art = AE_IFLNK, .verweis = verweis}),
+            Auspacken::falscheForm)
+            << verweis;
+    }
+    EXPECT_EQ(
+        packMit(
+            {.name = "Quillmate.app/Contents/Resources/v",
+             .art = AE_IFLNK,
+             .verweis = "../../Contents/Info.plist"}),
+        Auspacken::gelungen)
+        << "up as far as the bundle, then down";
+    EXPECT_EQ(packMit({.name = "Quillmate.app", .art = AE_IFLNK, .verweis = "x"}), Auspacken::falscheForm);
+}
+
+TEST_F(Entpacken, NeverWritesThroughALink) {
+    auto eintraege = attrappen::buendeleintraege("60");
+    eintraege.push_back({.name = "Quillmate.app/v", .art = AE_IFLNK, .verweis = "Contents"});
+    eintraege.push_back({.name = "Quillmate.app/v/datei", .inhalt = "x"});
+    EXPECT_EQ(pack(eintraege), Auspacken::falscheForm);
+    EXPECT_FALSE(fs::exists(ziel + "/Contents/datei"));
+}
+
+TEST_F(Entpacken, RefusesEverythingButFoldersFilesAndLinks) {
+    for (auto const art : {AE_IFIFO, AE_IFCHR, AE_IFBLK})
+        EXPECT_EQ(
+            packMit({.name = "Quillmate.app/g", .art = static_cast<unsigned>(art)}), Auspacken::falscheForm);
+    EXPECT_EQ(
+        packMit({.name = "Quillmate.app/h", .verweis = "Quillmate.app/Contents/Info.plist", .hart = true}),
+        Auspacken::falscheForm);
+    EXPECT_EQ(
+        packMit({.name = "Quillmate.app/h", .verweis = "/etc/passwd", .hart = true}), Auspacken::falscheForm);
+}
+
+TEST_F(Entpacken, RefusesANameTakenTwice) {
+    EXPECT_EQ(
+        packMit({.name = "Quillmate.app/Contents/Info.plist", .inhalt = "anders"}), Auspacken::falscheForm);
+    EXPECT_EQ(
+        packMit({.name = "Quillmate.app/./Contents//Info.plist", .inhalt = "anders"}),
+        Auspacken::falscheForm);
+    EXPECT_EQ(
+        packMit({.name = "Quillmate.app/Contents/Info.plist/x", .inhalt = "x"}), Auspacken::falscheForm);
+    EXPECT_EQ(packMit({.name = "Quillmate.app/Contents", .inhalt = "x"}), Auspacken::falscheForm);
+}
+
+TEST_F(Entpacken, BoundsBytesEntriesDepthAndNames) {
+    auto const bombe = Eintrag{.name = "Quillmate.app/gross", .inhalt = std::string(3'000'000, '\0')};
+    auto eintraege = attrappen::buendeleintraege("60");
+    eintraege.push_back(bombe);
+    EXPECT_LT(attrappen::archivAus(eintraege).size(), 10'000U) << "it is a bomb";
+    EXPECT_EQ(pack(eintraege, {.bytes = 1'000'000}), Auspacken::zuGross);
+    EXPECT_EQ(pack(eintraege, {.eintraege = 3}), Auspacken::zuGross);
+    EXPECT_EQ(pack(eintraege), Auspacken::gelungen);
+    std::string tief = "Quillmate.app";
+    for (int i = 0; i < 40; ++i)
+        tief += "/t";
+    EXPECT_EQ(packMit({.name = tief, .inhalt = "x"}), Auspacken::falscheForm);
+    EXPECT_EQ(
+        packMit({.name = "Quillmate.app/" + std::string(300, 'n'), .inhalt = "x"}), Auspacken::falscheForm);
+}
+
+TEST_F(Entpacken, RefusesWhatIsNoArchiveOfOurKind) {
+    auto const probe = [&](std::string const& bytes) {
+        fs::remove_all(ziel);
+        fs::create_directories(ziel);
+        return Aktualisierung::auspacken(bytes, ziel);
+    };
+    EXPECT_NE(probe(""), Auspacken::gelungen);
+    EXPECT_EQ(probe("kein Archiv, nur Text"), Auspacken::falscheForm);
+    EXPECT_EQ(
+        probe(attrappen::archivAus(attrappen::buendeleintraege("60"), attrappen::Packart::zip)),
+        Auspacken::falscheForm);
+    auto const ganz = attrappen::archivAus(attrappen::buendeleintraege("60"));
+    EXPECT_NE(probe(ganz.substr(0, ganz.size() / 2)), Auspacken::gelungen);
+    EXPECT_EQ(pack({}), Auspacken::falscheForm);
+    EXPECT_EQ(pack({{.name = "Quillmate/x", .inhalt = "x"}}), Auspacken::falscheForm) << "no bundle";
+    EXPECT_EQ(Aktualisierung::auspacken(ganz, ordner.pfad("fehlt")), Auspacken::nichtAbgelegt);
+}
+
+TEST_F(Entpacken, AFullDiskIsNotTheArchivesFault) {
+    auto eintraege = attrappen::buendeleintraege("60");
+    eintraege.push_back({.name = "Quillmate.app/gross", .inhalt = std::string(3'000'000, 'x')});
+    auto const kind = ::fork();
+    if (kind == 0) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit const grenze{.rlim_cur = 1'000'000, .rlim_max = 1'000'000};
+        ::setrlimit(RLIMIT_FSIZE, &grenze);
+        ::_exit(pack(eintraege) == Auspacken::nichtAbgelegt ? 0 : 1);
+    }
+    int ausgang = -1;
+    ::waitpid(kind, &ausgang, 0);
+    EXPECT_EQ(ausgang, 0);
+}

@@ -1,0 +1,168 @@
+#include "aktualisierung/bezug.h"
+#include "attrappen/http_attrappe.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+using namespace quillmate;
+using namespace Aktualisierung;
+using namespace std::chrono_literals;
+using attrappen::HttpAnfrage;
+using attrappen::HttpAntwort;
+
+namespace {
+
+struct Ergebnis {
+    Bezug bezug;
+    std::string bytes;
+};
+
+Ergebnis hole(
+    std::string const& url, std::uint64_t hoechstens = 1000,
+    NetzLader::Schema schema = NetzLader::Schema::auchHttp, std::atomic<bool> const* abbruch = nullptr,
+    std::chrono::seconds leerlauf = 5s) {
+    std::atomic<bool> const nie{false};
+    Ergebnis ergebnis{};
+    NetzLader lader{schema};
+    ergebnis.bezug = lader.laden(
+        {.url = url,
+         .hoechstens = hoechstens,
+         .ablage =
+             [&](char const* bytes, std::size_t anzahl) {
+                 ergebnis.bytes.append(bytes, anzahl);
+                 return true;
+             },
+         .leerlaufgrenze = leerlauf},
+        abbruch ? *abbruch : nie);
+    return ergebnis;
+}
+
+} // namespace
+
+TEST(NetzLader, FetchesBytesInOrderAndTellsProgress) {
+    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+        return HttpAntwort{.koerper = std::string(200'000, 'x')};
+    }};
+    std::atomic<bool> const nie{false};
+    std::uint64_t zuletzt = 0;
+    std::string bytes;
+    EXPECT_EQ(
+        NetzLader{NetzLader::Schema::auchHttp}.laden(
+            {.url = server.adresse() + "/a",
+             .hoechstens = 200'000,
+             .ablage =
+                 [&](char const* stueck, std::size_t anzahl) {
+                     bytes.append(stueck, anzahl);
+                     return true;
+                 },
+             .fortschritt =
+                 [&](std::uint64_t geladen) {
+                     EXPECT_GT(geladen, zuletzt);
+                     zuletzt = geladen;
+                 }},
+            nie),
+        Bezug::gelungen);
+    EXPECT_EQ(bytes.size(), 200'000U);
+    EXPECT_EQ(zuletzt, 200'000U);
+}
+
+TEST(NetzLader, AsksNothingWithoutTransportSecurity) {
+    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+        return HttpAntwort{.koerper = "x"};
+    }};
+    EXPECT_EQ(hole(server.adresse() + "/a", 1000, NetzLader::Schema::nurHttps).bezug, Bezug::abgelehnt);
+    EXPECT_EQ(hole("file:///etc/hostname").bezug, Bezug::abgelehnt);
+    EXPECT_TRUE(server.anfragen().empty());
+}
+
+TEST(NetzLader, FollowsRedirectsButNotToOtherSchemesNorForEver) {
+    std::string adresse;
+    attrappen::HttpAttrappe server{[&](HttpAnfrage const& anfrage) -> HttpAntwort {
+        if (anfrage.pfad == "/weiter")
+            return {.status = 302, .weitererKopf = "Location: /ziel\r\n"};
+        if (anfrage.pfad == "/datei")
+            return {.status = 302, .weitererKopf = "Location: file:///etc/hostname\r\n"};
+        if (anfrage.pfad == "/kreis")
+            return {.status = 302, .weitererKopf = "Location: /kreis\r\n"};
+        return {.koerper = "da"};
+    }};
+    adresse = server.adresse();
+    auto const weiter = hole(adresse + "/weiter");
+    EXPECT_EQ(weiter.bezug, Bezug::gelungen);
+    EXPECT_EQ(weiter.bytes, "da");
+    EXPECT_EQ(hole(adresse + "/datei").bezug, Bezug::abgelehnt);
+    EXPECT_EQ(hole(adresse + "/kreis").bezug, Bezug::abgelehnt);
+    EXPECT_EQ(server.anfragenAn("/kreis").size(), 6U);
+}
+
+TEST(NetzLader, TakesNoErrorPageForTheFile) {
+    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+        return HttpAntwort{.status = 404, .koerper = "nicht da"};
+    }};
+    auto const ergebnis = hole(server.adresse() + "/a");
+    EXPECT_EQ(ergebnis.bezug, Bezug::abgelehnt);
+    EXPECT_EQ(ergebnis.bytes, "");
+}
+
+TEST(NetzLader, ReadsNoMoreThanItMay) {
+    attrappen::HttpAttrappe server{[](HttpAnfrage const& anfrage) -> HttpAntwort {
+        if (anfrage.pfad == "/ehrlich")
+            return {.koerper = std::string(100'000, 'x')};
+        // Without a length, until the connection closes.
+        return {.roh = "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + std::string(100'000, 'x')};
+    }};
+    for (auto const* pfad : {"/ehrlich", "/endlos"}) {
+        auto const ergebnis = hole(server.adresse() + pfad, 99'999);
+        EXPECT_EQ(ergebnis.bezug, Bezug::zuGross) << pfad;
+        EXPECT_LE(ergebnis.bytes.size(), 99'999U) << pfad;
+        EXPECT_EQ(hole(server.adresse() + pfad, 100'000).bezug, Bezug::gelungen) << pfad;
+    }
+}
+
+TEST(NetzLader, IsOfflineWhereNobodyAnswersOrTheAnswerBreaksOff) {
+    EXPECT_EQ(hole(attrappen::toteAdresse() + "/a").bezug, Bezug::offline);
+    attrappen::HttpAttrappe server{[](HttpAnfrage const& anfrage) -> HttpAntwort {
+        if (anfrage.pfad == "/stumm")
+            return {.ohneAntwort = true};
+        return {.koerper = std::string(10'000, 'x'), .abschneiden = 5'000};
+    }};
+    EXPECT_EQ(hole(server.adresse() + "/stumm").bezug, Bezug::offline);
+    EXPECT_EQ(hole(server.adresse() + "/halb", 10'000).bezug, Bezug::offline);
+}
+
+TEST(NetzLader, GivesUpOnAServerThatSaysNothing) {
+    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+        return HttpAntwort{.haengen = true};
+    }};
+    EXPECT_EQ(
+        hole(server.adresse() + "/a", 1000, NetzLader::Schema::auchHttp, nullptr, 1s).bezug, Bezug::offline);
+}
+
+TEST(NetzLader, EndsWhenItIsTold) {
+    std::atomic<bool> abbruch{false};
+    attrappen::HttpAttrappe server{[&](HttpAnfrage const&) {
+        abbruch = true;
+        return HttpAntwort{.haengen = true};
+    }};
+    EXPECT_EQ(
+        hole(server.adresse() + "/a", 1000, NetzLader::Schema::auchHttp, &abbruch, 30s).bezug,
+        Bezug::abgebrochen);
+}
+
+TEST(NetzLader, StopsWhenTheDiskTakesNoMore) {
+    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+        return HttpAntwort{.koerper = "x"};
+    }};
+    std::atomic<bool> const nie{false};
+    EXPECT_EQ(
+        NetzLader{NetzLader::Schema::auchHttp}.laden(
+            {.url = server.adresse() + "/a",
+             .hoechstens = 10,
+             .ablage =
+                 [](char const*, std::size_t) {
+                     return false;
+                 }},
+            nie),
+        Bezug::nichtAbgelegt);
+}

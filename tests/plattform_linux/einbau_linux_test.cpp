@@ -1,0 +1,221 @@
+#include "attrappen/probebuendel.h"
+#include "attrappen/warten.h"
+#include "plattform_linux/buendel.h"
+#include "plattform_linux/einbau_linux.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <thread>
+
+using namespace quillmate;
+using namespace std::chrono_literals;
+using attrappen::abbild;
+using plattform::Einbauausgang;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Version 50 in its place, 60 beside it. Their programs are shell scripts.
+class EinbauLinux : public testing::Test {
+protected:
+    EinbauLinux() {
+        attrappen::probebuendel(app, "50", skript("alte", "exit 0"));
+        bereiteNeues(skript("neue", "rm -r \"" + probe + "\"\n" + laeuftWeiter()));
+    }
+    std::string skript(std::string const& name, std::string const& rest) const {
+        return "#!/bin/sh\necho " + name + " $$ >> \"" + logdatei + "\"\n" + rest + "\n";
+    }
+    /// A program that runs as long as the test.
+    std::string laeuftWeiter() const { return "while [ -e '" + ordner.pfad() + "' ]; do sleep 0.1; done"; }
+    void bereiteNeues(std::string const& programm) {
+        auto const ordner_ = einbau.baustelle(app);
+        ASSERT_EQ(ordner_, neues);
+        attrappen::probebuendel(neues, "60", programm);
+        neuesAbbild = abbild(neues);
+        ASSERT_EQ(einbau.bereiten(app), std::nullopt);
+    }
+    std::string protokoll() const { return attrappen::inhaltVon(logdatei); }
+    bool lief(std::string const& name) const { return protokoll().find(name) != std::string::npos; }
+
+    /// The helper's work, in a process whose parent ends when told.
+    Einbauausgang schliesseAb(plattform::Einbaufristen fristen = {}) {
+        // A parent that is not ours counts as ended.
+        return plattform::einbauAbschliessen(
+            1'000'000'000, app, [this](std::string const& nummer) { gemeldet = nummer; }, fristen);
+    }
+    std::string fassung() const { return *plattform::buendelAn(app)->buildnummer; }
+    std::vector<std::string> daneben() const {
+        std::vector<std::string> namen;
+        for (auto const& eintrag : fs::directory_iterator{fs::path{app}.parent_path()})
+            if (eintrag.path() != app)
+                namen.push_back(eintrag.path().filename().string());
+        return namen;
+    }
+
+    attrappen::OrdnerAufZeit ordner;
+    std::string const logdatei{ordner.pfad("log")};
+    std::string const app{ordner.ordner("Programme ä") + "/Quillmate.app"};
+    std::string const neues{ordner.pfad("Programme ä/.Quillmate.app.neu")};
+    std::string const probe{ordner.pfad("Programme ä/.Quillmate.app.probe")};
+    plattform::EinbauLinux einbau;
+    std::map<std::string, std::string> neuesAbbild;
+    std::optional<std::string> gemeldet;
+};
+
+} // namespace
+
+TEST_F(EinbauLinux, PutsTheNewVersionInAndRemovesTheOldOneOnceItHasStarted) {
+    EXPECT_EQ(schliesseAb(), Einbauausgang::eingebaut);
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_EQ(abbild(app), neuesAbbild);
+    EXPECT_TRUE(daneben().empty());
+    EXPECT_TRUE(lief("neue"));
+    EXPECT_FALSE(lief("alte"));
+    EXPECT_FALSE(gemeldet);
+}
+
+TEST_F(EinbauLinux, KeepsTheOldVersionUntilTheNewOneHasStarted) {
+    auto const bereit = ordner.pfad("bereit");
+    bereiteNeues(skript(
+        "neue", "while [ ! -e \"" + bereit + "\" ]; do sleep 0.01; done\nrm -r \"" + probe + "\"\n" +
+                    laeuftWeiter()));
+    std::thread helfer{[&] {
+        EXPECT_EQ(schliesseAb(), Einbauausgang::eingebaut);
+    }};
+    EXPECT_TRUE(attrappen::wartenBis([&] { return lief("neue"); }));
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_EQ(plattform::buendelAn(neues)->buildnummer, "50");
+    ordner.datei("bereit");
+    helfer.join();
+    EXPECT_TRUE(daneben().empty());
+}
+
+TEST_F(EinbauLinux, TakesAVersionBackThatEndsWithAFailure) {
+    auto const alt = abbild(app);
+    bereiteNeues(skript("neue", "exit 3"));
+    EXPECT_EQ(schliesseAb(), Einbauausgang::zurueckgenommen);
+    EXPECT_EQ(abbild(app), alt);
+    EXPECT_TRUE(daneben().empty());
+    EXPECT_EQ(gemeldet, "60");
+    EXPECT_TRUE(attrappen::wartenBis([&] { return lief("alte"); }));
+}
+
+TEST_F(EinbauLinux, TakesAVersionBackThatCrashes) {
+    bereiteNeues(skript("neue", "kill -SEGV $$"));
+    EXPECT_EQ(schliesseAb(), Einbauausgang::zurueckgenommen);
+    EXPECT_EQ(fassung(), "50");
+}
+
+TEST_F(EinbauLinux, TakesAVersionBackThatCannotEvenBeStarted) {
+    bereiteNeues("#!/gibt/es/nicht\n");
+    EXPECT_EQ(schliesseAb(), Einbauausgang::zurueckgenommen);
+    EXPECT_EQ(fassung(), "50");
+    EXPECT_EQ(gemeldet, "60");
+    EXPECT_TRUE(attrappen::wartenBis([&] { return lief("alte"); }));
+}
+
+TEST_F(EinbauLinux, TakesAVersionBackThatHangsAndEndsIt) {
+    bereiteNeues(skript("neue", laeuftWeiter()));
+    EXPECT_EQ(schliesseAb({.anlauf = 300ms}), Einbauausgang::zurueckgenommen);
+    EXPECT_EQ(fassung(), "50");
+    std::istringstream zeile{protokoll()};
+    std::string wer;
+    pid_t nummer = 0;
+    zeile >> wer >> nummer;
+    ASSERT_EQ(wer, "neue");
+    EXPECT_NE(::kill(nummer, 0), 0) << "it still runs";
+}
+
+TEST_F(EinbauLinux, AnOrderlyEndCountsAsAStart) {
+    bereiteNeues(skript("neue", "exit 0"));
+    EXPECT_EQ(schliesseAb(), Einbauausgang::eingebaut);
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_TRUE(daneben().empty());
+}
+
+TEST_F(EinbauLinux, WaitsForTheEndOfTheOldProgram) {
+    std::array<int, 2> rohr{};
+    ASSERT_EQ(::pipe2(rohr.data(), O_CLOEXEC), 0);
+    // The old program starts the helper and ends when the pipe closes.
+    auto const altes = ::fork();
+    if (altes == 0) {
+        ::close(rohr[1]);
+        auto const ich = ::getpid();
+        if (::fork() == 0) {
+            ::close(rohr[0]);
+            ::_exit(
+                plattform::einbauAbschliessen(ich, app, [](std::string const&) {}) == Einbauausgang::eingebaut
+                    ? 0
+                    : 1);
+        }
+        char ende = 0;
+        while (::read(rohr[0], &ende, 1) > 0) {
+        }
+        ::_exit(0);
+    }
+    ::close(rohr[0]);
+    EXPECT_FALSE(attrappen::wartenBis([&] { return fassung() != "50"; }, 1s));
+    ::close(rohr[1]);
+    ::waitpid(altes, nullptr, 0);
+    EXPECT_TRUE(attrappen::wartenBis([&] { return fassung() == "60" && daneben().empty(); }));
+}
+
+TEST_F(EinbauLinux, GivesUpWhereTheOldProgramDoesNotEnd) {
+    auto const altes = ::getpid();
+    auto const kind = ::fork();
+    if (kind == 0)
+        ::_exit(
+            plattform::einbauAbschliessen(altes, app, [](std::string const&) {}, {.ende = 100ms}) ==
+                    Einbauausgang::nichtEingebaut
+                ? 0
+                : 1);
+    int ausgang = -1;
+    ::waitpid(kind, &ausgang, 0);
+    EXPECT_EQ(ausgang, 0);
+    EXPECT_EQ(fassung(), "50");
+    EXPECT_TRUE(daneben().empty());
+    EXPECT_FALSE(lief("alte")) << "it still runs, after all";
+}
+
+TEST_F(EinbauLinux, StartsTheOldVersionWhereTheNewOneHasGone) {
+    fs::remove_all(neues);
+    EXPECT_EQ(schliesseAb(), Einbauausgang::nichtEingebaut);
+    EXPECT_EQ(fassung(), "50");
+    EXPECT_TRUE(attrappen::wartenBis([&] { return lief("alte"); }));
+    EXPECT_TRUE(daneben().empty());
+}
+
+TEST_F(EinbauLinux, TheNextStartClearsAwayWhatAKilledHelperLeft) {
+    ordner.datei("Programme ä/.Quillmate.app.probe");
+    einbau.bestaetigen(app);
+    EXPECT_TRUE(daneben().empty());
+    EXPECT_EQ(fassung(), "50");
+    einbau.bestaetigen(app);
+    EXPECT_EQ(fassung(), "50");
+}
+
+TEST_F(EinbauLinux, DiscardingRemovesWhatWasPrepared) {
+    einbau.verwerfen(app);
+    EXPECT_TRUE(daneben().empty());
+    EXPECT_EQ(fassung(), "50");
+}
+
+TEST_F(EinbauLinux, IsPossibleOnlyWhereTheUserMayWrite) {
+    EXPECT_TRUE(einbau.moeglich(app));
+    EXPECT_FALSE(einbau.moeglich(ordner.pfad("gibt es nicht/Quillmate.app")));
+    auto const kind = ::fork();
+    if (kind == 0) {
+        if (::geteuid() == 0 && ::setresuid(65534, 65534, 65534) != 0)
+            ::_exit(77);
+        fs::path const system{"/usr/lib"};
+        ::_exit(einbau.moeglich("/usr/lib/quillmate/Quillmate.app") || einbau.moeglich("/usr/lib") ? 1 : 0);
+    }
+    int ausgang = -1;
+    ::waitpid(kind, &ausgang, 0);
+    EXPECT_EQ(ausgang, 0);
+}
