@@ -56,6 +56,7 @@ struct Ladefehler {
     bool abgebrochen{
         false}; ///< The program or the page itself ended it: cancelled, replaced, became a download.
     std::optional<std::string> adresse{}; ///< What could not be loaded, as far as the engine says.
+    bool zertifikat{false}; ///< The server could not prove who it is. `beschreibung` says why, in German.
 };
 
 /// A request for a window of its own.

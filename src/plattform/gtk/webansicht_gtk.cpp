@@ -231,7 +231,7 @@ struct WebansichtGtk::Signale {
     }
 
     static gboolean zertifikatfehler(
-        WebKitWebView*, char*, GTlsCertificate*, GTlsCertificateFlags maengel, gpointer daten) {
+        WebKitWebView*, char* adresse, GTlsCertificate*, GTlsCertificateFlags maengel, gpointer daten) {
         auto& ich = an(daten);
         ich.gescheitert_ = true;
         ich.fristBeenden();
@@ -239,7 +239,9 @@ struct WebansichtGtk::Signale {
             ich, {.bereich = "zertifikat",
                   .nummer = static_cast<int>(maengel),
                   .beschreibung = beschreibungVon(maengel),
-                  .abgebrochen = false});
+                  .abgebrochen = false,
+                  .adresse = textVon(adresse),
+                  .zertifikat = true});
         return TRUE;
     }
 

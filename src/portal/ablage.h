@@ -1,0 +1,47 @@
+#pragma once
+
+#include "grundlage/datei.h"
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quillmate {
+
+/// The temporary folders of portal downloads and captures, one per file: "quillmate-portal-" and a UUID, mode 0700,
+/// below the user's temporary folder. Each is locked by the process that works in it, so that a folder whose process
+/// died can be told from one in use.
+/// Threads: any.
+/// Errors: removing is best effort.
+class Portalablage {
+public:
+    /// `temporaererOrdner`: absolute path; made when it is missing.
+    explicit Portalablage(std::string temporaererOrdner);
+    /// Removes what is left of this object's folders.
+    ~Portalablage();
+    Portalablage(Portalablage const&) = delete;
+    Portalablage& operator=(Portalablage const&) = delete;
+
+    /// Path of a new empty folder; nothing when it cannot be made.
+    [[nodiscard]] std::optional<std::string> neuerOrdner();
+    /// Removes one of this object's folders with all that is in it; other paths are left alone.
+    void entfernen(std::string const& ordner);
+    /// Removes folders of this kind that an earlier run left behind: the user's own, no links, and no folder in which a
+    /// process still works, be it another instance of this program.
+    void aufraeumen();
+
+    static constexpr std::string_view vorsatz = "quillmate-portal-";
+
+private:
+    std::string const temporaererOrdner_;
+    std::mutex sperre_;
+    std::map<std::string, Deskriptor> offen_; ///< Guarded by sperre_. Holds each folder's lock.
+};
+
+/// A file name for what a portal calls its file: the last component without control characters, of at most 200 bytes,
+/// its extension kept. Empty when nothing is left that could be a name.
+[[nodiscard]] std::string belegname(std::string_view vorschlag);
+
+} // namespace quillmate

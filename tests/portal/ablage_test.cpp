@@ -1,0 +1,169 @@
+#include "attrappen/ordner_auf_zeit.h"
+#include "portal/ablage.h"
+
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+using namespace quillmate;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::size_t anzahl(std::string const& ordner) {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator{ordner}, fs::directory_iterator{}));
+}
+
+constexpr char const* verwaist = "quillmate-portal-0A1B2C3D-0000-4000-8000-0123456789AB";
+
+} // namespace
+
+TEST(Portalablage, AFolderIsTheUsersOwnAndNamedWithAUuid) {
+    attrappen::OrdnerAufZeit const tmp;
+    Portalablage ablage{tmp.pfad("noch/nicht/da")};
+    auto const ordner = ablage.neuerOrdner();
+    ASSERT_TRUE(ordner);
+    auto const name = fs::path{*ordner}.filename().string();
+    EXPECT_TRUE(name.starts_with("quillmate-portal-"));
+    EXPECT_EQ(name.size(), std::string_view{"quillmate-portal-"}.size() + 36);
+    EXPECT_EQ(fs::path{*ordner}.parent_path().string(), tmp.pfad("noch/nicht/da"));
+    struct stat lage {};
+    ASSERT_EQ(::stat(ordner->c_str(), &lage), 0);
+    EXPECT_EQ(lage.st_mode & 0777U, 0700U);
+    EXPECT_NE(ablage.neuerOrdner(), ordner);
+}
+
+TEST(Portalablage, WhereNoFolderCanBeMadeThereIsNone) {
+    attrappen::OrdnerAufZeit const tmp;
+    EXPECT_FALSE(Portalablage{tmp.datei("datei")}.neuerOrdner());
+}
+
+TEST(Portalablage, RemovingTakesTheFolderWithItsContents) {
+    attrappen::OrdnerAufZeit const tmp;
+    Portalablage ablage{tmp.pfad()};
+    auto const ordner = ablage.neuerOrdner().value();
+    fs::create_directories(ordner + "/a/b");
+    std::ofstream{ordner + "/a/b/beleg.pdf"} << "x";
+    ablage.entfernen(ordner);
+    EXPECT_EQ(anzahl(tmp.pfad()), 0U);
+    ablage.entfernen(ordner); // a second time
+}
+
+TEST(Portalablage, OnlyItsOwnFoldersAreRemoved) {
+    attrappen::OrdnerAufZeit const tmp;
+    Portalablage ablage{tmp.pfad()};
+    auto const fremd = tmp.ordner(verwaist);
+    ablage.entfernen(fremd);
+    ablage.entfernen(tmp.pfad());
+    ablage.entfernen("");
+    ablage.entfernen("/");
+    EXPECT_TRUE(fs::exists(fremd));
+}
+
+TEST(Portalablage, ItsEndRemovesWhatIsLeft) {
+    attrappen::OrdnerAufZeit const tmp;
+    {
+        Portalablage ablage{tmp.pfad()};
+        (void)ablage.neuerOrdner();
+        (void)ablage.neuerOrdner();
+        EXPECT_EQ(anzahl(tmp.pfad()), 2U);
+    }
+    EXPECT_EQ(anzahl(tmp.pfad()), 0U);
+}
+
+TEST(Portalablage, FoldersOfARunThatCrashedAreSweptAtTheNextStart) {
+    attrappen::OrdnerAufZeit const tmp;
+    auto const kind = ::fork();
+    if (kind == 0) {
+        Portalablage ablage{tmp.pfad()};
+        auto const ordner = ablage.neuerOrdner();
+        std::ofstream{ordner.value_or("") + "/beleg.pdf"} << "x";
+        ::raise(SIGKILL);
+    }
+    ::waitpid(kind, nullptr, 0);
+    ASSERT_EQ(anzahl(tmp.pfad()), 1U);
+    Portalablage{tmp.pfad()}.aufraeumen();
+    EXPECT_EQ(anzahl(tmp.pfad()), 0U);
+}
+
+TEST(Portalablage, AFolderInWhichAnotherProcessWorksStays) {
+    attrappen::OrdnerAufZeit const tmp;
+    Portalablage ablage{tmp.pfad()};
+    auto const ordner = ablage.neuerOrdner().value();
+    auto const kind = ::fork();
+    if (kind == 0) {
+        Portalablage andere{tmp.pfad()};
+        andere.aufraeumen();
+        ::_exit(0);
+    }
+    ::waitpid(kind, nullptr, 0);
+    EXPECT_TRUE(fs::exists(ordner));
+    ablage.aufraeumen(); // nor does one sweep one's own
+    EXPECT_TRUE(fs::exists(ordner));
+}
+
+TEST(Portalablage, SweepingTouchesNothingThatOnlyLooksAlike) {
+    attrappen::OrdnerAufZeit const tmp;
+    auto const ziel = tmp.ordner("wichtig");
+    tmp.datei("wichtig/brief.txt", "x");
+    auto const verweis = tmp.pfad(verwaist);
+    fs::create_symlink(ziel, verweis);
+    auto const datei = tmp.datei("quillmate-portal-0A1B2C3D-0000-4000-8000-0123456789AC", "eine Datei");
+    auto const kurz = tmp.ordner("quillmate-portal-");
+    auto const anders = tmp.ordner("quillmate-portal-meine-Belege-von-2026-bitte-behalten");
+    auto const klein = tmp.ordner("quillmate-portal-0a1b2c3d-0000-4000-8000-0123456789ab");
+    Portalablage{tmp.pfad()}.aufraeumen();
+    EXPECT_TRUE(fs::exists(ziel + "/brief.txt"));
+    for (auto const& bleibt : {verweis, datei, kurz, anders, klein})
+        EXPECT_TRUE(fs::exists(bleibt)) << bleibt;
+}
+
+TEST(Portalablage, ALinkInAStaleFolderIsRemovedButNotFollowed) {
+    attrappen::OrdnerAufZeit const tmp;
+    tmp.datei("wichtig/brief.txt", "x");
+    fs::create_directory_symlink(tmp.pfad("wichtig"), tmp.ordner(verwaist) + "/verweis");
+    Portalablage{tmp.pfad()}.aufraeumen();
+    EXPECT_FALSE(fs::exists(tmp.pfad(verwaist)));
+    EXPECT_TRUE(fs::exists(tmp.pfad("wichtig/brief.txt")));
+}
+
+TEST(Portalablage, SweepingAFolderThatDoesNotExistDoesNothing) {
+    attrappen::OrdnerAufZeit const tmp;
+    Portalablage{tmp.pfad("fehlt")}.aufraeumen();
+    EXPECT_FALSE(fs::exists(tmp.pfad("fehlt")));
+}
+
+TEST(Belegname, IsTheLastComponentOnly) {
+    EXPECT_EQ(belegname("2026/11/Rechnung 7.pdf"), "Rechnung 7.pdf");
+    EXPECT_EQ(belegname("../../etc/passwd"), "passwd");
+    EXPECT_EQ(belegname("ordner/"), "ordner");
+    EXPECT_EQ(belegname("Rechnung \"Mai\".pdf"), "Rechnung \"Mai\".pdf");
+    for (auto const* const nichts : {"", ".", "..", "/", "a/..", "\n\t"})
+        EXPECT_EQ(belegname(nichts), "") << nichts;
+}
+
+TEST(Belegname, LosesControlCharactersAndBrokenBytes) {
+    EXPECT_EQ(belegname("a\r\nContent-Type: x\r\n.pdf"), "aContent-Type: x.pdf");
+    EXPECT_EQ(
+        belegname("\xE2\x80\xAE"
+                  "fdp.exe"),
+        "fdp.exe");
+    EXPECT_EQ(belegname("R\xFC.pdf"), "R\xEF\xBF\xBD.pdf");
+}
+
+TEST(Belegname, ALongNameIsCutAndKeepsItsExtension) {
+    EXPECT_EQ(belegname(std::string(500, 'a') + ".pdf"), std::string(196, 'a') + ".pdf");
+    std::string umlaute;
+    for (int i = 0; i < 200; ++i)
+        umlaute += "ä";
+    EXPECT_EQ(belegname("x" + umlaute + ".pdf"), "x" + umlaute.substr(0, 194) + ".pdf"); // no half of an "ä"
+    EXPECT_EQ(belegname("a." + std::string(500, 'b')).size(), 200U);
+}
