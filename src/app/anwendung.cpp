@@ -1,6 +1,5 @@
 #include "anwendung.h"
 
-#include "grundlage/protokoll.h"
 #include "grundlage/prozesswerte.h"
 #include "menue.h"
 #include "plattform_linux/verzeichnisse.h"
@@ -93,7 +92,26 @@ Anwendung::Anwendung(Umgebung::Vorher vorher)
     , schleife_([this] { oberflaeche_.beenden(); })
     , ordnertafel_(oberflaeche_.gtk())
     , standardprogramm_(std::move(vorher))
-    , suchwelt_(voreinstellungen_, standardorte_) {}
+    , suchwelt_(voreinstellungen_, standardorte_)
+    , schemahandler_(
+          {.schema = "quillmate",
+           .kennung = kennung_,
+           .name = "Quillmate",
+           .programm = buendel_ ? buendel_->programm.value_or("") : std::string{}},
+          plattform::Anwendungsordner::desBenutzers())
+    , warteblaetter_(oberflaeche_.gtk())
+    , browseranmeldung_(
+          {.standardprogramm = standardprogramm_,
+           .warteblaetter = warteblaetter_,
+           .rueckwegEinrichten =
+               [this] {
+                   return schemahandler_.sicherstellen();
+               }})
+    , anmeldung_(
+          {.werk = browseranmeldung_, .start = startAdresse(), .laden = [this](std::string const& adresse) {
+               if (haupt_)
+                   haupt_->web().laden(adresse);
+           }}) {}
 
 Anwendung::~Anwendung() {
     // A running search ends at once instead of after the file that it reads or sends.
@@ -121,6 +139,7 @@ void Anwendung::gestartet() {
         .zwischenspeicher = plattform::cacheordner() + '/' + kennung_});
     werk_.emplace(oberflaeche_.gtk(), *sitzungen_, voreinstellungen_);
     menueBauen();
+    schemahandler_.auffrischen();
     haupt_ = std::make_unique<Fenster>(Fensterumgebung{
         .werk = *werk_,
         .dialoge = dialoge_,
@@ -135,23 +154,29 @@ void Anwendung::gestartet() {
              .buildnummer = buendel_ ? buendel_->buildnummer : std::nullopt,
              .ort = lage.ort,
              .umzugNoetig = lage.umzugNoetig},
-        .bruecke = {
-            .schleife = schleife_,
-            .ordnertafel = ordnertafel_,
-            .arbeitsfaden = suchwelt_.arbeitsfaden,
-            .aktualisierer = aktualisierer_.get(),
-            .merkliste = suchwelt_.merkliste,
-            .suche = suchwelt_.suche,
-            .umzugLage = [this] { return umzugslage(); },
-            .start = startAdresse()}});
+        .bruecke =
+            {.schleife = schleife_,
+             .ordnertafel = ordnertafel_,
+             .arbeitsfaden = suchwelt_.arbeitsfaden,
+             .aktualisierer = aktualisierer_.get(),
+             .merkliste = suchwelt_.merkliste,
+             .suche = suchwelt_.suche,
+             .umzugLage = [this] { return umzugslage(); },
+             .start = startAdresse()},
+        .anmeldung = {
+            .anmeldenMitGoogle =
+                [this](std::string const& adresse) { anmeldung_.anmeldenMitGoogle(adresse); },
+            .bankVerbinden =
+                [this](std::string const& adresse) {
+                    anmeldung_.bankVerbinden(adresse);
+                }}});
     // Closing the main window ends the program, whatever other windows are open.
     haupt_->fenster().beimSchliessen([this] { oberflaeche_.beenden(); });
     haupt_->zeigen();
 }
 
 void Anwendung::adresseErhalten(std::string const& adresse) {
-    // Nobody is waiting for it: a foreign page must not be able to sign someone in as somebody else.
-    protokoll("Unerwartete Adresse nicht beachtet: " + adresse.substr(0, adresse.find_first_of("?#")));
+    browseranmeldung_.rueckweg(adresse);
     if (haupt_)
         haupt_->zeigen();
 }

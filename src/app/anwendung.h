@@ -1,5 +1,7 @@
 #pragma once
 
+#include "anmeldung/anmeldung.h"
+#include "anmeldung/browseranmeldung.h"
 #include "fenster/fenster.h"
 #include "leserprozess/leser_prozesse.h"
 #include "macscan/dienst.h"
@@ -13,10 +15,12 @@
 #include "plattform_gtk/fensterwerk_gtk.h"
 #include "plattform_gtk/hauptschleife_gtk.h"
 #include "plattform_gtk/standardprogramm_gio.h"
+#include "plattform_gtk/warteblatt_gtk.h"
 #include "plattform_gtk/web_sitzung.h"
 #include "plattform_linux/arbeitsfaden_linux.h"
 #include "plattform_linux/buendel.h"
 #include "plattform_linux/lesezeichen_inode.h"
+#include "plattform_linux/schemahandler.h"
 #include "plattform_linux/standardorte_xdg.h"
 #include "plattform_linux/voreinstellungen_plist.h"
 #include "texterkennung/texterkennung.h"
@@ -78,6 +82,10 @@ private:
     plattform::gtk::StandardprogrammGio standardprogramm_;
     Suchwelt suchwelt_;
     std::unique_ptr<plattform::Aktualisierer> aktualisierer_;
+    plattform::Schemahandler schemahandler_; ///< Brings our addresses back from the browser.
+    plattform::gtk::WarteblattwerkGtk warteblaetter_;
+    Browseranmeldung browseranmeldung_;
+    Anmeldung anmeldung_;
     std::optional<plattform::gtk::WebSitzungen> sitzungen_; ///< From the start of the desktop on.
     std::optional<plattform::gtk::FensterwerkGtk> werk_;
     std::unique_ptr<Fenster> haupt_; ///< Empty until it is clear that the program stays where it is.

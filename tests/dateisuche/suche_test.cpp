@@ -1,5 +1,6 @@
 // What a search returns and in which order, what it counts, and when it calls back.
 
+#include "attrappen/faeden.h"
 #include "attrappen/warten.h"
 #include "hilfen.h"
 #include "systemhaken.h"
@@ -411,10 +412,10 @@ TEST(Dateisuche, ExceptionOfACallbackReachesTheCallerAndLeavesNothingBehind) {
     auto const deskriptoren = test::offeneDeskriptoren();
     std::thread{[] {
     }}.join(); // the thread sanitizer starts one of its own with the first
-    auto const faeden = test::faedenDesProzesses();
+    auto const faeden = attrappen::fadenzahl();
     // A joined thread may stay listed for a moment.
     auto const keinerMehr = [&] {
-        return attrappen::wartenBis([&] { return test::faedenDesProzesses() <= faeden; });
+        return attrappen::wartenBis([&] { return attrappen::fadenzahl() <= faeden; });
     };
     for (int wann : {1, 100, 300}) {
         auto werfen = [zaehler = 0, wann]() mutable {

@@ -1,5 +1,6 @@
 // Trees that are too deep, too large, closed, broken, or changing under the walk.
 
+#include "attrappen/faeden.h"
 #include "hilfen.h"
 #include "speicherhaken.h"
 #include "systemhaken.h"
@@ -411,15 +412,15 @@ TEST(Wanderung, ThreadsAreStartedOnlyForALargeTree) {
     for (int i = 0; i < 300; ++i)
         ordner.datei("gross/o" + std::to_string(i) + "/x.pdf");
     auto const zusaetzliche = [&](std::string const& wurzel, unsigned faeden) {
-        auto const davor = test::faedenDesProzesses();
+        auto const davor = attrappen::nurRuhende();
         std::size_t hoechstens = davor;
         Ordner::Suchauftrag auftrag{.hoechstens = alle, .faeden = faeden};
         auftrag.ausserdem = [&](std::string const&, std::int64_t) {
-            hoechstens = std::max(hoechstens, test::faedenDesProzesses());
+            hoechstens = std::max(hoechstens, attrappen::fadenzahl());
             return true;
         };
         (void)Ordner::durchsuchen(ordner.pfad(wurzel), auftrag);
-        EXPECT_EQ(test::faedenDesProzesses(), davor);
+        EXPECT_EQ(attrappen::nurRuhende(), davor); // None is left behind.
         return hoechstens - davor;
     };
     EXPECT_EQ(zusaetzliche("klein", 4), 0U);

@@ -1,3 +1,4 @@
+#include "attrappen/faeden.h"
 #include "grundlage/text.h"
 #include "texterkennung/heuristik.h"
 #include "texterkennung_leser/bild.h"
@@ -429,23 +430,19 @@ TEST_F(EchterLeser, ThreadsReadSideBySide) {
     EXPECT_EQ(gleich, 6);
 }
 
-std::ptrdiff_t fadenzahl() {
-    return std::ranges::distance(fs::directory_iterator{"/proc/self/task"});
-}
-
 TEST_F(EchterLeser, RecognitionAddsNoThreads) {
     auto const bytes = png(schriftbild(beleg()));
     static_cast<void>(lies(bytes, Dateiart::bild));
     std::atomic<bool> fertig{false};
-    auto const vorher = fadenzahl();
-    std::ptrdiff_t hoechstens = 0;
+    auto const vorher = attrappen::nurRuhende();
+    std::size_t hoechstens = 0;
     {
         std::jthread const faden{[&] {
             static_cast<void>(lies(bytes, Dateiart::bild));
             fertig = true;
         }};
         while (!fertig)
-            hoechstens = std::max(hoechstens, fadenzahl());
+            hoechstens = std::max(hoechstens, attrappen::fadenzahl());
     }
     EXPECT_LE(hoechstens, vorher + 1); // The one that reads.
 }
