@@ -12,8 +12,8 @@ namespace quillmate::attrappen {
 
 /// Threads of this process, those that the kernel is still taking away included.
 inline std::size_t fadenzahl() {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator{"/proc/self/task"}, std::filesystem::directory_iterator{}));
+    return static_cast<std::size_t>(std::distance(
+        std::filesystem::directory_iterator{"/proc/self/task"}, std::filesystem::directory_iterator{}));
 }
 
 /// What a sanitizer adds to the main thread once a first thread has been started.
@@ -25,7 +25,8 @@ inline constexpr std::size_t ruhendeFaeden = 1;
 
 /// Waits until only the resting threads are left; their number. A thread that was joined is still listed for a moment.
 inline std::size_t nurRuhende() {
-    std::thread{[] {}}.join();
+    std::thread{[] {
+    }}.join();
     if (!wartenBis([] { return fadenzahl() == ruhendeFaeden; }))
         throw std::runtime_error{"Es laufen noch andere Fäden"};
     return ruhendeFaeden;

@@ -59,6 +59,13 @@ inline void aendern(std::string const& pfad, std::int64_t sekunden, long nanosek
         throw std::runtime_error{"utimensat " + pfad};
 }
 
+inline std::size_t eintraegeIn(char const* ordner) {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator{ordner}, {}));
+}
+inline std::size_t offeneDeskriptoren() {
+    return eintraegeIn("/proc/self/fd");
+}
+
 /// Runs `arbeit` in a child process, for what would spoil this one; its exit status, or -1.
 inline int imKindprozess(std::function<bool()> const& arbeit) {
     pid_t const kind = ::fork();
