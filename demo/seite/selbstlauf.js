@@ -11,6 +11,7 @@ import {allesLaden} from './buchungen.js';
 const vorgabefrist = 300; // s
 const hoechstfrist = 3600;
 const takt = 1000; // ms
+const malpause = 500; // ms; whoever takes a picture at the report shall see the list
 
 const frist = () => {
   const gewuenscht = Number(new URLSearchParams(location.search).get('frist'));
@@ -45,6 +46,7 @@ export async function selbstlauf(zeigeBelege) {
   try {
     await Promise.race([fahre(ergebnis, () => ende - vergangen()), wache]);
     zeigeBelege();
+    await warte(malpause);
   } catch (fehler) {
     ergebnis.grund = grundVon(fehler);
   }
