@@ -1,11 +1,12 @@
 # A thin front of the CMake presets; `make run` and `make test` are all a newcomer needs.
-.PHONY: help build run test bench check asan tsan format pakete clean
+.PHONY: help build run test bench fuzz check asan tsan format pakete clean
 
 help:
 	@echo "make run     installs what is missing, builds, and tries the program on sample receipts"
 	@echo "make test    installs what is missing, builds, and runs all tests"
 	@echo "make build   builds build/release"
 	@echo "make bench   measures against peers (CORPUS=DIR: on the documents of a folder)"
+	@echo "make fuzz    lets each fuzz target search for ZEIT seconds (60); SAAT=DIR: from these files"
 	@echo "make check   format, lint, and the tests under both sanitizer builds"
 
 pakete:
@@ -24,6 +25,10 @@ bench: pakete
 	@scripts/pakete-installieren bench
 	@scripts/bauen release bench
 	@build/release/bin/quillmate-bench $(if $(CORPUS),--korpus "$(CORPUS)")
+
+fuzz: pakete
+	@scripts/pakete-installieren fuzz
+	@scripts/fuzzen $(if $(ZEIT),--zeit $(ZEIT)) $(if $(SAAT),--saat "$(SAAT)")
 
 format:
 	@scripts/format-pruefen

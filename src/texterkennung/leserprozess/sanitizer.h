@@ -11,7 +11,12 @@ namespace quillmate::Texterkennung {
 ///
 /// Everything else (channel, deadlines, clean descriptors, end with the main program) is as always. The tests of
 /// the layers that are left out are skipped there; the release build runs them.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define QUILLMATE_MIT_SANITIZER
+#endif
+#endif
+#if defined(QUILLMATE_MIT_SANITIZER) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool mitSanitizer = true;
 #else
 inline constexpr bool mitSanitizer = false;

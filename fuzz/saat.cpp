@@ -1,0 +1,113 @@
+// fuzz_saat FOLDER: writes first inputs for each target to FOLDER/TARGET/.
+#include "leserprozess/nachricht.h"
+#include "plattform_linux/lesezeichen_inode.h"
+#include "vorlagen.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using namespace quillmate;
+using namespace quillmate::vorlagen;
+using namespace quillmate::Texterkennung;
+
+std::filesystem::path wurzel;
+
+void schreibe(std::string const& ziel, std::string const& name, std::string_view inhalt) {
+    std::filesystem::create_directories(wurzel / ziel);
+    std::ofstream{wurzel / ziel / name, std::ios::binary} << inhalt;
+}
+
+std::string_view alsText(Kopfbytes const& bytes) {
+    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
+}
+
+void nachrichten() {
+    auto antwort = [](std::string const& name, Lesung const& lesung, char stueck) {
+        schreibe("antwort", name, std::string{stueck} + antwortBytes(1, lesung));
+    };
+    antwort("mit_text", {Lesung::Art::gelesen, "Gebühr 12,50 €\n"}, 5);
+    antwort("ohne_text", {}, 16);
+    antwort("ohne_motor", {Lesung::Art::ohneMotor, "Seite 1"}, 1);
+    schreibe("auftrag", "pdf", alsText(alsBytes(Auftrag{7, Dateiart::pdf})));
+    schreibe("auftrag", "bild", alsText(alsBytes(Auftrag{1U << 31U, Dateiart::bild})));
+    schreibe("auftrag", "bereit", alsText(alsBytes(Bereitschaft{Sprachstand::beide, {true, true, true}})));
+}
+
+void dienst() {
+    schreibe(
+        "dienstantworten", "vorgaben",
+        R"({"min_file_date":"2024-01-31","context_keywords":["hotel","taxi"]})");
+    schreibe(
+        "dienstantworten", "gesehen", R"({"paths":["/a/ü.pdf","/b"],"path_hashes":{"/a/ü.pdf":"00ff"}})");
+    schreibe("dienstantworten", "hashes", R"({"hashes":["00ff","abcd"]})");
+    schreibe(
+        "dienstantworten", "falsche_arten",
+        R"({"paths":{"a":[1,2.5e300,null]},"path_hashes":[true],"hashes":"x"})");
+    schreibe("dienstantworten", "kaputt", "{\"paths\":[\"\\ud800\xFF");
+    schreibe("dienstantworten", "tief", std::string(5000, '['));
+}
+
+void listen() {
+    constexpr auto* kopf = R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0">)";
+    schreibe(
+        "eigenschaftsliste", "buendel",
+        std::string{kopf} +
+            "<dict><key>CFBundleIdentifier</key><string>de.ü</string><key>CFBundleVersion</key>"
+            "<string>50</string><key>a</key><data>AAEC</data></dict></plist>");
+    schreibe(
+        "eigenschaftsliste", "arten",
+        std::string{kopf} +
+            "<dict><key>a</key><array><true/><integer>-1</integer><real>1e9</real><date>2024-01-31T00:00:"
+            "00Z</date><dict/></array></dict></plist>");
+    schreibe(
+        "eigenschaftsliste", "binaer",
+        std::string_view{
+            "bplist00\xD1\x01\x02QaQb\x08\x0B\x0D\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x03\0\0\0\0\0\0\0\0\0\0\0"
+            "\0\0\0\0\x0F",
+            47});
+    schreibe(
+        "eigenschaftsliste", "tief", kopf + [] {
+            std::string tief;
+            for (int i = 0; i < 3000; ++i)
+                tief += "<array>";
+            return tief;
+        }());
+    schreibe("lesezeichen", "satz", plattform::verschluesseln({66, 1234567, "/home/a/Belege\nmit Umbruch"}));
+    schreibe("lesezeichen", "zahl_zu_gross", "quillmate-lesezeichen 1\n99999999999999999999 1\n/a");
+}
+
+void dokumente() {
+    schreibe(
+        "leser_pdf", "text.pdf", pdf({{.inhalt = zeilen(beleg())}, {.inhalt = zeilen({"Seite 2"}, "F2")}}));
+    schreibe("leser_pdf", "bild.pdf", pdf({{.inhalt = "400 0 0 300 0 0 cm /B Do", .bild = eckbild()}}));
+    schreibe("leser_pdf", "verschluesselt.pdf", verschluesselt(pdf({{.inhalt = zeilen({"x"})}}), ""));
+    schreibe("leser_pdf", "gedreht.pdf", pdf({{.inhalt = zeilen({"x"}, "F3"), .zusatz = "/Rotate 90"}}));
+    auto const bild = eckbild();
+    schreibe("leser_bild", "einfach.jpg", jpeg(bild, 6));
+    schreibe("leser_bild", "fortschreitend.jpg", jpeg(bild, std::nullopt, Jpegart::fortschreitend));
+    schreibe("leser_bild", "grau.png", png(bild));
+    schreibe("leser_bild", "palette.png", png(bild, Pngart::palette));
+    schreibe("leser_bild", "verschraenkt.png", png(bild, Pngart::verschraenkt, 3));
+    schreibe("leser_bild", "rgba.png", png(bild, Pngart::rgba));
+    schreibe("leser_bild", "gedreht.heic", heic(bild, 6));
+    schreibe("leser_bild", "riese.png", pngKopf(65'535, 65'535));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fputs("fuzz_saat ORDNER\n", stderr);
+        return 2;
+    }
+    wurzel = argv[1];
+    nachrichten();
+    dienst();
+    listen();
+    dokumente();
+}
