@@ -82,13 +82,20 @@ void ProgrammfensterGtk::titel(std::string const& text) {
 
 void ProgrammfensterGtk::inhalt(Webansicht& web) {
     if (auto* const ansicht = dynamic_cast<WebansichtGtk*>(&web)) {
-        inhaltSetzen(ansicht->widget());
+        gtk_window_set_child(fenster_.get(), ansicht->widget());
         gtk_widget_grab_focus(ansicht->widget());
     }
 }
 
-void ProgrammfensterGtk::inhaltSetzen(GtkWidget* widget) {
-    gtk_window_set_child(fenster_.get(), widget);
+void ProgrammfensterGtk::leisteSetzen(GtkWidget* leiste) {
+    auto const inhalt = Objekt<GtkWidget>::geteilt(gtk_window_get_child(fenster_.get()));
+    gtk_window_set_child(fenster_.get(), nullptr);
+    auto* const kasten = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+    gtk_box_append(GTK_BOX(kasten), leiste);
+    gtk_box_append(GTK_BOX(kasten), gtk_separator_new(GTK_ORIENTATION_HORIZONTAL));
+    if (inhalt)
+        gtk_box_append(GTK_BOX(kasten), inhalt.get());
+    gtk_window_set_child(fenster_.get(), kasten);
 }
 
 void ProgrammfensterGtk::groesseMerken(std::string const& name) {

@@ -32,8 +32,8 @@ public:
     void beimSchliessen(std::function<void()> rueckruf) override;
 
     [[nodiscard]] GtkWindow* gtkFenster() const noexcept { return fenster_.get(); }
-    /// Fills the window with any widget.
-    void inhaltSetzen(GtkWidget* widget);
+    /// Puts a widget above the content, which fills the rest. Once, after inhalt().
+    void leisteSetzen(GtkWidget* leiste);
 
 private:
     struct Signale;
