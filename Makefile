@@ -1,5 +1,5 @@
 # A thin front of the CMake presets; `make run` and `make test` are all a newcomer needs.
-.PHONY: help build run test bench fuzz check asan tsan format pakete clean
+.PHONY: help build run test bench fuzz check asan tsan format pakete bundle archiv package clean
 
 help:
 	@echo "make run     installs what is missing, builds, and tries the program on sample receipts"
@@ -7,6 +7,7 @@ help:
 	@echo "make build   builds build/release"
 	@echo "make bench   measures against peers (CORPUS=DIR: on the documents of a folder)"
 	@echo "make fuzz    lets each fuzz target search for ZEIT seconds (60); SAAT=DIR: from these files"
+	@echo "make bundle  makes Quillmate.app as people get it; make archiv: its archive; make package: the .deb"
 	@echo "make check   format, lint, and the tests under both sanitizer builds"
 
 pakete:
@@ -29,6 +30,16 @@ bench: pakete
 fuzz: pakete
 	@scripts/pakete-installieren fuzz
 	@scripts/fuzzen $(if $(ZEIT),--zeit $(ZEIT)) $(if $(SAAT),--saat "$(SAAT)")
+
+bundle: pakete
+	@packaging/buendel
+
+archiv: pakete
+	@packaging/archiv
+
+package: pakete
+	@scripts/pakete-installieren paket
+	@packaging/paket
 
 format:
 	@scripts/format-pruefen

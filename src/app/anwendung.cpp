@@ -3,8 +3,8 @@
 #include "grundlage/prozesswerte.h"
 #include "menue.h"
 #include "plattform_linux/verzeichnisse.h"
-#include "umzug/lage.h"
 
+#include <filesystem>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -57,6 +57,17 @@ plattform::Standardbefehl standardbefehl(Menue::Befehl befehl) {
     return plattform::Standardbefehl::beenden; // Not reached: these belong to an object of the program.
 }
 
+/// Both without links on the way: the running bundle's own path has none, and they are compared as texts.
+Umzug::Ordner umzugsordner(plattform::Standardorte& standardorte) {
+    auto const wirklich = [](std::string const& pfad) {
+        std::error_code fehler;
+        auto const ohneVerweise = std::filesystem::canonical(pfad, fehler);
+        return fehler ? pfad : ohneVerweise.string();
+    };
+    return {
+        .downloads = wirklich(standardorte.pfade().downloads), .zuhause = wirklich(plattform::heimordner())};
+}
+
 } // namespace
 
 Anwendung::Suchwelt::Suchwelt(
@@ -92,6 +103,15 @@ Anwendung::Anwendung(Umgebung::Vorher vorher)
     , schleife_([this] { oberflaeche_.beenden(); })
     , ordnertafel_(oberflaeche_.gtk())
     , standardprogramm_(std::move(vorher))
+    , umzieher_(
+          {.buendelkunde = buendelkunde_,
+           .dateiwerk = dateiwerk_,
+           .dialoge = dialoge_,
+           .voreinstellungen = voreinstellungen_,
+           .menueeintrag = menueeintrag_,
+           .neustart = neustart_,
+           .hauptschleife = schleife_},
+          umzugsordner(standardorte_))
     , suchwelt_(voreinstellungen_, standardorte_)
     , schemahandler_(
           {.schema = "quillmate",
@@ -124,15 +144,18 @@ int Anwendung::laufen() {
 }
 
 Umzugslage Anwendung::umzugslage() {
-    auto const standard = standardorte_.pfade();
-    auto const lage =
-        Umzug::lage(buendelkunde_, {.downloads = standard.downloads, .zuhause = plattform::heimordner()});
+    auto const lage = umzieher_.lage();
     return {
-        .ort = std::string{Umzug::rohwert(lage.ort)}, .umzugNoetig = lage.umzugNoetig(), .ausfuehren = [] {
+        .ort = std::string{Umzug::rohwert(lage.ort)},
+        .umzugNoetig = lage.umzugNoetig(),
+        .ausfuehren = [this, lage] {
+            umzieher_.ausfuehren(lage);
         }};
 }
 
 void Anwendung::gestartet() {
+    if (umzieher_.pruefenUndAnbieten())
+        return; // This process ends, the one at the new place goes on.
     auto const lage = umzugslage();
     sitzungen_.emplace(plattform::gtk::WebSitzungen::Ordner{
         .daten = plattform::datenordner() + '/' + kennung_,
@@ -173,6 +196,7 @@ void Anwendung::gestartet() {
     // Closing the main window ends the program, whatever other windows are open.
     haupt_->fenster().beimSchliessen([this] { oberflaeche_.beenden(); });
     haupt_->zeigen();
+    umzieher_.bestaetigenFallsUmgezogen(&haupt_->fenster());
 }
 
 void Anwendung::adresseErhalten(std::string const& adresse) {

@@ -19,13 +19,17 @@
 #include "plattform_gtk/web_sitzung.h"
 #include "plattform_linux/arbeitsfaden_linux.h"
 #include "plattform_linux/buendel.h"
+#include "plattform_linux/dateiwerk_linux.h"
 #include "plattform_linux/lesezeichen_inode.h"
+#include "plattform_linux/menueeintrag_linux.h"
+#include "plattform_linux/neustart_linux.h"
 #include "plattform_linux/schemahandler.h"
 #include "plattform_linux/standardorte_xdg.h"
 #include "plattform_linux/voreinstellungen_plist.h"
 #include "texterkennung/texterkennung.h"
 #include "texterkennung/zwischenspeicher.h"
 #include "umgebung.h"
+#include "umzug/umzug.h"
 
 #include <memory>
 #include <optional>
@@ -80,6 +84,10 @@ private:
     plattform::gtk::DialogeGtk dialoge_;
     plattform::gtk::OrdnertafelGtk ordnertafel_;
     plattform::gtk::StandardprogrammGio standardprogramm_;
+    plattform::DateiwerkLinux dateiwerk_;
+    plattform::MenueeintragLinux menueeintrag_;
+    plattform::NeustartLinux neustart_;
+    Umzug::Umzieher umzieher_;
     Suchwelt suchwelt_;
     std::unique_ptr<plattform::Aktualisierer> aktualisierer_;
     plattform::Schemahandler schemahandler_; ///< Brings our addresses back from the browser.

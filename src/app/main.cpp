@@ -1,4 +1,5 @@
 // Process start, in this order: process-wide values, diagnostic modes, everything with a window.
+#include "aktualisierung/aktualisierung.h"
 #include "anwendung.h"
 #include "diagnose.h"
 #include "einzelinstanz.h"
@@ -6,7 +7,10 @@
 #include "grundlage/prozesswerte.h"
 #include "leserprozess/leser_prozesse.h"
 #include "plattform_gtk/laufende_programme_bus.h"
+#include "plattform_linux/buendel.h"
+#include "plattform_linux/einbau_linux.h"
 #include "plattform_linux/verzeichnisse.h"
+#include "plattform_linux/voreinstellungen_plist.h"
 #include "texterkennung/zwischenspeicher.h"
 #include "umgebung.h"
 
@@ -42,6 +46,13 @@ std::optional<std::string> uebergebeneAdresse(std::span<char const* const> argum
 int starten(std::span<char const* const> argumente) {
     // A reader of our output or log that has gone is no reason to die.
     std::signal(SIGPIPE, SIG_IGN);
+    // As the helper that puts an update in, this process is no program with a window.
+    if (auto const ausgang = plattform::alsEinbauhelfer(argumente, [](std::string const& buildnummer) {
+            plattform::VoreinstellungenPlist{
+                plattform::VoreinstellungenPlist::dateiFuer(plattform::eigeneKennung())}
+                .setzeText(Aktualisierung::schluesselGescheitert, buildnummer);
+        }))
+        return *ausgang;
     // The process-wide values read the environment before anything else runs.
     (void)startAdresse();
     (void)eigeneHosts();

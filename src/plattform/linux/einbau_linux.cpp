@@ -115,6 +115,9 @@ bool laeuft(std::string const& buendel, pid_t kind, std::chrono::milliseconds fr
 } // namespace
 
 bool EinbauLinux::moeglich(std::string const& buendel) {
+    // What lies there belongs to a package manager, also where the user is root.
+    if (buendel.starts_with("/usr/") && !buendel.starts_with("/usr/local/"))
+        return false;
     // Renaming needs the folder above; removing the old version afterwards needs its own.
     for (auto const& ordner : {ordnerVon(buendel), buendel, buendel + "/Contents"})
         if (::faccessat(AT_FDCWD, ordner.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
