@@ -58,12 +58,9 @@ constexpr char const* programmAttrappe = R"JS((() => {
 class EchteSeite : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        anzeige = new attrappen::Anzeige;
+        // Until the end of the process: whoever still talks to a display that goes away ends the process.
+        static attrappen::Anzeige const anzeige;
         gtk_init();
-    }
-    static void TearDownTestSuite() {
-        delete anzeige;
-        anzeige = nullptr;
     }
 
     EchteSeite()
@@ -222,13 +219,10 @@ private:
             this);
     }
 
-    static attrappen::Anzeige* anzeige;
     GtkWindow* fenster_;
     WebKitWebView* web_{nullptr};
     std::vector<GtkWindow*> kinder_;
 };
-
-attrappen::Anzeige* EchteSeite::anzeige = nullptr;
 
 TEST_F(EchteSeite, InABrowserItSaysWhatTheProgramAddsAndHidesWhatOnlyThatCanDo) {
     oeffneImBrowser();
