@@ -62,6 +62,11 @@ Portalablage::~Portalablage() {
 }
 
 std::optional<std::string> Portalablage::neuerOrdner() {
+    {
+        std::lock_guard const schutz{sperre_};
+        if (offen_.size() >= hoechstensOffen)
+            return std::nullopt;
+    }
     if (!ordnerAnlegen(temporaererOrdner_))
         return std::nullopt;
     // Another instance that tidies up may see the folder before it is locked, and take it away: then try again.

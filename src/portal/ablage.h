@@ -2,6 +2,7 @@
 
 #include "grundlage/datei.h"
 
+#include <cstddef>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -24,7 +25,7 @@ public:
     Portalablage(Portalablage const&) = delete;
     Portalablage& operator=(Portalablage const&) = delete;
 
-    /// Path of a new empty folder; nothing when it cannot be made.
+    /// Path of a new empty folder; nothing when it cannot be made or `hoechstensOffen` are in use.
     [[nodiscard]] std::optional<std::string> neuerOrdner();
     /// Removes one of this object's folders with all that is in it; other paths are left alone.
     void entfernen(std::string const& ordner);
@@ -33,6 +34,8 @@ public:
     void aufraeumen();
 
     static constexpr std::string_view vorsatz = "quillmate-portal-";
+    /// Each folder in use costs a descriptor, and a page can start downloads faster than they can be sent on.
+    static constexpr std::size_t hoechstensOffen = 256;
 
 private:
     std::string const temporaererOrdner_;

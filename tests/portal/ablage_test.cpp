@@ -46,6 +46,17 @@ TEST(Portalablage, WhereNoFolderCanBeMadeThereIsNone) {
     EXPECT_FALSE(Portalablage{tmp.datei("datei")}.neuerOrdner());
 }
 
+TEST(Portalablage, FoldersInUseAreBounded) {
+    attrappen::OrdnerAufZeit const tmp;
+    Portalablage ablage{tmp.pfad()};
+    auto const erster = ablage.neuerOrdner().value();
+    for (std::size_t i = 1; i < Portalablage::hoechstensOffen; ++i)
+        ASSERT_TRUE(ablage.neuerOrdner()) << i;
+    EXPECT_FALSE(ablage.neuerOrdner());
+    ablage.entfernen(erster);
+    EXPECT_TRUE(ablage.neuerOrdner());
+}
+
 TEST(Portalablage, RemovingTakesTheFolderWithItsContents) {
     attrappen::OrdnerAufZeit const tmp;
     Portalablage ablage{tmp.pfad()};

@@ -1,0 +1,6 @@
+// HTTP needs nothing of a desktop.
+#include "netz/http.h"
+
+#ifdef VERBOTEN
+#include "plattform/uhr.h"
+#endif
