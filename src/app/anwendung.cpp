@@ -3,7 +3,11 @@
 #include "grundlage/prozesswerte.h"
 #include "menue.h"
 #include "plattform_linux/verzeichnisse.h"
+#include "portalanschluss.h"
 
+#include <sys/utsname.h>
+
+#include <chrono>
 #include <filesystem>
 #include <utility>
 #include <variant>
@@ -12,10 +16,11 @@
 namespace quillmate {
 namespace {
 
-plattform::gtk::Programmangaben ueberQuillmate() {
+plattform::gtk::Programmangaben ueberQuillmate(std::optional<plattform::Buendel> const& buendel) {
     return {
         .fassung = std::string{fassungstext},
-        .symbol = plattform::hauptkennung,
+        .symbol = "quillmate",
+        .symbolordner = buendel ? buendel->pfad + "/Contents/Resources" : std::string{},
         .webseite = "https://quillmate.example",
         .mitwirkende = {
             "GTK und libadwaita (LGPL)", "WebKitGTK (LGPL, BSD)", "MuPDF (AGPL)",
@@ -68,6 +73,12 @@ Umzug::Ordner umzugsordner(plattform::Standardorte& standardorte) {
         .downloads = wirklich(standardorte.pfade().downloads), .zuhause = wirklich(plattform::heimordner())};
 }
 
+/// The processor, as downloads are told apart by.
+std::string architektur() {
+    utsname angaben{};
+    return ::uname(&angaben) == 0 ? std::string{angaben.machine} : std::string{};
+}
+
 } // namespace
 
 Anwendung::Suchwelt::Suchwelt(
@@ -89,7 +100,7 @@ Anwendung::Anwendung(Umgebung::Vorher vorher)
     , kennung_(plattform::eigeneKennung())
     , voreinstellungen_(plattform::VoreinstellungenPlist::dateiFuer(kennung_))
     , oberflaeche_(
-          kennung_, ueberQuillmate(),
+          kennung_, ueberQuillmate(buendel_),
           {.gestartet = [this] { gestartet(); },
            .inDenVordergrund =
                [this] {
@@ -113,6 +124,16 @@ Anwendung::Anwendung(Umgebung::Vorher vorher)
            .hauptschleife = schleife_},
           umzugsordner(standardorte_))
     , suchwelt_(voreinstellungen_, standardorte_)
+    , aktualisierungsanzeige_(oberflaeche_.gtk())
+    , aktualisierer_(
+          {.buendelkunde = buendelkunde_,
+           .einbau = einbau_,
+           .voreinstellungen = voreinstellungen_,
+           .schleife = schleife_,
+           .anzeige = aktualisierungsanzeige_,
+           .lader = lader_,
+           .jetzt = [] { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); },
+           .architektur = architektur()})
     , schemahandler_(
           {.schema = "quillmate",
            .kennung = kennung_,
@@ -128,10 +149,17 @@ Anwendung::Anwendung(Umgebung::Vorher vorher)
                    return schemahandler_.sicherstellen();
                }})
     , anmeldung_(
-          {.werk = browseranmeldung_, .start = startAdresse(), .laden = [this](std::string const& adresse) {
-               if (haupt_)
-                   haupt_->web().laden(adresse);
-           }}) {}
+          {.werk = browseranmeldung_,
+           .start = startAdresse(),
+           .laden =
+               [this](std::string const& adresse) {
+                   if (haupt_)
+                       haupt_->web().laden(adresse);
+               }})
+    , adressdialog_(oberflaeche_.gtk())
+    , portaladresse_(voreinstellungen_, adressdialog_)
+    , portalablage_(plattform::temporaererOrdner())
+    , belegversand_(portalablage_) {}
 
 Anwendung::~Anwendung() {
     // A running search ends at once instead of after the file that it reads or sends.
@@ -140,6 +168,7 @@ Anwendung::~Anwendung() {
 }
 
 int Anwendung::laufen() {
+    aktualisierer_.starten();
     return oberflaeche_.laufen();
 }
 
@@ -157,6 +186,7 @@ void Anwendung::gestartet() {
     if (umzieher_.pruefenUndAnbieten())
         return; // This process ends, the one at the new place goes on.
     auto const lage = umzugslage();
+    portalablage_.aufraeumen();
     sitzungen_.emplace(plattform::gtk::WebSitzungen::Ordner{
         .daten = plattform::datenordner() + '/' + kennung_,
         .zwischenspeicher = plattform::cacheordner() + '/' + kennung_});
@@ -181,11 +211,17 @@ void Anwendung::gestartet() {
             {.schleife = schleife_,
              .ordnertafel = ordnertafel_,
              .arbeitsfaden = suchwelt_.arbeitsfaden,
-             .aktualisierer = aktualisierer_.get(),
+             .aktualisierer = &aktualisierer_,
              .merkliste = suchwelt_.merkliste,
              .suche = suchwelt_.suche,
              .umzugLage = [this] { return umzugslage(); },
              .start = startAdresse()},
+        .portale = portalanschluss(
+            portaladresse_, {.werk = *werk_,
+                             .leisten = portalleisten_,
+                             .schleife = schleife_,
+                             .ablage = portalablage_,
+                             .versand = belegversand_}),
         .anmeldung = {
             .anmeldenMitGoogle =
                 [this](std::string const& adresse) { anmeldung_.anmeldenMitGoogle(adresse); },
@@ -197,6 +233,7 @@ void Anwendung::gestartet() {
     haupt_->fenster().beimSchliessen([this] { oberflaeche_.beenden(); });
     haupt_->zeigen();
     umzieher_.bestaetigenFallsUmgezogen(&haupt_->fenster());
+    aktualisierer_.gestartet();
 }
 
 void Anwendung::adresseErhalten(std::string const& adresse) {
@@ -210,8 +247,7 @@ void Anwendung::menueBauen() {
         return [this, befehl] {
             switch (befehl) {
             case Menue::Befehl::nachUpdatesSuchen:
-                if (aktualisierer_)
-                    aktualisierer_->nachUpdatesSuchen();
+                aktualisierer_.nachUpdatesSuchen();
                 break;
             case Menue::Befehl::neuLaden:
                 haupt_->neuLaden();

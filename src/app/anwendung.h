@@ -1,5 +1,7 @@
 #pragma once
 
+#include "aktualisierung/aktualisierung.h"
+#include "aktualisierung/bezug.h"
 #include "anmeldung/anmeldung.h"
 #include "anmeldung/browseranmeldung.h"
 #include "fenster/fenster.h"
@@ -7,25 +9,31 @@
 #include "macscan/dienst.h"
 #include "macscan/suche.h"
 #include "ordner/merkliste.h"
-#include "plattform/aktualisierer.h"
 #include "plattform/uhr.h"
 #include "plattform/wolke.h"
+#include "plattform_gtk/adressdialog_gtk.h"
+#include "plattform_gtk/aktualisierungsanzeige_gtk.h"
 #include "plattform_gtk/anwendung_gtk.h"
 #include "plattform_gtk/dialoge_gtk.h"
 #include "plattform_gtk/fensterwerk_gtk.h"
 #include "plattform_gtk/hauptschleife_gtk.h"
+#include "plattform_gtk/portalleiste_gtk.h"
 #include "plattform_gtk/standardprogramm_gio.h"
 #include "plattform_gtk/warteblatt_gtk.h"
 #include "plattform_gtk/web_sitzung.h"
 #include "plattform_linux/arbeitsfaden_linux.h"
 #include "plattform_linux/buendel.h"
 #include "plattform_linux/dateiwerk_linux.h"
+#include "plattform_linux/einbau_linux.h"
 #include "plattform_linux/lesezeichen_inode.h"
 #include "plattform_linux/menueeintrag_linux.h"
 #include "plattform_linux/neustart_linux.h"
 #include "plattform_linux/schemahandler.h"
 #include "plattform_linux/standardorte_xdg.h"
 #include "plattform_linux/voreinstellungen_plist.h"
+#include "portal/ablage.h"
+#include "portal/belegversand.h"
+#include "portal/portaladresse.h"
 #include "texterkennung/texterkennung.h"
 #include "texterkennung/zwischenspeicher.h"
 #include "umgebung.h"
@@ -89,11 +97,19 @@ private:
     plattform::NeustartLinux neustart_;
     Umzug::Umzieher umzieher_;
     Suchwelt suchwelt_;
-    std::unique_ptr<plattform::Aktualisierer> aktualisierer_;
+    plattform::EinbauLinux einbau_;
+    plattform::gtk::AktualisierungsanzeigeGtk aktualisierungsanzeige_;
+    Aktualisierung::NetzLader lader_;
+    Aktualisierung::Aktualisierung aktualisierer_;
     plattform::Schemahandler schemahandler_; ///< Brings our addresses back from the browser.
     plattform::gtk::WarteblattwerkGtk warteblaetter_;
     Browseranmeldung browseranmeldung_;
     Anmeldung anmeldung_;
+    plattform::gtk::AdressdialogGtk adressdialog_;
+    PortalAdresse portaladresse_;
+    plattform::gtk::PortalleistenwerkGtk portalleisten_;
+    Portalablage portalablage_;
+    Belegversand belegversand_;
     std::optional<plattform::gtk::WebSitzungen> sitzungen_; ///< From the start of the desktop on.
     std::optional<plattform::gtk::FensterwerkGtk> werk_;
     std::unique_ptr<Fenster> haupt_; ///< Empty until it is clear that the program stays where it is.

@@ -60,6 +60,8 @@ GtkWidget* zeile(char const* text, char const* klasse) {
 
 OffenerDialog::OffenerDialog(GtkWindow* ueber, Adressfrage const& frage)
     : frage_(frage) {
+    gtk_window_set_titlebar(
+        fenster_.get(), gtk_header_bar_new()); // As all our windows, whatever the desktop draws.
     gtk_window_set_title(fenster_.get(), "Quillmate");
     gtk_window_set_modal(fenster_.get(), TRUE);
     gtk_window_set_resizable(fenster_.get(), FALSE);

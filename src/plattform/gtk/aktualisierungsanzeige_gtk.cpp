@@ -62,7 +62,8 @@ AktualisierungsanzeigeGtk::Aufbau AktualisierungsanzeigeGtk::neu(
     schliessen();
     beimSchliessen_ = std::move(beimSchliessen);
     fenster_ = Objekt<GtkWindow>::geteilt(GTK_WINDOW(gtk_window_new()));
-    gtk_window_set_application(fenster_.get(), anwendung_);
+    gtk_window_set_transient_for(fenster_.get(), gtk_application_get_active_window(anwendung_));
+    gtk_window_set_titlebar(fenster_.get(), gtk_header_bar_new());
     gtk_window_set_title(fenster_.get(), "Quillmate aktualisieren");
     gtk_window_set_resizable(fenster_.get(), FALSE);
     g_signal_connect(fenster_.get(), "close-request", G_CALLBACK(geschlossen), this);

@@ -96,7 +96,12 @@ Bearbeitungsbefehl bearbeitung(Standardbefehl befehl) {
 struct AnwendungGtk::Signale {
     static AnwendungGtk& an(gpointer daten) { return *static_cast<AnwendungGtk*>(daten); }
 
-    static void hochgefahren(GApplication*, gpointer) {
+    static void hochgefahren(GApplication*, gpointer daten) {
+        auto const& angaben = an(daten).angaben_;
+        if (!angaben.symbolordner.empty())
+            gtk_icon_theme_add_search_path(
+                gtk_icon_theme_get_for_display(gdk_display_get_default()), angaben.symbolordner.c_str());
+        gtk_window_set_default_icon_name(angaben.symbol.c_str());
         // The theme draws a menu bar as a strip of its own; within the header bar its edge would be a stray line.
         auto const stil = Objekt<GtkCssProvider>::uebernommen(gtk_css_provider_new());
         gtk_css_provider_load_from_data(

@@ -14,7 +14,8 @@ namespace quillmate::plattform::gtk {
 /// What the About dialog tells.
 struct Programmangaben {
     std::string fassung;
-    std::string symbol; ///< Name of the icon in the icon theme.
+    std::string symbol;       ///< Name of the icon.
+    std::string symbolordner; ///< Where it lies; empty when only the icon theme has it.
     std::string webseite;
     std::vector<std::string> mitwirkende; ///< Libraries and their licences.
 };

@@ -67,6 +67,8 @@ WarteblattGtk::WarteblattGtk(GtkWindow* ueber, Wartetext const& text, std::funct
     gtk_box_append(GTK_BOX(knoepfe), ende);
     gtk_box_append(GTK_BOX(kasten), knoepfe);
 
+    gtk_window_set_titlebar(
+        fenster_.get(), gtk_header_bar_new()); // As all our windows, whatever the desktop draws.
     gtk_window_set_title(fenster_.get(), "Quillmate");
     gtk_window_set_child(fenster_.get(), kasten);
     gtk_window_set_resizable(fenster_.get(), FALSE);

@@ -96,6 +96,34 @@ bool istAbbruch(GError const* fehler) {
            g_error_matches(fehler, WEBKIT_MEDIA_ERROR, WEBKIT_MEDIA_ERROR_WILL_HANDLE_LOAD);
 }
 
+/// The engine's network process speaks English, whatever the language: the common failures are told in our own words.
+std::string beschreibungVon(GError const* fehler) {
+    if (fehler->domain == G_RESOLVER_ERROR)
+        return g_error_matches(fehler, G_RESOLVER_ERROR, G_RESOLVER_ERROR_TEMPORARY_FAILURE)
+                   ? "Der Name des Servers lässt sich gerade nicht auflösen."
+                   : "Der Server wurde nicht gefunden.";
+    if (fehler->domain == G_IO_ERROR)
+        switch (fehler->code) {
+        case G_IO_ERROR_CONNECTION_REFUSED:
+            return "Der Server nimmt keine Verbindung an.";
+        case G_IO_ERROR_HOST_NOT_FOUND:
+            return "Der Server wurde nicht gefunden.";
+        case G_IO_ERROR_HOST_UNREACHABLE:
+        case G_IO_ERROR_NETWORK_UNREACHABLE:
+            return "Das Netz ist nicht erreichbar.";
+        case G_IO_ERROR_TIMED_OUT:
+            return "Der Server hat nicht rechtzeitig geantwortet.";
+        case G_IO_ERROR_CONNECTION_CLOSED: // the same number as a broken pipe
+        case G_IO_ERROR_PARTIAL_INPUT:
+            return "Die Verbindung ist abgebrochen.";
+        default:
+            break;
+        }
+    if (fehler->domain == G_TLS_ERROR)
+        return "Die sichere Verbindung kam nicht zustande.";
+    return textVon(fehler->message);
+}
+
 std::string beschreibungVon(GTlsCertificateFlags maengel) {
     if ((maengel & G_TLS_CERTIFICATE_EXPIRED) != 0)
         return "Das Zertifikat des Servers ist abgelaufen.";
@@ -225,7 +253,7 @@ struct WebansichtGtk::Signale {
         ich.empfaenger_.fehlgeschlagen(
             ich, {.bereich = textVon(g_quark_to_string(fehler->domain)),
                   .nummer = fehler->code,
-                  .beschreibung = textVon(fehler->message),
+                  .beschreibung = beschreibungVon(fehler),
                   .abgebrochen = istAbbruch(fehler)});
         return TRUE; // No page of the engine's own.
     }
