@@ -1,4 +1,5 @@
 // fuzz_saat FOLDER: writes first inputs for each target to FOLDER/TARGET/.
+#include "aktualisierung/werkbank.h"
 #include "leserprozess/nachricht.h"
 #include "plattform_linux/lesezeichen_inode.h"
 #include "vorlagen.h"
@@ -81,6 +82,23 @@ void listen() {
     schreibe("lesezeichen", "zahl_zu_gross", "quillmate-lesezeichen 1\n99999999999999999999 1\n/a");
 }
 
+void updates() {
+    attrappen::Herausgeber herausgeber;
+    schreibe("appcast", "liste", veroeffentlichen::alsXml(herausgeber.liste));
+    schreibe("appcast", "signiert", herausgeber.appcast());
+    schreibe(
+        "appcast", "dokumenttyp", "<!DOCTYPE rss [<!ENTITY a \"aaaa\">]><rss><channel>&a;</channel></rss>");
+    schreibe("archiv", "gnu", herausgeber.archiv);
+    auto eintraege = attrappen::buendeleintraege("60");
+    schreibe("archiv", "pax", attrappen::archivAus(eintraege, attrappen::Packart::pax));
+    eintraege.push_back({.name = "Quillmate.app/../../draussen", .inhalt = "x"});
+    schreibe("archiv", "hinaus", attrappen::archivAus(eintraege));
+    eintraege.back() = {.name = "Quillmate.app/v", .art = AE_IFLNK, .verweis = "../../.."};
+    schreibe("archiv", "verweis_hinaus", attrappen::archivAus(eintraege));
+    eintraege.back() = {.name = "Quillmate.app/gross", .inhalt = std::string(3'000'000, '\0')};
+    schreibe("archiv", "bombe", attrappen::archivAus(eintraege));
+}
+
 void dokumente() {
     schreibe(
         "leser_pdf", "text.pdf", pdf({{.inhalt = zeilen(beleg())}, {.inhalt = zeilen({"Seite 2"}, "F2")}}));
@@ -109,5 +127,6 @@ int main(int argc, char** argv) {
     nachrichten();
     dienst();
     listen();
+    updates();
     dokumente();
 }
