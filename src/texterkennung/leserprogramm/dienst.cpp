@@ -99,15 +99,23 @@ std::optional<Empfangen> empfangen() {
     return Empfangen{*auftrag, std::move(besitz)};
 }
 
-bool bedienen(Leser& leser, Riegel riegel) {
-    // What a large file needed is given back before the next one, so that readers that wait stay small.
-    constexpr int freilassen = 16 << 20;
+/// Several readers are at work at once. The allocator's own limits move up with the first large picture, and what
+/// is freed below a block that is still in use stays; fixed limits keep large blocks apart and give them back.
+void sparsamSein() {
+    constexpr int eigenesStueck = 128 << 10;
+    constexpr int freilassen = 1 << 20;
+    (void)::mallopt(M_MMAP_THRESHOLD, eigenesStueck);
     (void)::mallopt(M_TRIM_THRESHOLD, freilassen);
+}
+
+bool bedienen(Leser& leser, Riegel riegel) {
     while (auto auftrag = empfangen()) {
         auto const lesung =
             mangelBeurteilt(leser.lesen(auftrag->datei.get(), auftrag->auftrag.art), riegel.speichergrenze);
         if (!senden(antwortBytes(auftrag->auftrag.nummer, lesung)))
             return false;
+        // After the answer, so that nobody waits for it; the next file may be small.
+        (void)::malloc_trim(0);
     }
     return true;
 }
@@ -134,6 +142,7 @@ int alsLeserDienen(std::function<Werkzeug()> const& bau) {
     alsErsterGehen();
     if (!istKanal())
         return endeOhneKanal;
+    sparsamSein();
     auto const werkzeug = bau();
     auto const riegel = einschliessen(kanal);
     auto const bereit = alsBytes(Bereitschaft{werkzeug.sprachstand, riegel});
