@@ -27,6 +27,16 @@ namespace {
 
 constexpr char const* adapterschluessel = "quillmate-webansicht";
 
+/// The engine's decisions do not tell whether a clicked link has the attribute "download". A script in a world that no
+/// page can see into does, in every frame, just before the decision.
+constexpr char const* linkwelt = "quillmate-links";
+constexpr char const* linkname = "geklickt";
+constexpr char const* linkskript =
+    "addEventListener('click', ereignis => {\n"
+    "  const link = ereignis.composedPath().find(teil => teil instanceof HTMLAnchorElement);\n"
+    "  if (link) window.webkit.messageHandlers.geklickt.postMessage(link.hasAttribute('download'));\n"
+    "}, true);";
+
 Navigationsart artVon(WebKitNavigationType art) {
     switch (art) {
     case WEBKIT_NAVIGATION_TYPE_LINK_CLICKED:
@@ -52,11 +62,19 @@ std::optional<std::string> adresseVon(WebKitNavigationAction* aktion) {
     return std::string{adresse};
 }
 
-Navigation navigationVon(WebKitNavigationAction* aktion) {
+/// What only the page that holds it can read: as a link it can mean nothing but saving.
+bool istInhaltDerSeite(std::optional<std::string> const& adresse) {
+    return adresse && (adresse->starts_with("blob:") || adresse->starts_with("data:"));
+}
+
+/// `mitAttribut`: whether the link that was clicked last has the attribute "download".
+Navigation navigationVon(WebKitNavigationAction* aktion, bool mitAttribut) {
+    auto const adresse = adresseVon(aktion);
+    auto const art = artVon(webkit_navigation_action_get_navigation_type(aktion));
     return {
-        .adresse = adresseVon(aktion),
-        .art = artVon(webkit_navigation_action_get_navigation_type(aktion)),
-        .alsDownload = false,
+        .adresse = adresse,
+        .art = art,
+        .alsDownload = art == Navigationsart::link && (mitAttribut || istInhaltDerSeite(adresse)),
         .hauptrahmen = true,
         .umgeleitet = webkit_navigation_action_is_redirect(aktion) != FALSE};
 }
@@ -281,7 +299,7 @@ struct WebansichtGtk::Signale {
         case WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION: {
             auto* const aktion = webkit_navigation_policy_decision_get_navigation_action(
                 WEBKIT_NAVIGATION_POLICY_DECISION(entscheidung));
-            auto const wie = ich.empfaenger_.beiNavigation(ich, navigationVon(aktion));
+            auto const wie = ich.empfaenger_.beiNavigation(ich, ich.navigation(aktion));
             ich.neuesFensterGeprueft_ =
                 art == WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION && wie == Entscheidung::zulassen;
             entscheiden(entscheidung, wie);
@@ -300,7 +318,7 @@ struct WebansichtGtk::Signale {
         auto& ich = an(daten);
         // A link's policy has been asked before; a script's window comes here straight away.
         bool const geprueft = std::exchange(ich.neuesFensterGeprueft_, false);
-        if (!geprueft && ich.empfaenger_.beiNavigation(ich, navigationVon(aktion)) != Entscheidung::zulassen)
+        if (!geprueft && ich.empfaenger_.beiNavigation(ich, ich.navigation(aktion)) != Entscheidung::zulassen)
             return nullptr;
         auto const verwandte = [&ich](Empfaenger& empfaenger) -> std::unique_ptr<Webansicht> {
             return std::unique_ptr<Webansicht>{new WebansichtGtk{ich, empfaenger}};
@@ -400,6 +418,10 @@ struct WebansichtGtk::Signale {
         ich.nachrichten_(geprueft.nachricht, {.hauptrahmen = passt, .dokument = ich.festgeschrieben_});
     }
 
+    static void linkGeklickt(WebKitUserContentManager*, JSCValue* wert, gpointer daten) {
+        *an(daten).downloadlink_ = jsc_value_is_boolean(wert) && jsc_value_to_boolean(wert);
+    }
+
     static gboolean fristAbgelaufen(gpointer daten) {
         auto& ich = an(daten);
         ich.frist_ = 0;
@@ -417,6 +439,7 @@ WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, E
     : empfaenger_(empfaenger)
     , inhalte_(Objekt<WebKitUserContentManager>::uebernommen(webkit_user_content_manager_new())) {
     nachrichtenAnnehmen(einrichtung);
+    linksBeobachten();
     for (auto const& skript : einrichtung.skripte) {
         auto* const nutzerskript = webkit_user_script_new(
             skript.quelltext.c_str(),
@@ -438,12 +461,13 @@ WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, E
 
 WebansichtGtk::WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger)
     : empfaenger_(empfaenger)
-    // Content of its own: a window that a page opened has no bridge, as its messages could not be told from the
-    // asking view's.
-    , inhalte_(Objekt<WebKitUserContentManager>::uebernommen(webkit_user_content_manager_new()))
+    // The engine gives it the asking view's content, whatever manager it is made with. So its messages arrive there,
+    // and are judged by the document there.
+    , inhalte_(Objekt<WebKitUserContentManager>::geteilt(verwandte.inhalte_.get()))
+    , downloadlink_(verwandte.downloadlink_)
     , web_(Objekt<WebKitWebView>::geteilt(WEBKIT_WEB_VIEW(g_object_new(
-          WEBKIT_TYPE_WEB_VIEW, "related-view", verwandte.web_.get(), "user-content-manager", inhalte_.get(),
-          "settings", webkit_web_view_get_settings(verwandte.web_.get()), nullptr)))) {
+          WEBKIT_TYPE_WEB_VIEW, "related-view", verwandte.web_.get(), "settings",
+          webkit_web_view_get_settings(verwandte.web_.get()), nullptr)))) {
     verbinden();
 }
 
@@ -474,6 +498,24 @@ void WebansichtGtk::nachrichtenAnnehmen(Einrichtung const& einrichtung) {
         WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
     webkit_user_content_manager_add_script(inhalte_.get(), skript);
     webkit_user_script_unref(skript);
+}
+
+void WebansichtGtk::linksBeobachten() {
+    auto const signal = std::string{"script-message-received::"} + linkname;
+    g_signal_connect(inhalte_.get(), signal.c_str(), G_CALLBACK(Signale::linkGeklickt), this);
+    webkit_user_content_manager_register_script_message_handler(inhalte_.get(), linkname, linkwelt);
+    auto* const skript = webkit_user_script_new_for_world(
+        linkskript, WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START,
+        linkwelt, nullptr, nullptr);
+    webkit_user_content_manager_add_script(inhalte_.get(), skript);
+    webkit_user_script_unref(skript);
+}
+
+Navigation WebansichtGtk::navigation(WebKitNavigationAction* aktion) {
+    bool const link =
+        webkit_navigation_action_get_navigation_type(aktion) == WEBKIT_NAVIGATION_TYPE_LINK_CLICKED;
+    // Used up: a script's click on a link outside the document is seen by nobody.
+    return navigationVon(aktion, link && std::exchange(*downloadlink_, false));
 }
 
 void WebansichtGtk::einstellen() {

@@ -48,6 +48,8 @@ private:
     WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger);
     void verbinden();
     void einstellen();
+    void linksBeobachten();
+    [[nodiscard]] Navigation navigation(WebKitNavigationAction* aktion);
     void nachrichtenAnnehmen(Einrichtung const& einrichtung);
     void fristBeginnen(std::chrono::seconds frist);
     void fristBeenden();
@@ -55,7 +57,9 @@ private:
     Empfaenger& empfaenger_;
     std::optional<Hauptrahmenzeichen> zeichen_;
     Nachrichtenempfaenger nachrichten_;
-    Objekt<WebKitUserContentManager> inhalte_;
+    Objekt<WebKitUserContentManager> inhalte_; ///< Shared by a view and those that its pages opened.
+    /// The last clicked link has the attribute "download". Shared as the content is.
+    std::shared_ptr<bool> downloadlink_{std::make_shared<bool>(false)};
     Objekt<WebKitWebView> web_;
     std::string festgeschrieben_; ///< Address of the last committed document.
     bool htmlLaedt_{false};       ///< A document of ladenHtml() is on its way into the view.
