@@ -1,5 +1,6 @@
 #include "seitendienst.h"
 
+#include <algorithm>
 #include <chrono>
 #include <stdexcept>
 #include <utility>
@@ -12,7 +13,7 @@ using attrappen::HttpAntwort;
 
 /// Shorter than any time-out of the engine; then the page asks again.
 constexpr std::chrono::seconds haltezeit{15};
-constexpr std::chrono::seconds geduld{60};
+constexpr std::chrono::seconds geduld{30};
 
 /// A document that comes back from the history is a new one for the test.
 constexpr std::string_view haende = R"(<script>
@@ -22,17 +23,27 @@ constexpr std::string_view haende = R"(<script>
     let ergebnis;
     try { ergebnis = {wert: (await new Rumpf(rumpf)()) ?? null}; }
     catch (fehler) { ergebnis = {fehler: String(fehler)}; }
-    await fetch('/ergebnis?nummer=' + nummer, {method: 'POST', body: JSON.stringify(ergebnis)});
+    // The call may have begun a navigation, which ends open requests: again, and beyond the document's own end.
+    const body = JSON.stringify(ergebnis);
+    for (;;) {
+      try {
+        return await fetch('/ergebnis?nummer=' + nummer, {method: 'POST', body, keepalive: body.length < 60000});
+      } catch { await new Promise(auf => setTimeout(auf, 20)); }
+    }
   };
   let aktuell;
   const lauschen = async () => {
     const ich = aktuell = Math.random().toString(36).slice(2);
+    let erhalten = 0;
     while (aktuell === ich) {
       try {
-        const antwort = await fetch('/befehl?seite=NAME&exemplar=' + ich, {cache: 'no-store'});
+        const antwort = await fetch(`/befehl?seite=NAME&exemplar=${ich}&erhalten=${erhalten}`, {cache: 'no-store'});
         if (antwort.status === 410) return;
-        if (antwort.status === 200) ausfuehren(await antwort.json());
-      } catch { await new Promise(auf => setTimeout(auf, 100)); }
+        if (antwort.status !== 200) continue;
+        const befehl = await antwort.json();
+        erhalten = befehl.nummer;
+        ausfuehren(befehl);
+      } catch { await new Promise(auf => setTimeout(auf, 20)); }
     }
   };
   addEventListener('pageshow', () => lauschen());
@@ -78,7 +89,8 @@ void Seitendienst::inhalt(std::string html) {
 
 HttpAntwort Seitendienst::behandeln(HttpAnfrage const& anfrage) {
     if (anfrage.pfad == "/befehl")
-        return befehl(wert(anfrage, "seite"), wert(anfrage, "exemplar"));
+        return befehl(
+            wert(anfrage, "seite"), wert(anfrage, "exemplar"), std::stoi(wert(anfrage, "erhalten")));
     Behandlung behandlung;
     {
         std::lock_guard const schutz{sperre_};
@@ -111,7 +123,7 @@ HttpAntwort Seitendienst::dokument(std::string const& name) const {
         .weitererKopf = "Cache-Control: no-store\r\n"};
 }
 
-HttpAntwort Seitendienst::befehl(std::string const& name, std::string const& exemplar) {
+HttpAntwort Seitendienst::befehl(std::string const& name, std::string const& exemplar, int erhalten) {
     std::unique_lock schutz{sperre_};
     auto& seite = seiten_[name];
     if (seite.gesehen.insert(exemplar).second) {
@@ -119,14 +131,18 @@ HttpAntwort Seitendienst::befehl(std::string const& name, std::string const& exe
         ++seite.dokumente;
         aenderung_.notify_all();
     }
-    aenderung_.wait_for(
-        schutz, haltezeit, [&] { return ende_ || seite.exemplar != exemplar || !seite.wartend.empty(); });
+    // A navigation that leads nowhere ends the document's open requests, but not the document. So nothing counts as
+    // received until the document says so.
+    auto const offen = [&] {
+        return std::ranges::any_of(seite.wartend, [&](auto const& paar) { return paar.first > erhalten; });
+    };
+    aenderung_.wait_for(schutz, haltezeit, [&] { return ende_ || seite.exemplar != exemplar || offen(); });
     if (seite.exemplar != exemplar)
         return {.status = 410};
+    std::erase_if(seite.wartend, [&](auto const& paar) { return paar.first <= erhalten; });
     if (ende_ || seite.wartend.empty())
         return {.status = 204};
-    auto const [nummer, rumpf] = std::move(seite.wartend.front());
-    seite.wartend.pop_front();
+    auto const& [nummer, rumpf] = seite.wartend.front();
     return {
         .koerper = nlohmann::json{{"nummer", nummer}, {"rumpf", rumpf}}.dump(),
         .weitererKopf = "Cache-Control: no-store\r\n"};

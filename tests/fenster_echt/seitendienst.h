@@ -45,7 +45,7 @@ public:
     nlohmann::json rufe(std::string_view rumpf, std::string const& seite = "haupt");
     /// As rufe(), without waiting; the call's number for ergebnis().
     int beginne(std::string_view rumpf, std::string const& seite = "haupt");
-    nlohmann::json ergebnis(int nummer, std::chrono::seconds grenze = std::chrono::seconds{60});
+    nlohmann::json ergebnis(int nummer, std::chrono::seconds grenze = std::chrono::seconds{30});
     [[nodiscard]] bool fertig(int nummer) const;
 
     /// How many documents of this page have said that they listen.
@@ -62,11 +62,11 @@ private:
         std::string exemplar; ///< The newest document.
         std::set<std::string> gesehen;
         int dokumente{0};
-        std::deque<std::pair<int, std::string>> wartend;
+        std::deque<std::pair<int, std::string>> wartend; ///< Rising numbers; not yet known to be received.
     };
 
     attrappen::HttpAntwort behandeln(attrappen::HttpAnfrage const& anfrage);
-    attrappen::HttpAntwort befehl(std::string const& name, std::string const& exemplar);
+    attrappen::HttpAntwort befehl(std::string const& name, std::string const& exemplar, int erhalten);
     [[nodiscard]] attrappen::HttpAntwort dokument(std::string const& name) const;
 
     mutable std::mutex sperre_; ///< Guards all members up to the server.
