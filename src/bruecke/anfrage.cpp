@@ -98,7 +98,8 @@ public:
         return true;
     }
     bool parse_error(
-        std::size_t /*stelle*/, std::string const& /*zeichen*/, nlohmann::detail::exception const&) override {
+        std::size_t /*stelle*/, std::string const& /*zeichen*/,
+        nlohmann::detail::exception const& /*fehler*/) override {
         return false;
     }
 

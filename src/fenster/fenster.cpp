@@ -157,19 +157,27 @@ void Fenster::geladen(plattform::Webansicht& web) {
 }
 
 void Fenster::fehlgeschlagen(plattform::Webansicht& web, plattform::Ladefehler const& fehler) {
-    fehlerZeigen(fehler, &web == web_.get() && fehler.adresse ? fehler.adresse : web_->adresse());
+    // The page that failed in a child window is not what the main view shall try again.
+    fehlerZeigen(fehler, &web == web_.get() ? fehler.adresse : std::nullopt);
 }
 
 void Fenster::zeigeHinweis(plattform::Ladefehler const& fehler) {
-    fehlerZeigen(fehler, fehler.adresse ? fehler.adresse : web_->adresse());
+    fehlerZeigen(fehler, fehler.adresse);
 }
 
 void Fenster::fehlerZeigen(plattform::Ladefehler const& fehler, std::optional<std::string> const& adresse) {
     if (fehler.abgebrochen)
         return;
     protokoll(fmt::format("FEHLER {} {}: {}", fehler.bereich, fehler.nummer, fuerZeile(fehler.beschreibung)));
-    // In place of the page that failed, so that loading again tries that page.
-    web_->ladenErsatz(fehlerseite(fehler.beschreibung), adresse.value_or(umgebung_.start.text()));
+    web_->ladenErsatz(fehlerseite(fehler.beschreibung), wiederholbar({adresse, web_->adresse()}));
+}
+
+std::string Fenster::wiederholbar(std::initializer_list<std::optional<std::string>> adressen) const {
+    // What only another program could open would fail each time again.
+    for (auto const& adresse : adressen)
+        if (adresse && istWebadresse(*adresse))
+            return *adresse;
+    return umgebung_.start.text();
 }
 
 void Fenster::prozessGestorben(plattform::Webansicht& web, std::string const& grund) {
@@ -193,7 +201,7 @@ void Fenster::prozessGestorben(plattform::Webansicht& web, std::string const& gr
         return;
     }
     protokoll(fmt::format("Webprozess erneut beendet ({}): die Fehlerseite wird gezeigt", zeile));
-    web.ladenErsatz(absturzseite(grund), web.adresse().value_or(umgebung_.start.text()));
+    web.ladenErsatz(absturzseite(grund), wiederholbar({web.adresse()}));
 }
 
 bool Fenster::istOffen(plattform::Webansicht const& web) const {

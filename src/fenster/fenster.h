@@ -15,6 +15,7 @@
 #include "portal_uebergabe.h"
 
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -119,7 +120,11 @@ private:
     void ladeStart();
     /// Whether the view is a child window's that has not been closed.
     [[nodiscard]] bool istOffen(plattform::Webansicht const& web) const;
+    /// `adresse` is the page that could not be loaded in the main view; the error page takes its place, so that
+    /// loading again tries that page.
     void fehlerZeigen(plattform::Ladefehler const& fehler, std::optional<std::string> const& adresse);
+    /// The first of these that a view can load, otherwise the start page.
+    [[nodiscard]] std::string wiederholbar(std::initializer_list<std::optional<std::string>> adressen) const;
     [[nodiscard]] std::optional<std::string> zielWaehlen(
         Herunterladung& herunterladung, std::string const& vorschlag);
     /// Runs a script in the main page, later.

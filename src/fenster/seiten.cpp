@@ -95,7 +95,7 @@ std::string fehlerseite(std::string_view beschreibung) {
 std::string absturzseite(std::string_view grund) {
     return hinweisseite(fmt::format(
         R"(<p><b>Die Anzeige von Quillmate ist mehrmals abgest&uuml;rzt.</b></p>
-<p>Ihre Daten sind davon nicht betroffen. Ein erneutes Laden
+<p>Deine Daten sind davon nicht betroffen. Ein erneutes Laden
      hat das Problem nicht behoben.</p>
 <p class="leise">{}</p>
 <p class="leise">Men&uuml; &bdquo;Ablage &rarr; Neu laden&ldquo;

@@ -227,6 +227,20 @@ TEST_F(FensterTest, ReloadWithTheErrorPageTriesThePageThatFailed) {
     EXPECT_EQ(buch().back(), "web1 neuLaden");
 }
 
+TEST_F(FensterTest, TheErrorPageNeverStandsForAnAddressThatNoViewCanLoad) {
+    baue();
+    for (auto const* const adresse : {"mailto:a@b.test", "", "about:blank"}) {
+        auto fehler = netzfehler();
+        fehler.adresse = adresse;
+        web().setzeAdresse("https://quillmate.example/belege");
+        (void)fehlerausgabe([&] { engine().fehlgeschlagen(web(), fehler); });
+        EXPECT_EQ(buch().back(), "web1 ladenErsatz https://quillmate.example/belege") << adresse;
+        web().setzeAdresse(adresse);
+        (void)fehlerausgabe([&] { engine().fehlgeschlagen(web(), fehler); });
+        EXPECT_EQ(buch().back(), "web1 ladenErsatz https://quillmate.example/uebersicht") << adresse;
+    }
+}
+
 TEST_F(FensterTest, BackForwardAndPrintGoToTheMainView) {
     auto& fenster = baue();
     neuesFenster("https://quillmate.example/belege");

@@ -264,7 +264,8 @@ struct WebansichtGtk::Signale {
         }
     }
 
-    static gboolean ladefehler(WebKitWebView*, WebKitLoadEvent, char*, GError* fehler, gpointer daten) {
+    static gboolean ladefehler(
+        WebKitWebView*, WebKitLoadEvent, char* adresse, GError* fehler, gpointer daten) {
         auto& ich = an(daten);
         ich.gescheitert_ = true; // "finished" follows.
         ich.fristBeenden();
@@ -272,7 +273,8 @@ struct WebansichtGtk::Signale {
             ich, {.bereich = textVon(g_quark_to_string(fehler->domain)),
                   .nummer = fehler->code,
                   .beschreibung = beschreibungVon(fehler),
-                  .abgebrochen = istAbbruch(fehler)});
+                  .abgebrochen = istAbbruch(fehler),
+                  .adresse = textVon(adresse)});
         return TRUE; // No page of the engine's own.
     }
 

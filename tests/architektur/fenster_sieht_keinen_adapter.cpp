@@ -1,0 +1,6 @@
+// The main window is written against ports.
+#include "fenster/fenster.h"
+
+#ifdef VERBOTEN
+#include "plattform_gtk/webansicht_gtk.h"
+#endif
