@@ -167,8 +167,8 @@ protected:
         });
     }
     /// Turns the loop until the search that has begun is over.
-    bool suchtFertig(std::size_t abrufe = 1) {
-        return attrappen::wartenBis([&] { return lader.abgerufen.size() >= abrufe && schleife.drehe(); });
+    bool suchtFertig(std::size_t nummer = 1) {
+        return attrappen::wartenBis([&] { return lader.abrufe >= nummer && schleife.drehe(); });
     }
     void bisZumAngebot() {
         a->nachUpdatesSuchen();

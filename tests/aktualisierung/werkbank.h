@@ -90,6 +90,7 @@ public:
 
     Aktualisierung::Bezug laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) override {
         abgerufen.push_back(auftrag.url);
+        ++abrufe;
         if (vorher)
             vorher();
         if (abbruch)
@@ -112,8 +113,9 @@ public:
     }
 
     std::map<std::string, Antwort> antworten;
-    std::vector<std::string> abgerufen;
-    std::function<void()> vorher; ///< Called on the worker, before the answer.
+    std::vector<std::string> abgerufen; ///< To be looked at once the worker has answered.
+    std::atomic<std::size_t> abrufe{0}; ///< At any time.
+    std::function<void()> vorher;       ///< Called on the worker, before the answer.
 };
 
 /// Whoever releases: two keys, one appcast, one archive.
