@@ -42,7 +42,9 @@ function(quillmate_test name)
   add_executable(test_${name} ${T_QUELLEN})
   target_link_libraries(test_${name} PRIVATE Quillmate::schalter ${T_BRAUCHT} GTest::gtest GTest::gmock GTest::gtest_main)
   target_include_directories(test_${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
-  set_target_properties(test_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+  set_target_properties(test_${name} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests"
+    QUILLMATE_TEST ON)
   gtest_discover_tests(test_${name}
     TEST_PREFIX "${name}/"
     PROPERTIES TIMEOUT 240 LABELS "${name}" # the label must not be empty, or CTest takes the next word for it
