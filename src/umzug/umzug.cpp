@@ -93,6 +93,9 @@ std::optional<std::string> Umzieher::vorhandeneFassung(std::string const& neben)
 }
 
 bool Umzieher::ausfuehren(Lage const& lage) {
+    // The old copy lies in the trash by then: moving it again would put the new one there too and copy nothing.
+    if (neustartLaeuft_)
+        return true;
     auto ziel = vorhandeneFassung(lage.laufend);
     if (!ziel) {
         auto kopie = kopieren(lage);
@@ -158,6 +161,7 @@ std::optional<std::string> Umzieher::aufraeumen(std::string const& ziel, Lage co
 }
 
 void Umzieher::neuStarten(std::string const& ziel, std::optional<std::string> const& auswerfen) {
+    neustartLaeuft_ = true;
     auto const buendel = hilfen_.buendelkunde.lesen(ziel);
     hilfen_.neustart.vorbereiten(
         buendel ? *buendel : plattform::Buendel{.pfad = ziel}, auswerfen.value_or(std::string{}));

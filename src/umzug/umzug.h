@@ -47,8 +47,8 @@ public:
     /// At start, before any window: offers the move where it is needed. True when a relaunch is under way; the
     /// caller then builds no window.
     [[nodiscard]] bool pruefenUndAnbieten();
-    /// Moves and relaunches without asking. True when the relaunch has been started; otherwise the user has been
-    /// told why not.
+    /// Moves and relaunches without asking. True when the relaunch has been started, also by an earlier call, which
+    /// is not repeated; otherwise the user has been told why not.
     bool ausfuehren(Lage const& lage);
     /// Says once, after a relaunch from the new place, that the move has worked: as a sheet of `fenster`, without
     /// window as a dialog that is waited for.
@@ -68,6 +68,7 @@ private:
 
     Hilfen const hilfen_;
     Ordner const ordner_;
+    bool neustartLaeuft_{false};
 };
 
 } // namespace quillmate::Umzug

@@ -109,6 +109,16 @@ TEST_F(Umzieher, FromDownloadsCopiesThenTrashesTheOldOneThenRelaunches) {
     EXPECT_TRUE(w.neustart.merkerBeimNeustart);
 }
 
+TEST_F(Umzieher, ASecondMoveWhileTheRelaunchIsUnderWayTouchesNothing) {
+    w.laeuftAus(ausDownloads);
+    auto const lage = w.umzieher.lage();
+    ASSERT_TRUE(w.umzieher.ausfuehren(lage));
+    auto const nachDemErsten = w.werk.schritte;
+    EXPECT_TRUE(w.umzieher.ausfuehren(lage));
+    EXPECT_EQ(w.werk.schritte, nachDemErsten);
+    EXPECT_THAT(w.dialoge.gestellt, IsEmpty());
+}
+
 TEST_F(Umzieher, FromADiskImageEjectsItAfterTheRelaunchAndTrashesNothing) {
     w.laeuftAus("/Volumes/Quillmate/Quillmate.app");
     w.werk.traeger = {.pfad = "/Volumes/Quillmate", .nurLesen = true};
