@@ -1,6 +1,6 @@
 #include "adressdialog_gtk.h"
 
-#include "glib_halter.h"
+#include "kleinfenster.h"
 
 #include <algorithm>
 #include <memory>
@@ -10,7 +10,6 @@ namespace quillmate::plattform::gtk {
 namespace {
 
 constexpr int feldbreite = 430;
-constexpr int rand = 24;
 
 // GTK 4.8 has no successor to these two yet; 4.10 deprecates them.
 G_GNUC_BEGIN_IGNORE_DEPRECATIONS
@@ -26,20 +25,20 @@ public:
     [[nodiscard]] std::optional<std::string> laufen();
 
 private:
-    static void oeffnen(GtkWidget*, gpointer daten);
-    static void abbrechen(GtkWidget*, gpointer daten);
     static gboolean geschlossen(GtkWindow*, gpointer daten);
     static gboolean passt(
         GtkEntryCompletion* ergaenzung, char const* text, GtkTreeIter* zeile, gpointer daten);
 
-    [[nodiscard]] GtkWidget* inhalt();
+    void fuellen();
     [[nodiscard]] GtkWidget* adressfeld();
+    void oeffnen();
     void beanstanden();
+    void beenden() { g_main_loop_quit(schleife_.get()); }
 
     Adressfrage const& frage_;
     std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> const schleife_{
         g_main_loop_new(nullptr, FALSE), &g_main_loop_unref};
-    Objekt<GtkWindow> const fenster_{Objekt<GtkWindow>::geteilt(GTK_WINDOW(gtk_window_new()))};
+    Kleinfenster const aufbau_;
     GtkWidget* erklaerung_{nullptr};
     GtkWidget* warnzeichen_{nullptr};
     GtkEditable* feld_{nullptr};
@@ -48,74 +47,39 @@ private:
     std::optional<std::string> ergebnis_;
 };
 
-GtkWidget* zeile(char const* text, char const* klasse) {
-    auto* const beschriftung = gtk_label_new(text);
-    gtk_label_set_wrap(GTK_LABEL(beschriftung), TRUE);
-    gtk_label_set_xalign(GTK_LABEL(beschriftung), 0.0F);
-    gtk_label_set_max_width_chars(GTK_LABEL(beschriftung), 56);
-    if (klasse)
-        gtk_widget_add_css_class(beschriftung, klasse);
-    return beschriftung;
-}
-
 OffenerDialog::OffenerDialog(GtkWindow* ueber, Adressfrage const& frage)
-    : frage_(frage) {
-    gtk_window_set_titlebar(
-        fenster_.get(), gtk_header_bar_new()); // As all our windows, whatever the desktop draws.
-    gtk_window_set_title(fenster_.get(), "Quillmate");
-    gtk_window_set_modal(fenster_.get(), TRUE);
-    gtk_window_set_resizable(fenster_.get(), FALSE);
-    gtk_window_set_transient_for(fenster_.get(), ueber);
-    gtk_window_set_child(fenster_.get(), inhalt());
-    g_signal_connect(fenster_.get(), "close-request", G_CALLBACK(geschlossen), this);
-    auto* const tasten = gtk_shortcut_controller_new();
-    gtk_shortcut_controller_add_shortcut(
-        GTK_SHORTCUT_CONTROLLER(tasten),
-        gtk_shortcut_new(
-            gtk_keyval_trigger_new(GDK_KEY_Escape, GdkModifierType{}), gtk_named_action_new("window.close")));
-    gtk_widget_add_controller(GTK_WIDGET(fenster_.get()), tasten);
+    : frage_(frage)
+    , aufbau_(Kleinfenster::bauen(ueber, "Quillmate", 0)) {
+    gtk_window_set_modal(aufbau_.fenster.get(), TRUE);
+    g_signal_connect(aufbau_.fenster.get(), "close-request", G_CALLBACK(geschlossen), this);
+    fuellen();
 }
 
 OffenerDialog::~OffenerDialog() {
-    g_signal_handlers_disconnect_by_data(fenster_.get(), this);
-    gtk_window_destroy(fenster_.get());
+    g_signal_handlers_disconnect_by_data(aufbau_.fenster.get(), this);
+    gtk_window_destroy(aufbau_.fenster.get());
 }
 
-GtkWidget* OffenerDialog::inhalt() {
-    auto* const kasten = gtk_box_new(GTK_ORIENTATION_VERTICAL, 12);
-    gtk_widget_set_margin_top(kasten, rand);
-    gtk_widget_set_margin_bottom(kasten, rand);
-    gtk_widget_set_margin_start(kasten, rand);
-    gtk_widget_set_margin_end(kasten, rand);
-
+void OffenerDialog::fuellen() {
     auto* const kopf = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 12);
     warnzeichen_ = gtk_image_new_from_icon_name("dialog-warning-symbolic");
     gtk_widget_add_css_class(warnzeichen_, "warning");
     gtk_widget_set_visible(warnzeichen_, FALSE);
     gtk_box_append(GTK_BOX(kopf), warnzeichen_);
-    gtk_box_append(GTK_BOX(kopf), zeile(frage_.meldung.c_str(), "title-4"));
-    gtk_box_append(GTK_BOX(kasten), kopf);
-    erklaerung_ = zeile(frage_.erklaerung.c_str(), nullptr);
-    gtk_box_append(GTK_BOX(kasten), erklaerung_);
-
-    auto* const beschriftung = zeile(frage_.beschriftung.c_str(), "dim-label");
+    gtk_box_append(GTK_BOX(kopf), textzeile(frage_.meldung, "title-4"));
+    gtk_box_append(aufbau_.inhalt, kopf);
+    erklaerung_ = textzeile(frage_.erklaerung, nullptr);
+    gtk_box_append(aufbau_.inhalt, erklaerung_);
+    auto* const beschriftung = textzeile(frage_.beschriftung, "dim-label");
     gtk_widget_set_margin_top(beschriftung, 6);
-    gtk_box_append(GTK_BOX(kasten), beschriftung);
-    gtk_box_append(GTK_BOX(kasten), adressfeld());
+    gtk_box_append(aufbau_.inhalt, beschriftung);
+    gtk_box_append(aufbau_.inhalt, adressfeld());
 
-    auto* const knoepfe = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 12);
-    gtk_widget_set_halign(knoepfe, GTK_ALIGN_END);
-    gtk_widget_set_margin_top(knoepfe, 12);
-    auto* const nein = gtk_button_new_with_label(frage_.abbrechen.c_str());
-    g_signal_connect(nein, "clicked", G_CALLBACK(abbrechen), this);
-    auto* const ja = gtk_button_new_with_label(frage_.oeffnen.c_str());
+    auto* const ja = knopf(frage_.oeffnen, [this] { oeffnen(); });
     gtk_widget_add_css_class(ja, "suggested-action");
-    g_signal_connect(ja, "clicked", G_CALLBACK(oeffnen), this);
-    gtk_box_append(GTK_BOX(knoepfe), nein);
-    gtk_box_append(GTK_BOX(knoepfe), ja);
-    gtk_box_append(GTK_BOX(kasten), knoepfe);
-    gtk_window_set_default_widget(fenster_.get(), ja);
-    return kasten;
+    gtk_box_append(aufbau_.knoepfe, knopf(frage_.abbrechen, [this] { beenden(); }));
+    gtk_box_append(aufbau_.knoepfe, ja);
+    gtk_window_set_default_widget(aufbau_.fenster.get(), ja);
 }
 
 GtkWidget* OffenerDialog::adressfeld() {
@@ -157,23 +121,18 @@ gboolean OffenerDialog::passt(
     return adresse && std::ranges::find(ich.passend_, adresse) != ich.passend_.end() ? TRUE : FALSE;
 }
 
-void OffenerDialog::oeffnen(GtkWidget*, gpointer daten) {
-    auto& ich = *static_cast<OffenerDialog*>(daten);
-    std::string text = textVon(gtk_editable_get_text(ich.feld_));
-    if (ich.frage_.annehmbar && !ich.frage_.annehmbar(text)) {
-        ich.beanstanden();
+void OffenerDialog::oeffnen() {
+    std::string text = textVon(gtk_editable_get_text(feld_));
+    if (frage_.annehmbar && !frage_.annehmbar(text)) {
+        beanstanden();
         return;
     }
-    ich.ergebnis_ = std::move(text);
-    g_main_loop_quit(ich.schleife_.get());
-}
-
-void OffenerDialog::abbrechen(GtkWidget*, gpointer daten) {
-    g_main_loop_quit(static_cast<OffenerDialog*>(daten)->schleife_.get());
+    ergebnis_ = std::move(text);
+    beenden();
 }
 
 gboolean OffenerDialog::geschlossen(GtkWindow*, gpointer daten) {
-    g_main_loop_quit(static_cast<OffenerDialog*>(daten)->schleife_.get());
+    static_cast<OffenerDialog*>(daten)->beenden();
     return TRUE; // The destructor takes it away.
 }
 
@@ -185,7 +144,7 @@ void OffenerDialog::beanstanden() {
 }
 
 std::optional<std::string> OffenerDialog::laufen() {
-    gtk_window_present(fenster_.get());
+    gtk_window_present(aufbau_.fenster.get());
     gtk_widget_grab_focus(GTK_WIDGET(feld_));
     g_main_loop_run(schleife_.get());
     return ergebnis_;

@@ -1,48 +1,16 @@
 #include "aktualisierungsanzeige_gtk.h"
 
 #include <algorithm>
-#include <memory>
 #include <utility>
 
 namespace quillmate::plattform::gtk {
 namespace {
 
-constexpr int rand = 24;
 constexpr int abstand = 12;
 constexpr int breite = 460;
 constexpr int notizenhoehe = 220;
 
-GtkWidget* zeile(std::string const& text, char const* klasse) {
-    auto* const beschriftung = gtk_label_new(text.c_str());
-    gtk_label_set_wrap(GTK_LABEL(beschriftung), TRUE);
-    gtk_label_set_xalign(GTK_LABEL(beschriftung), 0.0F);
-    gtk_label_set_max_width_chars(GTK_LABEL(beschriftung), 60);
-    if (klasse)
-        gtk_widget_add_css_class(beschriftung, klasse);
-    return beschriftung;
-}
-
-/// A button that calls `tun`.
-GtkWidget* knopf(char const* titel, std::function<void()> tun) {
-    auto* const neu = gtk_button_new_with_label(titel);
-    g_signal_connect_data(
-        neu, "clicked", G_CALLBACK(+[](GtkButton*, gpointer daten) {
-            // A copy: the call may take the button away, and the function with it.
-            auto const kopie = *static_cast<std::function<void()>*>(daten);
-            kopie();
-        }),
-        new std::function<void()>{std::move(tun)},
-        [](gpointer daten, GClosure*) { delete static_cast<std::function<void()>*>(daten); },
-        G_CONNECT_DEFAULT);
-    return neu;
-}
-
 } // namespace
-
-struct AktualisierungsanzeigeGtk::Aufbau {
-    GtkBox* inhalt;
-    GtkBox* knoepfe;
-};
 
 AktualisierungsanzeigeGtk::~AktualisierungsanzeigeGtk() {
     schliessen();
@@ -57,43 +25,21 @@ gboolean AktualisierungsanzeigeGtk::geschlossen(GtkWindow*, gpointer daten) {
     return TRUE;
 }
 
-AktualisierungsanzeigeGtk::Aufbau AktualisierungsanzeigeGtk::neu(
+Kleinfenster AktualisierungsanzeigeGtk::neu(
     std::string const& meldung, std::string const& erklaerung, std::function<void()> beimSchliessen) {
     schliessen();
     beimSchliessen_ = std::move(beimSchliessen);
-    fenster_ = Objekt<GtkWindow>::geteilt(GTK_WINDOW(gtk_window_new()));
-    gtk_window_set_transient_for(fenster_.get(), gtk_application_get_active_window(anwendung_));
-    gtk_window_set_titlebar(fenster_.get(), gtk_header_bar_new());
-    gtk_window_set_title(fenster_.get(), "Quillmate aktualisieren");
-    gtk_window_set_resizable(fenster_.get(), FALSE);
+    auto aufbau =
+        Kleinfenster::bauen(gtk_application_get_active_window(anwendung_), "Quillmate aktualisieren", breite);
+    fenster_ = aufbau.fenster;
     g_signal_connect(fenster_.get(), "close-request", G_CALLBACK(geschlossen), this);
-    auto* const tasten = gtk_shortcut_controller_new();
-    gtk_shortcut_controller_add_shortcut(
-        GTK_SHORTCUT_CONTROLLER(tasten),
-        gtk_shortcut_new(
-            gtk_keyval_trigger_new(GDK_KEY_Escape, GdkModifierType{}), gtk_named_action_new("window.close")));
-    gtk_widget_add_controller(GTK_WIDGET(fenster_.get()), tasten);
-
-    auto* const aussen = gtk_box_new(GTK_ORIENTATION_VERTICAL, abstand);
-    for (auto const setzen :
-         {gtk_widget_set_margin_top, gtk_widget_set_margin_bottom, gtk_widget_set_margin_start,
-          gtk_widget_set_margin_end})
-        setzen(aussen, rand);
-    gtk_widget_set_size_request(aussen, breite, -1);
-    gtk_box_append(GTK_BOX(aussen), zeile(meldung, "title-4"));
+    gtk_box_append(aufbau.inhalt, textzeile(meldung, "title-4"));
     if (!erklaerung.empty())
-        gtk_box_append(GTK_BOX(aussen), zeile(erklaerung, nullptr));
-    auto* const inhalt = gtk_box_new(GTK_ORIENTATION_VERTICAL, abstand);
-    gtk_box_append(GTK_BOX(aussen), inhalt);
-    auto* const knoepfe = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, abstand);
-    gtk_widget_set_halign(knoepfe, GTK_ALIGN_END);
-    gtk_widget_set_margin_top(knoepfe, abstand);
-    gtk_box_append(GTK_BOX(aussen), knoepfe);
-    gtk_window_set_child(fenster_.get(), aussen);
-    return {GTK_BOX(inhalt), GTK_BOX(knoepfe)};
+        gtk_box_append(aufbau.inhalt, textzeile(erklaerung, nullptr));
+    return aufbau;
 }
 
-void AktualisierungsanzeigeGtk::zeigen(Aufbau const& aufbau) {
+void AktualisierungsanzeigeGtk::zeigen(Kleinfenster const& aufbau) {
     auto* const letzter = gtk_widget_get_last_child(GTK_WIDGET(aufbau.knoepfe));
     gtk_window_set_default_widget(fenster_.get(), letzter);
     gtk_window_present(fenster_.get());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "glib_halter.h"
+#include "kleinfenster.h"
 #include "plattform/aktualisierungsanzeige.h"
 
 #include <gtk/gtk.h>
@@ -29,12 +29,11 @@ public:
     void schliessen() override;
 
 private:
-    struct Aufbau;
     static gboolean geschlossen(GtkWindow*, gpointer daten);
     /// A fresh window; `beimSchliessen` is what closing it means.
-    Aufbau neu(
+    Kleinfenster neu(
         std::string const& meldung, std::string const& erklaerung, std::function<void()> beimSchliessen);
-    void zeigen(Aufbau const& aufbau);
+    void zeigen(Kleinfenster const& aufbau);
 
     GtkApplication* const anwendung_;
     Objekt<GtkWindow> fenster_;
