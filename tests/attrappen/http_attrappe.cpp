@@ -159,12 +159,13 @@ void HttpAttrappe::bedienen(int fd) {
             anfragen_.push_back(*anfrage);
         }
         auto const antwort = behandlung_(*anfrage);
-        if (antwort.haengen) {
+        auto const schweigen = [fd] {
             std::array<char, 16> rest{};
             while (::recv(fd, rest.data(), rest.size(), 0) > 0) {
             }
-            return;
-        }
+        };
+        if (antwort.haengen && !antwort.abschneiden)
+            return schweigen();
         if (antwort.ohneAntwort)
             break;
         auto bytes = antwort.roh.value_or(
@@ -181,6 +182,8 @@ void HttpAttrappe::bedienen(int fd) {
                 break;
             rest.remove_prefix(static_cast<std::size_t>(n));
         }
+        if (antwort.haengen)
+            return schweigen();
         if (antwort.abschneiden || antwort.roh)
             break;
     }

@@ -32,7 +32,7 @@ struct HttpAntwort {
     std::optional<std::string> roh;         ///< These bytes instead of any answer.
     std::optional<std::size_t> abschneiden; ///< Close after this many bytes of the answer.
     bool ohneAntwort{false};                ///< Close without a byte.
-    bool haengen{false};      ///< Keep the connection open and say nothing until the server ends.
+    bool haengen{false};      ///< Keep the connection open and say nothing (more) until the server ends.
     std::string weitererKopf; ///< "Location: …\r\n"
 };
 

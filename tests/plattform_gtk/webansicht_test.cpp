@@ -1,8 +1,8 @@
 // The adapter on WebKitGTK against real pages of a loopback server, in a real window on a display of the test's own.
-#include "attrappen/anzeige.h"
 #include "attrappen/http_attrappe.h"
 #include "attrappen/ordner_auf_zeit.h"
 #include "attrappen/voreinstellungen.h"
+#include "bildschirm.h"
 #include "plattform/download.h"
 #include "plattform_gtk/fensterwerk_gtk.h"
 #include "plattform_gtk/hauptschleife_gtk.h"
@@ -11,6 +11,7 @@
 #include <adwaita.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -110,11 +111,7 @@ struct Mitschrift final : Webansicht::Empfaenger {
 
 class EchteWebansicht : public testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        // One display for the process: GTK holds on to the first that it has seen.
-        static attrappen::Anzeige const anzeige;
-        adw_init();
-    }
+    static void SetUpTestSuite() { bildschirmBereiten(); }
 
     void oeffnen(std::vector<Nutzerskript> skripte = {}) {
         web = std::make_unique<WebansichtGtk>(
@@ -365,6 +362,35 @@ TEST_F(EchterDownload, ErrorStatusIsAFailureThatLeavesNothing) {
     holen({.status = 500, .koerper = "nein", .inhaltstyp = "application/octet-stream"});
     EXPECT_EQ(mitschrift.downloadFertig, 0);
     EXPECT_EQ(mitschrift.downloadFehler.size(), 1U);
+    EXPECT_TRUE(dateien().empty());
+}
+
+TEST_F(EchterDownload, EndOfTheProgramLeavesNothingOfWhatIsUnderWay) {
+    seiten["/datei"] = {
+        .koerper = std::string(200000, 'x'),
+        .inhaltstyp = "application/octet-stream",
+        .abschneiden = 50000,
+        .haengen = true};
+    mitschrift.antwortAntwort = [](Antwortkopf const& kopf) {
+        return kopf.adresse && kopf.adresse->ends_with("/datei") ? Entscheidung::herunterladen
+                                                                 : Entscheidung::zulassen;
+    };
+    mitschrift.ziel = ordner.datei("ziel.bin");
+    std::optional<WebSitzungen> eigene;
+    eigene.emplace(
+        WebSitzungen::Ordner{.daten = ordner.pfad("daten2"), .zwischenspeicher = ordner.pfad("cache2")});
+    web = std::make_unique<WebansichtGtk>(*eigene, Webansicht::Einrichtung{}, mitschrift);
+    web->laden(dienst.adresse() + "/datei", std::chrono::seconds{60});
+    ASSERT_TRUE(drehenBis([&] {
+        auto const namen = dateien();
+        return std::ranges::any_of(
+            namen, [](std::string const& name) { return name.contains(".quillmate-teil"); });
+    }));
+    web.reset();
+    EXPECT_TRUE(mitschrift.downloadFehler.empty());
+    eigene.reset();
+    EXPECT_EQ(mitschrift.downloadFehler, std::vector<std::string>{"Quillmate wurde beendet."});
+    EXPECT_EQ(mitschrift.downloadFertig, 0);
     EXPECT_TRUE(dateien().empty());
 }
 

@@ -5,10 +5,14 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <set>
 #include <utility>
 
 namespace quillmate::plattform::gtk {
 namespace {
+
+/// While bytes arrive the engine adds this to the name that it was given.
+constexpr char const* engineendung = ".wkdownload";
 
 /// A name in the destination's folder that nobody else uses: renaming works only within one file system.
 std::string teilname(std::string const& ziel) {
@@ -25,6 +29,11 @@ std::string sichererName(std::string const& vorschlag) {
         return byte < 0x20 || byte == 0x7f;
     });
     return name == "." || name == ".." ? std::string{} : name;
+}
+
+std::set<DownloadGtk*>& laufende() {
+    static std::set<DownloadGtk*> menge;
+    return menge;
 }
 
 } // namespace
@@ -58,7 +67,9 @@ struct DownloadGtk::Signale {
 };
 
 DownloadGtk::DownloadGtk(WebKitDownload* download)
-    : download_(Objekt<WebKitDownload>::geteilt(download)) {}
+    : download_(Objekt<WebKitDownload>::geteilt(download)) {
+    laufende().insert(this);
+}
 
 std::shared_ptr<DownloadGtk> DownloadGtk::uebernehmen(WebKitDownload* download) {
     std::shared_ptr<DownloadGtk> neu{new DownloadGtk{download}};
@@ -67,7 +78,18 @@ std::shared_ptr<DownloadGtk> DownloadGtk::uebernehmen(WebKitDownload* download) 
     return neu;
 }
 
+void DownloadGtk::alleBeenden() {
+    auto const betroffene = laufende(); // Each leaves the set when it goes.
+    for (auto* const einer : betroffene) {
+        auto const halter = std::exchange(einer->selbst_, nullptr);
+        g_signal_handlers_disconnect_by_data(einer->download_.get(), einer);
+        webkit_download_cancel(einer->download_.get());
+        einer->scheitern("Quillmate wurde beendet.");
+    }
+}
+
 DownloadGtk::~DownloadGtk() {
+    laufende().erase(this);
     g_signal_handlers_disconnect_by_data(download_.get(), this);
 }
 
@@ -114,8 +136,10 @@ void DownloadGtk::abschliessen() {
 void DownloadGtk::scheitern(std::string const& beschreibung) {
     if (std::exchange(beendet_, true))
         return;
-    if (!teil_.empty())
+    if (!teil_.empty()) {
         g_unlink(teil_.c_str());
+        g_unlink((teil_ + engineendung).c_str());
+    }
     if (ziel_) {
         // The name was claimed with an empty file; one that holds something is not ours.
         std::error_code fehler;

@@ -19,6 +19,8 @@ class DownloadGtk final : public Download {
 public:
     /// The engine's new download; without an Empfaenger it is cancelled when the engine asks where to put it.
     [[nodiscard]] static std::shared_ptr<DownloadGtk> uebernehmen(WebKitDownload* download);
+    /// For the end of the program: what is under way fails, and nothing of it stays on the disk.
+    static void alleBeenden();
     ~DownloadGtk() override;
     DownloadGtk(DownloadGtk const&) = delete;
     DownloadGtk& operator=(DownloadGtk const&) = delete;

@@ -56,6 +56,10 @@ WebSitzungen::WebSitzungen(Ordner ordner)
     webkit_web_context_set_spell_checking_enabled(kontext_.get(), FALSE);
 }
 
+WebSitzungen::~WebSitzungen() {
+    DownloadGtk::alleBeenden();
+}
+
 WebKitNetworkSession* WebSitzungen::sitzung(Datenhaltung art) {
     auto& sitzung = sitzungen_[art];
     if (!sitzung) {

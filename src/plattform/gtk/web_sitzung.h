@@ -22,6 +22,10 @@ public:
     };
 
     explicit WebSitzungen(Ordner ordner);
+    /// Ends the downloads that are under way, as failed.
+    ~WebSitzungen();
+    WebSitzungen(WebSitzungen const&) = delete;
+    WebSitzungen& operator=(WebSitzungen const&) = delete;
 
     /// Borrowed; lives as long as this object.
     [[nodiscard]] WebKitNetworkSession* sitzung(Webansicht::Einrichtung::Datenhaltung art);
