@@ -140,7 +140,6 @@ Anwendung::Anwendung(Umgebung::Vorher vorher)
            .name = "Quillmate",
            .programm = buendel_ ? buendel_->programm.value_or("") : std::string{}},
           plattform::Anwendungsordner::desBenutzers())
-    , warteblaetter_(oberflaeche_.gtk())
     , browseranmeldung_(
           {.standardprogramm = standardprogramm_,
            .warteblaetter = warteblaetter_,
@@ -231,6 +230,7 @@ void Anwendung::gestartet() {
                 }}});
     // Closing the main window ends the program, whatever other windows are open.
     haupt_->fenster().beimSchliessen([this] { oberflaeche_.beenden(); });
+    warteblaetter_.hauptfenster(haupt_->fenster());
     haupt_->zeigen();
     umzieher_.bestaetigenFallsUmgezogen(&haupt_->fenster());
     aktualisierer_.gestartet();

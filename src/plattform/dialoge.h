@@ -41,7 +41,8 @@ public:
     /// Shows the question as a sheet of `fenster` and returns at once.
     virtual void fragen(
         Programmfenster& fenster, Frage const& frage, std::function<void(Antwort)> antwort) = 0;
-    /// The same without a window, and returns when it is answered. Runs the main loop meanwhile.
+    /// The same without a window, and returns when it is answered. Runs the main loop meanwhile. The last button
+    /// when the program ends.
     [[nodiscard]] virtual Antwort fragenUndWarten(Frage const& frage) = 0;
     /// A sheet with a text field, filled with `vorgabe`. The field's text when the first button was pressed.
     virtual void eingeben(

@@ -16,7 +16,7 @@ public:
     };
 
     virtual ~Ordnertafel() = default;
-    /// The chosen folder's path; nothing when the user cancels. Files cannot be chosen, nor several folders.
+    /// The chosen folder's path; nothing when the user cancels or the program ends. Files cannot be chosen, nor several folders.
     [[nodiscard]] virtual std::optional<std::string> waehlen(Texte const& texte) = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "adressdialog_gtk.h"
 
 #include "kleinfenster.h"
+#include "nebenschleife.h"
 
 #include <algorithm>
 #include <memory>
@@ -33,11 +34,10 @@ private:
     [[nodiscard]] GtkWidget* adressfeld();
     void oeffnen();
     void beanstanden();
-    void beenden() { g_main_loop_quit(schleife_.get()); }
+    void beenden() { schleife_.beenden(); }
 
     Adressfrage const& frage_;
-    std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> const schleife_{
-        g_main_loop_new(nullptr, FALSE), &g_main_loop_unref};
+    Nebenschleife schleife_;
     Kleinfenster const aufbau_;
     GtkWidget* erklaerung_{nullptr};
     GtkWidget* warnzeichen_{nullptr};
@@ -146,7 +146,7 @@ void OffenerDialog::beanstanden() {
 std::optional<std::string> OffenerDialog::laufen() {
     gtk_window_present(aufbau_.fenster.get());
     gtk_widget_grab_focus(GTK_WIDGET(feld_));
-    g_main_loop_run(schleife_.get());
+    schleife_.laufen();
     return ergebnis_;
 }
 

@@ -1,5 +1,7 @@
 #include "anwendung_gtk.h"
 
+#include "nebenschleife.h"
+
 #include <webkit/webkit.h>
 
 #include <algorithm>
@@ -153,6 +155,7 @@ int AnwendungGtk::laufen() {
 }
 
 void AnwendungGtk::beenden() {
+    Nebenschleife::alleBeenden();
     g_application_quit(G_APPLICATION(anwendung_.get()));
 }
 

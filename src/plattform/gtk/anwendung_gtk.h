@@ -37,6 +37,7 @@ public:
 
     /// Runs the main loop until beenden() or until the last window has closed. The process's exit status.
     int laufen();
+    /// Also a dialog that is waited for ends, as if it had been cancelled.
     void beenden();
     /// The menu bar of windows that are made from now on, with its keys, which work in all windows.
     void menuebalken(std::vector<Menue> const& menues);

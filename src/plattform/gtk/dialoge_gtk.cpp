@@ -1,6 +1,7 @@
 #include "dialoge_gtk.h"
 
 #include "glib_halter.h"
+#include "nebenschleife.h"
 #include "programmfenster_gtk.h"
 
 #include <adwaita.h>
@@ -129,18 +130,22 @@ void DialogeGtk::fragen(Programmfenster& fenster, Frage const& frage, std::funct
 }
 
 Antwort DialogeGtk::fragenUndWarten(Frage const& frage) {
-    std::optional<Antwort> ergebnis;
-    std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> const schleife{
-        g_main_loop_new(nullptr, FALSE), &g_main_loop_unref};
-    auto offen = std::make_unique<OffeneFrage>();
-    offen->antwort = [&](Antwort antwort, std::string const&) {
-        ergebnis = antwort;
-        g_main_loop_quit(schleife.get());
+    struct Warten {
+        std::optional<Antwort> ergebnis;
+        Nebenschleife schleife;
     };
-    gtk_window_present(GTK_WINDOW(bauen(nullptr, frage, std::move(offen))));
-    if (!ergebnis)
-        g_main_loop_run(schleife.get());
-    return ergebnis.value_or(Antwort{});
+    auto const warten = std::make_shared<Warten>(); // Shared: the dialog may live longer than this call.
+    auto offen = std::make_unique<OffeneFrage>();
+    offen->antwort = [warten](Antwort antwort, std::string const&) {
+        warten->ergebnis = antwort;
+        warten->schleife.beenden();
+    };
+    auto* const dialog = bauen(nullptr, frage, std::move(offen));
+    gtk_window_present(GTK_WINDOW(dialog));
+    warten->schleife.laufen();
+    if (!warten->ergebnis) // The program ends. Nobody has agreed to anything.
+        gtk_window_destroy(GTK_WINDOW(dialog));
+    return warten->ergebnis.value_or(Antwort{.knopf = frage.knoepfe.empty() ? 0 : frage.knoepfe.size() - 1});
 }
 
 void DialogeGtk::eingeben(
@@ -187,8 +192,7 @@ void DialogeGtk::dateienWaehlen(
 }
 
 std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
-    std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> const schleife{
-        g_main_loop_new(nullptr, FALSE), &g_main_loop_unref};
+    Nebenschleife schleife;
     std::optional<std::string> gewaehlt;
     // Not the desktop's own panel: it has no place for the hint.
     G_GNUC_BEGIN_IGNORE_DEPRECATIONS
@@ -215,9 +219,9 @@ std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
     gtk_window_set_modal(GTK_WINDOW(tafel), TRUE);
 
     struct Zustand {
-        GMainLoop* schleife;
+        Nebenschleife* schleife;
         std::optional<std::string>* gewaehlt;
-    } zustand{schleife.get(), &gewaehlt};
+    } zustand{&schleife, &gewaehlt};
     g_signal_connect(
         tafel, "response", G_CALLBACK(+[](GtkWidget* dialog, int antwort, gpointer daten) {
             auto& z = *static_cast<Zustand*>(daten);
@@ -225,15 +229,18 @@ std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
                 if (auto pfade = gewaehlte(GTK_FILE_CHOOSER(dialog)); !pfade.empty())
                     *z.gewaehlt = std::move(pfade.front());
             gtk_widget_set_visible(dialog, FALSE);
-            g_main_loop_quit(z.schleife);
+            z.schleife->beenden();
         }),
         &zustand);
     auto const halter = Objekt<GtkWidget>::geteilt(tafel);
-    gulong const ende =
-        g_signal_connect_swapped(tafel, "destroy", G_CALLBACK(g_main_loop_quit), schleife.get());
+    g_signal_connect(
+        tafel, "destroy",
+        G_CALLBACK(+[](GtkWidget*, gpointer daten) { static_cast<Zustand*>(daten)->schleife->beenden(); }),
+        &zustand);
     gtk_window_present(GTK_WINDOW(tafel));
-    g_main_loop_run(schleife.get());
-    g_signal_handler_disconnect(tafel, ende);
+    schleife.laufen();
+    g_signal_handlers_disconnect_by_data(
+        tafel, &zustand); // None are left on a panel that has been destroyed.
     gtk_window_destroy(GTK_WINDOW(tafel));
     return gewaehlt;
 }

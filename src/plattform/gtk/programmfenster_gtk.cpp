@@ -72,6 +72,8 @@ ProgrammfensterGtk::ProgrammfensterGtk(
 }
 
 ProgrammfensterGtk::~ProgrammfensterGtk() {
+    if (!geschlossen_) // Who quits closes no window.
+        groesseSichern();
     g_signal_handlers_disconnect_by_data(fenster_.get(), this);
     gtk_window_destroy(fenster_.get());
 }

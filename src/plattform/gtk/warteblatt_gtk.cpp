@@ -1,6 +1,7 @@
 #include "warteblatt_gtk.h"
 
 #include "kleinfenster.h"
+#include "programmfenster_gtk.h"
 
 #include <string>
 #include <utility>
@@ -77,12 +78,16 @@ void WarteblattGtk::beenden() {
 
 } // namespace
 
+void WarteblattwerkGtk::hauptfenster(Programmfenster& fenster) {
+    auto* const rahmen = dynamic_cast<ProgrammfensterGtk*>(&fenster);
+    hauptfenster_ = rahmen ? rahmen->gtkFenster() : nullptr;
+}
+
 std::unique_ptr<Warteblatt> WarteblattwerkGtk::zeigen(
     Wartetext const& text, std::function<void()> abgebrochen) {
-    auto* const fenster = gtk_application_get_active_window(anwendung_);
-    if (!fenster)
+    if (!hauptfenster_)
         return nullptr;
-    return std::make_unique<WarteblattGtk>(fenster, text, std::move(abgebrochen));
+    return std::make_unique<WarteblattGtk>(hauptfenster_, text, std::move(abgebrochen));
 }
 
 } // namespace quillmate::plattform::gtk

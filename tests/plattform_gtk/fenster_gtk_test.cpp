@@ -1,0 +1,133 @@
+// Windows, dialogs and sheets on a display of the test's own.
+#include "attrappen/voreinstellungen.h"
+#include "bildschirm.h"
+#include "plattform_gtk/adressdialog_gtk.h"
+#include "plattform_gtk/anwendung_gtk.h"
+#include "plattform_gtk/dialoge_gtk.h"
+#include "plattform_gtk/programmfenster_gtk.h"
+#include "plattform_gtk/warteblatt_gtk.h"
+
+#include <adwaita.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace quillmate::plattform::gtk {
+namespace {
+
+class EchteFenster : public testing::Test {
+public:
+    static void SetUpTestSuite() { bildschirmBereiten(); }
+    /// One for the process, as in the program.
+    static AnwendungGtk& eine() {
+        static AnwendungGtk& eine = *[] {
+            auto* const neu = new AnwendungGtk{"de.tandemwerk.quillmate.fenstertest", {}, {}};
+            EXPECT_TRUE(g_application_register(G_APPLICATION(neu->gtk()), nullptr, nullptr));
+            return neu;
+        }();
+        return eine;
+    }
+    std::unique_ptr<ProgrammfensterGtk> fenster() {
+        return std::make_unique<ProgrammfensterGtk>(
+            anwendung.gtk(), voreinstellungen,
+            Fenstermasse{.breite = 400, .hoehe = 300, .mindestbreite = 100, .mindesthoehe = 100}, false);
+    }
+    /// Ends the program as soon as the main loop turns again.
+    void gleichBeenden() {
+        g_idle_add(
+            [](gpointer daten) -> gboolean {
+                static_cast<AnwendungGtk*>(daten)->beenden();
+                return G_SOURCE_REMOVE;
+            },
+            &anwendung);
+    }
+
+    attrappen::SpeicherVoreinstellungen voreinstellungen;
+    AnwendungGtk& anwendung = eine();
+};
+
+TEST_F(EchteFenster, SizeIsKeptAlsoWhenTheProgramEndsWithTheWindowOpen) {
+    {
+        auto const offen = fenster();
+        offen->groesseMerken("Probe");
+        offen->zeigen();
+        gtk_window_set_default_size(offen->gtkFenster(), 711, 522);
+    }
+    EXPECT_EQ(voreinstellungen.daten("Probe"), "711 522 0");
+}
+
+TEST_F(EchteFenster, SizeOfAWindowWithoutNameIsKeptNowhere) {
+    fenster()->zeigen();
+    EXPECT_TRUE(voreinstellungen.werte.empty());
+}
+
+TEST_F(EchteFenster, EndOfTheProgramAnswersAWaitingQuestionWithItsLastButton) {
+    gleichBeenden();
+    DialogeGtk dialoge;
+    auto const antwort = dialoge.fragenUndWarten({.meldung = "Verschieben?", .knoepfe = {"Ja", "Später"}});
+    EXPECT_EQ(antwort.knopf, 1U);
+}
+
+TEST_F(EchteFenster, EndOfTheProgramCancelsAWaitingFolderPanel) {
+    auto const offen = fenster();
+    offen->zeigen();
+    gleichBeenden();
+    OrdnertafelGtk tafel{anwendung.gtk()};
+    EXPECT_EQ(tafel.waehlen({.titel = "Ordner", .hinweis = "Hinweis", .knopf = "Auswählen"}), std::nullopt);
+}
+
+TEST_F(EchteFenster, EndOfTheProgramCancelsAWaitingQuestionForAnAddress) {
+    auto const offen = fenster();
+    offen->zeigen();
+    gleichBeenden();
+    AdressdialogGtk dialog{anwendung.gtk()};
+    EXPECT_EQ(
+        dialog.fragen({.meldung = "Portal", .oeffnen = "Öffnen", .abbrechen = "Abbrechen"}), std::nullopt);
+}
+
+TEST_F(EchteFenster, EndOfTheProgramEndsDialogsWithinDialogsToo) {
+    auto const offen = fenster();
+    offen->zeigen();
+    struct Innen {
+        EchteFenster& test;
+        std::optional<std::size_t> knopf;
+    } innen{*this, {}};
+    g_idle_add(
+        [](gpointer daten) -> gboolean {
+            auto& hier = *static_cast<Innen*>(daten);
+            hier.test.gleichBeenden();
+            DialogeGtk dialoge;
+            hier.knopf = dialoge.fragenUndWarten({.meldung = "Innen", .knoepfe = {"Ja", "Nein"}}).knopf;
+            return G_SOURCE_REMOVE;
+        },
+        &innen);
+    DialogeGtk dialoge;
+    EXPECT_EQ(dialoge.fragenUndWarten({.meldung = "Außen", .knoepfe = {"A", "B", "C"}}).knopf, 2U);
+    EXPECT_EQ(innen.knopf, 1U);
+}
+
+TEST_F(EchteFenster, SheetLiesOverTheMainWindowWhicheverIsInFront) {
+    auto const haupt = fenster();
+    haupt->zeigen();
+    auto const neben = fenster();
+    neben->zeigen();
+    WarteblattwerkGtk werk;
+    EXPECT_EQ(werk.zeigen({}, nullptr), nullptr); // There is nothing to lie over yet.
+    werk.hauptfenster(*haupt);
+    auto const blatt = werk.zeigen({.meldung = "Warte"}, nullptr);
+    ASSERT_TRUE(blatt);
+    int ueberHaupt = 0;
+    auto* const alle = gtk_window_get_toplevels();
+    for (guint i = 0; i < g_list_model_get_n_items(alle); ++i) {
+        auto const einer = Objekt<GtkWindow>::uebernommen(GTK_WINDOW(g_list_model_get_item(alle, i)));
+        auto* const darunter = gtk_window_get_transient_for(einer.get());
+        EXPECT_NE(darunter, neben->gtkFenster());
+        ueberHaupt += darunter == haupt->gtkFenster() ? 1 : 0;
+    }
+    EXPECT_EQ(ueberHaupt, 1);
+}
+
+} // namespace
+} // namespace quillmate::plattform::gtk
