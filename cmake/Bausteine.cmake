@@ -35,18 +35,25 @@ function(kern_bibliothek name)
   add_library(Quillmate::${name} ALIAS quillmate_${name})
 endfunction()
 
-# quillmate_test(<name> QUELLEN <sources...> BRAUCHT <libraries...>)
+# quillmate_test(<name> [OHNE_LECKSUCHE] QUELLEN <sources...> BRAUCHT <libraries...>)
 # One GoogleTest program; every test case becomes a CTest test of its own.
+#   OHNE_LECKSUCHE  for programs with GTK and the web engine, which keep what they have until the process ends;
+#                   AddressSanitizer's other checks stay.
 function(quillmate_test name)
-  cmake_parse_arguments(T "" "" "QUELLEN;BRAUCHT" ${ARGN})
+  cmake_parse_arguments(T "OHNE_LECKSUCHE" "" "QUELLEN;BRAUCHT" ${ARGN})
   add_executable(test_${name} ${T_QUELLEN})
   target_link_libraries(test_${name} PRIVATE Quillmate::schalter ${T_BRAUCHT} GTest::gtest GTest::gmock GTest::gtest_main)
   target_include_directories(test_${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
   set_target_properties(test_${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests"
     QUILLMATE_TEST ON)
+  set(umgebung)
+  if(T_OHNE_LECKSUCHE)
+    set(umgebung ENVIRONMENT ASAN_OPTIONS=detect_leaks=0)
+  endif()
   gtest_discover_tests(test_${name}
     TEST_PREFIX "${name}/"
-    PROPERTIES TIMEOUT 240 LABELS "${name}" # the label must not be empty, or CTest takes the next word for it
+    # The label must not be empty, or CTest takes the next word for it.
+    PROPERTIES TIMEOUT 240 LABELS "${name}" ${umgebung}
     DISCOVERY_TIMEOUT 120)
 endfunction()
