@@ -10,7 +10,7 @@
 namespace quillmate::plattform::gtk {
 
 /// Finds running programs by the names that they own on the session bus, and asks them to come to the front by
-/// org.freedesktop.Application (Desktop Entry Specification, "D-Bus Activation"), with the activation token that this
+/// org.freedesktop.Application (freedesktop.org, desktop entries, "D-Bus Activation"), with the activation token that this
 /// start was given: without it a Wayland desktop does not let another window come forward.
 /// Threads: main thread. Blocks at most a few seconds, also when the other program hangs.
 class LaufendeProgrammeBus final : public LaufendeProgramme {
