@@ -5,7 +5,8 @@
 #include <string_view>
 #include <vector>
 
-/// How a program becomes the user's handler of an address scheme, by files alone: a desktop entry (freedesktop.org) in the user's applications folder, and the default in mimeapps.list (MIME Applications Associations).
+/// How a program becomes the user's handler of an address scheme, by files alone: a desktop entry (freedesktop.org) in
+/// the user's applications folder, and the default in mimeapps.list (MIME Applications Associations).
 /// Both are written only where something is missing or wrong, atomically, and everything else in mimeapps.list stays
 /// as it is, whoever wrote it.
 /// Threads: any, one at a time.
