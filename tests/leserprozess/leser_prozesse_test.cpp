@@ -53,6 +53,15 @@ std::ptrdiff_t zeilen(std::string const& text) {
     return std::ranges::count(text, '\n');
 }
 
+/// How many files the log says are lost.
+int verluste(std::string const& log) {
+    constexpr std::string_view gesagt = "die Datei gilt als Datei ohne Text";
+    int anzahl = 0;
+    for (auto stelle = log.find(gesagt); stelle != std::string::npos; stelle = log.find(gesagt, stelle + 1))
+        ++anzahl;
+    return anzahl;
+}
+
 /// A reading on another thread that lasts until its file is changed, or its reader dies.
 class Wartender {
 public:
@@ -148,13 +157,17 @@ TEST(LeserProzesse, TheEndOfThePoolEndsAllReaders) {
 }
 
 TEST(LeserProzesse, AReaderTakesOverThePriorityOfItsThread) {
+    constexpr int niedrigster = 19;
+    int const niedriger = ::getpriority(PRIO_PROCESS, 0) + 1;
+    if (niedriger > niedrigster)
+        GTEST_SKIP() << "this process has the lowest priority already";
     LeserProzesse leser{mitAttrappe()};
     auto const gewoehnlich = pid(leser);
     std::jthread{[&] {
-        ASSERT_EQ(::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), 10), 0);
+        ASSERT_EQ(::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), niedriger), 0);
         auto const nachrangig = pid(leser);
         EXPECT_NE(nachrangig, gewoehnlich);
-        EXPECT_EQ(::getpriority(PRIO_PROCESS, static_cast<id_t>(nachrangig)), 10);
+        EXPECT_EQ(::getpriority(PRIO_PROCESS, static_cast<id_t>(nachrangig)), niedriger);
         EXPECT_EQ(pid(leser), nachrangig);
     }}.join();
     EXPECT_EQ(pid(leser), gewoehnlich);
@@ -197,10 +210,9 @@ TEST_P(VerloreneDatei, CostsOneFileItsTextAndOneLogLine) {
         EXPECT_EQ(lesung.text, std::nullopt);
         EXPECT_EQ(antwort(leser, "sag nachher"), "nachher");
     });
-    if (mitSanitizer) { // It has a report of its own to add.
-        EXPECT_THAT(log, HasSubstr("Texterkennung: "));
-        return;
-    }
+    EXPECT_EQ(verluste(log), 1) << log;
+    if (mitSanitizer)
+        return; // The reader's own report is in the log, and it dies in another way.
     EXPECT_EQ(zeilen(log), 1) << log;
     EXPECT_THAT(log, HasSubstr(GetParam().grund));
     EXPECT_THAT(log, HasSubstr("memfd:befehl"));
@@ -269,7 +281,7 @@ TEST(LeserProzesse, AReaderKilledWhileReadingCostsThatFile) {
         ASSERT_TRUE(wartenBis([&] { return wartender.fertig(); }));
         EXPECT_EQ(wartender.lesung().text, std::nullopt);
     });
-    EXPECT_EQ(zeilen(log), 1) << log;
+    EXPECT_EQ(verluste(log), 1) << log;
     EXPECT_EQ(antwort(leser, "sag nachher"), "nachher");
 }
 
@@ -384,7 +396,7 @@ TEST_F(MitZwischenspeicher, AFileThatKilledItsReaderIsRememberedAsOneWithoutText
         EXPECT_EQ(erkenner.text(pfad), std::nullopt);
         EXPECT_EQ(erkenner.text(pfad), std::nullopt);
     });
-    EXPECT_EQ(zeilen(log), 1) << log; // The second time nobody reads.
+    EXPECT_EQ(verluste(log), 1) << log; // The second time nobody reads.
     ASSERT_TRUE(eintrag(pfad));
     EXPECT_EQ(eintrag(pfad)->text, std::nullopt);
 }
