@@ -5,6 +5,7 @@
 //   auswertung     reads received files, matches them with bookings (abgleich)
 //   http_server    connections and their limits
 //   dienst         the API's routes; multipart takes upload forms apart
+//   portal         a vendor's portal over https, with portalzertifikat and textpdf
 //   webseite       the pages (files: seite/), with anmeldung; selbstlauf is what their self-run reports
 //   anzeige        the table of --zeige
 //
@@ -18,6 +19,7 @@
 #include "dienst.h"
 #include "http_server.h"
 #include "leserprozess/leser_prozesse.h"
+#include "portal.h"
 #include "speicher.h"
 #include "webseite.h"
 #include "zugang.h"
@@ -85,7 +87,12 @@ int diene(Argumente const& argumente) {
     HttpServer server{{.hoechstensKoerper_byte = hoechstensFormular_byte, .vorrat_byte = vorrat}};
     Zugang const zugang{.kunde = argumente.kunde, .token = token};
     Dienst const dienst{server, *speicher, auswertung, zugang};
-    Webseite const webseite{server, zugang};
+    auto const portal = Portal::oeffnen(argumente.daten, grund);
+    if (!portal) {
+        fmt::print(stderr, "{}\n", grund);
+        return endeFehler;
+    }
+    Webseite const webseite{server, zugang, portal->adresse()};
 
     auto const port = server.binden(argumente.port);
     if (!port) {
@@ -101,7 +108,8 @@ int diene(Argumente const& argumente) {
     nlohmann::ordered_json const meldung{
         {"adresse", fmt::format("http://127.0.0.1:{}", *port)},
         {"client", argumente.kunde},
-        {"token", token}};
+        {"token", token},
+        {"portal", portal->adresse()}};
     fmt::print("{}\n", meldung.dump());
     std::fflush(stdout);
 
@@ -119,9 +127,10 @@ int diene(Argumente const& argumente) {
         std::this_thread::sleep_for(std::chrono::milliseconds{10});
         liest = !auswertung.anhalten();
     }
+    bool const portalZu = portal->beenden(schluss);
     // A text recognition under way cannot be broken off and may take many seconds. All that was answered is
     // on disk, and what was not read yet is read by the next run.
-    if (liest || ende.wait_for(std::chrono::seconds{0}) != std::future_status::ready)
+    if (liest || !portalZu || ende.wait_for(std::chrono::seconds{0}) != std::future_status::ready)
         std::_Exit(endeGut);
     faden.join();
     return endeGut;

@@ -135,8 +135,9 @@ std::string inhaltslage(bool anhang, std::string_view name, std::string_view ers
         brauchbar ? prozentkodiert(sauber) : ersatz);
 }
 
-Webseite::Webseite(HttpServer& server, Zugang zugang)
+Webseite::Webseite(HttpServer& server, Zugang zugang, std::string portal)
     : zugang_(std::move(zugang))
+    , portal_(std::move(portal))
     , anmeldung_(zugang_) {
     server.Get("/", [](httplib::Request const& anfrage, httplib::Response& antwort) {
         auto const frage = anfrage.target.find('?');
@@ -186,7 +187,8 @@ void Webseite::uebersicht(httplib::Request const& anfrage, httplib::Response& an
     nlohmann::ordered_json const zugang{
         {"client_id", zugang_.kunde},
         {"token", zugang_.token},
-        {"server", fmt::format("http://127.0.0.1:{}", anfrage.local_port)}};
+        {"server", fmt::format("http://127.0.0.1:{}", anfrage.local_port)},
+        {"portal", portal_}};
     antwort.set_header("Set-Cookie", anmeldung_.keks());
     sende(antwort, 200, html, ausgefuellt("uebersicht.html", {{"ZUGANG", alsSkriptdaten(zugang.dump())}}));
 }

@@ -19,7 +19,8 @@ namespace quillmate::demo {
 /// Ownership: borrows the server, which must outlive this object; register once, before the server serves.
 class Webseite {
 public:
-    Webseite(HttpServer& server, Zugang zugang);
+    /// `portal`: the demo portal's address, which the overview offers to copy.
+    Webseite(HttpServer& server, Zugang zugang, std::string portal);
     Webseite(Webseite const&) = delete;
     Webseite& operator=(Webseite const&) = delete;
 
@@ -33,6 +34,7 @@ private:
     void bankseite(httplib::Request const& anfrage, httplib::Response& antwort) const;
 
     Zugang zugang_;
+    std::string portal_;
     Anmeldung anmeldung_;
 };
 

@@ -42,6 +42,16 @@ export function portaleEinrichten() {
   finde('portalliste').replaceChildren(...portale.map(([kennung, name]) => element(
       'li', {},
       element('button', {type: 'button', class: 'kachel', 'data-kennung': kennung, onclick: (ereignis) => beiKlick(ereignis.currentTarget, () => oeffne(kennung))}, name))));
+  // The program opens no address that a page names, so the person takes this one over by hand.
+  if (zugang.portal) {
+    finde('demoportal').hidden = false;
+    finde('demoportal-adresse').textContent = zugang.portal;
+    finde('demoportal-oeffnen').addEventListener('click', (ereignis) => beiKlick(ereignis.currentTarget, () => oeffne('weiteres', 'Demoportal')));
+    finde('demoportal-kopieren').addEventListener('click', (ereignis) => beiKlick(ereignis.currentTarget, async () => {
+      await navigator.clipboard.writeText(zugang.portal);
+      melde('Adresse kopiert. Füge sie im Fenster „Weiteres Anbieterportal öffnen“ ein.', 'gut');
+    }));
+  }
   finde('portalformular').addEventListener('submit', (ereignis) => {
     ereignis.preventDefault();
     beiKlick(finde('portal-weiteres'), () => oeffne('weiteres', finde('portal-name').value));

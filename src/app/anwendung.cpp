@@ -186,9 +186,11 @@ void Anwendung::gestartet() {
         return; // This process ends, the one at the new place goes on.
     auto const lage = umzugslage();
     portalablage_.aufraeumen();
-    sitzungen_.emplace(plattform::gtk::WebSitzungen::Ordner{
-        .daten = plattform::datenordner() + '/' + kennung_,
-        .zwischenspeicher = plattform::cacheordner() + '/' + kennung_});
+    sitzungen_.emplace(
+        plattform::gtk::WebSitzungen::Ordner{
+            .daten = plattform::datenordner() + '/' + kennung_,
+            .zwischenspeicher = plattform::cacheordner() + '/' + kennung_},
+        plattform::gtk::demozertifikat(kennung_));
     werk_.emplace(oberflaeche_.gtk(), *sitzungen_, voreinstellungen_);
     menueBauen();
     schemahandler_.auffrischen();

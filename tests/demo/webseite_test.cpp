@@ -98,7 +98,11 @@ TEST_F(WebseiteTest, OverviewIsGivenOnlyToTokenOrCookie) {
 TEST_F(WebseiteTest, OverviewTellsClientTokenAndAddress) {
     EXPECT_EQ(
         zugang(klient.hole(dienst.url("/uebersicht")).koerper),
-        (json{{"client_id", 1}, {"token", token}, {"server", adresse}}));
+        (json{
+            {"client_id", 1},
+            {"token", token},
+            {"server", adresse},
+            {"portal", dienst.meldung().at("portal")}}));
 }
 
 TEST_F(WebseiteTest, TokenOfAnyCharactersCannotBreakOutOfThePage) {

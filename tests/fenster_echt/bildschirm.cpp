@@ -186,6 +186,11 @@ void Bildschirm::klicke(Punkt wohin) {
     XSync(anzeige_, False);
 }
 
+void Bildschirm::zwischenablageLeeren() {
+    XSetSelectionOwner(anzeige_, XInternAtom(anzeige_, "CLIPBOARD", False), None, CurrentTime);
+    XSync(anzeige_, False);
+}
+
 std::optional<std::string> Bildschirm::zwischenablage() {
     auto const ablage = XInternAtom(anzeige_, "CLIPBOARD", False);
     auto const ziel = XInternAtom(anzeige_, "QUILLMATE_TEST", False);

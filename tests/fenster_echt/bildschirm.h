@@ -60,6 +60,8 @@ public:
 
     /// The text in the clipboard; nothing when there is none, or its owner does not answer in time.
     [[nodiscard]] std::optional<std::string> zwischenablage();
+    /// Then there is no text in it until somebody copies.
+    void zwischenablageLeeren();
     /// 0xRRGGBB.
     [[nodiscard]] std::uint32_t farbe(Punkt wo) const;
     /// Writes what the screen shows as PNG for people to look at; `name` without folder and suffix.

@@ -65,10 +65,10 @@ std::unique_ptr<Programm> EchtesFenster::starte(
     return std::make_unique<Programm>(datei, std::move(argumente), werte);
 }
 
-void EchtesFenster::oeffne(Programm::Umgebung const& weitere) {
+void EchtesFenster::oeffne(Programm::Umgebung const& weitere, std::string const& datei) {
     int const bisher = dienst.dokumente();
     ursprung_.clear();
-    programm = starte({}, weitere);
+    programm = starte({}, weitere, datei);
     ASSERT_TRUE(dienst.warteAufDokument(bisher + 1));
     ASSERT_TRUE(bildschirm.warteAufFenster(titel));
     tastaturAnHauptfenster();

@@ -30,8 +30,8 @@ protected:
     [[nodiscard]] std::unique_ptr<Programm> starte(
         std::vector<std::string> argumente = {}, Programm::Umgebung const& weitere = {},
         std::string const& datei = QUILLMATE_PROGRAMM) const;
-    /// Starts the program on the service's start page and waits until that listens.
-    void oeffne(Programm::Umgebung const& weitere = {});
+    /// Starts the program (`datei`: of another bundle) on the service's start page and waits until that listens.
+    void oeffne(Programm::Umgebung const& weitere = {}, std::string const& datei = QUILLMATE_PROGRAMM);
     /// Ends the program by closing its main window, as a person would; then oeffne() is possible again.
     void beende();
 

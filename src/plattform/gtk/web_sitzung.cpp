@@ -5,6 +5,7 @@
 #include "webansicht_gtk.h"
 
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <utility>
 
@@ -45,10 +46,32 @@ Objekt<WebKitNetworkSession> oeffnen(std::string const& daten, std::string const
     return sitzung;
 }
 
+void vertrauen(WebKitNetworkSession* sitzung, std::string const& pem) {
+    GError* roh = nullptr;
+    auto const zertifikat =
+        Objekt<GTlsCertificate>::uebernommen(g_tls_certificate_new_from_file(pem.c_str(), &roh));
+    if (roh) {
+        GFehler const fehler{roh};
+        protokoll(std::string{"Das Zertifikat der Demo ist nicht lesbar: "} + fehler->message);
+        return;
+    }
+    for (char const* const wirt : {"127.0.0.1", "localhost"})
+        webkit_network_session_allow_tls_certificate_for_host(sitzung, zertifikat.get(), wirt);
+    protokoll("Demo: Portale auf diesem Rechner dürfen das Zertifikat des Demodienstes zeigen");
+}
+
 } // namespace
 
-WebSitzungen::WebSitzungen(Ordner ordner)
+std::optional<std::string> demozertifikat(std::string_view kennung) {
+    char const* const wert = std::getenv("QUILLMATE_DEMO_ZERTIFIKAT");
+    if (kennung != "de.tandemwerk.quillmate.demo" || !wert || !*wert)
+        return std::nullopt;
+    return wert;
+}
+
+WebSitzungen::WebSitzungen(Ordner ordner, std::optional<std::string> demozertifikat)
     : ordner_(std::move(ordner))
+    , demozertifikat_(std::move(demozertifikat))
     , kontext_(Objekt<WebKitWebContext>::uebernommen(webkit_web_context_new())) {
     // Without this the engine tells pages the language of the C locale.
     constexpr std::array<char const*, 4> sprachen{"de-DE", "de", "en", nullptr};
@@ -65,6 +88,8 @@ WebKitNetworkSession* WebSitzungen::sitzung(Datenhaltung art) {
     if (!sitzung) {
         std::string const name = art == Datenhaltung::portale ? "/portale" : "/web";
         sitzung = oeffnen(ordner_.daten + name, ordner_.zwischenspeicher + name);
+        if (art == Datenhaltung::portale && demozertifikat_)
+            vertrauen(sitzung.get(), *demozertifikat_);
     }
     return sitzung.get();
 }
