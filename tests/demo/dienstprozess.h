@@ -118,7 +118,7 @@ private:
 
 /// Looks again and again until `bedingung` holds. False when it does not within `frist`.
 template<class Bedingung>
-bool warteBis(Bedingung const& bedingung, std::chrono::seconds frist = std::chrono::seconds{60});
+bool warteBis(Bedingung const& bedingung, std::chrono::seconds frist = std::chrono::seconds{180});
 
 } // namespace quillmate::demo::test
 
