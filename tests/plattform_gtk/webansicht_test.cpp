@@ -209,7 +209,8 @@ TEST_F(EchteWebansicht, SilentServerFailsAtTheDeadlineInGerman) {
     oeffnen();
     web->laden(dienst.adresse() + "/stumm", std::chrono::seconds{1});
     ASSERT_TRUE(drehenBis([&] { return !mitschrift.fehlschlaege.empty(); }));
-    ASSERT_TRUE(drehenBis([&] { return mitschrift.fehlschlaege.size() >= 2; }));
+    // The engine may report the stopped load as cancelled, too; by the end of the next load it has.
+    laden("/");
     int echte = 0;
     for (auto const& fehler : mitschrift.fehlschlaege)
         if (!fehler.abgebrochen) {
