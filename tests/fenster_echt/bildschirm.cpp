@@ -132,6 +132,13 @@ void Bildschirm::schliessen(unsigned long fenster) {
     XSync(anzeige_, False);
 }
 
+unsigned long Bildschirm::eigenesZeigen() {
+    XResizeWindow(anzeige_, eigenes_, 300, 200);
+    XMapRaised(anzeige_, eigenes_);
+    XSync(anzeige_, False);
+    return eigenes_;
+}
+
 void Bildschirm::drueckeTaste(unsigned long zeichen, bool umschalten) {
     auto const taste = XKeysymToKeycode(anzeige_, zeichen);
     if (taste == 0)
@@ -217,22 +224,46 @@ std::uint32_t Bildschirm::farbe(Punkt wo) const {
 }
 
 void Bildschirm::bild(std::string_view name) const {
+    // Painting takes a while: wait until nothing has changed for as long as a slow frame takes.
+    constexpr std::chrono::milliseconds ruhe{700};
+    auto const inhalt = [this] {
+        auto bild = aufnahme();
+        return bild ? std::string{bild->data, static_cast<std::size_t>(bild->bytes_per_line * bild->height)}
+                    : std::string{};
+    };
+    auto letzter = inhalt();
+    auto seit = std::chrono::steady_clock::now();
+    (void)attrappen::wartenBis(
+        [&] {
+            if (auto neuer = inhalt(); neuer != letzter) {
+                letzter = std::move(neuer);
+                seit = std::chrono::steady_clock::now();
+            }
+            return std::chrono::steady_clock::now() - seit > ruhe;
+        },
+        std::chrono::seconds{5});
     std::filesystem::path const ordner{QUILLMATE_BILDER};
     std::filesystem::create_directories(ordner);
-    int const nummer = DefaultScreen(anzeige_);
-    int const breite = DisplayWidth(anzeige_, nummer);
-    int const hoehe = DisplayHeight(anzeige_, nummer);
-    auto* const bild = XGetImage(
-        anzeige_, wurzel_, 0, 0, static_cast<unsigned>(breite), static_cast<unsigned>(hoehe), AllPlanes,
-        ZPixmap);
+    auto const bild = aufnahme();
     if (!bild || bild->bits_per_pixel != 32)
         return;
     auto* const flaeche = cairo_image_surface_create_for_data(
-        reinterpret_cast<unsigned char*>(bild->data), CAIRO_FORMAT_RGB24, breite, hoehe,
+        reinterpret_cast<unsigned char*>(bild->data), CAIRO_FORMAT_RGB24, bild->width, bild->height,
         bild->bytes_per_line);
     cairo_surface_write_to_png(flaeche, (ordner / (std::string{name} + ".png")).c_str());
     cairo_surface_destroy(flaeche);
-    XDestroyImage(bild);
+}
+
+Bildschirm::Aufnahme Bildschirm::aufnahme() const {
+    int const nummer = DefaultScreen(anzeige_);
+    return {
+        XGetImage(
+            anzeige_, wurzel_, 0, 0, static_cast<unsigned>(DisplayWidth(anzeige_, nummer)),
+            static_cast<unsigned>(DisplayHeight(anzeige_, nummer)), AllPlanes, ZPixmap),
+        [](_XImage* bild) {
+            if (bild)
+                XDestroyImage(bild);
+        }};
 }
 
 } // namespace quillmate::fenster_echt

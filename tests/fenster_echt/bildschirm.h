@@ -2,12 +2,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 struct _XDisplay;
+struct _XImage;
 
 namespace quillmate::fenster_echt {
 
@@ -51,6 +53,9 @@ public:
     /// Asks the window to close, as a title bar's button would.
     void schliessen(unsigned long fenster);
 
+    /// Shows a window of its own, as another program would; its number.
+    unsigned long eigenesZeigen();
+
     /// Presses a key once: "Return", "ctrl+r", "ctrl+shift+z". Names are those of X.
     void taste(std::string_view kombination);
     /// Types ASCII text.
@@ -68,6 +73,9 @@ public:
     void bild(std::string_view name) const;
 
 private:
+    using Aufnahme = std::unique_ptr<_XImage, void (*)(_XImage*)>;
+
+    [[nodiscard]] Aufnahme aufnahme() const;
     void drueckeTaste(unsigned long zeichen, bool umschalten);
 
     _XDisplay* anzeige_;

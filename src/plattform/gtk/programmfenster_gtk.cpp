@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <functional>
 #include <utility>
 
 namespace quillmate::plattform::gtk {
@@ -29,6 +30,35 @@ bool lesen(std::string const& text, Groesse& groesse) {
     return std::sscanf(text.c_str(), "%d %d %d", &groesse.breite, &groesse.hoehe, &groesse.maximiert) == 3 &&
            groesse.breite > 0 && groesse.breite <= hoechstesMass && groesse.hoehe > 0 &&
            groesse.hoehe <= hoechstesMass;
+}
+
+/// Calls `tun` for each menu below the widget.
+void jedesMenue(GtkWidget* widget, std::function<void(GtkWidget*)> const& tun) {
+    for (auto* kind = gtk_widget_get_first_child(widget); kind; kind = gtk_widget_get_next_sibling(kind))
+        if (GTK_IS_POPOVER(kind))
+            tun(kind);
+        else
+            jedesMenue(kind, tun);
+}
+
+/// GTK leaves the keyboard in the menu bar after a menu; who was typing in the page wants to go on there.
+gboolean tastaturZurueck(gpointer daten) {
+    auto const fenster = Objekt<GtkWindow>::uebernommen(static_cast<GtkWindow*>(daten));
+    auto* const leiste = gtk_window_get_titlebar(fenster.get());
+    auto* const inhalt = gtk_window_get_child(fenster.get());
+    auto* const tastatur = gtk_window_get_focus(fenster.get());
+    if (!leiste || !inhalt || (tastatur && !gtk_widget_is_ancestor(tastatur, leiste)))
+        return G_SOURCE_REMOVE;
+    bool offen = false;
+    jedesMenue(leiste, [&](GtkWidget* menue) { offen = offen || gtk_widget_get_visible(menue) != FALSE; });
+    if (!offen) // otherwise the next menu has opened in its place
+        gtk_widget_grab_focus(inhalt);
+    return G_SOURCE_REMOVE;
+}
+
+void menueGeschlossen(GtkPopover* menue, gpointer) {
+    if (auto* const wurzel = gtk_widget_get_root(GTK_WIDGET(menue)); GTK_IS_WINDOW(wurzel))
+        g_idle_add(tastaturZurueck, g_object_ref(wurzel));
 }
 
 } // namespace
@@ -58,6 +88,9 @@ ProgrammfensterGtk::ProgrammfensterGtk(
         gtk_widget_set_valign(balken, GTK_ALIGN_CENTER);
         gtk_widget_add_css_class(balken, "quillmate-menue");
         gtk_header_bar_pack_start(GTK_HEADER_BAR(leiste), balken);
+        jedesMenue(balken, [](GtkWidget* menue) {
+            g_signal_connect(menue, "closed", G_CALLBACK(menueGeschlossen), nullptr);
+        });
     }
     gtk_window_set_titlebar(fenster_.get(), leiste);
     gtk_application_window_set_show_menubar(GTK_APPLICATION_WINDOW(fenster_.get()), FALSE);

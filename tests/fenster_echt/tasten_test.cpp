@@ -1,0 +1,141 @@
+// Menus and keys, with the keyboard in the page.
+#include "attrappen/warten.h"
+#include "echtes_fenster.h"
+
+#include <algorithm>
+
+namespace quillmate::fenster_echt {
+namespace {
+
+using attrappen::wartenBis;
+
+class Tasten : public EchtesFenster {
+protected:
+    /// An open menu: a window that no window manager would touch.
+    [[nodiscard]] bool menueOffen() const {
+        auto const alle = bildschirm.fenster();
+        return std::ranges::any_of(alle, [](auto const& fenster) { return fenster.aufgeklappt; });
+    }
+    /// The engine carries out commands at once, but clicks one after the other: wait for the click.
+    void inDasFeld() {
+        klicke("#feld");
+        EXPECT_TRUE(wartenBis([&] { return dienst.rufe("return document.activeElement.id") == "feld"; }));
+    }
+    [[nodiscard]] std::string feld() { return dienst.rufe("return document.getElementById('feld').value"); }
+    [[nodiscard]] bool feldWird(std::string const& text) {
+        return wartenBis([&] { return feld() == text; });
+    }
+};
+
+TEST_F(Tasten, ControlRReloadsWhileThePageHasTheKeyboard) {
+    dienst.inhalt("<input id=feld autofocus>");
+    oeffne();
+    inDasFeld();
+    bildschirm.taste("ctrl+r");
+    EXPECT_TRUE(dienst.warteAufDokument(2));
+}
+
+TEST_F(Tasten, EditingCommandsReachThePagesField) {
+    dienst.inhalt("<p><input id=feld value=abc>");
+    oeffne();
+    inDasFeld();
+    bildschirm.taste("ctrl+a");
+    bildschirm.taste("ctrl+c");
+    EXPECT_TRUE(wartenBis([&] { return bildschirm.zwischenablage() == "abc"; }));
+    bildschirm.taste("ctrl+x");
+    EXPECT_TRUE(feldWird(""));
+    bildschirm.taste("ctrl+v");
+    bildschirm.taste("ctrl+v");
+    EXPECT_TRUE(feldWird("abcabc"));
+    bildschirm.taste("ctrl+z");
+    EXPECT_TRUE(feldWird("abc"));
+    bildschirm.taste("ctrl+shift+z");
+    EXPECT_TRUE(feldWird("abcabc"));
+    bildschirm.tippe("!");
+    EXPECT_TRUE(feldWird("abcabc!"));
+}
+
+TEST_F(Tasten, ControlPlusMinusAndZeroChangeThePagesSize) {
+    oeffne();
+    auto const breite = [&] {
+        return dienst.rufe("return innerWidth").get<int>();
+    };
+    int const anfangs = breite();
+    bildschirm.taste("ctrl+plus");
+    EXPECT_TRUE(wartenBis([&] { return breite() < anfangs; })) << "fewer of the page's pixels fit";
+    bildschirm.taste("ctrl+0");
+    EXPECT_TRUE(wartenBis([&] { return breite() == anfangs; }));
+    bildschirm.taste("ctrl+minus");
+    EXPECT_TRUE(wartenBis([&] { return breite() > anfangs; }));
+    bildschirm.taste("ctrl+0");
+    EXPECT_TRUE(wartenBis([&] { return breite() == anfangs; }));
+}
+
+TEST_F(Tasten, F10OpensTheMenuBarAndArrowsAndReturnUseIt) {
+    dienst.inhalt("<input id=feld>");
+    oeffne();
+    inDasFeld();
+    bildschirm.taste("F10");
+    ASSERT_TRUE(wartenBis([&] { return menueOffen(); }));
+    bildschirm.bild("menue_quillmate");
+    bildschirm.taste("Right");
+    bildschirm.bild("menue_ablage");
+    bildschirm.taste("Right");
+    bildschirm.bild("menue_bearbeiten");
+    bildschirm.taste("Left");
+    bildschirm.taste("Return"); // The first entry, "Neu laden", is chosen already.
+    EXPECT_TRUE(dienst.warteAufDokument(2));
+    EXPECT_TRUE(wartenBis([&] { return !menueOffen(); }));
+}
+
+TEST_F(Tasten, EscapeLeavesTheMenuBarAndThePageHasTheKeyboardAgain) {
+    dienst.inhalt("<p><input id=feld>");
+    oeffne();
+    inDasFeld();
+    bildschirm.taste("F10");
+    ASSERT_TRUE(wartenBis([&] { return menueOffen(); }));
+    bildschirm.taste("Escape");
+    EXPECT_TRUE(wartenBis([&] { return !menueOffen(); }));
+    EXPECT_TRUE(wartenBis([&] {
+        bildschirm.tippe("x");
+        return feld().find('x') != std::string::npos;
+    }));
+}
+
+TEST_F(Tasten, TheAboutDialogTellsVersionLicenceAndCredits) {
+    oeffne();
+    bildschirm.taste("F10");
+    ASSERT_TRUE(wartenBis([&] { return menueOffen(); }));
+    bildschirm.taste("Return"); // the first entry
+    auto const dialog = warteAufDialog();
+    ASSERT_TRUE(dialog);
+    bildschirm.bild("ueber");
+    bildschirm.taste("Escape");
+    EXPECT_TRUE(warteBisDialogWeg());
+}
+
+TEST_F(Tasten, ControlQEndsTheProgram) {
+    oeffne();
+    bildschirm.taste("ctrl+q");
+    EXPECT_EQ(programm->warteAufEnde(), 0);
+}
+
+TEST_F(Tasten, ControlWOnTheMainWindowEndsTheProgram) {
+    oeffne();
+    bildschirm.taste("ctrl+w");
+    EXPECT_EQ(programm->warteAufEnde(), 0);
+}
+
+TEST_F(Tasten, ControlPOpensThePrintDialog) {
+    oeffne();
+    bildschirm.taste("ctrl+p");
+    // Its title differs between versions of GTK; it is the only other window.
+    ASSERT_TRUE(wartenBis([&] { return bildschirm.fenster().size() == 2; }));
+    bildschirm.bild("drucken");
+    bildschirm.tastaturAn(bildschirm.fenster().back().nummer);
+    bildschirm.taste("Escape");
+    EXPECT_TRUE(warteBisDialogWeg());
+}
+
+} // namespace
+} // namespace quillmate::fenster_echt
