@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <random>
@@ -179,7 +178,7 @@ TEST(Anfrage, AListTooLongToBeMeantIsRefusedAndNotKept) {
 
 TEST(Anfrage, DepthAndBreadthOfWhatNobodyAsksForCostNothing) {
     constexpr std::size_t zehnMegabyte = 10'000'000;
-    auto const beginn = std::chrono::steady_clock::now();
+    // What costs more than a look at each byte runs into the test program's time limit.
     auto const tief = R"({"aktion":"x","x":)" + std::string(zehnMegabyte / 2, '[') +
                       std::string(zehnMegabyte / 2, ']') + R"(,"id":1})";
     EXPECT_EQ(entschluesseln(tief).value().id, 1);
@@ -192,7 +191,6 @@ TEST(Anfrage, DepthAndBreadthOfWhatNobodyAsksForCostNothing) {
     EXPECT_EQ(entschluesseln(langerText).value().argumente.text("token").value().size(), zehnMegabyte);
     EXPECT_FALSE(entschluesseln(std::string(zehnMegabyte, '[')));
     EXPECT_FALSE(entschluesseln(std::string(zehnMegabyte, '"')));
-    EXPECT_LT(std::chrono::steady_clock::now() - beginn, std::chrono::seconds{30});
 }
 
 TEST(Anfrage, AMessageBeyondTheLimitIsNotLookedAt) {
