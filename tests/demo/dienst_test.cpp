@@ -280,7 +280,7 @@ TEST_F(DienstTest, NamesAndPathsOfAnyKindAreKeptAndNeverBecomePaths) {
         if (eintrag.is_regular_file()) {
             EXPECT_THAT(
                 eintrag.path().filename().string(),
-                testing::AnyOf("belege.daten", StartsWith("quillmate-demo.db")));
+                testing::AnyOf("portal.pem", "belege.daten", StartsWith("quillmate-demo.db")));
         }
 }
 
