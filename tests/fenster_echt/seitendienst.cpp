@@ -95,7 +95,11 @@ HttpAntwort Seitendienst::behandeln(HttpAnfrage const& anfrage) {
     {
         std::lock_guard const schutz{sperre_};
         if (anfrage.pfad == "/ergebnis") {
-            ergebnisse_[std::stoi(wert(anfrage, "nummer"))] = nlohmann::json::parse(anfrage.koerper);
+            auto const nummer = std::stoi(wert(anfrage, "nummer"));
+            ergebnisse_[nummer] = nlohmann::json::parse(anfrage.koerper);
+            // What has been done is not done again by the next document, whoever said that it was received.
+            for (auto& [name, seite] : seiten_)
+                std::erase_if(seite.wartend, [&](auto const& paar) { return paar.first == nummer; });
             aenderung_.notify_all();
             return {.status = 204};
         }
