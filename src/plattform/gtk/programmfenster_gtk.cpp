@@ -2,6 +2,8 @@
 
 #include "webansicht_gtk.h"
 
+#include <adwaita.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -61,6 +63,18 @@ void menueGeschlossen(GtkPopover* menue, gpointer) {
         g_idle_add(tastaturZurueck, g_object_ref(wurzel));
 }
 
+/// The window's title, which goes where the window is too narrow for it: GTK's own would keep the window wide.
+GtkWidget* titelzeile(GtkWindow* fenster) {
+    auto* const text = gtk_label_new(nullptr);
+    gtk_widget_add_css_class(text, "title");
+    gtk_label_set_ellipsize(GTK_LABEL(text), PANGO_ELLIPSIZE_END);
+    g_object_bind_property(fenster, "title", text, "label", G_BINDING_SYNC_CREATE);
+    auto* const rahmen = adw_squeezer_new();
+    adw_squeezer_add(ADW_SQUEEZER(rahmen), text);
+    adw_squeezer_set_allow_none(ADW_SQUEEZER(rahmen), TRUE);
+    return rahmen;
+}
+
 } // namespace
 
 struct ProgrammfensterGtk::Signale {
@@ -83,6 +97,7 @@ ProgrammfensterGtk::ProgrammfensterGtk(
     : voreinstellungen_(voreinstellungen)
     , fenster_(Objekt<GtkWindow>::geteilt(GTK_WINDOW(gtk_application_window_new(anwendung)))) {
     auto* const leiste = gtk_header_bar_new();
+    gtk_header_bar_set_title_widget(GTK_HEADER_BAR(leiste), titelzeile(fenster_.get()));
     if (menuebalken) {
         auto* const balken = gtk_popover_menu_bar_new_from_model(gtk_application_get_menubar(anwendung));
         gtk_widget_set_valign(balken, GTK_ALIGN_CENTER);
