@@ -57,6 +57,15 @@ std::string wert(HttpAnfrage const& anfrage, std::string_view name) {
     return {};
 }
 
+/// A proxy is asked with whole addresses.
+std::string pfadVon(std::string const& ziel) {
+    constexpr std::string_view schema = "http://";
+    if (!ziel.starts_with(schema))
+        return ziel;
+    auto const anfang = ziel.find('/', schema.size());
+    return anfang == std::string::npos ? "/" : ziel.substr(anfang);
+}
+
 } // namespace
 
 Seitendienst::Seitendienst()
@@ -82,12 +91,18 @@ void Seitendienst::vergiss(std::string const& pfad) {
     behandlungen_.erase(pfad);
 }
 
+void Seitendienst::alsSeite(std::string const& pfad, std::string const& name) {
+    antworte(pfad, [this, name](HttpAnfrage const&) { return dokument(name); });
+}
+
 void Seitendienst::inhalt(std::string html) {
     std::lock_guard const schutz{sperre_};
     inhalt_ = std::move(html);
 }
 
-HttpAntwort Seitendienst::behandeln(HttpAnfrage const& anfrage) {
+HttpAntwort Seitendienst::behandeln(HttpAnfrage const& wie) {
+    auto anfrage = wie;
+    anfrage.pfad = pfadVon(anfrage.pfad);
     if (anfrage.pfad == "/befehl")
         return befehl(
             wert(anfrage, "seite"), wert(anfrage, "exemplar"), std::stoi(wert(anfrage, "erhalten")));
@@ -194,7 +209,7 @@ bool Seitendienst::warteAufDokument(int wievieltes, std::string const& seite) co
 
 std::vector<HttpAnfrage> Seitendienst::anfragenAn(std::string_view pfad) const {
     auto alle = server_.anfragen();
-    std::erase_if(alle, [&](HttpAnfrage const& anfrage) { return anfrage.pfad != pfad; });
+    std::erase_if(alle, [&](HttpAnfrage const& anfrage) { return pfadVon(anfrage.pfad) != pfad; });
     return alle;
 }
 

@@ -37,6 +37,8 @@ public:
     void antworte(std::string const& pfad, Behandlung behandlung);
     /// Everything as it was, for this path.
     void vergiss(std::string const& pfad);
+    /// Makes this path (without query) the page `name`.
+    void alsSeite(std::string const& pfad, std::string const& name);
     /// HTML that the pages show.
     void inhalt(std::string html);
 
