@@ -6,6 +6,7 @@
 #include "grundlage/text.h"
 #include "pdf.h"
 #include "texterkennung/heuristik.h"
+#include "vorbereiten.h"
 
 #include <libheif/heif.h>
 
@@ -89,8 +90,9 @@ void LeserImProzess::motorZurueck(std::unique_ptr<Schrifterkenner> motor) {
     frei_.push_back(std::move(motor));
 }
 
-Lesung LeserImProzess::erkannt(Graubild const& bild, std::optional<std::string> sonst) {
+Lesung LeserImProzess::erkannt(Graubild bild, std::optional<std::string> sonst) {
     try {
+        vorbereiten(bild);
         auto motor = motorHolen();
         if (!motor)
             return {Lesung::Art::ohneMotor, std::move(sonst)};
@@ -122,15 +124,15 @@ Lesung LeserImProzess::pdfLesen(int deskriptor) {
     pdf.reset(); // Its memory is not needed while recognising.
     if (!bild)
         return {Lesung::Art::gelesen, std::move(schicht)};
-    return erkannt(*bild, std::move(schicht));
+    return erkannt(*std::move(bild), std::move(schicht));
 }
 
 Lesung LeserImProzess::bildLesen(int deskriptor) {
     auto const quelle = Dateiquelle::ausDeskriptor(deskriptor);
-    auto const bild = quelle ? bildLaden(*quelle) : std::nullopt;
+    auto bild = quelle ? bildLaden(*quelle) : std::nullopt;
     if (!bild)
         return {};
-    return erkannt(*bild, std::nullopt);
+    return erkannt(*std::move(bild), std::nullopt);
 }
 
 Lesung LeserImProzess::lesen(int deskriptor, Dateiart art) {

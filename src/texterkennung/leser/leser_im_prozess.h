@@ -39,7 +39,7 @@ private:
     [[nodiscard]] std::unique_ptr<Schrifterkenner> motorHolen();
     void motorZurueck(std::unique_ptr<Schrifterkenner> motor);
     /// The recognised text; where there is none or it could not be had, `sonst`.
-    [[nodiscard]] Lesung erkannt(Graubild const& bild, std::optional<std::string> sonst);
+    [[nodiscard]] Lesung erkannt(Graubild bild, std::optional<std::string> sonst);
     [[nodiscard]] Lesung pdfLesen(int deskriptor);
     [[nodiscard]] Lesung bildLesen(int deskriptor);
 

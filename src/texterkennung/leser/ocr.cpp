@@ -2,6 +2,7 @@
 
 #include "dateiquelle.h"
 #include "grundlage/text.h"
+#include "zeilenablage.h"
 
 #include <leptonica/allheaders.h>
 #include <tesseract/baseapi.h>
@@ -128,6 +129,7 @@ std::unique_ptr<TesseractErkenner> TesseractErkenner::laden(Sprachdaten const& d
     static std::mutex sperre;
     std::scoped_lock const gesperrt{sperre};
     ohneNebenfaeden();
+    zeilenUngepackt();
     auto api = std::make_unique<tesseract::TessBaseAPI>();
     // The dictionaries stay on: load_system_dawg and its like only reach the older recogniser. With them off,
     // 63 photographed receipts came out the same to the word, and no faster.
