@@ -53,6 +53,24 @@ void dienst() {
     schreibe("dienstantworten", "tief", std::string(5000, '['));
 }
 
+void seite() {
+    schreibe(
+        "nachricht", "suche",
+        R"({"aktion":"gezieltSuchen","id":7,"token":"t","transaction_id":"4711","stichworte":["Hotel","Ü"],)"
+        R"("betrag_texte":["12,50"],"datum":"2026-01-31","fotos":true,"hoechstensBilder":20})");
+    schreibe("nachricht", "grosse_zahl", R"({"aktion":"x","id":9223372036854775808})");
+    schreibe("nachricht", "doppelt", R"({"aktion":1,"aktion":"x","id":1e3,"name":"a","name":[null]})");
+    schreibe("nachricht", "tief", R"({"aktion":"x","id":1,"kennung":)" + std::string(2000, '['));
+    schreibe("portal", "pdf", R"({"ok":true,"name":"Rechnung 1.PDF","mime":"","daten":"JVBERi0xLjQ="})");
+    schreibe("portal", "fehler", R"({"ok":false,"fehler":"Nicht angemeldet\u0000\n"})");
+    schreibe("portal", "adresse", "rechnungen.bücher.example:8443/konto?a=ü");
+    schreibe("portal", "name", "../../a\\b/Beleg\x01.tar.pdf");
+    schreibe("adressen", "ganz", "HTTPS://nutzer@Wirt.example:8443/a%20b/?x=1&y&=z#stelle");
+    schreibe("adressen", "sechs", "http://[::1]:80/%zz?%C3%BC");
+    schreibe("adressen", "daten", "data:application/pdf;base64,JVBERi0=");
+    schreibe("adressen", "name", ".. \u202Efdp.exe");
+}
+
 void listen() {
     constexpr auto* kopf = R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0">)";
     schreibe(
@@ -126,6 +144,7 @@ int main(int argc, char** argv) {
     wurzel = argv[1];
     nachrichten();
     dienst();
+    seite();
     listen();
     updates();
     dokumente();
