@@ -32,8 +32,8 @@ target_link_options(quillmate_schalter INTERFACE -Wl,-z,relro,-z,now -Wl,--as-ne
 set(ist_test "$<BOOL:$<TARGET_PROPERTY:QUILLMATE_TEST>>")
 if(QUILLMATE_SANITIZER)
   # Undefined behaviour is looked for in the program, not in its tests: there it doubles the time of compiling.
-  string(REPLACE ",undefined" "" sanitizer_der_tests "${QUILLMATE_SANITIZER}")
   string(REPLACE "," "$<COMMA>" sanitizer_des_programms "${QUILLMATE_SANITIZER}")
+  string(REPLACE "$<COMMA>undefined" "" sanitizer_der_tests "${sanitizer_des_programms}")
   target_compile_options(quillmate_schalter INTERFACE
     -fsanitize=$<IF:${ist_test},${sanitizer_der_tests},${sanitizer_des_programms}>
     -fno-omit-frame-pointer -fno-sanitize-recover=all -g1 $<IF:${ist_test},-O0,-O1>)
