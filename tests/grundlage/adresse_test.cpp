@@ -45,9 +45,15 @@ TEST(Adresse, OnlyAnAuthorityHasAHost) {
     EXPECT_FALSE(Adresse::lesen("https:///quillmate.example/")->wirt());
     EXPECT_FALSE(Adresse::lesen("https://:443/")->wirt());
     EXPECT_EQ(Adresse::lesen("file://Server/x")->wirt(), "server");
-    EXPECT_EQ(Adresse::lesen("https://host:99999?x=a@b/c")->wirt(), "host");
+    EXPECT_EQ(Adresse::lesen("https://host:9999?x=a@b/c")->wirt(), "host");
     EXPECT_EQ(Adresse::lesen("https://eigener.example@fremd.example/")->wirt(), "fremd.example");
     EXPECT_EQ(Adresse::lesen("http://[::1]:80/")->wirt(), "[::1]");
+}
+
+TEST(Adresse, WhatNobodyCouldConnectToHasNoHost) {
+    for (auto const* text :
+         {"http://[::1]:80%C3%BC", "https://wirt.example:port/", "https://[::1/", "https://[wirt:80"})
+        EXPECT_EQ(Adresse::lesen(text).value().wirt(), std::nullopt) << text;
 }
 
 TEST(Adresse, GivesItsPartsAsTheyWereWritten) {

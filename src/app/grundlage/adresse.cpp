@@ -1,5 +1,7 @@
 #include "adresse.h"
 
+#include "adressteile.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <utility>
@@ -91,21 +93,8 @@ std::optional<std::string> kopie(std::optional<std::string_view> text) {
 } // namespace
 
 std::optional<std::string> Adresse::wirt() const {
-    // In the authority the user ends at the last "@", and the port begins at the ":" behind the host. A lenient
-    // reader would find a host in "https:/a/" too, where the page that is loaded has none.
-    auto const hoheit = teilen(text_).hoheit;
-    if (!hoheit)
-        return std::nullopt;
-    auto rest = *hoheit;
-    if (auto const at = rest.rfind('@'); at != std::string_view::npos)
-        rest.remove_prefix(at + 1);
-    rest = rest.starts_with('[') ? rest.substr(0, rest.find(']') + 1) : rest.substr(0, rest.find(':'));
-    if (rest.empty())
-        return std::nullopt;
-    std::string wirt{rest};
-    for (char& c : wirt)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return wirt;
+    auto const teile = Adressteile::lesen(text_);
+    return teile ? teile->wirt : std::nullopt;
 }
 
 std::string Adresse::schema() const {

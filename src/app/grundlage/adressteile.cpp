@@ -49,6 +49,7 @@ std::optional<Adressteile> Adressteile::lesen(std::string_view adresse) {
         teile.abfrage = rest.substr(frage + 1);
         rest = rest.substr(0, frage);
     }
+    // A lenient reader would find a host in "https:/a/" too, where the page that is loaded has none.
     if (rest.starts_with("//")) {
         rest.remove_prefix(2);
         // A "\" ends the host for browsers, and is no part of any for others: nobody may see a longer one.
@@ -59,7 +60,8 @@ std::optional<Adressteile> Adressteile::lesen(std::string_view adresse) {
             stelle.remove_prefix(at + 1);
         auto const klammer = stelle.starts_with('[') ? stelle.find(']') : std::string_view::npos;
         auto const wirtsende = klammer != std::string_view::npos ? klammer + 1 : stelle.find(':');
-        if (auto const wirt = stelle.substr(0, wirtsende); !wirt.empty())
+        bool const offen = stelle.starts_with('[') && klammer == std::string_view::npos;
+        if (auto const wirt = stelle.substr(0, wirtsende); !wirt.empty() && !offen)
             teile.wirt = klein(wirt);
         if (wirtsende < stelle.size() && stelle[wirtsende] == ':') {
             auto const ziffern = stelle.substr(wirtsende + 1);
