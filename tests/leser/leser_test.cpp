@@ -375,6 +375,20 @@ TEST_F(EchterLeser, ReadingAfterTheLayoutPassGivesTheSameText) {
         HasSubstr("Quittung"));
 }
 
+TEST_F(EchterLeser, AnAmountInTwiceTheSizeOfItsLineIsRead) {
+    // The words keep the line's height; the amount stands out of it, as on many receipts.
+    auto const kopf = zeilen({"Musterladen GmbH", "Hauptstrasse 12", "Rechnung Nummer 4711"}, "F1", 12);
+    auto const summe = zeilen({"Gesamtbetrag EUR"}, "F1", 12, 150) +
+                       "BT /F1 26 Tf 140 150 Td (39,00) Tj ET\n" +
+                       zeilen({"Bar EUR 50,00", "Wechselgeld EUR 11,00"}, "F1", 12, 120);
+    auto const datei = alsDatei(pdf({{.inhalt = kopf + summe}}));
+    auto const bild =
+        PdfDatei::oeffnen(Dateiquelle::ausDeskriptor(datei.get()).value()).value().pdfSeiteAlsBild().value();
+    auto const text = lies(png(bild), Dateiart::bild);
+    EXPECT_THAT(text, HasSubstr("39,00"));
+    EXPECT_THAT(text, HasSubstr("11,00"));
+}
+
 TEST_F(EchterLeser, PassThatBeginsAfterTheDeadlineGivesNothing) {
     auto const motor = TesseractErkenner::laden(sucheSprachdaten(ueblicheSprachordner()).value());
     ASSERT_TRUE(motor);

@@ -2,6 +2,7 @@
 
 #include "dateiquelle.h"
 #include "grundlage/text.h"
+#include "texterkennung/heuristik.h"
 #include "zeilenablage.h"
 
 #include <leptonica/allheaders.h>
@@ -82,12 +83,30 @@ bool einfarbig(Graubild const& bild) {
     return bild.punkte.empty() || *hellster - *dunkelster < rauschen;
 }
 
-std::string zeilentext(tesseract::ResultIterator const& stelle) {
-    std::unique_ptr<char[]> const roh{stelle.GetUTF8Text(tesseract::RIL_TEXTLINE)};
-    std::string text = roh ? roh.get() : "";
-    while (text.ends_with('\n'))
-        text.pop_back();
-    return text;
+/// What the engine last read, line by line.
+std::vector<Textzeile> zeilenAus(tesseract::ResultIterator& stelle) {
+    std::vector<Textzeile> zeilen;
+    do {
+        if (zeilen.empty() || stelle.IsAtBeginningOf(tesseract::RIL_TEXTLINE))
+            zeilen.push_back({{}, stelle.Confidence(tesseract::RIL_TEXTLINE) / hoechsteZuversicht});
+        if (stelle.Empty(tesseract::RIL_WORD))
+            continue;
+        std::unique_ptr<char[]> const roh{stelle.GetUTF8Text(tesseract::RIL_WORD)};
+        Wort wort{roh ? roh.get() : "", {}, stelle.Confidence(tesseract::RIL_WORD) / hoechsteZuversicht};
+        auto& k = wort.kasten;
+        if (!wort.text.empty() &&
+            stelle.BoundingBox(tesseract::RIL_WORD, &k.links, &k.oben, &k.rechts, &k.unten))
+            zeilen.back().woerter.push_back(std::move(wort));
+    } while (stelle.Next(tesseract::RIL_WORD));
+    std::erase_if(zeilen, [](Textzeile const& zeile) { return zeile.woerter.empty(); });
+    return zeilen;
+}
+
+float mittlereZuversicht(std::vector<Textzeile> const& zeilen) {
+    float summe = 0.0F;
+    for (auto const& zeile : zeilen)
+        summe += zeile.zuversicht;
+    return zeilen.empty() ? 0.0F : summe / static_cast<float>(zeilen.size());
 }
 
 } // namespace
@@ -185,45 +204,73 @@ std::optional<int> TesseractErkenner::textfelder(Graubild const& bild) {
     return anzahl;
 }
 
-Schrifterkenner::Gelesen TesseractErkenner::lesen(
-    Graubild const& bild, Ausrichtung ausrichtung, Erkennungsende ende) {
+std::vector<Textzeile> TesseractErkenner::erkannteZeilen(Erkennungsende ende) {
     auto const rest =
         std::chrono::duration_cast<std::chrono::milliseconds>(ende - std::chrono::steady_clock::now());
     if (rest.count() <= 0)
         return {};
-    ohneNebenfaeden();
-    if (ausrichtung == Ausrichtung::kopfueber) {
-        aufgelegt_ = nullptr;
-        auflegen(ausgerichtet(bild, 3));
-    } else if (aufgelegt_ != &bild) {
-        auflegen(bild);
-    }
     tesseract::ETEXT_DESC waechter;
     waechter.set_deadline_msecs(static_cast<std::int32_t>(
         std::min<std::int64_t>(rest.count(), std::numeric_limits<std::int32_t>::max())));
     // At the deadline the call fails, yet the lines read so far are there.
     static_cast<void>(api_->Recognize(&waechter));
     std::unique_ptr<tesseract::ResultIterator> const stelle{api_->GetIterator()};
-    if (!stelle)
+    return stelle ? zeilenAus(*stelle) : std::vector<Textzeile>{};
+}
+
+std::vector<Wort> TesseractErkenner::stueckLesen(Graubild const& bild, Kasten kasten, Erkennungsende ende) {
+    auto const* const anfang = bild.zeile(kasten.oben).subspan(static_cast<std::size_t>(kasten.links)).data();
+    api_->SetImage(anfang, kasten.rechts - kasten.links, kasten.unten - kasten.oben, 1, bild.breite);
+    api_->SetSourceResolution(angenommeneAufloesung);
+    std::vector<Wort> woerter;
+    for (auto& zeile : erkannteZeilen(ende))
+        for (auto& wort : zeile.woerter) {
+            wort.kasten = {
+                wort.kasten.links + kasten.links, wort.kasten.oben + kasten.oben,
+                wort.kasten.rechts + kasten.links, wort.kasten.unten + kasten.oben};
+            woerter.push_back(std::move(wort));
+        }
+    return woerter;
+}
+
+Schrifterkenner::Gelesen TesseractErkenner::lesen(
+    Graubild const& bild, Ausrichtung ausrichtung, Erkennungsende ende) {
+    if (std::chrono::steady_clock::now() >= ende)
         return {};
+    ohneNebenfaeden();
+    std::optional<Graubild> gedreht;
+    if (ausrichtung == Ausrichtung::kopfueber) {
+        aufgelegt_ = nullptr;
+        gedreht = ausgerichtet(bild, 3);
+        auflegen(*gedreht);
+    } else if (aufgelegt_ != &bild) {
+        auflegen(bild);
+    }
+    auto zeilen = erkannteZeilen(ende);
+    // A page that is hardly legible, such as one that lies on its head, does not get better piece by piece.
+    if (mittlereZuversicht(zeilen) >= UNSICHER_GELESEN) {
+        auto const& gelesenes = gedreht ? *gedreht : bild;
+        api_->SetPageSegMode(tesseract::PSM_SINGLE_LINE);
+        bool const blick = zweiterBlick(zeilen, gelesenes, [&](Kasten kasten) {
+                               return stueckLesen(gelesenes, kasten, ende);
+                           }) > 0;
+        api_->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
+        if (blick)
+            aufgelegt_ = nullptr;
+    }
     std::string text;
-    float summe = 0.0F;
-    int zeilen = 0;
-    do {
-        if (stelle->Empty(tesseract::RIL_TEXTLINE))
-            continue;
-        auto const zeile = zeilentext(*stelle);
-        if (zeile.empty())
-            continue;
-        if (zeilen > 0)
+    for (auto const& zeile : zeilen) {
+        if (!text.empty())
             text += '\n';
-        text += zeile;
-        summe += stelle->Confidence(tesseract::RIL_TEXTLINE) / hoechsteZuversicht;
-        ++zeilen;
-    } while (stelle->Next(tesseract::RIL_TEXTLINE));
+        for (auto const& wort : zeile.woerter) {
+            if (&wort != &zeile.woerter.front())
+                text += ' ';
+            text += wort.text;
+        }
+    }
     if (nurLeerraum(text))
         return {};
-    return {std::move(text), summe / static_cast<float>(zeilen)};
+    return {std::move(text), mittlereZuversicht(zeilen)};
 }
 
 } // namespace quillmate::Texterkennung

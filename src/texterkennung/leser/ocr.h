@@ -3,6 +3,7 @@
 #include "grundlage/datei.h"
 #include "schrifterkenner.h"
 #include "texterkennung/sprachstand.h"
+#include "zweitblick.h"
 
 #include <map>
 #include <memory>
@@ -50,6 +51,8 @@ public:
 private:
     explicit TesseractErkenner(std::unique_ptr<tesseract::TessBaseAPI> api);
     void auflegen(Graubild const& bild);
+    [[nodiscard]] std::vector<Textzeile> erkannteZeilen(Erkennungsende ende);
+    [[nodiscard]] std::vector<Wort> stueckLesen(Graubild const& bild, Kasten kasten, Erkennungsende ende);
 
     std::unique_ptr<tesseract::TessBaseAPI> api_;
     // The upright picture whose layout the engine holds, so that reading it need not look for the lines
