@@ -65,13 +65,13 @@ std::vector<Zeile> scanMessen(Umgebung const& umgebung) {
          .verhaeltnis = median(cpu[0]) / median(cpu[1])}};
 }
 
-/// A page of DIN A4 full of print, as a reader draws it: 2000 points high.
+/// An invoice of DIN A4 full of print, as a reader draws it: 2000 points high.
 Texterkennung::Graubild seite() {
     std::string inhalt = "BT /F1 11 Tf 50 790 Td 14 TL ";
     for (int i = 1; i <= 52; ++i)
         inhalt += fmt::format(
-            "(Position {:02}: Bueromaterial und Dienstleistungen, Artikel {}, zu {},{:02} EUR) Tj T* ", i,
-            4711 + i * 37, 10 + i, i);
+            "({} {:02}: Bueromaterial und Dienstleistungen, Artikel {}, zu {},{:02} EUR) Tj T* ",
+            i == 1 ? "Rechnung" : "Position", i, 4711 + i * 37, 10 + i, i);
     inhalt += "ET";
     auto const pdf = fmt::format(
         "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n2 0 obj<</Type/Pages/Kids[3 0 R]/Count "

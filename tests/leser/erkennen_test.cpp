@@ -18,8 +18,9 @@ public:
     std::vector<Ausrichtung> gelesen;
     std::vector<Erkennungsende> enden;
 
-    std::optional<int> textfelder(Graubild const& /*bild*/) override { return felder; }
-    Gelesen lesen(Graubild const& /*bild*/, Ausrichtung ausrichtung, Erkennungsende ende) override {
+    void auflegen(Graubild /*bild*/) override {}
+    std::optional<int> textfelder() override { return felder; }
+    Gelesen lesen(Ausrichtung ausrichtung, Erkennungsende ende) override {
         enden.push_back(ende);
         gelesen.push_back(ausrichtung);
         return ausrichtung == Ausrichtung::aufrecht ? aufrecht : kopfueber;

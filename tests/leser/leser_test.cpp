@@ -45,8 +45,9 @@ public:
         : werk_(werk) {
         ++werk_.gebaut;
     }
-    std::optional<int> textfelder(Graubild const& /*bild*/) override { return werk_.felder; }
-    Gelesen lesen(Graubild const& /*bild*/, Ausrichtung /*ausrichtung*/, Erkennungsende /*ende*/) override {
+    void auflegen(Graubild /*bild*/) override {}
+    std::optional<int> textfelder() override { return werk_.felder; }
+    Gelesen lesen(Ausrichtung /*ausrichtung*/, Erkennungsende /*ende*/) override {
         ++werk_.gelesen;
         if (werk_.wirftAnderes)
             throw std::runtime_error{"kaputt"};
@@ -348,12 +349,12 @@ TEST_F(EchterLeser, TwoLinesAreTooFewToBeReadAtAll) {
 TEST_F(EchterLeser, ConfidenceOfCleanPrintIsHighAndOfNoTextZero) {
     auto const motor = TesseractErkenner::laden(sucheSprachdaten(ueblicheSprachordner()).value());
     ASSERT_TRUE(motor);
-    auto const gelesen = motor->lesen(schriftbild(beleg()), Ausrichtung::aufrecht, Erkennungsende::max());
+    motor->auflegen(schriftbild(beleg()));
+    auto const gelesen = motor->lesen(Ausrichtung::aufrecht, Erkennungsende::max());
     EXPECT_GT(gelesen.zuversicht, 0.7F);
     EXPECT_LE(gelesen.zuversicht, 1.0F);
-    auto const nichts = motor->lesen(
-        Graubild{300, 300, std::vector<std::uint8_t>(90'000, 255)}, Ausrichtung::aufrecht,
-        Erkennungsende::max());
+    motor->auflegen({300, 300, std::vector<std::uint8_t>(90'000, 255)});
+    auto const nichts = motor->lesen(Ausrichtung::aufrecht, Erkennungsende::max());
     EXPECT_EQ(nichts.text, std::nullopt);
     EXPECT_EQ(nichts.zuversicht, 0.0F);
 }
@@ -361,18 +362,25 @@ TEST_F(EchterLeser, ConfidenceOfCleanPrintIsHighAndOfNoTextZero) {
 TEST_F(EchterLeser, ReadingAfterTheLayoutPassGivesTheSameText) {
     auto const motor = TesseractErkenner::laden(sucheSprachdaten(ueblicheSprachordner()).value());
     ASSERT_TRUE(motor);
-    auto const bild = schriftbild(beleg());
-    auto const ohne = motor->lesen(bild, Ausrichtung::aufrecht, Erkennungsende::max());
-    motor->vergessen();
-    EXPECT_EQ(motor->textfelder(bild), 5);
-    EXPECT_EQ(motor->lesen(bild, Ausrichtung::aufrecht, Erkennungsende::max()).text, ohne.text);
-    // A second picture at the same address must not be taken for the first.
-    auto anderes = bild;
-    motor->vergessen();
-    anderes = schriftbild({"Quittung", "Nummer 99", "Summe 7,77"});
+    motor->auflegen(schriftbild(beleg()));
+    auto const ohne = motor->lesen(Ausrichtung::aufrecht, Erkennungsende::max());
+    motor->auflegen(schriftbild(beleg()));
+    EXPECT_EQ(motor->textfelder(), 5);
+    EXPECT_EQ(motor->lesen(Ausrichtung::aufrecht, Erkennungsende::max()).text, ohne.text);
+}
+
+TEST_F(EchterLeser, APictureStaysAsItIsHoweverItWasReadBefore) {
+    auto const motor = TesseractErkenner::laden(sucheSprachdaten(ueblicheSprachordner()).value());
+    ASSERT_TRUE(motor);
+    motor->auflegen(schriftbild(beleg()));
+    auto const zuerst = motor->lesen(Ausrichtung::aufrecht, Erkennungsende::max());
+    EXPECT_NE(motor->lesen(Ausrichtung::kopfueber, Erkennungsende::max()).text, zuerst.text);
+    EXPECT_EQ(motor->textfelder(), 5);
+    EXPECT_EQ(motor->lesen(Ausrichtung::aufrecht, Erkennungsende::max()).text, zuerst.text);
+    // And the next one is not taken for it.
+    motor->auflegen(schriftbild({"Quittung", "Nummer 99", "Summe 7,77"}));
     EXPECT_THAT(
-        motor->lesen(anderes, Ausrichtung::aufrecht, Erkennungsende::max()).text.value_or(""),
-        HasSubstr("Quittung"));
+        motor->lesen(Ausrichtung::aufrecht, Erkennungsende::max()).text.value_or(""), HasSubstr("Quittung"));
 }
 
 TEST_F(EchterLeser, AnAmountInTwiceTheSizeOfItsLineIsRead) {
@@ -392,8 +400,8 @@ TEST_F(EchterLeser, AnAmountInTwiceTheSizeOfItsLineIsRead) {
 TEST_F(EchterLeser, PassThatBeginsAfterTheDeadlineGivesNothing) {
     auto const motor = TesseractErkenner::laden(sucheSprachdaten(ueblicheSprachordner()).value());
     ASSERT_TRUE(motor);
-    auto const gelesen =
-        motor->lesen(schriftbild(beleg()), Ausrichtung::aufrecht, std::chrono::steady_clock::now());
+    motor->auflegen(schriftbild(beleg()));
+    auto const gelesen = motor->lesen(Ausrichtung::aufrecht, std::chrono::steady_clock::now());
     EXPECT_EQ(gelesen.text, std::nullopt);
     EXPECT_EQ(gelesen.zuversicht, 0.0F);
 }
@@ -407,12 +415,13 @@ TEST_F(EchterLeser, PassThatReachesItsDeadlineEndsAndKeepsTheEngineUsable) {
     auto const datei = alsDatei(pdf({{.inhalt = zeilen(viele, "F1", 4, 290)}}));
     auto const bild =
         PdfDatei::oeffnen(Dateiquelle::ausDeskriptor(datei.get()).value()).value().pdfSeiteAlsBild().value();
-    EXPECT_GE(motor->textfelder(bild), 20);
+    motor->auflegen(bild);
+    EXPECT_GE(motor->textfelder(), 20);
     auto const beginn = std::chrono::steady_clock::now();
-    static_cast<void>(motor->lesen(bild, Ausrichtung::aufrecht, beginn + std::chrono::milliseconds{50}));
+    static_cast<void>(motor->lesen(Ausrichtung::aufrecht, beginn + std::chrono::milliseconds{50}));
     auto const kurz = std::chrono::steady_clock::now() - beginn;
-    motor->vergessen();
-    auto const ganz = motor->lesen(bild, Ausrichtung::aufrecht, Erkennungsende::max());
+    motor->auflegen(bild);
+    auto const ganz = motor->lesen(Ausrichtung::aufrecht, Erkennungsende::max());
     auto const lang = std::chrono::steady_clock::now() - beginn - kurz;
     EXPECT_THAT(ganz.text.value_or(""), HasSubstr("1039"));
     EXPECT_LT(kurz * 2, lang);
@@ -424,9 +433,12 @@ TEST_F(EchterLeser, OnlyABlankPictureHasCertainlyNoLines) {
     auto einfarbig = [](std::uint8_t grau) {
         return Graubild{600, 800, std::vector<std::uint8_t>(480'000, grau)};
     };
-    EXPECT_EQ(motor->textfelder(einfarbig(255)).value_or(0), 0);
-    EXPECT_EQ(motor->textfelder(einfarbig(0)).value_or(0), 0);
-    EXPECT_EQ(motor->textfelder(schriftbild(beleg())), 5);
+    for (auto const grau : {std::uint8_t{255}, std::uint8_t{0}}) {
+        motor->auflegen(einfarbig(grau));
+        EXPECT_EQ(motor->textfelder().value_or(0), 0);
+    }
+    motor->auflegen(schriftbild(beleg()));
+    EXPECT_EQ(motor->textfelder(), 5);
 }
 
 TEST_F(EchterLeser, ThreadsReadSideBySide) {

@@ -2,6 +2,8 @@
 
 #include "texterkennung/heuristik.h"
 
+#include <utility>
+
 namespace quillmate::Texterkennung {
 
 namespace {
@@ -12,17 +14,18 @@ int wertung(std::string const& text) {
 
 } // namespace
 
-std::optional<std::string> erkennen(Schrifterkenner& erkenner, Graubild const& bild, Erkennungsende ende) {
-    if (auto const anzahl = erkenner.textfelder(bild); anzahl && *anzahl < MINDEST_TEXTFELDER)
+std::optional<std::string> erkennen(Schrifterkenner& erkenner, Graubild bild, Erkennungsende ende) {
+    erkenner.auflegen(std::move(bild));
+    if (auto const anzahl = erkenner.textfelder(); anzahl && *anzahl < MINDEST_TEXTFELDER)
         return std::nullopt;
-    auto aufrecht = erkenner.lesen(bild, Ausrichtung::aufrecht, ende);
+    auto aufrecht = erkenner.lesen(Ausrichtung::aufrecht, ende);
     if (!aufrecht.text || hatBelegwort(*aufrecht.text))
         return std::move(aufrecht.text);
     // Amounts without any receipt word are suspicious: digits survive a turned page, words do not.
     bool const betrag = hatBetrag(*aufrecht.text);
     if (!betrag && aufrecht.zuversicht >= UNSICHER_GELESEN)
         return std::move(aufrecht.text);
-    auto gedreht = erkenner.lesen(bild, Ausrichtung::kopfueber, ende);
+    auto gedreht = erkenner.lesen(Ausrichtung::kopfueber, ende);
     if (gedreht.text && wertung(*gedreht.text) > (betrag ? 1 : 0))
         return std::move(gedreht.text);
     return std::move(aufrecht.text);

@@ -12,6 +12,6 @@ namespace quillmate::Texterkennung {
 /// Both together end at `ende`; what was read by then counts. A picture with fewer than MINDEST_TEXTFELDER
 /// text regions is not read. Threads: those of `erkenner`.
 [[nodiscard]] std::optional<std::string> erkennen(
-    Schrifterkenner& erkenner, Graubild const& bild, Erkennungsende ende);
+    Schrifterkenner& erkenner, Graubild bild, Erkennungsende ende);
 
 } // namespace quillmate::Texterkennung

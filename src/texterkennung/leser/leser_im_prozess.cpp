@@ -60,9 +60,9 @@ void LeserImProzess::vorwaermen(std::size_t motoren) {
         if (!motor)
             break;
         // The engine and the functions behind the verdict set up their tables when first used.
-        auto const probe = Graubild{64, 64, std::vector<std::uint8_t>(64U * 64U, 255)};
-        static_cast<void>(motor->textfelder(probe));
-        static_cast<void>(motor->lesen(probe, Ausrichtung::aufrecht, Erkennungsende::max()));
+        motor->auflegen({64, 64, std::vector<std::uint8_t>(64U * 64U, 255)});
+        static_cast<void>(motor->textfelder());
+        static_cast<void>(motor->lesen(Ausrichtung::aufrecht, Erkennungsende::max()));
         fertige.push_back(std::move(motor));
     }
     for (auto& motor : fertige)
@@ -97,7 +97,7 @@ Lesung LeserImProzess::erkannt(Graubild bild, std::optional<std::string> sonst) 
         if (!motor)
             return {Lesung::Art::ohneMotor, std::move(sonst)};
         // An engine that threw is not used again.
-        auto text = erkennen(*motor, bild, std::chrono::steady_clock::now() + fristJeDatei);
+        auto text = erkennen(*motor, std::move(bild), std::chrono::steady_clock::now() + fristJeDatei);
         motorZurueck(std::move(motor));
         return {Lesung::Art::gelesen, text ? std::move(text) : std::move(sonst)};
     } catch (std::bad_alloc const&) {

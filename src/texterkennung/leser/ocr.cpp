@@ -102,6 +102,17 @@ std::vector<Textzeile> zeilenAus(tesseract::ResultIterator& stelle) {
     return zeilen;
 }
 
+Graubild ausPix(Pix* pix) {
+    Graubild bild{pixGetWidth(pix), pixGetHeight(pix), {}};
+    bild.punkte.resize(static_cast<std::size_t>(bild.breite) * static_cast<std::size_t>(bild.hoehe));
+    auto ziel = bild.punkte.begin();
+    auto const* zeile = pixGetData(pix);
+    for (int y = 0; y < bild.hoehe; ++y, zeile += pixGetWpl(pix))
+        for (int x = 0; x < bild.breite; ++x)
+            *ziel++ = GET_DATA_BYTE(zeile, x);
+    return bild;
+}
+
 float mittlereZuversicht(std::vector<Textzeile> const& zeilen) {
     float summe = 0.0F;
     for (auto const& zeile : zeilen)
@@ -175,24 +186,49 @@ TesseractErkenner::TesseractErkenner(std::unique_ptr<tesseract::TessBaseAPI> api
 TesseractErkenner::~TesseractErkenner() = default;
 
 void TesseractErkenner::vergessen() noexcept {
-    aufgelegt_ = nullptr;
+    bild_.reset();
+    liegt_ = Ausrichtung::aufrecht;
     api_->Clear();
 }
 
-void TesseractErkenner::auflegen(Graubild const& bild) {
+void TesseractErkenner::setzen(Graubild const& bild) {
     api_->SetImage(bild.punkte.data(), bild.breite, bild.hoehe, 1, bild.breite);
     api_->SetSourceResolution(angenommeneAufloesung);
 }
 
-std::optional<int> TesseractErkenner::textfelder(Graubild const& bild) {
-    ohneNebenfaeden();
+/// The picture, back from the engine, which then has nothing any more.
+Graubild TesseractErkenner::holen() {
+    if (bild_)
+        return *std::exchange(bild_, std::nullopt);
+    std::unique_ptr<Pix, void (*)(Pix*)> const pix{pixClone(api_->GetInputImage()), [](Pix* p) {
+                                                       pixDestroy(&p);
+                                                   }};
+    api_->Clear(); // What it found on the page is larger than the page.
+    return ausPix(pix.get());
+}
+
+/// Lays the picture into the engine this way, unless it lies there.
+void TesseractErkenner::ausrichten(Ausrichtung ausrichtung) {
+    if (liegt_ != ausrichtung)
+        setzen(ausgerichtet(holen(), 3));
+    else if (bild_)
+        setzen(holen());
+    liegt_ = ausrichtung;
+}
+
+void TesseractErkenner::auflegen(Graubild bild) {
     vergessen();
-    auflegen(bild);
+    setzen(bild);
+}
+
+std::optional<int> TesseractErkenner::textfelder() {
+    ohneNebenfaeden();
+    ausrichten(Ausrichtung::aufrecht);
     std::unique_ptr<tesseract::PageIterator> const stelle{api_->AnalyseLayout()};
-    aufgelegt_ = &bild;
     if (!stelle) {
         // Also what a blank picture comes back with: only that one has certainly no lines.
-        if (einfarbig(bild))
+        bild_ = holen();
+        if (einfarbig(*bild_))
             return 0;
         return std::nullopt;
     }
@@ -233,30 +269,19 @@ std::vector<Wort> TesseractErkenner::stueckLesen(Graubild const& bild, Kasten ka
     return woerter;
 }
 
-Schrifterkenner::Gelesen TesseractErkenner::lesen(
-    Graubild const& bild, Ausrichtung ausrichtung, Erkennungsende ende) {
+Schrifterkenner::Gelesen TesseractErkenner::lesen(Ausrichtung ausrichtung, Erkennungsende ende) {
     if (std::chrono::steady_clock::now() >= ende)
         return {};
     ohneNebenfaeden();
-    std::optional<Graubild> gedreht;
-    if (ausrichtung == Ausrichtung::kopfueber) {
-        aufgelegt_ = nullptr;
-        gedreht = ausgerichtet(bild, 3);
-        auflegen(*gedreht);
-    } else if (aufgelegt_ != &bild) {
-        auflegen(bild);
-    }
+    ausrichten(ausrichtung);
     auto zeilen = erkannteZeilen(ende);
     // A page that is hardly legible, such as one that lies on its head, does not get better piece by piece.
     if (mittlereZuversicht(zeilen) >= UNSICHER_GELESEN) {
-        auto const& gelesenes = gedreht ? *gedreht : bild;
+        bild_ = holen();
         api_->SetPageSegMode(tesseract::PSM_SINGLE_LINE);
-        bool const blick = zweiterBlick(zeilen, gelesenes, [&](Kasten kasten) {
-                               return stueckLesen(gelesenes, kasten, ende);
-                           }) > 0;
+        static_cast<void>(
+            zweiterBlick(zeilen, *bild_, [&](Kasten kasten) { return stueckLesen(*bild_, kasten, ende); }));
         api_->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
-        if (blick)
-            aufgelegt_ = nullptr;
     }
     std::string text;
     for (auto const& zeile : zeilen) {

@@ -44,20 +44,24 @@ public:
     [[nodiscard]] static std::unique_ptr<TesseractErkenner> laden(Sprachdaten const& daten);
     ~TesseractErkenner() override;
 
-    [[nodiscard]] std::optional<int> textfelder(Graubild const& bild) override;
-    [[nodiscard]] Gelesen lesen(Graubild const& bild, Ausrichtung ausrichtung, Erkennungsende ende) override;
+    void auflegen(Graubild bild) override;
+    [[nodiscard]] std::optional<int> textfelder() override;
+    [[nodiscard]] Gelesen lesen(Ausrichtung ausrichtung, Erkennungsende ende) override;
     void vergessen() noexcept override;
 
 private:
     explicit TesseractErkenner(std::unique_ptr<tesseract::TessBaseAPI> api);
-    void auflegen(Graubild const& bild);
+    void setzen(Graubild const& bild);
+    [[nodiscard]] Graubild holen();
+    void ausrichten(Ausrichtung ausrichtung);
     [[nodiscard]] std::vector<Textzeile> erkannteZeilen(Erkennungsende ende);
     [[nodiscard]] std::vector<Wort> stueckLesen(Graubild const& bild, Kasten kasten, Erkennungsende ende);
 
     std::unique_ptr<tesseract::TessBaseAPI> api_;
-    // The upright picture whose layout the engine holds, so that reading it need not look for the lines
-    // again.
-    Graubild const* aufgelegt_{nullptr};
+    // The engine copies a picture and keeps the copy, with the lines that it found, until it is read: to hold it here
+    // as well would cost 3 MB for each page. So it lies either there, or here while the engine has something else.
+    std::optional<Graubild> bild_;
+    Ausrichtung liegt_{Ausrichtung::aufrecht}; ///< How the picture lies, wherever it is.
 };
 
 } // namespace quillmate::Texterkennung

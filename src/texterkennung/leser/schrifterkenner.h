@@ -21,15 +21,16 @@ public:
     };
 
     virtual ~Schrifterkenner() = default;
+    /// Takes an upright picture to read from, instead of the last one. The other calls need one.
+    virtual void auflegen(Graubild bild) = 0;
     /// Number of text lines on the upright picture; much cheaper than reading. Nothing when detection fails;
     /// a blank picture has none.
-    [[nodiscard]] virtual std::optional<int> textfelder(Graubild const& bild) = 0;
+    [[nodiscard]] virtual std::optional<int> textfelder() = 0;
     /// One recognition pass. A pass that reaches `ende` is stopped and gives the lines read so far, as if the
     /// picture held no more; one that would begin later is not begun. Errors: none; a failed pass gives no
     /// text and confidence 0.
-    [[nodiscard]] virtual Gelesen lesen(
-        Graubild const& bild, Ausrichtung ausrichtung, Erkennungsende ende) = 0;
-    /// Gives back what the engine keeps of the last picture.
+    [[nodiscard]] virtual Gelesen lesen(Ausrichtung ausrichtung, Erkennungsende ende) = 0;
+    /// Gives back the picture and what the engine keeps of it.
     virtual void vergessen() noexcept = 0;
 };
 
