@@ -318,11 +318,15 @@ void Aktualisierung::melde(Fehlschlag fehlschlag) {
 
 // ------------------------------------------------------------------------------------------------ after it
 
+void Aktualisierung::angelaufen() {
+    if (eigenes_ && hilfen_.einbau.moeglich(eigenes_->pfad))
+        hilfen_.einbau.bestaetigen(eigenes_->pfad);
+}
+
 void Aktualisierung::gestartet() {
     if (!eigenes_)
         return;
-    if (hilfen_.einbau.moeglich(eigenes_->pfad))
-        hilfen_.einbau.bestaetigen(eigenes_->pfad);
+    angelaufen();
     auto const nummer = hilfen_.voreinstellungen.text(schluesselGescheitert);
     if (!nummer)
         return;

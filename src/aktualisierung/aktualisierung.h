@@ -53,8 +53,10 @@ public:
 
     /// Once, at start: begins the automatic checks, where the bundle wants them.
     void starten();
-    /// Once the main window is shown: this version has started, the one before may go. Tells the user when a newer one
-    /// had to be taken back.
+    /// This version has come up, the one before may go. Before the user is asked anything: an answer may take longer than
+    /// anybody watches a version on trial.
+    void angelaufen();
+    /// Once the main window is shown: angelaufen(), and tells the user when a newer version had to be taken back.
     void gestartet();
     void nachUpdatesSuchen() override;
 

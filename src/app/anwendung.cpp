@@ -95,7 +95,7 @@ Anwendung::Suchwelt::Suchwelt(
            .arbeitsfaden = arbeitsfaden,
            .wolke = wolke}} {}
 
-Anwendung::Anwendung(Umgebung::Vorher vorher)
+Anwendung::Anwendung(Umgebung::Vorher vorher, Deskriptor eigeneProbe)
     : buendel_(plattform::eigenesBuendel())
     , kennung_(plattform::eigeneKennung())
     , voreinstellungen_(plattform::VoreinstellungenPlist::dateiFuer(kennung_))
@@ -113,7 +113,8 @@ Anwendung::Anwendung(Umgebung::Vorher vorher)
                }})
     , schleife_([this] { oberflaeche_.beenden(); })
     , ordnertafel_(oberflaeche_.gtk())
-    , standardprogramm_(std::move(vorher))
+    , standardprogramm_(vorher)
+    , neustart_(vorher)
     , umzieher_(
           {.buendelkunde = buendelkunde_,
            .dateiwerk = dateiwerk_,
@@ -124,6 +125,7 @@ Anwendung::Anwendung(Umgebung::Vorher vorher)
            .hauptschleife = schleife_},
           umzugsordner(standardorte_))
     , suchwelt_(voreinstellungen_, standardorte_)
+    , einbau_(std::move(vorher), std::move(eigeneProbe))
     , aktualisierungsanzeige_(oberflaeche_.gtk())
     , aktualisierer_(
           {.buendelkunde = buendelkunde_,
@@ -182,6 +184,8 @@ Umzugslage Anwendung::umzugslage() {
 }
 
 void Anwendung::gestartet() {
+    if (umzieher_.lage().umzugNoetig())
+        aktualisierer_.angelaufen(); // The question may stand there for hours.
     if (umzieher_.pruefenUndAnbieten())
         return; // This process ends, the one at the new place goes on.
     auto const lage = umzugslage();

@@ -50,8 +50,8 @@ namespace quillmate {
 /// Threads: main thread.
 class Anwendung {
 public:
-    /// `vorher`: see Umgebung::einrichten().
-    explicit Anwendung(Umgebung::Vorher vorher);
+    /// `vorher`: see Umgebung::einrichten(). `eigeneProbe`: see plattform::selbstprobe().
+    Anwendung(Umgebung::Vorher vorher, Deskriptor eigeneProbe);
     ~Anwendung();
     Anwendung(Anwendung const&) = delete;
     Anwendung& operator=(Anwendung const&) = delete;

@@ -21,6 +21,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -46,12 +47,13 @@ std::optional<std::string> uebergebeneAdresse(std::span<char const* const> argum
 int starten(std::span<char const* const> argumente) {
     // A reader of our output or log that has gone is no reason to die.
     std::signal(SIGPIPE, SIG_IGN);
+    auto const zurueckgenommen = [](std::string const& buildnummer) {
+        plattform::VoreinstellungenPlist{
+            plattform::VoreinstellungenPlist::dateiFuer(plattform::eigeneKennung())}
+            .setzeText(Aktualisierung::schluesselGescheitert, buildnummer);
+    };
     // As the helper that puts an update in, this process is no program with a window.
-    if (auto const ausgang = plattform::alsEinbauhelfer(argumente, [](std::string const& buildnummer) {
-            plattform::VoreinstellungenPlist{
-                plattform::VoreinstellungenPlist::dateiFuer(plattform::eigeneKennung())}
-                .setzeText(Aktualisierung::schluesselGescheitert, buildnummer);
-        }))
+    if (auto const ausgang = plattform::alsEinbauhelfer(argumente, zurueckgenommen))
         return *ausgang;
     // The process-wide values read the environment before anything else runs.
     (void)startAdresse();
@@ -75,7 +77,9 @@ int starten(std::span<char const* const> argumente) {
         buendel ? buendel->kennung : std::nullopt, plattform::temporaererOrdner(), programme);
     if (!einzelinstanz)
         return 0; // Another start is no error.
-    Anwendung anwendung{std::move(vorher)};
+    // Not before: a start that only wakes the running program says nothing about whether this version comes up.
+    auto probe = buendel ? plattform::selbstprobe(buendel->pfad, zurueckgenommen, vorher) : Deskriptor{};
+    Anwendung anwendung{std::move(vorher), std::move(probe)};
     return anwendung.laufen();
 }
 

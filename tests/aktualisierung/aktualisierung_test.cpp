@@ -448,6 +448,14 @@ TEST_F(Aktualisierer, ConfirmsItsStart) {
     EXPECT_THAT(anzeige.zeigte, IsEmpty());
 }
 
+TEST_F(Aktualisierer, ConfirmsItsStartBeforeTheUserIsAskedAnythingAndTellsNothingYet) {
+    voreinstellungen.setzeText(schluesselGescheitert, "60");
+    a->angelaufen();
+    EXPECT_THAT(einbau.bestaetigt, ElementsAre(kunde.laufendes));
+    EXPECT_THAT(anzeige.zeigte, IsEmpty());
+    EXPECT_EQ(voreinstellungen.text(schluesselGescheitert), "60") << "still to be told";
+}
+
 TEST_F(Aktualisierer, TellsOnceThatANewVersionHadToBeTakenBackAndDoesNotOfferItAgain) {
     voreinstellungen.setzeText(schluesselGescheitert, "60");
     a->gestartet();

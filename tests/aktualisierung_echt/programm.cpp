@@ -16,8 +16,10 @@
 #include <deque>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -85,16 +87,29 @@ private:
     plattform::Hauptschleife& schleife_;
 };
 
+void merkeGescheiterte(std::string const& nummer) {
+    plattform::VoreinstellungenPlist{plattform::VoreinstellungenPlist::dateiFuer(plattform::eigeneKennung())}
+        .setzeText(Aktualisierung::schluesselGescheitert, nummer);
+}
+
 int laufen() {
     plattform::BuendelkundeLinux kunde;
     auto const eigenes = kunde.lesen(kunde.laufend());
     if (!eigenes)
         return 2;
     bool const kaputt = std::filesystem::exists(eigenes->pfad + "/Contents/Resources/kaputt");
-    schreibe("start " + eigenes->buildnummer.value_or("?") + (kaputt ? " kaputt" : ""));
+    // As the program does: the language is ours, and nobody else's.
+    auto const* const sprache = std::getenv("LANGUAGE");
+    plattform::Umgebungswerte const urspruenglich{
+        {"LANGUAGE", sprache ? std::optional<std::string>{sprache} : std::nullopt}};
+    ::setenv("LANGUAGE", "de", 1);
+    auto probe = plattform::selbstprobe(eigenes->pfad, merkeGescheiterte, urspruenglich);
+    schreibe(
+        "start " + eigenes->buildnummer.value_or("?") + (kaputt ? " kaputt" : "") +
+        (sprache ? " LANGUAGE=" + std::string{sprache} : ""));
     if (kaputt)
         return 1;
-    plattform::EinbauLinux einbau;
+    plattform::EinbauLinux einbau{urspruenglich, std::move(probe)};
     plattform::VoreinstellungenPlist voreinstellungen{
         plattform::VoreinstellungenPlist::dateiFuer(plattform::eigeneKennung())};
     Schleife schleife;
@@ -121,10 +136,6 @@ int laufen() {
 
 int main(int argc, char** argv) {
     auto const ausgang = plattform::alsEinbauhelfer(
-        std::span<char const* const>{argv, static_cast<std::size_t>(argc)}, [](std::string const& nummer) {
-            plattform::VoreinstellungenPlist{
-                plattform::VoreinstellungenPlist::dateiFuer(plattform::eigeneKennung())}
-                .setzeText(Aktualisierung::schluesselGescheitert, nummer);
-        });
+        std::span<char const* const>{argv, static_cast<std::size_t>(argc)}, merkeGescheiterte);
     return ausgang ? *ausgang : laufen();
 }

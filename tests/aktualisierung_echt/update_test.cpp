@@ -48,6 +48,7 @@ protected:
             ::setenv("HOME", ordner.pfad("heim").c_str(), 1);
             ::setenv("XDG_CONFIG_HOME", ordner.pfad("heim/.config").c_str(), 1);
             ::setenv("PROBE_LOG", logdatei.c_str(), 1);
+            ::unsetenv("LANGUAGE"); // None of the later starts may have got ours.
             auto const programm = app + "/Contents/Linux/quillmate";
             ::execl(programm.c_str(), programm.c_str(), nullptr);
             ::_exit(127);

@@ -5,10 +5,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <fstream>
+#include <functional>
 #include <thread>
 
 using namespace quillmate;
@@ -47,6 +50,29 @@ protected:
         // A parent that is not ours counts as ended.
         return plattform::einbauAbschliessen(
             1'000'000'000, app, [this](std::string const& nummer) { gemeldet = nummer; }, fristen);
+    }
+    /// What a power cut leaves right after the exchange: 60 in its place, 50 beside it, nobody who watches.
+    void stromausfall() {
+        fs::rename(app, ordner.pfad("alte"));
+        fs::rename(neues, app);
+        fs::rename(ordner.pfad("alte"), neues);
+        ordner.datei("Programme ä/.Quillmate.app.probe", "60\n");
+    }
+    /// A start of the program, as far as `danach`, which gets its lock. A version that is taken back goes on as the old
+    /// program's script, which ends with 0.
+    int start(std::function<int(Deskriptor)> const& danach) {
+        auto const kind = ::fork();
+        if (kind == 0)
+            ::_exit(danach(plattform::selbstprobe(app, [this](std::string const& nummer) {
+                std::ofstream{ordner.pfad("gemeldet")} << nummer;
+            })));
+        int ausgang = -1;
+        ::waitpid(kind, &ausgang, 0);
+        return WEXITSTATUS(ausgang);
+    }
+    /// Ends with 7 before its window is there.
+    int startDerNichtHochkommt() {
+        return start([](Deskriptor const&) { return 7; });
     }
     std::string fassung() const { return *plattform::buendelAn(app)->buildnummer; }
     std::vector<std::string> daneben() const {
@@ -197,6 +223,82 @@ TEST_F(EinbauLinux, TheNextStartClearsAwayWhatAKilledHelperLeft) {
     EXPECT_EQ(fassung(), "50");
     einbau.bestaetigen(app);
     EXPECT_EQ(fassung(), "50");
+}
+
+TEST_F(EinbauLinux, AVersionThatNobodyWatchesIsTakenBackByItsSecondStartAndTheOldOneGoesOn) {
+    auto const alt = abbild(app);
+    stromausfall();
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(fassung(), "60") << "one failure may be anybody's";
+    EXPECT_EQ(startDerNichtHochkommt(), 0) << "not the old program in its place";
+    EXPECT_TRUE(lief("alte"));
+    EXPECT_EQ(abbild(app), alt);
+    EXPECT_TRUE(daneben().empty());
+    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("gemeldet")), "60");
+    EXPECT_EQ(startDerNichtHochkommt(), 7) << "the old version is on trial";
+}
+
+TEST_F(EinbauLinux, AVersionThatNobodyWatchesStaysOnceItHasComeUp) {
+    stromausfall();
+    EXPECT_EQ(
+        start([this](Deskriptor probe_) {
+            plattform::EinbauLinux{{}, std::move(probe_)}.bestaetigen(app);
+            return 0;
+        }),
+        0);
+    EXPECT_TRUE(daneben().empty());
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_FALSE(fs::exists(ordner.pfad("gemeldet")));
+}
+
+TEST_F(EinbauLinux, WhileOneStartComesUpAnotherTakesNothingBack) {
+    stromausfall();
+    EXPECT_EQ(
+        start([this](Deskriptor const& probe_) {
+            return probe_ && startDerNichtHochkommt() == 7 && startDerNichtHochkommt() == 7 ? 0 : 1;
+        }),
+        0);
+    EXPECT_EQ(fassung(), "60");
+}
+
+TEST_F(EinbauLinux, AStartThatAHelperWatchesLeavesThatToIt) {
+    stromausfall();
+    Deskriptor const helfer{::open(probe.c_str(), O_RDWR | O_CLOEXEC)};
+    ASSERT_EQ(::flock(helfer.get(), LOCK_EX | LOCK_NB), 0);
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_EQ(attrappen::inhaltVon(probe), "60\n");
+}
+
+TEST_F(EinbauLinux, AVersionFromBeforeTheExchangeIsNotOnTrial) {
+    ordner.datei("Programme ä/.Quillmate.app.probe", "60\n"); // The power failed a moment earlier.
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(fassung(), "50") << "a version that was never tried took its place";
+}
+
+TEST_F(EinbauLinux, WithoutAWholeVersionBesideItNothingIsTakenBack) {
+    stromausfall();
+    fs::remove(neues + "/Contents/Linux/quillmate");
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_FALSE(fs::exists(ordner.pfad("gemeldet")));
+}
+
+TEST_F(EinbauLinux, SomethingElseInThePlaceOfTheProbeFileIsNoTrial) {
+    stromausfall();
+    fs::remove(probe);
+    fs::create_directory(probe);
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    fs::remove(probe);
+    fs::create_symlink(ordner.datei("fremd", "60\n"), probe);
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("fremd")), "60\n") << "written through a link";
+    EXPECT_EQ(fassung(), "60");
 }
 
 TEST_F(EinbauLinux, DiscardingRemovesWhatWasPrepared) {

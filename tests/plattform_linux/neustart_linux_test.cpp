@@ -6,11 +6,14 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdlib>
+#include <functional>
 
 using namespace quillmate;
 
@@ -33,17 +36,20 @@ protected:
         fs::permissions(pfad, fs::perms::owner_all);
     }
     /// The old process: prepares the relaunch and ends when the returned descriptor is closed.
-    std::pair<pid_t, int> altesProgramm(std::string const& auswerfen) {
+    std::pair<pid_t, int> altesProgramm(
+        std::string const& auswerfen, plattform::Umgebungswerte const& urspruenglich = {},
+        std::function<void()> const& vorher = [] {}) {
         std::array<int, 2> rohr{};
         EXPECT_EQ(::pipe2(rohr.data(), O_CLOEXEC), 0);
         auto const buendel = plattform::buendelAn(app);
         auto const kind = ::fork();
         if (kind == 0) {
             ::close(rohr[1]);
+            vorher();
             ::setenv("PATH", (ordner.pfad("bin") + ":/usr/bin:/bin").c_str(), 1);
             // Not closed on exec on purpose: what the new program must not inherit.
             (void)::open(ordner.datei("marke", "x").c_str(), O_RDONLY);
-            plattform::NeustartLinux{}.vorbereiten(*buendel, auswerfen);
+            plattform::NeustartLinux{urspruenglich}.vorbereiten(*buendel, auswerfen);
             char ende = 0;
             while (::read(rohr[0], &ende, 1) > 0) {
             }
@@ -103,6 +109,21 @@ TEST_F(NeustartLinux, DoesNotStartWhileTheOldProcessLives) {
     EXPECT_TRUE(attrappen::wartenBis([&] { return fs::exists(ordner.pfad("lief")); }));
 }
 
+TEST_F(NeustartLinux, StartsTheBundleInTheEnvironmentThatWeWereStartedIn) {
+    auto const neu = ordner.pfad("lief.neu");
+    attrappen::probebuendel(
+        app, "50",
+        "#!/bin/sh\necho \"$SPRACHE|${DAZU-fehlt}|$GLEICH\" > \"" + neu + "\"\nmv \"" + neu + "\" \"" +
+            ordner.pfad("lief") + "\"\n");
+    beende(altesProgramm("", {{"SPRACHE", "nds=x"}, {"DAZU", std::nullopt}}, [] {
+        ::setenv("SPRACHE", "de", 1); // What the program has changed for itself.
+        ::setenv("DAZU", "1", 1);
+        ::setenv("GLEICH", "bleibt", 1);
+    }));
+    ASSERT_TRUE(attrappen::wartenBis([&] { return fs::exists(ordner.pfad("lief")); }));
+    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("lief")), "nds=x|fehlt|bleibt\n");
+}
+
 TEST_F(NeustartLinux, EjectsTheVolumeAfterTheStartWithTheDesktopsService) {
     attrappen::probebuendel(app, "50", programm());
     werkzeug("udisksctl", 0);
@@ -131,4 +152,41 @@ TEST_F(NeustartLinux, EjectsOnceMoreByForceWhenThatFails) {
                      "umount /Volumes/Q\n"
                      "udisksctl unmount --no-user-interaction --force -b \n"
                      "umount -l /Volumes/Q\n");
+}
+
+TEST_F(NeustartLinux, TakesARealVolumeAwayAlsoWhenSomebodyStillUsesIt) {
+    attrappen::probebuendel(app, "50", programm());
+    for (bool const belegt : {false, true}) {
+        fs::remove(ordner.pfad("lief"));
+        auto const punkt = ordner.ordner("Abbild mit Leerzeichen");
+        // In mounts of its own, so that nothing is left whatever happens. The desktop's service cannot see them, as if
+        // there were none; then it is the ordinary way.
+        auto const kind = ::fork();
+        if (kind == 0) {
+            auto const benutzer = ::getuid();
+            if (::unshare(benutzer == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0 ||
+                ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                ::mount("abbild", punkt.c_str(), "tmpfs", MS_RDONLY, "size=64k") != 0)
+                ::_exit(77);
+            if (belegt && ::open(punkt.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) < 0)
+                ::_exit(2);
+            auto const da = [&] {
+                return attrappen::inhaltVon("/proc/self/mountinfo")
+                    .contains("Abbild\\040mit\\040Leerzeichen ");
+            };
+            if (!da())
+                ::_exit(2);
+            beende(altesProgramm(punkt));
+            ::_exit(
+                attrappen::wartenBis([&] { return fs::exists(ordner.pfad("lief")); }) &&
+                        attrappen::wartenBis([&] { return !da(); })
+                    ? 0
+                    : 1);
+        }
+        int ausgang = -1;
+        ::waitpid(kind, &ausgang, 0);
+        if (WEXITSTATUS(ausgang) == 77)
+            GTEST_SKIP() << "this machine allows no mounts";
+        EXPECT_EQ(ausgang, 0) << (belegt ? "in use" : "not in use");
+    }
 }

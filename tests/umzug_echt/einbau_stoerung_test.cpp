@@ -68,6 +68,18 @@ protected:
         }
     }
 
+    /// A start without a helper that does not come up: ends with 7, or goes on as the old program, which ends with 0.
+    int startDerNichtHochkommt() const {
+        auto const kind = ::fork();
+        if (kind == 0) {
+            auto const probe = plattform::selbstprobe(app, [](std::string const&) {});
+            ::_exit(7);
+        }
+        int ausgang = 0;
+        ::waitpid(kind, &ausgang, 0);
+        return WEXITSTATUS(ausgang);
+    }
+
     static constexpr pid_t niemand = 1'000'000'000; ///< A parent that is not ours counts as ended.
     attrappen::OrdnerAufZeit ordner;
     std::string const app{ordner.pfad("Programme/Quillmate.app")};
@@ -92,4 +104,23 @@ TEST_F(EinbauMitStoerung, AFailureAtAnyStepLeavesAWholeBundleInItsPlace) {
 
 TEST_F(EinbauMitStoerung, AFailureAtAnyStepOfTakingBackLeavesAWholeBundleInItsPlace) {
     stoereUeberall(Stoerung::scheitern, "#!/bin/sh\nexit 1\n", 2);
+}
+
+TEST_F(EinbauMitStoerung, KilledAtAnyStepAVersionThatNeverComesUpIsGoneAfterItsSecondStart) {
+    bool zurueckgenommen = false;
+    for (int aufruf = 1;; ++aufruf) {
+        ASSERT_LT(aufruf, 1000);
+        aufstellen("#!/bin/sh\nexit 1\n");
+        auto const ausgang = abschliessen(Stoerung::toeten, aufruf);
+        if (ausgang < 128)
+            break;
+        bool const neuesDa = abbild(app) == neu;
+        EXPECT_EQ(startDerNichtHochkommt(), 7) << aufruf;
+        EXPECT_EQ(startDerNichtHochkommt(), neuesDa ? 0 : 7) << aufruf;
+        EXPECT_EQ(abbild(app), alt) << aufruf;
+        zurueckgenommen |= neuesDa;
+        if (HasFailure())
+            return;
+    }
+    EXPECT_TRUE(zurueckgenommen) << "the helper was never killed in between";
 }

@@ -3,7 +3,7 @@
 //   baustelle, bereiten            unpacked beside the bundle, on the disk
 //   einbauenNachEnde ──starts──►   waits
 //   ends                           sees the end
-//                                  writes and locks the probe file
+//                                  locks the probe file, writes the new build number into it
 //                                  exchanges bundle and .neu in one step
 //                                  starts the bundle ─────────────────►  shows its window
 //                                                                        bestaetigen: removes the probe file
@@ -11,7 +11,9 @@
 //   or: the new program ends with a failure, or says nothing in time
 //                                  exchanges again, starts the old one
 //
-// A helper killed at any point leaves a whole bundle in its place; the next start removes what lies beside it.
+// A helper killed at any point leaves a whole bundle in its place; the next start removes what lies beside it. If what
+// was put in last does not come up by then, nobody is there to take it back but itself (selbstprobe()): its first start
+// leaves a mark in the probe file, its second one exchanges.
 #include "einbau_linux.h"
 
 #include "baum.h"
@@ -29,6 +31,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
@@ -37,6 +40,7 @@
 #include <filesystem>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 namespace quillmate::plattform {
 
@@ -66,6 +70,7 @@ bool gibtEs(std::string const& pfad) {
     return ::lstat(pfad.c_str(), &lage) == 0;
 }
 
+/// The process's environment is the user's own: whoever starts a helper sees to that.
 std::optional<pid_t> starteBuendel(std::string const& buendel) {
     auto const gelesen = buendelAn(buendel);
     if (!gelesen || !gelesen->programm)
@@ -91,6 +96,57 @@ bool endeAbgewartet(pid_t elternteil, std::chrono::milliseconds frist) {
     return true;
 }
 
+std::string buildnummerVon(std::string const& buendel) {
+    auto const gelesen = buendelAn(buendel);
+    return gelesen && gelesen->buildnummer ? *gelesen->buildnummer : std::string{};
+}
+
+/// The probe file, locked; empty when there is none, somebody else watches, or something else is in its place.
+Deskriptor gesperrteProbe(std::string const& buendel, int flaggen = 0) {
+    auto probe = oeffnen(probeVon(buendel), O_RDWR | O_NOFOLLOW | O_NONBLOCK | flaggen);
+    struct stat lage {};
+    if (!probe || ::flock(probe.get(), LOCK_EX | LOCK_NB) != 0)
+        return {};
+    // Whoever had it locked before may have removed it.
+    if (::fstat(probe.get(), &lage) != 0 || !S_ISREG(lage.st_mode) || lage.st_nlink == 0)
+        return {};
+    return probe;
+}
+
+/// Replaces what is in the probe file. True when it is on the disk.
+bool beschrifte(Deskriptor const& probe, std::string const& text) {
+    return ::ftruncate(probe.get(), 0) == 0 &&
+           ::pwrite(probe.get(), text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()) &&
+           ::fsync(probe.get()) == 0;
+}
+
+std::string aufschrift(Deskriptor const& probe) {
+    std::array<char, 256> puffer{};
+    auto const gelesen = ::pread(probe.get(), puffer.data(), puffer.size(), 0);
+    return gelesen > 0 ? std::string{puffer.data(), static_cast<std::size_t>(gelesen)} : std::string{};
+}
+
+std::string aufProbe(std::string const& buildnummer) {
+    return buildnummer + '\n';
+}
+std::string unbeaufsichtigtBegonnen(std::string const& buildnummer) {
+    return aufProbe(buildnummer) + "begonnen\n";
+}
+
+/// Puts the version before in the bundle's place again and clears up. False when that cannot be done.
+bool zuruecknehmen(std::string const& buendel, Rueckmeldung const& zurueckgenommen) {
+    auto const neues = neuesVon(buendel);
+    if (!tausche(neues, buendel))
+        return false;
+    (void)ordnerSichern(ordnerVon(buendel));
+    (void)baumLoeschen(probeVon(buendel));
+    auto const gescheitert = buildnummerVon(neues);
+    (void)baumLoeschen(neues);
+    // Before the old version starts, which is to tell its user.
+    zurueckgenommen(gescheitert);
+    return true;
+}
+
 /// Whether the new version has started.
 bool laeuft(std::string const& buendel, pid_t kind, std::chrono::milliseconds frist) {
     auto const bis = Zeit::now() + frist;
@@ -113,6 +169,10 @@ bool laeuft(std::string const& buendel, pid_t kind, std::chrono::milliseconds fr
 }
 
 } // namespace
+
+EinbauLinux::EinbauLinux(Umgebungswerte urspruenglich, Deskriptor eigeneProbe)
+    : urspruenglich_(std::move(urspruenglich))
+    , eigeneProbe_(std::move(eigeneProbe)) {}
 
 bool EinbauLinux::moeglich(std::string const& buendel) {
     // What lies there belongs to a package manager, also where the user is root.
@@ -157,7 +217,9 @@ Hindernis EinbauLinux::bereiten(std::string const& buendel) {
 bool EinbauLinux::einbauenNachEnde(std::string const& buendel) {
     std::error_code fehler;
     auto const ich = std::filesystem::canonical("/proc/self/exe", fehler);
-    return !fehler && prozessStarten({ich.string(), einbauschalter, std::to_string(::getpid()), buendel});
+    return !fehler &&
+           prozessStarten(
+               {ich.string(), einbauschalter, std::to_string(::getpid()), buendel}, urspruenglich_);
 }
 
 void EinbauLinux::verwerfen(std::string const& buendel) {
@@ -166,7 +228,8 @@ void EinbauLinux::verwerfen(std::string const& buendel) {
 
 void EinbauLinux::bestaetigen(std::string const& buendel) {
     auto const probe = probeVon(buendel);
-    auto const datei = oeffnen(probe, O_RDONLY | O_NOFOLLOW);
+    eigeneProbe_ = {}; // Otherwise it would look like a helper's below.
+    auto const datei = oeffnen(probe, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     (void)baumLoeschen(probe);
     // A helper that lives holds the lock and removes the old version itself, once it has seen that we run.
     if (!datei || ::flock(datei.get(), LOCK_EX | LOCK_NB) == 0)
@@ -178,14 +241,14 @@ Einbauausgang einbauAbschliessen(
     Einbaufristen const& fristen) {
     auto const neues = neuesVon(buendel);
     auto const probe = probeVon(buendel);
+    auto const nummer = buildnummerVon(neues);
     if (!endeAbgewartet(alterProzess, fristen.ende)) {
         protokoll("Aktualisierung: Das alte Programm endet nicht, die neue Fassung wird verworfen");
         (void)baumLoeschen(neues);
         return Einbauausgang::nichtEingebaut;
     }
-    auto const sperre = oeffnen(probe, O_RDWR | O_CREAT | O_NOFOLLOW);
-    bool const bereit =
-        sperre && ::flock(sperre.get(), LOCK_EX | LOCK_NB) == 0 && ordnerSichern(ordnerVon(buendel));
+    auto const sperre = gesperrteProbe(buendel, O_CREAT);
+    bool const bereit = sperre && beschrifte(sperre, aufProbe(nummer)) && ordnerSichern(ordnerVon(buendel));
     if (!bereit || !tausche(neues, buendel)) {
         protokoll(
             "Aktualisierung: Die neue Fassung konnte nicht eingebaut werden: " +
@@ -203,19 +266,38 @@ Einbauausgang einbauAbschliessen(
         return Einbauausgang::eingebaut;
     }
     protokoll("Aktualisierung: Die neue Fassung startet nicht, die vorige wird wieder eingesetzt");
-    if (!tausche(neues, buendel)) {
+    if (!zuruecknehmen(buendel, zurueckgenommen)) {
         // Nothing better can be done: the new version stays, the old one beside it.
         protokoll("Aktualisierung: Auch das ist nicht gelungen");
         return Einbauausgang::nichtEingebaut;
     }
-    (void)ordnerSichern(ordnerVon(buendel));
-    (void)baumLoeschen(probe);
-    auto const gescheitert = buendelAn(neues);
-    (void)baumLoeschen(neues);
-    // Before the old version starts, which is to tell its user.
-    zurueckgenommen(gescheitert && gescheitert->buildnummer ? *gescheitert->buildnummer : std::string{});
     (void)starteBuendel(buendel);
     return Einbauausgang::zurueckgenommen;
+}
+
+Deskriptor selbstprobe(
+    std::string const& buendel, Rueckmeldung const& zurueckgenommen, Umgebungswerte const& urspruenglich) {
+    auto probe = gesperrteProbe(buendel);
+    if (!probe)
+        return {};
+    auto const nummer = buildnummerVon(buendel);
+    auto const text = aufschrift(probe);
+    if (text == unbeaufsichtigtBegonnen(nummer)) {
+        protokoll("Aktualisierung: Die neue Fassung ist beim vorigen Mal nicht hochgekommen");
+        // What lies beside must be a program: better a version that may come up than none.
+        auto const vorige = buendelAn(neuesVon(buendel));
+        if (!vorige || !vorige->programm || ::access(vorige->programm->c_str(), X_OK) != 0 ||
+            !zuruecknehmen(buendel, zurueckgenommen))
+            return probe;
+        protokoll("Aktualisierung: Die vorige Fassung ist wieder eingesetzt");
+        if (auto const altes = buendelAn(buendel); altes && altes->programm)
+            prozessErsetzen({*altes->programm}, urspruenglich);
+        return {};
+    }
+    // A version that was there before the exchange is none on trial, whatever lies beside it.
+    if (text != aufProbe(nummer) || !beschrifte(probe, unbeaufsichtigtBegonnen(nummer)))
+        return {};
+    return probe;
 }
 
 std::optional<int> alsEinbauhelfer(

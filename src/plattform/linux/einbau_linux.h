@@ -1,6 +1,8 @@
 #pragma once
 
+#include "grundlage/datei.h"
 #include "plattform/einbau.h"
+#include "umgebungswerte.h"
 
 #include <sys/types.h>
 
@@ -13,16 +15,25 @@
 namespace quillmate::plattform {
 
 /// Beside "NAME.app" stand, hidden: ".NAME.app.neu", first the version to be put in, after the exchange the one before;
-/// ".NAME.app.probe", as long as a version is on trial, locked by the helper that watches it.
+/// ".NAME.app.probe", as long as a version is on trial, locked by whoever watches it: the helper, or the version itself
+/// when a power cut has ended the helper. In it stands the build number of the version on trial, and in a second line
+/// that it has begun a start which nobody watches.
 /// The helper is this very program, started with `einbauschalter`.
 class EinbauLinux final : public Einbau {
 public:
+    /// `urspruenglich`: what the helper and the versions that it starts get in place of our own values.
+    /// `eigeneProbe`: what selbstprobe() has returned.
+    explicit EinbauLinux(Umgebungswerte urspruenglich = {}, Deskriptor eigeneProbe = {});
     [[nodiscard]] bool moeglich(std::string const& buendel) override;
     [[nodiscard]] std::string baustelle(std::string const& buendel) override;
     [[nodiscard]] Hindernis bereiten(std::string const& buendel) override;
     [[nodiscard]] bool einbauenNachEnde(std::string const& buendel) override;
     void verwerfen(std::string const& buendel) override;
     void bestaetigen(std::string const& buendel) override;
+
+private:
+    Umgebungswerte const urspruenglich_;
+    Deskriptor eigeneProbe_;
 };
 
 /// "--einbau-abschliessen PROCESS BUNDLE": the program's command line as the helper.
@@ -42,6 +53,15 @@ enum class Einbauausgang {
 
 /// Told the build number of a version that did not start, before the old one starts again; empty when not known.
 using Rueckmeldung = std::function<void(std::string const& buildnummer)>;
+
+/// For a start of the bundle as a program with a window. A version on trial that no helper watches any more, since the
+/// power failed or somebody ended it, watches itself: it leaves a mark and locks the probe file as long as it lives. Who
+/// finds the mark of an earlier start unlocked is not the first to fail: the version before is put back, `zurueckgenommen`
+/// is told, and the program there goes on in the place of this process, with `urspruenglich` put back in its environment.
+/// The lock, to be handed to EinbauLinux; empty for a start that is no trial or is watched.
+[[nodiscard]] Deskriptor selbstprobe(
+    std::string const& buendel, Rueckmeldung const& zurueckgenommen,
+    Umgebungswerte const& urspruenglich = {});
 
 /// The helper's work: waits for the end of its parent `alterProzess`, exchanges, starts, watches, takes back.
 [[nodiscard]] Einbauausgang einbauAbschliessen(

@@ -5,6 +5,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 namespace quillmate::plattform {
 
 namespace {
@@ -29,8 +31,11 @@ std::vector<std::string> neustartbefehl(int prozess, Buendel const& ziel, std::s
     return {"/bin/sh", "-c", skript, std::to_string(prozess), ziel.pfad, auswerfen, programm};
 }
 
+NeustartLinux::NeustartLinux(Umgebungswerte urspruenglich)
+    : urspruenglich_(std::move(urspruenglich)) {}
+
 void NeustartLinux::vorbereiten(Buendel const& ziel, std::string const& auswerfen) {
-    (void)prozessStarten(neustartbefehl(::getpid(), ziel, auswerfen));
+    (void)prozessStarten(neustartbefehl(::getpid(), ziel, auswerfen), urspruenglich_);
 }
 
 } // namespace quillmate::plattform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plattform/neustart.h"
+#include "umgebungswerte.h"
 
 #include <string>
 #include <vector>
@@ -12,7 +13,12 @@ namespace quillmate::plattform {
 /// Threads: any.
 class NeustartLinux final : public Neustart {
 public:
+    /// `urspruenglich`: what the bundle is started with in place of our own values.
+    explicit NeustartLinux(Umgebungswerte urspruenglich = {});
     void vorbereiten(Buendel const& ziel, std::string const& auswerfen) override;
+
+private:
+    Umgebungswerte const urspruenglich_;
 };
 
 /// /bin/sh and its arguments for the relaunch. Pure.
