@@ -103,6 +103,24 @@ TEST_F(Anmeldungen, EscapeEndsTheSignInAndALaterCallbackIsIgnored) {
     EXPECT_TRUE(abfragenAn(einloesung).empty());
 }
 
+TEST_F(Anmeldungen, TheSheetsAddressCanBeCopiedIntoAnotherBrowserAndTheSignInGoesOn) {
+    oeffne();
+    bildschirm.zwischenablageLeeren();
+    beginne("/auth/google/login");
+    // "Abbrechen" has the keyboard, "Adresse kopieren" is the button before it.
+    bildschirm.taste("shift+Tab");
+    bildschirm.taste("space");
+    EXPECT_TRUE(wartenBis([&] {
+        return bildschirm.zwischenablage() == dienst.adresse("/auth/google/login?app=1");
+    })) << bildschirm.zwischenablage().value_or("nothing");
+    bildschirm.bild("anmeldung_blatt_kopiert");
+
+    zweiterStart("quillmate://anmeldung?merkmal=abc");
+    EXPECT_TRUE(dienst.warteAufDokument(2));
+    EXPECT_EQ(abfragenAn(einloesung), (std::vector<Posten>{{{"merkmal", "abc"}}}));
+    EXPECT_TRUE(warteBisDialogWeg());
+}
+
 TEST_F(Anmeldungen, AHugeCallbackIsDroppedAndTheSignInGoesOn) {
     oeffne();
     beginne("/auth/google/login");

@@ -141,6 +141,7 @@ Antwort DialogeGtk::fragenUndWarten(Frage const& frage) {
         warten->schleife.beenden();
     };
     auto* const dialog = bauen(nullptr, frage, std::move(offen));
+    gtk_window_set_title(GTK_WINDOW(dialog), "Quillmate"); // It stands in lists of windows by itself.
     gtk_window_present(GTK_WINDOW(dialog));
     warten->schleife.laufen();
     if (!warten->ergebnis) // The program ends. Nobody has agreed to anything.
