@@ -1,6 +1,7 @@
 #include "ocr.h"
 
 #include "dateiquelle.h"
+#include "einfaedig.h"
 #include "grundlage/text.h"
 #include "texterkennung/heuristik.h"
 #include "zeilenablage.h"
@@ -20,9 +21,6 @@
 #include <mutex>
 #include <utility>
 
-// Declared here because the compiler's own omp.h is out of reach of other tools that read this file.
-extern "C" void omp_set_max_active_levels(int);
-
 namespace quillmate::Texterkennung {
 
 namespace {
@@ -30,17 +28,6 @@ namespace {
 // What most scans have. Without a value the engine guesses one and says so on standard error.
 constexpr int angenommeneAufloesung = 300;
 constexpr float hoechsteZuversicht = 100.0F; // The engine's scale.
-
-/// The engine would start threads per text line, which costs several times what it gains and would compete
-/// with the other readers. The setting belongs to the calling thread, and only this one is obeyed from inside
-/// main.
-void ohneNebenfaeden() {
-    thread_local bool const einmal = [] {
-        omp_set_max_active_levels(0);
-        return true;
-    }();
-    static_cast<void>(einmal);
-}
 
 std::string sprachdatei(std::string_view sprache) {
     return std::string{sprache} + ".traineddata";
@@ -158,7 +145,7 @@ std::unique_ptr<TesseractErkenner> TesseractErkenner::laden(Sprachdaten const& d
     // Loading writes to variables that all engines share.
     static std::mutex sperre;
     std::scoped_lock const gesperrt{sperre};
-    ohneNebenfaeden();
+    einfaedig();
     zeilenUngepackt();
     auto api = std::make_unique<tesseract::TessBaseAPI>();
     // The dictionaries stay on: load_system_dawg and its like only reach the older recogniser. With them off,
@@ -222,7 +209,7 @@ void TesseractErkenner::auflegen(Graubild bild) {
 }
 
 std::optional<int> TesseractErkenner::textfelder() {
-    ohneNebenfaeden();
+    einfaedig();
     ausrichten(Ausrichtung::aufrecht);
     std::unique_ptr<tesseract::PageIterator> const stelle{api_->AnalyseLayout()};
     if (!stelle) {
@@ -272,7 +259,7 @@ std::vector<Wort> TesseractErkenner::stueckLesen(Graubild const& bild, Kasten ka
 Schrifterkenner::Gelesen TesseractErkenner::lesen(Ausrichtung ausrichtung, Erkennungsende ende) {
     if (std::chrono::steady_clock::now() >= ende)
         return {};
-    ohneNebenfaeden();
+    einfaedig();
     ausrichten(ausrichtung);
     auto zeilen = erkannteZeilen(ende);
     // A page that is hardly legible, such as one that lies on its head, does not get better piece by piece.
