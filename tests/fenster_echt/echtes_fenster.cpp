@@ -51,7 +51,8 @@ Programm::Umgebung EchtesFenster::umgebung() const {
     // Set by Anzeige, or of no session.
     for (auto const* const name :
          {"PATH", "DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "GDK_BACKEND", "GSK_RENDERER",
-          "LIBGL_ALWAYS_SOFTWARE", "GTK_A11Y", "GIO_USE_VFS", "GSETTINGS_BACKEND", "NO_AT_BRIDGE"})
+          "LIBGL_ALWAYS_SOFTWARE", "GTK_A11Y", "GIO_USE_VFS", "GSETTINGS_BACKEND", "NO_AT_BRIDGE",
+          "ADW_DEBUG_COLOR_SCHEME"}) // Looks at the pictures of a run may want the dark ones.
         if (char const* const wert = std::getenv(name))
             werte[name] = wert;
     return werte;
