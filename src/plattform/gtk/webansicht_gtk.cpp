@@ -16,9 +16,12 @@
 
 #include <jsc/jsc.h>
 #include <libsoup/soup.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <filesystem>
 #include <utility>
 #include <vector>
 
@@ -26,6 +29,21 @@ namespace quillmate::plattform::gtk {
 namespace {
 
 constexpr char const* adapterschluessel = "quillmate-webansicht";
+
+/// Whether a graphics processor may draw the pages. The engine's way of drawing with one is taken without one as well,
+/// emulated on the processor: that is slower, and often the first picture of a page never reaches the window (seen with
+/// WebKitGTK 2.50 on Mesa's llvmpipe; no later redrawing helps).
+bool hatGrafikprozessor() {
+    char const* const nurSoftware = std::getenv("LIBGL_ALWAYS_SOFTWARE");
+    if (nurSoftware && *nurSoftware && std::string_view{nurSoftware} != "0")
+        return false;
+    std::error_code fehler;
+    for (auto const& geraet : std::filesystem::directory_iterator{"/dev/dri", fehler})
+        if (geraet.path().filename().string().starts_with("renderD") &&
+            ::access(geraet.path().c_str(), R_OK | W_OK) == 0)
+            return true;
+    return false;
+}
 
 /// The engine's decisions do not tell whether a clicked link has the attribute "download". A script in a world that no
 /// page can see into does, in every frame, just before the decision.
@@ -527,6 +545,9 @@ void WebansichtGtk::einstellen() {
     webkit_settings_set_enable_write_console_messages_to_stdout(einstellungen, FALSE);
     webkit_settings_set_enable_webrtc(einstellungen, FALSE);
     webkit_settings_set_enable_media_stream(einstellungen, FALSE);
+    if (!hatGrafikprozessor())
+        webkit_settings_set_hardware_acceleration_policy(
+            einstellungen, WEBKIT_HARDWARE_ACCELERATION_POLICY_NEVER);
 }
 
 void WebansichtGtk::verbinden() {
