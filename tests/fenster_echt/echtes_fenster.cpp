@@ -128,36 +128,39 @@ bool EchtesFenster::warteBisDialogWeg() {
 Punkt EchtesFenster::mitteVon(std::string const& auswahl, std::string const& seite) {
     auto ursprung = ursprung_.find(seite);
     if (ursprung == ursprung_.end()) {
-        // The page alone knows where the pointer is within it.
+        // The page alone knows where the pointer is within it. An event may be of an earlier place, and one of several
+        // moves may be left out; but two of them that are as far apart as the places are those of the places.
         dienst.rufe(
-            "window.__zeiger = null; addEventListener('mousemove', e => "
-            "{ window.__zeiger = [e.screenX, e.clientX, e.clientY]; });",
-            seite);
-        int versuch = 0;
-        nlohmann::json zeiger;
-        Punkt wo;
+            "addEventListener('mousemove', e => { window.__zeiger = [e.clientX, e.clientY]; });", seite);
+        constexpr Punkt erst{.x = 400, .y = 300};
+        constexpr Punkt dann{.x = 507, .y = 351};
+        auto const zeigerBei = [&] {
+            auto const wo = dienst.rufe("return window.__zeiger ?? [-1, -1];", seite);
+            return Punkt{.x = wo.at(0).get<int>(), .y = wo.at(1).get<int>()};
+        };
+        Punkt erster;
+        Punkt zweiter;
+        auto const bewegeBis = [&](Punkt wohin, auto const& bedingung) {
+            bildschirm.bewege(wohin);
+            return attrappen::wartenBis(bedingung, std::chrono::seconds{1});
+        };
         bool const gesehen = attrappen::wartenBis([&] {
-            wo = {.x = 400 + versuch % 20, .y = 300};
-            ++versuch;
-            bildschirm.bewege(wo);
-            auto const vorher =
-                dienst.rufe("const z = window.__zeiger; window.__zeiger = null; return z;", seite);
-            zeiger = vorher.is_null() ? nlohmann::json{} : vorher;
-            return !zeiger.is_null();
+            auto const vorher = zeigerBei();
+            auto const angekommen = [&] {
+                erster = zeigerBei();
+                return erster.x != vorher.x || erster.y != vorher.y;
+            };
+            auto const ebensoweit = [&] {
+                zweiter = zeigerBei();
+                // The page lies at a fraction of a pixel, and the engine rounds.
+                return std::abs(zweiter.x - erster.x - (dann.x - erst.x)) <= 1 &&
+                       std::abs(zweiter.y - erster.y - (dann.y - erst.y)) <= 1;
+            };
+            return bewegeBis(erst, angekommen) && bewegeBis(dann, ebensoweit);
         });
         if (!gesehen)
             throw std::runtime_error{"Der Zeiger erreicht die Seite nicht"};
-        // The position of the last event may be that of an earlier move; ask once the pointer rests.
-        dienst.rufe("await new Promise(auf => setTimeout(auf, 50));", seite);
-        bildschirm.bewege({.x = 500, .y = 350});
-        (void)attrappen::wartenBis([&] {
-            zeiger = dienst.rufe("return window.__zeiger;", seite);
-            return !zeiger.is_null();
-        });
-        ursprung =
-            ursprung_
-                .emplace(seite, Punkt{.x = 500 - zeiger.at(1).get<int>(), .y = 350 - zeiger.at(2).get<int>()})
-                .first;
+        ursprung = ursprung_.emplace(seite, Punkt{.x = dann.x - zweiter.x, .y = dann.y - zweiter.y}).first;
     }
     auto const mitte = dienst.rufe(
         "const r = document.querySelector(" + nlohmann::json(auswahl).dump() +
