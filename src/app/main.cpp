@@ -6,6 +6,7 @@
 #include "grundlage/protokoll.h"
 #include "grundlage/prozesswerte.h"
 #include "leserprozess/leser_prozesse.h"
+#include "plattform_gtk/grafik.h"
 #include "plattform_gtk/laufende_programme_bus.h"
 #include "plattform_linux/buendel.h"
 #include "plattform_linux/einbau_linux.h"
@@ -70,7 +71,7 @@ int starten(std::span<char const* const> argumente) {
     }
 
     // Before the first library of the desktop reads it.
-    auto vorher = Umgebung::einrichten();
+    auto vorher = Umgebung::einrichten(plattform::gtk::hatGrafikprozessor());
     plattform::gtk::LaufendeProgrammeBus programme{uebergebeneAdresse(argumente)};
     auto const buendel = plattform::eigenesBuendel();
     auto const einzelinstanz = AppEinzelinstanz::belegen(

@@ -14,7 +14,7 @@ std::optional<std::string> wertVon(char const* name) {
 
 } // namespace
 
-Vorher einrichten() {
+Vorher einrichten(bool grafikprozessor) {
     Vorher vorher;
     auto const setzen = [&](char const* name, std::optional<std::string> const& wert) {
         vorher.emplace(name, wertVon(name));
@@ -37,6 +37,8 @@ Vorher einrichten() {
          {"WEBKIT_INSPECTOR_SERVER", "WEBKIT_INSPECTOR_HTTP_SERVER", "WEBKIT_INJECTED_BUNDLE_PATH"})
         if (wertVon(name))
             setzen(name, std::nullopt);
+    if (!grafikprozessor && !wertVon("GDK_DEBUG"))
+        setzen("GDK_DEBUG", "gl-disable");
     return vorher;
 }
 

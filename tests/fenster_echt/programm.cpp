@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -72,8 +73,10 @@ Programm::Programm(std::string datei, std::vector<std::string> argumente, Umgebu
         ::close(rohr[0]);
         throw std::runtime_error{"fork"};
     }
-    leser_ = std::thread{[this, lesende = rohr[0]] {
-        lesen(lesende);
+    rohr_ = rohr[0];
+    ::fcntl(rohr_, F_SETFL, O_NONBLOCK);
+    leser_ = std::thread{[this] {
+        lesen();
     }};
 }
 
@@ -86,27 +89,35 @@ Programm::~Programm() {
     }
     // Helpers hold the same standard error, so its end says that they have gone and write into no folder any more.
     leser_.join();
+    ::close(rohr_);
 }
 
-void Programm::lesen(int rohr) {
-    std::array<char, 4096> stueck{};
-    pollfd warten{.fd = rohr, .events = POLLIN, .revents = 0};
+void Programm::lesen() {
+    pollfd warten{.fd = rohr_, .events = POLLIN, .revents = 0};
     constexpr int nachfragen = 200; // milliseconds
     constexpr int geduld = 20'000;  // milliseconds for the helpers of a program that has ended
     for (int gewartet = 0; gewartet < geduld;) {
-        int const bereit = ::poll(&warten, 1, nachfragen);
-        if (bereit == 0) {
+        if (::poll(&warten, 1, nachfragen) == 0) {
             if (::kill(nummer_, 0) != 0)
                 gewartet += nachfragen;
             continue;
         }
-        auto const n = ::read(rohr, stueck.data(), stueck.size());
-        if (n <= 0)
-            break;
         std::lock_guard const schutz{sperre_};
+        if (!abholen())
+            return;
+    }
+}
+
+bool Programm::abholen() const {
+    std::array<char, 4096> stueck{};
+    for (;;) {
+        auto const n = ::read(rohr_, stueck.data(), stueck.size());
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return n < 0 && errno == EAGAIN;
         ausgabe_.append(stueck.data(), static_cast<std::size_t>(n));
     }
-    ::close(rohr);
 }
 
 std::vector<pid_t> Programm::kinder(std::string_view name) const {
@@ -134,6 +145,7 @@ std::vector<pid_t> Programm::kinder(std::string_view name) const {
 
 std::string Programm::fehlerausgabe() const {
     std::lock_guard const schutz{sperre_};
+    abholen();
     return ausgabe_;
 }
 

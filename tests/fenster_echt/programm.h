@@ -28,7 +28,8 @@ public:
     [[nodiscard]] pid_t nummer() const noexcept { return nummer_; }
     /// Its descendants whose program file has this name.
     [[nodiscard]] std::vector<pid_t> kinder(std::string_view name) const;
-    /// Everything on standard error, also what its libraries write.
+    /// Everything on standard error, also what its libraries write: all that was written before this call, so that what
+    /// the program says before it does something is there when a test has seen the effect.
     [[nodiscard]] std::string fehlerausgabe() const;
     /// The lines of the program's log, without their beginning "[Quillmate] ".
     [[nodiscard]] std::vector<std::string> zeilen() const;
@@ -43,12 +44,15 @@ public:
     void beenden(int signal);
 
 private:
-    void lesen(int rohr);
+    void lesen();
+    /// Takes what is in the pipe; false at its end. With sperre_ held.
+    bool abholen() const;
 
     pid_t nummer_{-1};
     std::optional<int> ende_; ///< As from waitpid().
+    int rohr_{-1};            ///< Its reading end does not block.
     mutable std::mutex sperre_;
-    std::string ausgabe_; ///< Guarded by sperre_.
+    mutable std::string ausgabe_; ///< Guarded by sperre_.
     std::thread leser_;
 };
 

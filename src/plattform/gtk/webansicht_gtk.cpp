@@ -11,17 +11,15 @@
 #include "webansicht_gtk.h"
 
 #include "download_gtk.h"
+#include "grafik.h"
 #include "grundlage/protokoll.h"
 #include "programmfenster_gtk.h"
 
 #include <jsc/jsc.h>
 #include <libsoup/soup.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <filesystem>
 #include <utility>
 #include <vector>
 
@@ -29,21 +27,6 @@ namespace quillmate::plattform::gtk {
 namespace {
 
 constexpr char const* adapterschluessel = "quillmate-webansicht";
-
-/// Whether a graphics processor may draw the pages. The engine's way of drawing with one is taken without one as well,
-/// emulated on the processor: that is slower, and often the first picture of a page never reaches the window (seen with
-/// WebKitGTK 2.50 on Mesa's llvmpipe; no later redrawing helps).
-bool hatGrafikprozessor() {
-    char const* const nurSoftware = std::getenv("LIBGL_ALWAYS_SOFTWARE");
-    if (nurSoftware && *nurSoftware && std::string_view{nurSoftware} != "0")
-        return false;
-    std::error_code fehler;
-    for (auto const& geraet : std::filesystem::directory_iterator{"/dev/dri", fehler})
-        if (geraet.path().filename().string().starts_with("renderD") &&
-            ::access(geraet.path().c_str(), R_OK | W_OK) == 0)
-            return true;
-    return false;
-}
 
 /// The engine's decisions do not tell whether a clicked link has the attribute "download". A script in a world that no
 /// page can see into does, in every frame, just before the decision.
