@@ -112,6 +112,13 @@ TEST_F(Umzuege, ASecondCopyOpensTheInstalledOneAndGoesIntoTheTrash) {
     EXPECT_FALSE(fs::exists(geladen));
 }
 
+TEST_F(Umzuege, AVersionJustPutInCountsAsStartedWhileItAsks) {
+    auto const probe = ordner.datei("home/Downloads/.Quillmate.app.probe", "0\n");
+    ASSERT_TRUE(fragt());
+    EXPECT_TRUE(wartenBis([&] { return !fs::exists(probe); })) << "whoever waits for it would take it back";
+    EXPECT_EQ(dienst.dokumente(), 0) << "the question has been answered";
+}
+
 TEST_F(Umzuege, LaterStartsTheProgramWhereItIsAndAsksAgainTheNextTime) {
     for (int i = 1; i <= 2; ++i) {
         ASSERT_TRUE(fragt());
