@@ -108,6 +108,28 @@ protected:
             g_main_context_iteration(nullptr, TRUE);
         return lage.text;
     }
+    /// The text that another program would paste.
+    static std::string zwischenablage() {
+        struct Lage {
+            bool da{false};
+            std::string text;
+        } lage;
+        gdk_clipboard_read_text_async(
+            gdk_display_get_clipboard(gdk_display_get_default()), nullptr,
+            +[](GObject* quelle, GAsyncResult* ergebnis, gpointer ziel) {
+                auto& hier = *static_cast<Lage*>(ziel);
+                if (char* const text =
+                        gdk_clipboard_read_text_finish(GDK_CLIPBOARD(quelle), ergebnis, nullptr)) {
+                    hier.text = text;
+                    g_free(text);
+                }
+                hier.da = true;
+            },
+            &lage);
+        while (!lage.da)
+            g_main_context_iteration(nullptr, TRUE);
+        return lage.text;
+    }
     [[nodiscard]] bool wird(std::string const& bedingung) {
         return wird([&] { return js("Boolean(" + bedingung + ")") == "true"; });
     }
@@ -341,6 +363,17 @@ TEST_F(EchteSeite, PortalIsOpenedForTheChosenBookingAndItsEventsAreListed) {
     klicke("#reiter-portale");
     EXPECT_THAT(text("#portalereignisse"), HasSubstr("Import <b>fehlgeschlagen</b>"));
     EXPECT_THAT(meldungen(), HasSubstr("Telekom: Import"));
+}
+
+TEST_F(EchteSeite, ThePortalsAddressIsCopiedForThePersonToTakeOver) {
+    oeffneImProgramm();
+    ASSERT_TRUE(wird("document.querySelector('#demoportal-adresse')?.textContent"));
+    auto const adresse = js("document.querySelector('#demoportal-adresse').textContent");
+    EXPECT_TRUE(adresse.starts_with("https://")) << adresse;
+    klicke("#demoportal-kopieren");
+    ASSERT_TRUE(wird([&] { return meldungen().find("Adresse kopiert.") != std::string::npos; }))
+        << meldungen();
+    EXPECT_TRUE(wird([&] { return zwischenablage() == adresse; })) << zwischenablage();
 }
 
 TEST_F(EchteSeite, ReceiptIsOpenedInAWindowOfItsOwnAndNeverByAClickedLink) {

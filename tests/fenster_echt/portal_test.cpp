@@ -206,6 +206,18 @@ TEST_F(Portale, TheShownPdfIsTakenWithTheButtonAndAPageIsNot) {
     EXPECT_TRUE(nichtsLiegtHerum());
 }
 
+TEST_F(Portale, ControlWClosesThePortalsWindowAndNotTheMainOne) {
+    ASSERT_NO_FATAL_FAILURE(oeffneAngemeldet());
+    tastaturAnPortal();
+    bildschirm.taste("ctrl+w");
+    EXPECT_EQ(
+        warteAufEreignisse(1).back(),
+        (json{{"kennung", "weiteres"}, {"status", "geschlossen"}, {"nachricht", "Portal geschlossen"}}));
+    EXPECT_TRUE(warteBisDialogWeg());
+    EXPECT_TRUE(programm->laeuft());
+    EXPECT_EQ(dienst.rufe("return 1"), 1);
+}
+
 TEST_F(Portale, TheMainProgramIgnoresTheDemosCertificate) {
     oeffne(vertrauen());
     ASSERT_NO_FATAL_FAILURE(oeffnePortal());

@@ -114,6 +114,23 @@ TEST_F(Tasten, TheAboutDialogTellsVersionLicenceAndCredits) {
     EXPECT_TRUE(warteBisDialogWeg());
 }
 
+TEST_F(Tasten, LookingForUpdatesWorksWhileThePageHasTheKeyboard) {
+    dienst.inhalt("<input id=feld>");
+    oeffne();
+    inDasFeld();
+    bildschirm.taste("F10");
+    ASSERT_TRUE(wartenBis([&] { return menueOffen(); }));
+    bildschirm.taste("Down"); // The first entry is chosen already.
+    bildschirm.taste("Return");
+    // A build that nobody has released knows no place for updates, and says so.
+    auto const meldung = warteAufDialog();
+    ASSERT_TRUE(meldung);
+    bildschirm.bild("updates");
+    EXPECT_EQ(meldung->titel, "Quillmate aktualisieren");
+    bildschirm.taste("Escape");
+    EXPECT_TRUE(warteBisDialogWeg());
+}
+
 TEST_F(Tasten, ControlQEndsTheProgram) {
     oeffne();
     bildschirm.taste("ctrl+q");
