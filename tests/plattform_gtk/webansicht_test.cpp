@@ -402,14 +402,14 @@ TEST_F(EchterDownload, EndOfTheProgramLeavesNothingOfWhatIsUnderWay) {
     ASSERT_TRUE(drehenBis([&] {
         auto const namen = dateien();
         return std::ranges::any_of(
-            namen, [](std::string const& name) { return name.contains(".quillmate-teil"); });
-    }));
+            namen, [](std::string const& name) { return name.contains(".quillmate-teil.wkdownload"); });
+    })) << "bytes arrive";
     web.reset();
     EXPECT_TRUE(mitschrift.downloadFehler.empty());
     eigene.reset();
     EXPECT_EQ(mitschrift.downloadFehler, std::vector<std::string>{"Quillmate wurde beendet."});
     EXPECT_EQ(mitschrift.downloadFertig, 0);
-    EXPECT_TRUE(dateien().empty());
+    EXPECT_TRUE(drehenBis([&] { return dateien().empty(); })) << "the engine's process tidies up, too";
 }
 
 TEST_F(EchterDownload, BlobOfAPageIsADownload) {
