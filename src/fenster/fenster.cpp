@@ -64,15 +64,15 @@ struct Fenster::Herunterladung {
 
 Fenster::Fenster(Fensterumgebung umgebung)
     : umgebung_(std::move(umgebung))
-    , lebt_(std::make_shared<Fenster*>(this)) {
+    , lebt_(std::make_shared<char>()) {
     plattform::Webansicht::Einrichtung einrichtung;
     einrichtung.datenhaltung = plattform::Webansicht::Einrichtung::Datenhaltung::hauptfenster;
     einrichtung.skripte = {Bruecke::einspielung(umgebung_.angaben)};
     einrichtung.nachrichtenname = Bruecke::name;
     einrichtung.nachrichten =
-        [lebt = std::weak_ptr{lebt_}](std::string_view json, plattform::Absender const& absender) {
-            if (auto const hier = lebt.lock(); hier && (*hier)->bruecke_)
-                (*hier)->bruecke_->empfangen(json, absender);
+        [this, lebt = std::weak_ptr{lebt_}](std::string_view json, plattform::Absender const& absender) {
+            if (!lebt.expired() && bruecke_)
+                bruecke_->empfangen(json, absender);
         };
     einrichtung.wischgesten = true;
     web_ = umgebung_.werk.webansicht(std::move(einrichtung), *this);
@@ -80,10 +80,10 @@ Fenster::Fenster(Fensterumgebung umgebung)
 
     Bruecke::PortalOeffnen portale;
     if (umgebung_.portale.fenster)
-        portale = [lebt = std::weak_ptr{lebt_}](Portalanfrage const& anfrage) -> Json {
-            if (auto const hier = lebt.lock())
-                return (*hier)->portalOeffnen(anfrage);
-            return {{"fehler", "Das Hauptfenster ist nicht mehr verfügbar."}};
+        portale = [this, lebt = std::weak_ptr{lebt_}](Portalanfrage const& anfrage) -> Json {
+            if (lebt.expired())
+                return {{"fehler", "Das Hauptfenster ist nicht mehr verfügbar."}};
+            return portalOeffnen(anfrage);
         };
     bruecke_ = std::make_unique<Bruecke>(web_, std::move(portale), umgebung_.bruecke);
 
@@ -241,27 +241,26 @@ void Fenster::heruntergeladen(
     auto const herunterladung = std::make_shared<Herunterladung>();
     std::weak_ptr const lebt{lebt_};
     download->empfaenger(
-        {.ziel = [lebt, herunterladung](std::string const& vorschlag) -> std::optional<std::string> {
-             auto const hier = lebt.lock();
-             return hier ? (*hier)->zielWaehlen(*herunterladung, vorschlag) : std::nullopt;
+        {.ziel = [this, lebt, herunterladung](std::string const& vorschlag) -> std::optional<std::string> {
+             return lebt.expired() ? std::nullopt : zielWaehlen(*herunterladung, vorschlag);
          },
          .fertig =
-             [lebt, herunterladung] {
+             [this, lebt, herunterladung] {
                  auto& ziel = herunterladung->ziel;
                  if (!ziel)
                      return;
                  ziel->behalten();
-                 if (auto const hier = lebt.lock())
-                     (*hier)->meldeImFenster(
+                 if (!lebt.expired())
+                     meldeImFenster(
                          fmt::format("Gespeichert: „{}“ im Ordner „Downloads“.", ziel->name()), true);
                  protokoll("Download fertig: " + ziel->pfad());
              },
          .fehlgeschlagen =
-             [lebt, herunterladung](std::string const& beschreibung) {
+             [this, lebt, herunterladung](std::string const& beschreibung) {
                  herunterladung->ziel.reset(); // gives the name back
                  protokoll("Download fehlgeschlagen: " + fuerZeile(beschreibung));
-                 if (auto const hier = lebt.lock())
-                     (*hier)->meldeImFenster(
+                 if (!lebt.expired())
+                     meldeImFenster(
                          "Das Herunterladen hat nicht geklappt: " + fuerZeile(beschreibung), false);
              }});
 }
@@ -354,9 +353,9 @@ Json Fenster::portalOeffnen(Portalanfrage const& anfrage) {
                                         .basis = umgebung_.start,
                                         .transactionId = anfrage.transactionId,
                                         .ereignis =
-                                            [lebt = std::weak_ptr{lebt_}](Json const& ereignis) {
-                                                if (auto const hier = lebt.lock())
-                                                    (*hier)->portalEreignis(ereignis);
+                                            [this, lebt = std::weak_ptr{lebt_}](Json const& ereignis) {
+                                                if (!lebt.expired())
+                                                    portalEreignis(ereignis);
                                             }})
                                  : nullptr;
     if (!neues)

@@ -144,8 +144,9 @@ private:
         int gezeigt{0};                       ///< How often the page about it was shown since.
     };
     std::map<plattform::Webansicht const*, Absturz> abstuerze_;
-    std::shared_ptr<Fenster*>
-        lebt_; ///< Held weakly by whatever may outlive the window. Last member: ends first.
+    /// Watched by whatever may outlive the window; held by nobody else, not even for the length of a call: a call that
+    /// runs the main loop has to see that the window went away meanwhile. Last member: ends first.
+    std::shared_ptr<void> const lebt_;
 };
 
 } // namespace quillmate

@@ -972,6 +972,7 @@ TEST_F(PortalTest, ThePageOpensPortalsThroughTheBridge) {
 TEST_F(PortalTest, TheWindowMayEndWhileThePageWaitsForAPortal) {
     baue();
     auto const nachrichten = werk.einrichtungen.front().nachrichten;
+    eingegeben = {.kennung = "weiteres", .name = "Laden", .adresse = "https://laden.test/"};
     waehrenddessen = [&] {
         haupt.reset();
     };
@@ -979,6 +980,7 @@ TEST_F(PortalTest, TheWindowMayEndWhileThePageWaitsForAPortal) {
         R"({"aktion":"portalOeffnen","id":1,"kennung":"weiteres","client_id":5,"token":"t"})",
         {.hauptrahmen = true, .dokument = startseite});
     EXPECT_EQ(gefragt.size(), 1U);
+    EXPECT_THAT(auftraege, IsEmpty()) << "a portal's window without a main window";
     EXPECT_EQ(schleife.laufen(), 0U);
 }
 
