@@ -272,10 +272,10 @@ void Bruecke::bilderZaehlen(Nachricht const& nachricht) {
     if (wartende.size() > 1)
         return;
     auto zaehlen = [this, lebt = std::weak_ptr<void>{lebt_}, kennung = *kennung, &suche = umgebung_.suche,
-                    &schleife = umgebung_.schleife] {
+                    &schleife = umgebung_.schleife](std::stop_token const& ende) {
         Json ergebnis;
         try {
-            auto const anzahl = suche.bilderZaehlen(kennung);
+            auto const anzahl = suche.bilderZaehlen(kennung, ende);
             ergebnis = anzahl ? Json{{"anzahl", *anzahl}}
                               : Json{{"fehler", "Der Ordner ist nicht mehr freigegeben."}};
         } catch (std::exception const& fehler) { // out of memory

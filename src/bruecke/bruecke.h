@@ -58,7 +58,7 @@ struct Brueckenumgebung {
 /// `window.__quillmateAntwort` in the main web view.
 /// Threads: main thread. Replies may come from any thread inside; they are delivered on the main thread, later.
 /// Errors: none reach the caller. What is not understood or not allowed is logged.
-/// Ownership: holds the web view weakly; without it replies are dropped. Destroying waits for a count of images that
+/// Ownership: holds the web view weakly; without it replies are dropped. Destroying stops a count of images that
 /// is under way.
 class Bruecke {
 public:

@@ -4,7 +4,7 @@
 
 namespace quillmate {
 
-void Hintergrund::ausfuehren(std::function<void()> arbeit) {
+void Hintergrund::ausfuehren(Arbeit arbeit) {
     {
         std::lock_guard const schutz{sperre_};
         if (!faden_.joinable())
@@ -19,7 +19,7 @@ void Hintergrund::ausfuehren(std::function<void()> arbeit) {
 void Hintergrund::arbeiten(std::stop_token const& ende) {
     arbeitsfaden_.alsHilfsarbeit();
     for (;;) {
-        std::function<void()> arbeit;
+        Arbeit arbeit;
         {
             std::unique_lock schutz{sperre_};
             neues_.wait(schutz, ende, [this] { return !offen_.empty(); });
@@ -28,7 +28,7 @@ void Hintergrund::arbeiten(std::stop_token const& ende) {
             arbeit = std::move(offen_.front());
             offen_.pop_front();
         }
-        arbeit();
+        arbeit(ende);
     }
 }
 

@@ -13,7 +13,7 @@ namespace quillmate {
 
 /// One background thread that does work in the order in which it is given. Started with the first work, asleep
 /// without any.
-/// Threads: any. Destroying waits for the work under way and drops the rest.
+/// Threads: any. Destroying asks the work under way to stop, waits for it, and drops the rest.
 /// Errors: ausfuehren() throws std::system_error when no thread can be started, std::bad_alloc without memory. The
 /// work must not throw.
 /// Ownership: borrows the port.
@@ -21,7 +21,9 @@ class Hintergrund {
 public:
     explicit Hintergrund(plattform::Arbeitsfaden& arbeitsfaden) noexcept
         : arbeitsfaden_(arbeitsfaden) {}
-    void ausfuehren(std::function<void()> arbeit);
+    /// Work looks at the token, which asks it to stop, as often as it can.
+    using Arbeit = std::function<void(std::stop_token const&)>;
+    void ausfuehren(Arbeit arbeit);
 
 private:
     void arbeiten(std::stop_token const& ende);
@@ -29,7 +31,7 @@ private:
     plattform::Arbeitsfaden& arbeitsfaden_;
     std::mutex sperre_; ///< Guards offen_ and the start of faden_.
     std::condition_variable_any neues_;
-    std::deque<std::function<void()>> offen_;
+    std::deque<Arbeit> offen_;
     std::jthread faden_; ///< Last member: it uses all others.
 };
 

@@ -118,11 +118,13 @@ void Suche::gezieltSuchen(Suchanfrage anfrage, Melder melden) {
         melden);
 }
 
-std::optional<std::int64_t> Suche::bilderZaehlen(std::string_view kennung) {
+std::optional<std::int64_t> Suche::bilderZaehlen(std::string_view kennung, std::stop_token const& ende) {
     Ordner::OffeneOrdner const offen{umgebung_.merkliste};
     for (auto const& gemerkt : offen.alle())
         if (gemerkt.kennung == kennung && gemerkt.zugriffOffen)
-            return Ordner::zaehlen(gemerkt.url, Texterkennung::bildEndungen, BILD_MINDESTGROESSE);
+            return Ordner::zaehlen(gemerkt.url, Texterkennung::bildEndungen, BILD_MINDESTGROESSE, [&ende] {
+                return ende.stop_requested();
+            });
     return std::nullopt;
 }
 

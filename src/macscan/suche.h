@@ -91,8 +91,10 @@ public:
     /// Starts the search for the receipt of one booking and returns at once.
     void gezieltSuchen(Suchanfrage anfrage, Melder melden);
     /// Number of images in the remembered folder of this identifier; nothing when there is no such folder or
-    /// it may not be read. Blocks; call it from a worker.
-    [[nodiscard]] std::optional<std::int64_t> bilderZaehlen(std::string_view kennung);
+    /// it may not be read. Blocks; call it from a worker. With `ende` requested it returns soon, with a number that
+    /// says nothing.
+    [[nodiscard]] std::optional<std::int64_t> bilderZaehlen(
+        std::string_view kennung, std::stop_token const& ende = {});
 
     /// Stops the running full scan, as the service's stop does.
     void anhalten();

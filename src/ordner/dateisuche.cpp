@@ -121,10 +121,17 @@ private:
     std::vector<std::string> pfade_;
 };
 
-class Nichts final : public Abnehmer {
+/// Takes nothing and can end the walk.
+class Zaehler final : public Abnehmer {
 public:
-    bool weiter() override { return true; }
+    explicit Zaehler(std::function<bool()> const& abbrechen)
+        : abbrechen_(abbrechen) {}
+
+    bool weiter() override { return !abbrechen_ || !abbrechen_(); }
     bool nimm(std::string_view /*ordner*/, Kandidat const& /*kandidat*/) override { return true; }
+
+private:
+    std::function<bool()> const& abbrechen_;
 };
 
 /// Runs the walk with a filter for these extensions; without memory for that, as if it had not begun.
@@ -175,13 +182,14 @@ std::vector<Fund> durchsuchen(std::string const& ordner, Suchauftrag const& auft
 }
 
 std::int64_t zaehlen(
-    std::string const& ordner, Endungen const& nurEndungen, std::int64_t mindestGroesse, unsigned faeden) {
-    Nichts nichts;
+    std::string const& ordner, Endungen const& nurEndungen, std::int64_t mindestGroesse,
+    std::function<bool()> const& abbrechen, unsigned faeden) {
+    Zaehler zaehler{abbrechen};
     auto const ergebnis = mitFilter(nurEndungen, [&](Endungsfilter const& filter) {
         return wandern(
             ordner,
             {.ziel = Ziel::anzahl, .filter = filter, .mindestgroesse = mindestGroesse, .faeden = faeden},
-            nichts);
+            zaehler);
     });
     return ergebnis.anzahl;
 }

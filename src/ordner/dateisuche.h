@@ -57,8 +57,11 @@ struct Suchauftrag {
 
 /// Number of files with one of these extensions and at least `mindestGroesse` bytes; no limit. A file of
 /// unknown size counts when `mindestGroesse` is below 1.
+/// `abbrechen` is asked between folders and between the portions of a large one; true ends the count early, with a
+/// number that says nothing. `faeden` as in Suchauftrag.
 [[nodiscard]] std::int64_t zaehlen(
-    std::string const& ordner, Endungen const& nurEndungen, std::int64_t mindestGroesse, unsigned faeden = 2);
+    std::string const& ordner, Endungen const& nurEndungen, std::int64_t mindestGroesse,
+    std::function<bool()> const& abbrechen = {}, unsigned faeden = 2);
 
 /// Paths of the files that are present only as cloud placeholders: ".NAME.icloud" stands for "NAME".
 [[nodiscard]] std::vector<std::string> platzhalter(std::string const& ordner, std::size_t hoechstens = 20000);

@@ -722,7 +722,7 @@ TEST_F(BrueckeTest, BurstOf10000CountsIsAnsweredWithoutCounting10000Times) {
 TEST_F(BrueckeTest, ACountThatEndsAfterTheBridgeSendsNothing) {
     auto const kennung = welt.merke("Fotos");
     sende({{"aktion", "bilderZaehlen"}, {"id", 1}, {"kennung", kennung}});
-    bruecke.reset(); // waits for a count that has begun
+    bruecke.reset(); // stops a count that has begun
     schleife.laufen();
     EXPECT_THAT(web->skripte, IsEmpty());
 }

@@ -21,7 +21,7 @@ TEST(Hintergrund, WorkRunsInOrderOnOneThreadOfLowPriority) {
     Hintergrund hintergrund{arbeitsfaden};
     EXPECT_EQ(arbeitsfaden.anzahl, 0); // no thread before the first work
     for (int i = 0; i < 100; ++i)
-        hintergrund.ausfuehren([&, i] {
+        hintergrund.ausfuehren([&, i](std::stop_token const&) {
             reihenfolge.push_back(i);
             faeden.push_back(std::this_thread::get_id());
             ++fertig;
@@ -40,7 +40,7 @@ TEST(Hintergrund, EndWaitsForTheWorkUnderWay) {
     std::latch weiter{1};
     std::atomic<bool> fertig{false};
     std::optional<Hintergrund> hintergrund{std::in_place, arbeitsfaden};
-    hintergrund->ausfuehren([&] {
+    hintergrund->ausfuehren([&](std::stop_token const&) {
         begonnen.count_down();
         weiter.wait();
         fertig = true;
@@ -54,13 +54,30 @@ TEST(Hintergrund, EndWaitsForTheWorkUnderWay) {
     ende.join();
 }
 
+TEST(Hintergrund, EndAsksTheWorkUnderWayToStopAndDropsTheRest) {
+    attrappen::ZaehlenderArbeitsfaden arbeitsfaden;
+    std::latch begonnen{1};
+    bool gebeten = false;
+    bool weitergemacht = false;
+    std::optional<Hintergrund> hintergrund{std::in_place, arbeitsfaden};
+    hintergrund->ausfuehren([&](std::stop_token const& ende) {
+        begonnen.count_down();
+        gebeten = attrappen::wartenBis([&] { return ende.stop_requested(); });
+    });
+    hintergrund->ausfuehren([&](std::stop_token const&) { weitergemacht = true; });
+    begonnen.wait();
+    hintergrund.reset();
+    EXPECT_TRUE(gebeten);
+    EXPECT_FALSE(weitergemacht);
+}
+
 TEST(Hintergrund, EndWithoutWorkDoesNotWait) {
     attrappen::ZaehlenderArbeitsfaden arbeitsfaden;
     { Hintergrund const nie{arbeitsfaden}; }
     std::atomic<bool> fertig{false};
     {
         Hintergrund einmal{arbeitsfaden};
-        einmal.ausfuehren([&] { fertig = true; });
+        einmal.ausfuehren([&](std::stop_token const&) { fertig = true; });
         ASSERT_TRUE(attrappen::wartenBis([&] { return fertig.load(); }));
     }
 }

@@ -327,6 +327,23 @@ TEST(Dateisuche, CountsFilesOfTheGivenExtensionsAndSize) {
     EXPECT_EQ(Ordner::zaehlen(ordner.pfad(), {}, 0), 0);
 }
 
+TEST(Dateisuche, CountEndsBetweenFoldersWhenItIsToldTo) {
+    OrdnerAufZeit const ordner;
+    constexpr int unterordner = 20;
+    for (int i = 0; i < unterordner; ++i)
+        ordner.datei(std::to_string(i) + "/a.pdf");
+    for (unsigned const faeden : {1U, 4U}) {
+        int gefragt = 0;
+        auto const nachDrei = [&] {
+            return ++gefragt > 3;
+        };
+        EXPECT_LT(Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0, nachDrei, faeden), unterordner);
+        EXPECT_EQ(gefragt, 4) << "once it has said so it is not asked again";
+    }
+    EXPECT_EQ(Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0, [] { return true; }), 0);
+    EXPECT_EQ(Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0, [] { return false; }), unterordner);
+}
+
 TEST(Dateisuche, CountTakesFilesOfUnknownSizeOnlyBelowOneByte) {
     OrdnerAufZeit const ordner;
     std::filesystem::create_symlink("fehlt", ordner.pfad("leer.pdf"));
@@ -554,9 +571,9 @@ TEST(Dateisuche, AgreesWithAPlainSearchOnRandomTreesForEveryLimitAndNumberOfThre
             std::ranges::count_if(alleFunde, [](Fund const& fund) { return fund.groesse >= 1000; });
         for (unsigned const faeden : {1U, 4U}) {
             EXPECT_EQ(
-                Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0, faeden),
+                Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0, {}, faeden),
                 static_cast<std::int64_t>(alleFunde.size()));
-            EXPECT_EQ(Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 1000, faeden), gross);
+            EXPECT_EQ(Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 1000, {}, faeden), gross);
         }
     }
 }

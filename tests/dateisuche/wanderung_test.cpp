@@ -71,7 +71,7 @@ TEST(Wanderung, TreeDeeperThanAnyPathOfTheKernelIsSearched) {
         EXPECT_LT(hoechstens, davor + 150);
         EXPECT_EQ(test::offeneDeskriptoren(), davor);
         EXPECT_EQ(
-            Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0, faeden), std::int64_t{ebenen / 100 + 1});
+            Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0, {}, faeden), std::int64_t{ebenen / 100 + 1});
     }
     // Left early, the deep tree of pending folders is taken down without deep recursion.
     Ordner::Suchauftrag kurz{.hoechstens = 1};
@@ -172,7 +172,7 @@ TEST(Wanderung, WithoutMemoryTheSearchEndsWithTheBeginningOfWhatItWouldHaveFound
             }
             {
                 haken::Speichernot const not_{haken::Wen::alle, davor, true};
-                gezaehlt = Ordner::zaehlen(wurzel, Ordner::endungen, 0, faeden);
+                gezaehlt = Ordner::zaehlen(wurzel, Ordner::endungen, 0, {}, faeden);
                 genugZumZaehlen = haken::Speichernot::verweigerte() == 0;
             }
             auto const liste = test::namen(funde, wurzel);
@@ -351,7 +351,7 @@ TEST(Wanderung, FolderThatShowsItselfBelowItselfDoesNotKeepTheWalkForever) {
     ordner.ordner("kreis");
     ordner.datei("z.pdf");
     haken::haken().kreis = ordner.pfad();
-    EXPECT_EQ(Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0, 2), 50'001);
+    EXPECT_EQ(Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0, {}, 2), 50'001);
 }
 
 TEST(Wanderung, FileThatVanishesBeforeItsValuesAreReadIsNoFind) {

@@ -193,6 +193,17 @@ TEST_F(GezielteSuche, ImagesOfARememberedFolderAreCounted) {
     EXPECT_TRUE(welt.lesezeichen.offen.empty());
 }
 
+TEST_F(GezielteSuche, ACountThatIsToldToStopReadsNoFurtherFolder) {
+    auto const kennung = welt.merke("Fotos");
+    welt.heim.datei("Fotos/tief/a.jpg", std::string(8000, 'x'));
+    Suche s{welt.umgebung()};
+    std::stop_source ende;
+    EXPECT_EQ(s.bilderZaehlen(kennung, ende.get_token()), 1);
+    ende.request_stop();
+    EXPECT_EQ(s.bilderZaehlen(kennung, ende.get_token()), 0);
+    EXPECT_TRUE(welt.lesezeichen.offen.empty());
+}
+
 TEST_F(GezielteSuche, AFileWhoseReadingBreaksOffCostsOnlyItself) {
     welt.merke("Belege");
     belege("1.pdf", "wirft", 2);
