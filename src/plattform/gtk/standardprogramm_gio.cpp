@@ -29,7 +29,7 @@ void StandardprogrammGio::oeffnen(std::string const& adresse) {
             GError* fehler = nullptr;
             if (!g_app_info_launch_default_for_uri_finish(ergebnis, &fehler)) {
                 GFehler const halter{fehler};
-                protokoll(std::string{"Das Standardprogramm liess sich nicht starten: "} + fehler->message);
+                protokoll(std::string{"Das Standardprogramm ließ sich nicht starten: "} + fehler->message);
             }
         },
         nullptr);

@@ -21,7 +21,7 @@ void verschlossenAnlegen(std::string const& ordner) {
     if (!fehler)
         std::filesystem::permissions(ordner, std::filesystem::perms::owner_all, fehler);
     if (fehler)
-        protokoll("Der Ordner der Webdaten liess sich nicht anlegen: " + fehler.message());
+        protokoll("Der Ordner der Webdaten ließ sich nicht anlegen: " + fehler.message());
 }
 
 /// The downloads of all views of a session arrive here; those without a living view are of no use to anyone.

@@ -7,7 +7,7 @@
 //   dialogs      script-dialog, run-file-chooser: answered later, exactly once (Einmal)
 //   scripts      skript(), rufen()
 // Signals are disconnected in the destructor, so no callback meets a view that is gone; the answers to asynchronous
-// calls hold `selbst_` weakly.
+// calls know only whom they answer.
 #include "webansicht_gtk.h"
 
 #include "download_gtk.h"
@@ -476,7 +476,6 @@ WebansichtGtk::WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger)
 
 WebansichtGtk::~WebansichtGtk() {
     fristBeenden();
-    *selbst_ = nullptr;
     g_object_set_data(G_OBJECT(web_.get()), adapterschluessel, nullptr);
     g_signal_handlers_disconnect_by_data(web_.get(), this);
     g_signal_handlers_disconnect_by_data(inhalte_.get(), this);

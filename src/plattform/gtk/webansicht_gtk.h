@@ -71,8 +71,6 @@ private:
     bool gescheitert_{false};           ///< The load that is about to finish has failed.
     guint frist_{0};                    ///< Timer of the pending laden(); 0 for none.
     bool neuesFensterGeprueft_{false};  ///< The policy for the coming "create" has been asked already.
-    /// Expires with the view; asynchronous answers look here before they touch it.
-    std::shared_ptr<WebansichtGtk*> const selbst_{std::make_shared<WebansichtGtk*>(this)};
 };
 
 } // namespace quillmate::plattform::gtk
