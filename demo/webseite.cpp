@@ -1,6 +1,7 @@
 #include "webseite.h"
 
 #include "demo/seite_dateien.h"
+#include "grundlage/html.h"
 #include "grundlage/text.h"
 
 #include <fmt/format.h>
@@ -90,28 +91,7 @@ std::string prozentkodiert(std::string_view text) {
 } // namespace
 
 std::string alsHtml(std::string_view text) {
-    std::string ergebnis;
-    for (char const c : alsUtf8(text))
-        switch (c) {
-        case '&':
-            ergebnis += "&amp;";
-            break;
-        case '<':
-            ergebnis += "&lt;";
-            break;
-        case '>':
-            ergebnis += "&gt;";
-            break;
-        case '"':
-            ergebnis += "&quot;";
-            break;
-        case '\'':
-            ergebnis += "&#39;";
-            break;
-        default:
-            ergebnis += c;
-        }
-    return ergebnis;
+    return fuerHtmlAttribut(alsUtf8(text));
 }
 
 std::string alsSkriptdaten(std::string json) {

@@ -1,5 +1,7 @@
 #include "werkzeug.h"
 
+#include "grundlage/html.h"
+
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <openssl/evp.h>
@@ -21,28 +23,6 @@ std::string base64(std::span<unsigned char const> bytes) {
         reinterpret_cast<unsigned char*>(text.data()), bytes.data(), static_cast<int>(bytes.size()));
     text.resize(static_cast<std::size_t>(laenge));
     return text;
-}
-
-std::string maskiert(std::string_view text) {
-    std::string ergebnis;
-    for (char const zeichen : text)
-        switch (zeichen) {
-        case '<':
-            ergebnis += "&lt;";
-            break;
-        case '>':
-            ergebnis += "&gt;";
-            break;
-        case '&':
-            ergebnis += "&amp;";
-            break;
-        case '"':
-            ergebnis += "&quot;";
-            break;
-        default:
-            ergebnis += zeichen;
-        }
-    return ergebnis;
 }
 
 } // namespace
@@ -114,7 +94,7 @@ std::string alsXml(Liste const& liste) {
     <q:ausgabe>{}</q:ausgabe>
     <q:gueltigBis>{:%Y-%m-%dT%H:%M:%SZ}</q:gueltigBis>
 )",
-        maskiert(liste.kennung), liste.ausgabe,
+        fuerHtmlAttribut(liste.kennung), liste.ausgabe,
         fmt::gmtime(std::chrono::system_clock::to_time_t(liste.gueltigBis)));
     for (auto const& e : liste.eintraege)
         text += fmt::format(
@@ -127,8 +107,9 @@ std::string alsXml(Liste const& liste) {
       <enclosure url="{4}" length="{5}" type="application/octet-stream" q:signatur="{6}"/>
     </item>
 )",
-            maskiert(e.kurzfassung), maskiert(e.fassung), maskiert(e.architektur), maskiert(e.notizen),
-            maskiert(e.adresse), e.laenge, maskiert(e.signaturen));
+            fuerHtmlAttribut(e.kurzfassung), fuerHtmlAttribut(e.fassung), fuerHtmlAttribut(e.architektur),
+            fuerHtmlAttribut(e.notizen), fuerHtmlAttribut(e.adresse), e.laenge,
+            fuerHtmlAttribut(e.signaturen));
     text += "  </channel>\n</rss>\n";
     return text;
 }

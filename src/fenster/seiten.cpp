@@ -1,5 +1,6 @@
 #include "seiten.h"
 
+#include "grundlage/html.h"
 #include "grundlage/text.h"
 
 #include <fmt/format.h>
@@ -54,10 +55,6 @@ std::string gekuerzt(std::string_view text) {
 }
 
 } // namespace
-
-std::string fuerHtml(std::string_view text) {
-    return ersetzt(ersetzt(text, '&', "&amp;"), '<', "&lt;");
-}
 
 std::string ladeseite() {
     // The background is the web application's own, so that nothing flashes when that replaces this page.

@@ -15,9 +15,6 @@ namespace quillmate {
 /// Shown when the process that draws pages has died again and again. `grund` is for people.
 [[nodiscard]] std::string absturzseite(std::string_view grund);
 
-/// The text for HTML content: "&" and "<" escaped, nothing else.
-[[nodiscard]] std::string fuerHtml(std::string_view text);
-
 /// Script that shows the notice at the bottom of the page, in place of an earlier one, for 12 seconds; with
 /// `knopf` also the button "Im Finder zeigen".
 [[nodiscard]] std::string meldeskript(std::string_view text, bool knopf);

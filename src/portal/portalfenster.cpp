@@ -3,6 +3,7 @@
 #include "erfassung.h"
 #include "grundlage/adressteile.h"
 #include "grundlage/datei.h"
+#include "grundlage/html.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
 
@@ -34,24 +35,9 @@ std::optional<std::string> wirtVon(std::optional<std::string> const& adresse) {
     return teile ? teile->wirt : std::nullopt;
 }
 
-std::string fuerHtml(std::string_view text) {
-    std::string ergebnis;
-    for (char const c : ersteZeichen(alsUtf8(text), 2000)) {
-        switch (c) {
-        case '&':
-            ergebnis += "&amp;";
-            break;
-        case '<':
-            ergebnis += "&lt;";
-            break;
-        case '"':
-            ergebnis += "&quot;";
-            break;
-        default:
-            ergebnis += c;
-        }
-    }
-    return ergebnis;
+/// The beginning of a text of any origin, as UTF-8.
+std::string gekuerzt(std::string_view text) {
+    return ersteZeichen(alsUtf8(text), 2000);
 }
 
 std::string seite(std::string_view meldung, std::string_view erklaerung, std::string_view verweis) {
@@ -76,9 +62,11 @@ div {{ max-width: 34em; text-align: center; padding: 1.5rem; }}
 </body>
 </html>
 )",
-        fuerHtml(meldung), fuerHtml(erklaerung),
-        verweis.empty() ? std::string{}
-                        : fmt::format("<p><a href=\"{}\">Erneut versuchen</a></p>\n", fuerHtml(verweis)));
+        fuerHtml(gekuerzt(meldung)), fuerHtml(gekuerzt(erklaerung)),
+        verweis.empty()
+            ? std::string{}
+            : fmt::format(
+                  "<p><a href=\"{}\">Erneut versuchen</a></p>\n", fuerHtmlAttribut(gekuerzt(verweis))));
 }
 
 } // namespace

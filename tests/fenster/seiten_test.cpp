@@ -39,10 +39,8 @@ TEST(Seiten, ErrorPageHasItsTextsInOrder) {
 }
 
 TEST(Seiten, OnlyAmpersandsAndLessThanSignsAreEscaped) {
-    EXPECT_EQ(fuerHtml("a<b & c>"), "a&lt;b &amp; c>");
-    EXPECT_EQ(fuerHtml("&lt;"), "&amp;lt;");
-    EXPECT_EQ(fuerHtml("\"'"), "\"'");
     EXPECT_THAT(fehlerseite("a<b & c>"), HasSubstr("<p class=\"leise\">a&lt;b &amp; c></p>"));
+    EXPECT_THAT(fehlerseite("&lt; \"'"), HasSubstr("<p class=\"leise\">&amp;lt; \"'</p>"));
     EXPECT_THAT(fehlerseite("<script>alert(1)</script>"), Not(HasSubstr("<script")));
 }
 
