@@ -4,6 +4,7 @@
 #include "aktualisierung/bezug.h"
 #include "anmeldung/anmeldung.h"
 #include "anmeldung/browseranmeldung.h"
+#include "app/umgebung.h"
 #include "fenster/fenster.h"
 #include "leserprozess/leser_prozesse.h"
 #include "macscan/dienst.h"
@@ -36,7 +37,6 @@
 #include "portal/portaladresse.h"
 #include "texterkennung/texterkennung.h"
 #include "texterkennung/zwischenspeicher.h"
-#include "umgebung.h"
 #include "umzug/umzug.h"
 
 #include <memory>
