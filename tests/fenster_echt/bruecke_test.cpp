@@ -162,6 +162,19 @@ TEST_F(Bruecken, APageThatBeginsANavigationToTheServiceAndThenCallsIsRefused) {
     EXPECT_TRUE(programm->warteAufZeile("geladen: " + dienst.adresse("/seite/haelt")));
 }
 
+TEST_F(Bruecken, AWindowOfThePagesOwnHostIsObeyedAndAnsweredInTheMainPage) {
+    dienst.inhalt("<button id=knopf onclick=\"window.neben = window.open('')\">auf</button>");
+    oeffne();
+    dienst.rufe(mithoeren);
+    klicke("#knopf");
+    ASSERT_TRUE(wartenBis([&] { return bildschirm.fenster().size() == 2; }));
+    dienst.rufe("window.neben.location.href = '/seite/neben'");
+    ASSERT_TRUE(dienst.warteAufDokument(1, "neben"));
+    dienst.rufe(
+        "window.webkit.messageHandlers.quillmate.postMessage({aktion: 'suchStand', id: 70})", "neben");
+    EXPECT_TRUE(antwortAuf(70).contains("laeuft"));
+}
+
 TEST_F(Bruecken, AWindowOfAnotherHostThatThePageOpenedIsRefused) {
     Seitendienst fremd;
     dienst.inhalt("<button id=knopf onclick=\"window.neben = window.open('')\">auf</button>");

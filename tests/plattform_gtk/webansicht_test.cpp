@@ -3,6 +3,7 @@
 #include "attrappen/ordner_auf_zeit.h"
 #include "attrappen/voreinstellungen.h"
 #include "bildschirm.h"
+#include "fenster/seiten.h"
 #include "plattform/download.h"
 #include "plattform_gtk/fensterwerk_gtk.h"
 #include "plattform_gtk/hauptschleife_gtk.h"
@@ -450,6 +451,28 @@ TEST_F(EchteWebansicht, MessageOfTheMainFrameCarriesItsDocument) {
     EXPECT_EQ(alsJson(nachrichten[0].first), alsJson(R"({"aktion":"suchStand","id":1})"));
     EXPECT_TRUE(nachrichten[0].second.hauptrahmen);
     EXPECT_EQ(nachrichten[0].second.dokument, dienst.adresse() + "/");
+}
+
+TEST_F(EchteWebansicht, TheNoticeShowsQuotesBackslashesAndLineBreaksLiterally) {
+    oeffnen();
+    laden("/");
+    web->skript(meldeskript("a\"b\\c\nd „ü“ </div>", false));
+    EXPECT_EQ(wert("document.getElementById('qm-melde').textContent"), "a\"b\\c d „ü“ </div>");
+    EXPECT_EQ(wert("document.getElementById('qm-melde').children.length"), "0");
+}
+
+TEST_F(EchteWebansicht, ALaterNoticeTakesThePlaceOfTheEarlierOne) {
+    oeffnen();
+    laden("/");
+    web->skript(meldeskript("erste", false));
+    web->skript(meldeskript("zweite", true));
+    EXPECT_EQ(wert("document.querySelectorAll('#qm-melde').length"), "1");
+    EXPECT_EQ(wert("document.getElementById('qm-melde').textContent"), "zweiteIm Finder zeigen");
+    web->skript("document.querySelector('#qm-melde button').click()");
+    ASSERT_TRUE(drehenBis([&] { return !nachrichten.empty(); }));
+    for (auto const* const teil : {R"("aktion":"zeigeDatei")", R"("id":0)"}) // in any order
+        EXPECT_NE(nachrichten[0].first.find(teil), std::string::npos) << nachrichten[0].first;
+    EXPECT_TRUE(nachrichten[0].second.hauptrahmen);
 }
 
 TEST_F(EchteWebansicht, MessagesOfFramesAreNotTheMainFrames) {
