@@ -5,15 +5,13 @@
 #include "messung.h"
 #include "texterkennung/heuristik.h"
 #include "texterkennung_leser/leser_im_prozess.h"
+#include "wortvergleich.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
-#include <time.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
-#include <map>
 #include <sstream>
 
 namespace quillmate::bench {
@@ -27,34 +25,10 @@ constexpr double zielMehrWoerter = 0.06;
 constexpr double zielSummen = 0.9;
 constexpr int eckenSpalten = 8; // NNN.csv: x and y of four corners, then the text.
 
-double rechenzeit() {
-    timespec zeit{};
-    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &zeit);
-    return static_cast<double>(zeit.tv_sec) + static_cast<double>(zeit.tv_nsec) / 1e9;
-}
-
 /// Nothing in it when there is no such file.
 std::string inhalt(fs::path const& pfad) {
     constexpr std::uint64_t hoechstgroesse = 16U << 20U;
     return leseDatei(pfad.string(), hoechstgroesse).value_or("");
-}
-
-using Woerter = std::map<std::string, int, std::less<>>;
-
-/// Words in upper case, without punctuation at their ends.
-Woerter zerlegt(std::string const& text) {
-    Woerter gezaehlt;
-    std::istringstream strom{text};
-    for (std::string wort; strom >> wort;) {
-        constexpr auto* satzzeichen = ".,:;*()[]|";
-        wort.erase(0, std::min(wort.find_first_not_of(satzzeichen), wort.size()));
-        wort.erase(wort.find_last_not_of(satzzeichen) + 1);
-        std::ranges::transform(
-            wort, wort.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-        if (!wort.empty())
-            ++gezaehlt[wort];
-    }
-    return gezaehlt;
 }
 
 /// The lines of a ground-truth table.
@@ -73,31 +47,25 @@ std::string wahrerText(fs::path const& csv) {
 
 /// What was found of what is known about the receipts.
 struct Fund {
-    int woerter{0};
-    int gefundeneWoerter{0};
-    int summen{0};
-    int gefundeneSummen{0};
+    Anteil woerter;
+    Anteil summen;
 
     void vergleiche(fs::path const& bild, std::string const& gelesen) {
-        auto da = zerlegt(gelesen);
-        for (auto const& [wort, anzahl] : zerlegt(wahrerText(fs::path{bild}.replace_extension(".csv")))) {
-            woerter += anzahl;
-            auto const treffer = da.find(wort);
-            gefundeneWoerter += treffer == da.end() ? 0 : std::min(anzahl, treffer->second);
-        }
+        bench::vergleiche(
+            woerter, zerlegt(wahrerText(fs::path{bild}.replace_extension(".csv"))), zerlegt(gelesen),
+            [](std::string const& /*wort*/) { return true; });
         auto const json =
             nlohmann::json::parse(inhalt(fs::path{bild}.replace_extension(".json")), nullptr, false);
         auto const summe = json.is_object() ? json.value("total", "") : "";
         if (auto const anfang = summe.find_first_of("0123456789"); anfang != std::string::npos) {
-            ++summen;
+            ++summen.alle;
             auto betrag = summe.substr(anfang);
             bool gefunden = gelesen.find(betrag) != std::string::npos;
             std::ranges::replace(betrag, '.', ',');
             gefunden = gefunden || gelesen.find(betrag) != std::string::npos;
-            gefundeneSummen += gefunden ? 1 : 0;
+            summen.gefunden += gefunden ? 1 : 0;
         }
     }
-    [[nodiscard]] double wortanteil() const { return static_cast<double>(gefundeneWoerter) / woerter; }
 };
 
 std::vector<Zeile> messen(Umgebung const& umgebung) {
@@ -143,20 +111,20 @@ std::vector<Zeile> messen(Umgebung const& umgebung) {
          .vergleich = alsZeit(ihre / anzahl) + " tesseract -l deu+eng, one thread",
          .verhaeltnis = unsere / ihre,
          .ziel = ziel}};
-    if (unserFund.woerter > 0)
+    if (unserFund.woerter.alle > 0)
         zeilen.push_back(
             {.kennzahl = "… share of words found, more than the peer's",
-             .unsere = fmt::format("{:.1f} %", 100 * unserFund.wortanteil()),
-             .vergleich = fmt::format("{:.1f} %", 100 * ihrFund.wortanteil()),
-             .verhaeltnis = unserFund.wortanteil() - ihrFund.wortanteil(),
+             .unsere = fmt::format("{:.1f} %", 100 * unserFund.woerter.wert()),
+             .vergleich = fmt::format("{:.1f} %", 100 * ihrFund.woerter.wert()),
+             .verhaeltnis = unserFund.woerter.wert() - ihrFund.woerter.wert(),
              .ziel = zielMehrWoerter,
              .richtung = Richtung::mindestens});
-    if (unserFund.summen > 0)
+    if (unserFund.summen.alle > 0)
         zeilen.push_back(
             {.kennzahl = "… totals found",
-             .unsere = fmt::format("{} of {}", unserFund.gefundeneSummen, unserFund.summen),
-             .vergleich = fmt::format("{} of {}", ihrFund.gefundeneSummen, ihrFund.summen),
-             .verhaeltnis = static_cast<double>(unserFund.gefundeneSummen) / unserFund.summen,
+             .unsere = fmt::format("{} of {}", unserFund.summen.gefunden, unserFund.summen.alle),
+             .vergleich = fmt::format("{} of {}", ihrFund.summen.gefunden, ihrFund.summen.alle),
+             .verhaeltnis = unserFund.summen.wert(),
              .ziel = zielSummen,
              .richtung = Richtung::mindestens});
     return zeilen;

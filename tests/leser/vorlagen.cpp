@@ -182,7 +182,7 @@ Bytes exifDaten(int ausrichtung, bool niedrigesZuerst) {
     return "MM\0*\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0"s + wert + "\0\0\0\0\0\0"s;
 }
 
-Bytes jpeg(Graubild const& bild, std::optional<int> exif, Jpegart art) {
+Bytes jpeg(Graubild const& bild, std::optional<int> exif, Jpegart art, int guete) {
     jpeg_compress_struct jpeg{};
     jpeg_error_mgr fehler{};
     jpeg.err = jpeg_std_error(&fehler);
@@ -195,7 +195,7 @@ Bytes jpeg(Graubild const& bild, std::optional<int> exif, Jpegart art) {
     jpeg.input_components = 3;
     jpeg.in_color_space = JCS_RGB;
     jpeg_set_defaults(&jpeg);
-    jpeg_set_quality(&jpeg, 90, TRUE);
+    jpeg_set_quality(&jpeg, guete, TRUE);
     if (art == Jpegart::fortschreitend)
         jpeg_simple_progression(&jpeg);
     jpeg_start_compress(&jpeg, TRUE);

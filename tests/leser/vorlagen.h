@@ -40,10 +40,10 @@ struct Seite {
 [[nodiscard]] Texterkennung::Graubild eckbild();
 
 enum class Jpegart { einfach, fortschreitend };
-/// `exif`: orientation that is stored in the file; nothing for a file without EXIF data.
+/// `exif`: orientation that is stored in the file; nothing for a file without EXIF data. `guete`: 0 to 100.
 [[nodiscard]] Bytes jpeg(
     Texterkennung::Graubild const& bild, std::optional<int> exif = std::nullopt,
-    Jpegart art = Jpegart::einfach);
+    Jpegart art = Jpegart::einfach, int guete = 90);
 /// Raw TIFF header and directory with one orientation entry.
 [[nodiscard]] Bytes exifDaten(int ausrichtung, bool niedrigesZuerst);
 
