@@ -64,6 +64,15 @@ TEST(Zweitblick, OnlyDoubtfulFiguresAreWorthIt) {
     EXPECT_FALSE(zweifelhaft({}));
 }
 
+TEST(Zweitblick, EurosWithoutCentsAreDoubtfulHoweverCertain) {
+    using Woerter = std::vector<Wort>;
+    EXPECT_TRUE(zweifelhaft(Woerter{wort("127€", 0, 9, 0.96F)}));
+    EXPECT_TRUE(zweifelhaft(Woerter{wort("127", 0, 9, 0.96F), wort("€", 0, 9, 0.96F)}));
+    EXPECT_FALSE(zweifelhaft(Woerter{wort("1,27", 0, 9, 0.96F), wort("€", 0, 9, 0.96F)}));
+    EXPECT_FALSE(zweifelhaft(Woerter{wort("127", 0, 9, 0.96F)}));
+    EXPECT_FALSE(zweifelhaft(Woerter{wort("€", 0, 9, 0.96F)}));
+}
+
 TEST(Zweitblick, TheBetterReadingStaysAndItsNeighboursAreLeftAlone) {
     auto const bild = weiss(600, 200);
     std::vector<Textzeile> zeilen{

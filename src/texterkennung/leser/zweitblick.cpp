@@ -50,17 +50,22 @@ bool hatZiffer(std::string const& text) {
     return std::ranges::any_of(text, [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
+std::string verbunden(std::span<Wort const> woerter) {
+    std::string text;
+    for (auto const& wort : woerter)
+        text += wort.text + ' ';
+    return text;
+}
+
 /// How much a reading is worth: mean confidence, and the advance of an amount.
 float guete(std::span<Wort const> woerter) {
     if (woerter.empty())
         return 0.0F;
     float summe = 0.0F;
-    std::string text;
-    for (auto const& wort : woerter) {
+    for (auto const& wort : woerter)
         summe += wort.zuversicht;
-        text += wort.text + ' ';
-    }
-    return summe / static_cast<float>(woerter.size()) + (hatBetrag(text) ? vorsprungBetrag : 0.0F);
+    return summe / static_cast<float>(woerter.size()) +
+           (hatBetrag(verbunden(woerter)) ? vorsprungBetrag : 0.0F);
 }
 
 /// The grey value that parts ink from paper best (Otsu): the ink is at most this dark.
@@ -188,8 +193,12 @@ std::vector<Stueck> stuecke(Textzeile const& zeile) {
 }
 
 bool zweifelhaft(std::span<Wort const> woerter) {
-    return std::ranges::any_of(woerter, [](Wort const& w) { return w.zuversicht < zweifel; }) &&
-           std::ranges::any_of(woerter, [](Wort const& w) { return hatZiffer(w.text); });
+    if (std::ranges::none_of(woerter, [](Wort const& w) { return hatZiffer(w.text); }))
+        return false;
+    if (std::ranges::any_of(woerter, [](Wort const& w) { return w.zuversicht < zweifel; }))
+        return true;
+    auto const text = verbunden(woerter);
+    return text.find("€") != std::string::npos && !hatBetrag(text);
 }
 
 std::optional<int> groessenwechsel(Graubild const& bild, Kasten kasten) {
