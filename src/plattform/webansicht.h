@@ -163,10 +163,10 @@ public:
     /// Runs a script in the page; its result and its errors are dropped.
     virtual void skript(std::string const& quelltext) = 0;
     /// Runs the body of an async function in the page, with `werte` as its string arguments, and hands over the text
-    /// that it resolves to; nothing when it throws, resolves to something else, or the page goes away.
+    /// that it resolves to; nothing when it throws, resolves to something else, or the page goes away, and then why.
+    using Skriptantwort = std::function<void(std::optional<std::string> text, std::string const& fehler)>;
     virtual void rufen(
-        std::string const& rumpf, std::map<std::string, std::string> const& werte,
-        std::function<void(std::optional<std::string>)> antwort) = 0;
+        std::string const& rumpf, std::map<std::string, std::string> const& werte, Skriptantwort antwort) = 0;
     /// The desktop's print dialog as a sheet of `fenster`, with the page fitted to the paper's width and centred.
     virtual void drucken(Programmfenster& fenster) = 0;
 };

@@ -284,7 +284,7 @@ void PortalFenster::aktuellePDFUebernehmen() {
     melden(Portalstatus::wird_importiert, "Aktuelle PDF wird direkt aus dem Portal übernommen …");
     web_->rufen(
         std::string{erfassungsskript}, {},
-        [this, lebt = std::weak_ptr{lebt_}](std::optional<std::string> antwort) {
+        [this, lebt = std::weak_ptr{lebt_}](std::optional<std::string> antwort, std::string const& fehler) {
             if (!lebt.lock() || geschlossen_)
                 return;
             erfasst_ = false;
@@ -292,7 +292,7 @@ void PortalFenster::aktuellePDFUebernehmen() {
             if (!antwort)
                 return melden(
                     Portalstatus::fehler,
-                    "Die aktuelle PDF konnte nicht gelesen werden: Die Seite hat nicht geantwortet.");
+                    "Die aktuelle PDF konnte nicht gelesen werden: " + einzeilig(fehler, 300));
             uebernehmePDFErgebnis(*std::move(antwort));
         });
 }

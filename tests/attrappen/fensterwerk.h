@@ -55,7 +55,7 @@ public:
     }
     void rufen(
         std::string const& rumpf, std::map<std::string, std::string> const& werte,
-        std::function<void(std::optional<std::string>)> antwort) override {
+        Skriptantwort antwort) override {
         rufe.push_back({rumpf, werte, std::move(antwort)});
     }
     void drucken(plattform::Programmfenster& fenster) override {
@@ -69,7 +69,7 @@ public:
     struct Ruf {
         std::string rumpf;
         std::map<std::string, std::string> werte;
-        std::function<void(std::optional<std::string>)> antwort;
+        plattform::Webansicht::Skriptantwort antwort;
     };
     std::vector<std::string> htmls;
     std::vector<std::string> skripte;

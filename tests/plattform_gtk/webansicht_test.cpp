@@ -163,7 +163,8 @@ protected:
     std::string wert(std::string const& ausdruck) {
         std::optional<std::optional<std::string>> antwort;
         web->rufen(
-            "return String(" + ausdruck + ")", {}, [&](std::optional<std::string> text) { antwort = text; });
+            "return String(" + ausdruck + ")", {},
+            [&](std::optional<std::string> text, std::string const&) { antwort = text; });
         EXPECT_TRUE(drehenBis([&] { return antwort.has_value(); }));
         return antwort ? antwort->value_or("(nichts)") : "(keine Antwort)";
     }
@@ -543,14 +544,29 @@ TEST_F(EchteWebansicht, DeadWebProcessIsToldAndTheViewLoadsAgain) {
     EXPECT_EQ(wert("document.title"), "Start");
 }
 
+TEST_F(EchteWebansicht, CallThatFailsSaysWhy) {
+    oeffnen();
+    laden("/");
+    std::vector<std::string> gruende;
+    for (auto const* const rumpf : {"throw new Error('kaputt')", "return 5"})
+        web->rufen(rumpf, {}, [&](std::optional<std::string> const& text, std::string const& fehler) {
+            EXPECT_FALSE(text);
+            gruende.push_back(fehler);
+        });
+    ASSERT_TRUE(drehenBis([&] { return gruende.size() == 2; }));
+    EXPECT_TRUE(gruende[0].contains("kaputt")) << gruende[0];
+    EXPECT_EQ(gruende[1], "Die Seite hat nicht geantwortet.");
+}
+
 TEST_F(EchteWebansicht, AnswerToACallOfAViewThatIsGoneIsNothing) {
     oeffnen();
     laden("/");
     bool gerufen = false;
-    web->rufen("await new Promise(() => {})", {}, [&](std::optional<std::string> const& text) {
-        gerufen = true;
-        EXPECT_FALSE(text);
-    });
+    web->rufen(
+        "await new Promise(() => {})", {}, [&](std::optional<std::string> const& text, std::string const&) {
+            gerufen = true;
+            EXPECT_FALSE(text);
+        });
     webkit_web_view_terminate_web_process(WEBKIT_WEB_VIEW(web->widget()));
     EXPECT_TRUE(drehenBis([&] { return gerufen; }));
 }

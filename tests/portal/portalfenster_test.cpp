@@ -487,7 +487,7 @@ TEST_F(PortalFensterTest, TheButtonAsksThePageOnceAndRestsUntilItAnswers) {
     EXPECT_TRUE(web().rufe[0].werte.empty());
     leisten.angaben.gedrueckt(); // a second click on its way
     EXPECT_EQ(web().rufe.size(), 1U);
-    web().rufe[0].antwort(R"({"ok":false,"fehler":"Portal antwortet mit 403."})");
+    web().rufe[0].antwort(R"({"ok":false,"fehler":"Portal antwortet mit 403."})", {});
     EXPECT_TRUE(leisten.knopfAktiv);
     EXPECT_EQ(
         ereignisse, (Texte{
@@ -500,18 +500,18 @@ TEST_F(PortalFensterTest, TheButtonAsksThePageOnceAndRestsUntilItAnswers) {
 TEST_F(PortalFensterTest, AScriptThatFailsIsTold) {
     oeffnen();
     leisten.angaben.gedrueckt();
-    web().rufe[0].antwort(std::nullopt);
+    web().rufe[0].antwort(std::nullopt, "Die Seite ist weg.\nGanz weg.");
     EXPECT_TRUE(leisten.knopfAktiv);
     EXPECT_EQ(
         ereignisse.back(),
-        ereignis("fehler", "Die aktuelle PDF konnte nicht gelesen werden: Die Seite hat nicht geantwortet."));
+        ereignis("fehler", "Die aktuelle PDF konnte nicht gelesen werden: Die Seite ist weg. Ganz weg."));
     EXPECT_EQ(leisten.ton, plattform::Textton::fehler);
 }
 
 TEST_F(PortalFensterTest, APageThatIsNoPdfIsTold) {
     oeffnen();
     leisten.angaben.gedrueckt();
-    web().rufe[0].antwort(R"({"ok":true,"daten":"PGh0bWw+","name":"invoice","mime":"text/html"})");
+    web().rufe[0].antwort(R"({"ok":true,"daten":"PGh0bWw+","name":"invoice","mime":"text/html"})", {});
     EXPECT_EQ(
         ereignisse.back(),
         ereignis(
@@ -524,7 +524,7 @@ TEST_F(PortalFensterTest, ACapturedPdfIsUploadedUnderANameThatEndsInPdf) {
     antwort = {.koerper = R"({"status":"Matched"})"};
     oeffnen(4711);
     leisten.angaben.gedrueckt();
-    web().rufe[0].antwort(pdfAntwort);
+    web().rufe[0].antwort(pdfAntwort, {});
     ASSERT_TRUE(laeuftBis([&] { return ereignisse.size() == 3 && leer(); }));
     EXPECT_EQ(
         ereignisse.back(), ereignis(
@@ -541,7 +541,7 @@ TEST_F(PortalFensterTest, ACaptureThatCannotBeWrittenIsTold) {
     fs::remove_all(tmp.pfad());
     std::ofstream{tmp.pfad()} << "eine Datei an seiner Stelle";
     leisten.angaben.gedrueckt();
-    web().rufe[0].antwort(pdfAntwort);
+    web().rufe[0].antwort(pdfAntwort, {});
     EXPECT_EQ(
         ereignisse.back(),
         ereignis("fehler", "Die aktuelle PDF konnte nicht für den Import vorbereitet werden."));
@@ -554,9 +554,9 @@ TEST_F(PortalFensterTest, AnAnswerAfterClosingOrAfterTheEndDoesNothing) {
     leisten.angaben.gedrueckt();
     auto const spaet = web().rufe[0].antwort;
     fenster().schliessen();
-    spaet(pdfAntwort);
+    spaet(pdfAntwort, {});
     portal.reset();
-    spaet(pdfAntwort);
+    spaet(pdfAntwort, {});
     EXPECT_TRUE(leer());
     EXPECT_EQ(
         ereignisse.back(), ereignis("geschlossen", "Aktuelle PDF wird direkt aus dem Portal übernommen …"));

@@ -215,7 +215,8 @@ protected:
             auto const gefragt = portal.anzahl("GET " + pfad);
             fenster->aktuellePDFUebernehmen();
             letzter = bericht(bisher + 2);
-            if (portal.anzahl("GET " + pfad) > gefragt)
+            // "Load failed": the page came to its end in between, which ends its earlier document's requests.
+            if (portal.anzahl("GET " + pfad) > gefragt && letzter != "fehler: Load failed")
                 return letzter;
         }
         return letzter;

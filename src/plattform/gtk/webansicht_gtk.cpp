@@ -606,9 +606,7 @@ void WebansichtGtk::skript(std::string const& quelltext) {
 }
 
 void WebansichtGtk::rufen(
-    std::string const& rumpf, std::map<std::string, std::string> const& werte,
-    std::function<void(std::optional<std::string>)> antwort) {
-    using Antwort = std::function<void(std::optional<std::string>)>;
+    std::string const& rumpf, std::map<std::string, std::string> const& werte, Skriptantwort antwort) {
     GVariantBuilder bauer;
     g_variant_builder_init(&bauer, G_VARIANT_TYPE_VARDICT);
     for (auto const& [name, wert] : werte)
@@ -617,18 +615,21 @@ void WebansichtGtk::rufen(
         web_.get(), rumpf.data(), static_cast<gssize>(rumpf.size()), g_variant_builder_end(&bauer), nullptr,
         nullptr, nullptr,
         [](GObject* quelle, GAsyncResult* ergebnis, gpointer daten) {
-            std::unique_ptr<Antwort> const empfaenger{static_cast<Antwort*>(daten)};
+            std::unique_ptr<Skriptantwort> const empfaenger{static_cast<Skriptantwort*>(daten)};
             GError* roh = nullptr;
             auto const wert =
                 Objekt<JSCValue>::uebernommen(webkit_web_view_call_async_javascript_function_finish(
                     WEBKIT_WEB_VIEW(quelle), ergebnis, &roh));
             GFehler const fehler{roh};
-            if (!wert || !jsc_value_is_string(wert.get()))
-                (*empfaenger)(std::nullopt);
-            else
-                (*empfaenger)(textVon(GText{jsc_value_to_string(wert.get())}.get()));
+            if (wert && jsc_value_is_string(wert.get()))
+                (*empfaenger)(textVon(GText{jsc_value_to_string(wert.get())}.get()), {});
+            else if (
+                roh && g_error_matches(roh, WEBKIT_JAVASCRIPT_ERROR, WEBKIT_JAVASCRIPT_ERROR_SCRIPT_FAILED))
+                (*empfaenger)(std::nullopt, textVon(roh->message)); // What the page's own code has thrown.
+            else // The engine's words for the rest are English and help nobody.
+                (*empfaenger)(std::nullopt, "Die Seite hat nicht geantwortet.");
         },
-        new Antwort{std::move(antwort)});
+        new Skriptantwort{std::move(antwort)});
 }
 
 void WebansichtGtk::drucken(Programmfenster& fenster) {

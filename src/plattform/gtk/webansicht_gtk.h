@@ -32,7 +32,7 @@ public:
     void skript(std::string const& quelltext) override;
     void rufen(
         std::string const& rumpf, std::map<std::string, std::string> const& werte,
-        std::function<void(std::optional<std::string>)> antwort) override;
+        Skriptantwort antwort) override;
     void drucken(Programmfenster& fenster) override;
 
     /// The widget to show; borrowed.
