@@ -12,22 +12,24 @@ namespace quillmate::fuzz {
 /// Recognises nothing, so that what takes the time is what is searched: the decoders. Looks at every point.
 class BlinderErkenner final : public Texterkennung::Schrifterkenner {
 public:
-    std::optional<int> textfelder(Texterkennung::Graubild const& bild) override {
+    void auflegen(Texterkennung::Graubild bild) override {
         VERSPROCHEN(bild.breite > 0 && bild.hoehe > 0);
         VERSPROCHEN(
             bild.punkte.size() ==
             static_cast<std::size_t>(bild.breite) * static_cast<std::size_t>(bild.hoehe));
-        unsigned summe = 0;
+        summe_ = 0;
         for (auto const punkt : bild.punkte)
-            summe += punkt;
-        return static_cast<int>(summe % 2);
+            summe_ += punkt;
     }
+    std::optional<int> textfelder() override { return static_cast<int>(summe_ % 2); }
     Gelesen lesen(
-        Texterkennung::Graubild const& /*bild*/, Texterkennung::Ausrichtung /*ausrichtung*/,
-        Texterkennung::Erkennungsende /*ende*/) override {
+        Texterkennung::Ausrichtung /*ausrichtung*/, Texterkennung::Erkennungsende /*ende*/) override {
         return {};
     }
     void vergessen() noexcept override {}
+
+private:
+    unsigned summe_{0};
 };
 
 inline void lesen(std::uint8_t const* daten, std::size_t groesse, Texterkennung::Dateiart art) {
