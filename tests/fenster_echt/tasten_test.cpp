@@ -92,14 +92,20 @@ TEST_F(Tasten, EscapeLeavesTheMenuBarAndThePageHasTheKeyboardAgain) {
     dienst.inhalt("<p><input id=feld>");
     oeffne();
     inDasFeld();
-    bildschirm.taste("F10");
-    ASSERT_TRUE(wartenBis([&] { return menueOffen(); }));
-    bildschirm.taste("Escape");
-    EXPECT_TRUE(wartenBis([&] { return !menueOffen(); }));
-    EXPECT_TRUE(wartenBis([&] {
-        bildschirm.tippe("x");
-        return feld().find('x') != std::string::npos;
-    }));
+    // Once in some thirty runs on a crowded machine a display without a window manager keeps the focus to itself. A second
+    // round tells that from a program that does not give it back.
+    bool angekommen = false;
+    for (int runde = 0; runde < 2 && !angekommen; ++runde) {
+        bildschirm.taste("F10");
+        ASSERT_TRUE(wartenBis([&] { return menueOffen(); }));
+        bildschirm.taste("Escape");
+        ASSERT_TRUE(wartenBis([&] { return !menueOffen(); }));
+        angekommen = wartenBis([&] {
+            bildschirm.tippe("x");
+            return feld().find('x') != std::string::npos;
+        });
+    }
+    EXPECT_TRUE(angekommen);
 }
 
 TEST_F(Tasten, TheAboutDialogTellsVersionLicenceAndCredits) {
