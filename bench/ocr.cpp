@@ -45,6 +45,19 @@ std::string wahrerText(fs::path const& csv) {
     return text;
 }
 
+/// Whether this amount stands in the text, comma and point alike, and not as a part of a larger one.
+bool hatBetragWie(std::string text, std::string betrag) {
+    std::ranges::replace(text, ',', '.');
+    std::ranges::replace(betrag, ',', '.');
+    auto const ziffer = [&](std::size_t stelle) {
+        return stelle < text.size() && text[stelle] >= '0' && text[stelle] <= '9';
+    };
+    for (auto stelle = text.find(betrag); stelle != std::string::npos; stelle = text.find(betrag, stelle + 1))
+        if ((stelle == 0 || !ziffer(stelle - 1)) && !ziffer(stelle + betrag.size()))
+            return true;
+    return false;
+}
+
 /// What was found of what is known about the receipts.
 struct Fund {
     Anteil woerter;
@@ -59,11 +72,7 @@ struct Fund {
         auto const summe = json.is_object() ? json.value("total", "") : "";
         if (auto const anfang = summe.find_first_of("0123456789"); anfang != std::string::npos) {
             ++summen.alle;
-            auto betrag = summe.substr(anfang);
-            bool gefunden = gelesen.find(betrag) != std::string::npos;
-            std::ranges::replace(betrag, '.', ',');
-            gefunden = gefunden || gelesen.find(betrag) != std::string::npos;
-            summen.gefunden += gefunden ? 1 : 0;
+            summen.gefunden += hatBetragWie(gelesen, summe.substr(anfang)) ? 1 : 0;
         }
     }
 };

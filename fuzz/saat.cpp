@@ -49,6 +49,11 @@ void dienst() {
     schreibe(
         "dienstantworten", "falsche_arten",
         R"({"paths":{"a":[1,2.5e300,null]},"path_hashes":[true],"hashes":"x"})");
+    schreibe("dienstantworten", "gestoppt", R"({"gestoppt":true,"min_file_date":"31.01.2024"})");
+    schreibe(
+        "dienstantworten", "beleg",
+        R"({"status":"Matched","duplicate":false,"is_receipt":false,"cost_capped":)"
+        R"(true,"reasoning":"Kein Beleg \u00fc","detail":"Kontingent erreicht"})");
     schreibe("dienstantworten", "kaputt", "{\"paths\":[\"\\ud800\xFF");
     schreibe("dienstantworten", "tief", std::string(5000, '['));
 }
@@ -117,6 +122,35 @@ void updates() {
     schreibe("archiv", "bombe", attrappen::archivAus(eintraege));
 }
 
+/// A page as the target takes it from its bytes: size, bars of ink, lines of words with their boxes.
+void lesungen() {
+    std::string seite{"\xFF\x7F", 2};
+    auto const balken = [&seite](int links, int hoehe) {
+        for (int const wert : {links, 80 - hoehe, 6, hoehe, 0})
+            seite += static_cast<char>(wert);
+    };
+    auto const wort = [](std::string const& text, int links, int zuversicht) {
+        auto bytes = static_cast<char>(text.size()) + text;
+        for (int const wert : {1, links, 30, 60, 60, zuversicht})
+            bytes += static_cast<char>(wert);
+        return bytes;
+    };
+    constexpr int zeichenJeGroesse = 5;
+    seite += static_cast<char>(2 * zeichenJeGroesse);
+    for (int i = 0; i < zeichenJeGroesse; ++i)
+        balken(20 + 10 * i, 20);
+    for (int i = 0; i < zeichenJeGroesse; ++i)
+        balken(90 + 10 * i, 40);
+    constexpr int zeilenzahl = 14;
+    seite += static_cast<char>(zeilenzahl);
+    for (int i = 0; i < zeilenzahl; ++i) // Confidence, number of words, words.
+        seite += "\xE0\x02" + wort("Summe", 20, 230) + wort("39,0D", 80, 90);
+    seite += std::string("\x01\x14\x1E\x78\x3C", 5); // A box to look for print of two sizes in.
+    for (int i = 0; i < zeilenzahl; ++i)             // What the second look reads.
+        seite += "\x01" + wort("39,00", 80, 240);
+    schreibe("zweitblick", "zwei_groessen", seite);
+}
+
 void dokumente() {
     schreibe(
         "leser_pdf", "text.pdf", pdf({{.inhalt = zeilen(beleg())}, {.inhalt = zeilen({"Seite 2"}, "F2")}}));
@@ -145,6 +179,7 @@ int main(int argc, char** argv) {
     nachrichten();
     dienst();
     seite();
+    lesungen();
     listen();
     updates();
     dokumente();

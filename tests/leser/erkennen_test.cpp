@@ -31,7 +31,7 @@ public:
 class Erkennen : public ::testing::Test {
 protected:
     std::optional<std::string> lies() { return erkennen(erkenner, Graubild{1, 1, {255}}, ende); }
-    Erkennungsende const ende = std::chrono::steady_clock::now() + std::chrono::seconds{7};
+    Erkennungsende const ende = Rechenuhr::now() + std::chrono::seconds{7};
     GesagterErkenner erkenner;
     std::vector<Ausrichtung> const nurAufrecht{Ausrichtung::aufrecht};
     std::vector<Ausrichtung> const beide{Ausrichtung::aufrecht, Ausrichtung::kopfueber};

@@ -37,6 +37,15 @@ TEST(Ausrichten, EveryExifCodeIsUndone) {
     EXPECT_EQ(alsZeilen(ausgerichtet(bild, 8)), (Zeilen{"cf", "be", "ad"}));
 }
 
+TEST(Querstreifen, HoldsTheRowsBetweenAsFarAsThereAreAny) {
+    auto const bild = ausZeilen({"abc", "def", "ghi"});
+    using Zeilen = std::vector<std::string>;
+    EXPECT_EQ(alsZeilen(querstreifen(bild, 1, 2)), (Zeilen{"def"}));
+    EXPECT_EQ(alsZeilen(querstreifen(bild, -5, 99)), (Zeilen{"abc", "def", "ghi"}));
+    EXPECT_EQ(alsZeilen(querstreifen(bild, 2, 1)), (Zeilen{}));
+    EXPECT_EQ(alsZeilen(querstreifen(bild, 7, 9)), (Zeilen{}));
+}
+
 TEST(Ausrichten, UnknownCodeLeavesThePicture) {
     auto const bild = ausZeilen({"abc", "def"});
     for (int const code : {-1, 0, 9, 1000})

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
@@ -176,6 +178,113 @@ TEST(Pdf, ForeignOrEmptyBytesAreNoDocument) {
     EXPECT_EQ(schicht("%PDF-1.4\n"), std::nullopt);
     EXPECT_EQ(schicht(std::string(100'000, 'x')), std::nullopt);
     EXPECT_EQ(schicht(png(eckbild())), std::nullopt);
+}
+
+/// A page of 400 x 300 units, drawn 2000 x 1500, with this picture.
+Seite scanseite(Graubild const& vorlage, std::string const& lage, std::string const& zusatz = {}) {
+    return {.inhalt = "q " + lage + " cm /B Do Q", .zusatz = zusatz, .bild = vorlage};
+}
+
+Seite alsJpeg(Seite seite, std::string bildzusatz = {}, std::optional<int> exif = std::nullopt) {
+    seite.jpeg = jpeg(*seite.bild, exif);
+    seite.bildzusatz = std::move(bildzusatz);
+    return seite;
+}
+
+/// Mean difference of the points, 0 to 255.
+double abweichung(std::optional<Graubild> const& a, std::optional<Graubild> const& b) {
+    if (!a || !b || a->breite != b->breite || a->hoehe != b->hoehe)
+        return 255;
+    double summe = 0;
+    for (std::size_t i = 0; i < a->punkte.size(); ++i)
+        summe += std::abs(int{a->punkte[i]} - int{b->punkte[i]});
+    return summe / static_cast<double>(a->punkte.size());
+}
+
+constexpr double gleich = 2.5; // JPEG and two ways of scaling.
+
+TEST(PdfSeite, AScanStoredAsJpegIsDrawnLikeItsPointsHoweverItLies) {
+    auto const vorlage = schriftbild(beleg());
+    for (auto const* lage :
+         {"400 0 0 300 0 0", "-400 0 0 300 400 0", "0 300 -400 0 400 0", "200 0 0 150 100 75",
+          "1600 0 0 1200 -600 -450"})
+        for (auto const* zusatz : {"", "/Rotate 90", "/Rotate 180"}) {
+            auto const seite = scanseite(vorlage, lage, zusatz);
+            auto const richtig = bild(pdf({seite}));
+            EXPECT_LT(abweichung(bild(pdf({alsJpeg(seite)})), richtig), gleich) << lage << zusatz;
+        }
+    EXPECT_GT(abweichung(bild(pdf({scanseite(vorlage, "-400 0 0 300 400 0")})), vorlage), gleich)
+        << "the comparison sees a mirrored page";
+}
+
+TEST(PdfSeite, HowAScannedJpegWasHeldDoesNotMatterInAPdf) {
+    auto const seite = scanseite(schriftbild(beleg()), "400 0 0 300 0 0");
+    EXPECT_LT(abweichung(bild(pdf({alsJpeg(seite, {}, 3)})), bild(pdf({seite}))), gleich);
+}
+
+TEST(PdfSeite, AScanWithAnotherMeaningOfItsPointsIsLeftToTheLibrary) {
+    auto const vorlage = schriftbild(beleg());
+    auto negativ = vorlage;
+    for (auto& punkt : negativ.punkte)
+        punkt = static_cast<std::uint8_t>(255 - punkt);
+    auto const lage = "400 0 0 300 0 0";
+    auto const gewendet = bild(pdf({alsJpeg(scanseite(vorlage, lage), "/Decode [1 0 1 0 1 0]")}));
+    EXPECT_LT(abweichung(gewendet, bild(pdf({scanseite(negativ, lage)}))), gleich);
+    // All of it is the colour that counts as transparent.
+    Graubild const blass{vorlage.breite, vorlage.hoehe, std::vector<std::uint8_t>(vorlage.punkte.size(), 90)};
+    auto const durchsichtig = bild(pdf({alsJpeg(scanseite(blass, lage), "/Mask [80 100 80 100 80 100]")}));
+    ASSERT_TRUE(durchsichtig);
+    EXPECT_GT(*std::ranges::min_element(durchsichtig->punkte), 200);
+}
+
+TEST(PdfSeite, AScanTakesHardlyMoreMemoryThanThePageThatIsDrawn) {
+    // 4000 x 3000 in colour: the library would hold 9 MB of it and two more pictures.
+    auto const klein = schriftbild(beleg());
+    Graubild gross{2 * klein.breite, 2 * klein.hoehe, {}};
+    for (int y = 0; y < gross.hoehe; ++y)
+        for (int x = 0; x < gross.breite; ++x)
+            gross.punkte.push_back(klein.zeile(y / 2)[static_cast<std::size_t>(x / 2)]);
+    auto const seite = alsJpeg(scanseite(gross, "400 0 0 300 0 0"));
+    PdfGrenzen grenzen;
+    grenzen.speicher = 11U << 20U;
+    Offen offen{pdf({seite}), grenzen};
+    ASSERT_TRUE(offen.pdf);
+    EXPECT_LT(abweichung(offen.pdf->pdfSeiteAlsBild(), klein), gleich);
+    auto wieSonst = seite;
+    wieSonst.bildzusatz = "/Decode [1 0 1 0 1 0]";
+    Offen sonst{pdf({wieSonst}), grenzen};
+    ASSERT_TRUE(sonst.pdf);
+    EXPECT_FALSE(sonst.pdf->pdfSeiteAlsBild()) << "the limit would show if it were not so";
+}
+
+TEST(PdfSeite, AScanThatTakesLongerThanThePageMayIsNotThePage) {
+    Graubild const gross{5000, 4000, std::vector<std::uint8_t>(std::size_t{5000} * 4000, 200)};
+    PdfGrenzen grenzen;
+    grenzen.frist = 10ms; // Decoding it takes several times this.
+    auto const bytes = pdf({alsJpeg(scanseite(gross, "400 0 0 300 0 0"))});
+    Offen offen{bytes, grenzen};
+    EXPECT_FALSE(offen.pdf && offen.pdf->pdfSeiteAlsBild());
+    EXPECT_TRUE(bild(bytes)) << "with the usual time it is";
+}
+
+TEST(PdfSeite, ABrokenScanIsDrawnAsFarAsItGoes) {
+    auto const vorlage = schriftbild(beleg());
+    auto seite = alsJpeg(scanseite(vorlage, "400 0 0 300 0 0"));
+    auto const ganz = seite.jpeg;
+    for (auto const laenge : {std::size_t{0}, std::size_t{2}, std::size_t{20}, std::size_t{700}}) {
+        seite.jpeg = "\xFF\xD8" + ganz.substr(2, laenge);
+        static_cast<void>(bild(pdf({seite})));
+    }
+    seite.jpeg = ganz.substr(0, ganz.size() / 2);
+    auto const halb = bild(pdf({seite}));
+    ASSERT_TRUE(halb);
+    double oben = 0;
+    for (int y = 0; y < 300; ++y)
+        for (int x = 0; x < 2000; ++x)
+            oben += std::abs(
+                int{halb->zeile(y)[static_cast<std::size_t>(x)]} -
+                int{vorlage.zeile(y)[static_cast<std::size_t>(x)]});
+    EXPECT_LT(oben / (300 * 2000), gleich);
 }
 
 TEST(Pdf, DocumentWithoutPagesHasNeitherTextNorPicture) {

@@ -91,9 +91,12 @@ Bytes pdf(std::vector<Seite> const& seiten) {
         objekte.push_back(strom("", s.inhalt));
         if (s.bild)
             objekte.push_back(strom(
-                "/Type /XObject /Subtype /Image /ColorSpace /DeviceGray /BitsPerComponent 8 /Width " +
-                    std::to_string(s.bild->breite) + " /Height " + std::to_string(s.bild->hoehe),
-                {s.bild->punkte.begin(), s.bild->punkte.end()}));
+                "/Type /XObject /Subtype /Image /BitsPerComponent 8 /Width " +
+                    std::to_string(s.bild->breite) + " /Height " + std::to_string(s.bild->hoehe) +
+                    (s.jpeg.empty() ? " /ColorSpace /DeviceGray "
+                                    : " /ColorSpace /DeviceRGB /Filter /DCTDecode ") +
+                    s.bildzusatz,
+                s.jpeg.empty() ? Bytes{s.bild->punkte.begin(), s.bild->punkte.end()} : s.jpeg));
         else
             objekte.emplace_back("null");
     }

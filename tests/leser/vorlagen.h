@@ -24,6 +24,9 @@ struct Seite {
     std::string zusatz{};                ///< Further entries of the page, such as "/Rotate 90".
     std::string kasten{"[0 0 400 300]"}; ///< Media box.
     std::optional<Texterkennung::Graubild> bild{};
+    /// The picture's bytes instead of its points, as a JPEG; `bild` gives the size. With further entries of the picture.
+    Bytes jpeg{};
+    std::string bildzusatz{};
 };
 [[nodiscard]] Bytes pdf(std::vector<Seite> const& seiten);
 /// The same document, encrypted.

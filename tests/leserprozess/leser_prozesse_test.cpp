@@ -369,6 +369,24 @@ INSTANTIATE_TEST_SUITE_P(
         Fehlstart{"OtherVersion", QUILLMATE_LESER_FREMD, "andere"}),
     [](auto const& einer) { return std::string{einer.param.name}; });
 
+TEST(LeserProzesse, LayersThatTheSystemLacksAreLoggedOnceAndNotByEveryReader) {
+    auto vorgaben = mitAttrappe(QUILLMATE_LESER_OFFEN);
+    vorgaben.dateienJeLeser = 1;
+    LeserProzesse leser{vorgaben};
+    auto const log = fehlerausgabe([&] {
+        std::vector<std::jthread> faeden;
+        for (int f = 0; f < 3; ++f)
+            faeden.emplace_back([&leser] {
+                for (int i = 0; i < 3; ++i)
+                    EXPECT_EQ(antwort(leser, "etwas"), "gelesen"); // Reading goes on.
+            });
+    });
+    EXPECT_EQ(
+        log,
+        "[Quillmate] Texterkennung: dieses System kann die Leseprozesse nicht ganz einschließen (es fehlt: "
+        "Landlock, Speichergrenze)\n");
+}
+
 TEST(LeserProzesse, AnUpdateUnderTheRunningProgramLeavesItItsReaders) {
     OrdnerAufZeit const ordner;
     auto const programm = ordner.pfad("quillmate-leser");

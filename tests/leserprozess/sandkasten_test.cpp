@@ -1,24 +1,85 @@
 // The lock-up: the real policy in a real reader process, and each layer by itself.
 #include "attrappen/fehlerausgabe.h"
 #include "attrappen/ordner_auf_zeit.h"
+#include "attrappen/warten.h"
 #include "hilfen.h"
 #include "leserprogramm/sandkasten.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <functional>
+#include <sstream>
+#include <string>
+#include <utility>
 
 namespace quillmate::Texterkennung {
 namespace {
 
 using attrappen::fehlerausgabe;
 using attrappen::OrdnerAufZeit;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+
+/// Runs `arbeit` in a child process; its result is the child's exit status.
+int imKind(std::function<int()> const& arbeit) {
+    auto const kind = ::fork();
+    if (kind == 0)
+        ::_exit(arbeit());
+    int status = 0;
+    ::waitpid(kind, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+constexpr int verweigert = 42;
+constexpr int gelungen = 43;
+
+int ausgang(long ergebnis, int erwarteterFehler) {
+    if (ergebnis >= 0)
+        return gelungen;
+    return errno == erwarteterFehler ? verweigert : errno;
+}
+
+/// What stands behind the name in a file of the process in /proc, word by word; empty without such a line.
+std::vector<std::string> worteNach(pid_t pid, std::string const& datei, std::string const& name) {
+    std::ifstream quelle{"/proc/" + std::to_string(pid) + "/" + datei};
+    std::vector<std::string> worte;
+    for (std::string zeile; std::getline(quelle, zeile);)
+        if (zeile.starts_with(name)) {
+            std::istringstream rest{zeile.substr(name.size())};
+            for (std::string wort; rest >> wort;)
+                worte.push_back(wort);
+        }
+    return worte;
+}
+
+void ohneFaehigkeiten() {
+    __user_cap_header_struct kopf{_LINUX_CAPABILITY_VERSION_3, 0};
+    std::array<__user_cap_data_struct, 2> const keine{};
+    (void)::syscall(SYS_capset, &kopf, keine.data());
+}
+
+/// Whether another process of this user, without the superuser's privileges, may look into the process.
+bool durchschaubar(pid_t pid) {
+    auto const stelle = "/proc/" + std::to_string(pid) + "/exe";
+    int const ergebnis = imKind([&] {
+        ohneFaehigkeiten();
+        std::array<char, 4096> ziel{};
+        return ausgang(::readlink(stelle.c_str(), ziel.data(), ziel.size()), EACCES);
+    });
+    EXPECT_TRUE(ergebnis == gelungen || ergebnis == verweigert) << ergebnis;
+    return ergebnis == gelungen;
+}
 
 class Eingeschlossen : public ::testing::Test {
 protected:
@@ -79,23 +140,41 @@ TEST_F(Eingeschlossen, TellingCallsAreDeadly) {
     }
 }
 
-/// Runs `arbeit` in a child process; its result is the child's exit status.
-int imKind(std::function<int()> const& arbeit) {
-    auto const kind = ::fork();
-    if (kind == 0)
-        ::_exit(arbeit());
-    int status = 0;
-    ::waitpid(kind, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+TEST_F(Eingeschlossen, TheLimitsAreSetAndCannotBeRaised) {
+    auto const pid = std::stoi(versuch("pid").value_or("0"));
+    // The soft limit and the hard one.
+    EXPECT_THAT(worteNach(pid, "limits", "Max core file size"), ElementsAre("0", "0", "bytes"));
+    EXPECT_THAT(worteNach(pid, "limits", "Max processes"), ElementsAre("0", "0", "processes"));
+    EXPECT_THAT(worteNach(pid, "limits", "Max file size"), ElementsAre("0", "0", "bytes"));
+    Sandkastengrenzen const grenzen;
+    auto const deskriptoren = std::to_string(grenzen.deskriptoren);
+    EXPECT_THAT(worteNach(pid, "limits", "Max open files"), ElementsAre(deskriptoren, deskriptoren, "files"));
+    auto const speicher = std::to_string(grenzen.speicher_byte);
+    EXPECT_THAT(worteNach(pid, "limits", "Max address space"), ElementsAre(speicher, speicher, "bytes"));
 }
 
-constexpr int verweigert = 42;
-constexpr int gelungen = 43;
+TEST_F(Eingeschlossen, NoPrivilegeIsLeftAndNoneCanBeGained) {
+    auto const pid = std::stoi(versuch("pid").value_or("0"));
+    for (auto const* name : {"CapInh:", "CapPrm:", "CapEff:", "CapAmb:"})
+        EXPECT_THAT(worteNach(pid, "status", name), ElementsAre("0000000000000000")) << name;
+    EXPECT_THAT(worteNach(pid, "status", "NoNewPrivs:"), ElementsAre("1"));
+    EXPECT_THAT(worteNach(pid, "status", "Seccomp:"), ElementsAre("2")); // By a filter.
+}
 
-int ausgang(long ergebnis, int erwarteterFehler) {
-    if (ergebnis >= 0)
-        return gelungen;
-    return errno == erwarteterFehler ? verweigert : errno;
+TEST_F(Eingeschlossen, ItsUsersOtherProcessesCannotLookIntoIt) {
+    EXPECT_FALSE(durchschaubar(std::stoi(versuch("pid").value_or("0"))));
+    // An ordinary process without privileges is an open book.
+    auto const gewoehnlich = ::fork();
+    if (gewoehnlich == 0) {
+        ohneFaehigkeiten();
+        for (;;)
+            ::pause();
+    }
+    EXPECT_TRUE(attrappen::wartenBis(
+        [&] { return worteNach(gewoehnlich, "status", "CapEff:").at(0) == "0000000000000000"; }));
+    EXPECT_TRUE(durchschaubar(gewoehnlich));
+    ::kill(gewoehnlich, SIGKILL);
+    ::waitpid(gewoehnlich, nullptr, 0);
 }
 
 class EinzelneSchicht : public ::testing::Test {
@@ -162,7 +241,15 @@ TEST_F(EinzelneSchicht, PrivilegesAreGoneAndTheProcessCannotBeLookedInto) {
             bool ohneZuwachs = false;
             for (std::string zeile; std::getline(datei, zeile);)
                 ohneZuwachs = ohneZuwachs || zeile == "NoNewPrivs:\t1";
-            return ohneZuwachs ? verweigert : 2;
+            if (!ohneZuwachs)
+                return 2;
+            if (::prctl(PR_GET_DUMPABLE, 0, 0, 0, 0) != 0)
+                return 3;
+            for (auto const was : {RLIMIT_CORE, RLIMIT_NPROC, RLIMIT_FSIZE})
+                if (rlimit grenze{};
+                    ::getrlimit(was, &grenze) != 0 || grenze.rlim_cur != 0 || grenze.rlim_max != 0)
+                    return 4;
+            return verweigert;
         }),
         verweigert);
 }

@@ -25,7 +25,7 @@ inline constexpr std::int64_t hoechsterBildspeicher = 192LL << 20U;
 /// picture may be larger, and the decoder finds that out only while it decodes, so a forged file can take
 /// several times this. hoechsteBilddatei and the process's own limits are what holds then.
 inline constexpr std::int64_t hoechstePixelHeif = 110'000'000;
-/// A JPEG may consist of any number of passes over the picture; decoding ends here.
+/// A JPEG may consist of any number of passes over the picture; decoding ends after this much processor time.
 inline constexpr std::chrono::seconds fristJeBild{20};
 
 /// Longest side of the decoded picture for a stored size: max(round(lesefaktor * longer side), 2000), but

@@ -1,5 +1,6 @@
 #include "bild.h"
 #include "exif.h"
+#include "rechenuhr.h"
 
 #include <jpeglib.h>
 // Needs jpeglib.h first.
@@ -33,7 +34,7 @@ struct Zustand {
     std::jmp_buf zurueck{};
     Dateiquelle const* quelle{};
     std::int64_t stelle{0};
-    std::chrono::steady_clock::time_point ende;
+    Rechenuhr::time_point ende;
     std::vector<std::uint8_t> puffer;
     std::vector<std::uint8_t> zeile;
     std::vector<std::uint8_t> grau;
@@ -118,7 +119,7 @@ boolean app1Lesen(jpeg_decompress_struct* jpeg) {
 }
 
 void fristPruefen(jpeg_common_struct* jpeg) {
-    if (std::chrono::steady_clock::now() >= zustand(jpeg).ende)
+    if (Rechenuhr::now() >= zustand(jpeg).ende)
         abbrechen(jpeg);
 }
 
@@ -210,7 +211,7 @@ bool durchlauf(Zustand& z) {
 std::optional<RohesBild> jpegLaden(Dateiquelle const& quelle) {
     auto const z = std::make_unique<Zustand>();
     z->quelle = &quelle;
-    z->ende = std::chrono::steady_clock::now() + fristJeBild;
+    z->ende = Rechenuhr::now() + fristJeBild;
     z->puffer.resize(pufferBytes);
     z->exif.resize(segmentBytes);
     z->jpeg.err = jpeg_std_error(&z->fehler);

@@ -1,5 +1,6 @@
 #include "bild.h"
 #include "exif.h"
+#include "rechenuhr.h"
 
 #include <png.h>
 
@@ -18,7 +19,7 @@ struct Zustand {
     png_infop info{};
     Dateiquelle const* quelle{};
     std::int64_t stelle{0};
-    std::chrono::steady_clock::time_point ende;
+    Rechenuhr::time_point ende;
     std::vector<std::uint8_t> punkte; ///< One row, or all of an interlaced picture.
     std::vector<std::uint8_t> grau;
     std::unique_ptr<Verkleinerer> verkleinerer;
@@ -113,7 +114,7 @@ bool durchlauf(Zustand& z) {
         return false;
     for (int durchgang = 0; durchgang < z.durchgaenge; ++durchgang) {
         for (int y = 0; y < z.hoehe; ++y) {
-            if ((y & 0xFF) == 0 && std::chrono::steady_clock::now() >= z.ende)
+            if ((y & 0xFF) == 0 && Rechenuhr::now() >= z.ende)
                 return z.etwasGelesen;
             if (z.durchgaenge > 1) {
                 png_read_row(z.png, z.punkte.data() + static_cast<std::size_t>(y) * z.zeilenBytes, nullptr);
@@ -143,7 +144,7 @@ int ausrichtung(Zustand& z) {
 std::optional<RohesBild> pngLaden(Dateiquelle const& quelle) {
     Zustand z;
     z.quelle = &quelle;
-    z.ende = std::chrono::steady_clock::now() + fristJeBild;
+    z.ende = Rechenuhr::now() + fristJeBild;
     z.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, abbrechen, schweigen);
     if (z.png == nullptr)
         return std::nullopt;

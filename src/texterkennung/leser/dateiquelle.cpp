@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace quillmate::Texterkennung {
@@ -16,7 +17,18 @@ std::optional<Dateiquelle> Dateiquelle::ausDeskriptor(int deskriptor) {
     return Dateiquelle{deskriptor, daten.st_size};
 }
 
+Dateiquelle Dateiquelle::ausSpeicher(std::span<std::uint8_t const> bytes) noexcept {
+    return Dateiquelle{-1, static_cast<std::int64_t>(bytes.size()), bytes};
+}
+
 std::size_t Dateiquelle::lesen(std::int64_t stelle, std::span<std::uint8_t> ziel) const noexcept {
+    if (deskriptor_ < 0) {
+        auto const ab = std::clamp<std::int64_t>(stelle, 0, groesse_);
+        auto const rest = speicher_.subspan(static_cast<std::size_t>(ab));
+        auto const anzahl = std::min(rest.size(), ziel.size());
+        std::copy_n(rest.begin(), anzahl, ziel.begin());
+        return anzahl;
+    }
     std::size_t gelesen = 0;
     while (gelesen < ziel.size()) {
         auto const n = pread(

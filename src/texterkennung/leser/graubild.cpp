@@ -36,6 +36,14 @@ Graubild ausgerichtet(Graubild bild, int exifAusrichtung) {
     return neu;
 }
 
+Graubild querstreifen(Graubild const& bild, int oben, int unten) {
+    oben = std::clamp(oben, 0, bild.hoehe);
+    unten = std::clamp(unten, oben, bild.hoehe);
+    auto const breite = static_cast<std::ptrdiff_t>(bild.breite);
+    auto const anfang = bild.punkte.begin();
+    return {bild.breite, unten - oben, {anfang + oben * breite, anfang + unten * breite}};
+}
+
 Verkleinerer::Verkleinerer(int breite, int hoehe, int zielBreite, int zielHoehe)
     : breite_(breite)
     , hoehe_(hoehe)

@@ -25,6 +25,9 @@ struct Graubild {
 /// The picture as it is meant to be seen. `exifAusrichtung` is 1 to 8; anything else counts as 1.
 [[nodiscard]] Graubild ausgerichtet(Graubild bild, int exifAusrichtung);
 
+/// The rows from `oben` up to, but without, `unten`, as far as the picture has them.
+[[nodiscard]] Graubild querstreifen(Graubild const& bild, int oben, int unten);
+
 /// Shrinks a picture whose rows arrive one by one, by area averaging, so that a scan of any size costs only
 /// the memory of its reduced form. Plain object, one thread at a time.
 class Verkleinerer {

@@ -19,8 +19,8 @@ namespace quillmate::Texterkennung {
 
 namespace {
 
-// Both passes together. A page of small print takes a few seconds; what is still being read after this long
-// is a picture full of noise.
+// Processor time of both passes together. A page of small print takes a few seconds; what is still being read after this
+// long is a picture full of noise.
 constexpr std::chrono::seconds fristJeDatei{30};
 
 std::optional<Sprachdaten> gefundene(std::vector<std::string> const& ordner) {
@@ -97,7 +97,7 @@ Lesung LeserImProzess::erkannt(Graubild bild, std::optional<std::string> sonst) 
         if (!motor)
             return {Lesung::Art::ohneMotor, std::move(sonst)};
         // An engine that threw is not used again.
-        auto text = erkennen(*motor, std::move(bild), std::chrono::steady_clock::now() + fristJeDatei);
+        auto text = erkennen(*motor, std::move(bild), Rechenuhr::now() + fristJeDatei);
         motorZurueck(std::move(motor));
         return {Lesung::Art::gelesen, text ? std::move(text) : std::move(sonst)};
     } catch (std::bad_alloc const&) {

@@ -5,6 +5,7 @@
 #include "grundlage/text.h"
 #include "texterkennung/heuristik.h"
 #include "zeilenablage.h"
+#include "zweitblick.h"
 
 #include <leptonica/allheaders.h>
 #include <tesseract/baseapi.h>
@@ -13,11 +14,9 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <initializer_list>
-#include <limits>
 #include <mutex>
 #include <utility>
 
@@ -70,7 +69,8 @@ bool einfarbig(Graubild const& bild) {
     return bild.punkte.empty() || *hellster - *dunkelster < rauschen;
 }
 
-/// What the engine last read, line by line.
+/// What the engine last read, line by line. Words that it did not get to before a deadline come as blanks that it is
+/// very sure of; they are none.
 std::vector<Textzeile> zeilenAus(tesseract::ResultIterator& stelle) {
     std::vector<Textzeile> zeilen;
     do {
@@ -81,7 +81,7 @@ std::vector<Textzeile> zeilenAus(tesseract::ResultIterator& stelle) {
         std::unique_ptr<char[]> const roh{stelle.GetUTF8Text(tesseract::RIL_WORD)};
         Wort wort{roh ? roh.get() : "", {}, stelle.Confidence(tesseract::RIL_WORD) / hoechsteZuversicht};
         auto& k = wort.kasten;
-        if (!wort.text.empty() &&
+        if (!nurLeerraum(wort.text) &&
             stelle.BoundingBox(tesseract::RIL_WORD, &k.links, &k.oben, &k.rechts, &k.unten))
             zeilen.back().woerter.push_back(std::move(wort));
     } while (stelle.Next(tesseract::RIL_WORD));
@@ -100,11 +100,20 @@ Graubild ausPix(Pix* pix) {
     return bild;
 }
 
-float mittlereZuversicht(std::vector<Textzeile> const& zeilen) {
-    float summe = 0.0F;
-    for (auto const& zeile : zeilen)
-        summe += zeile.zuversicht;
-    return zeilen.empty() ? 0.0F : summe / static_cast<float>(zeilen.size());
+Schrifterkenner::Gelesen gelesen(std::span<Textzeile const> zeilen) {
+    std::string text;
+    for (auto const& zeile : zeilen) {
+        if (!text.empty())
+            text += '\n';
+        for (auto const& wort : zeile.woerter) {
+            if (&wort != &zeile.woerter.front())
+                text += ' ';
+            text += wort.text;
+        }
+    }
+    if (nurLeerraum(text))
+        return {};
+    return {std::move(text), mittlereZuversicht(zeilen)};
 }
 
 } // namespace
@@ -174,6 +183,7 @@ TesseractErkenner::~TesseractErkenner() = default;
 
 void TesseractErkenner::vergessen() noexcept {
     bild_.reset();
+    kostprobe_.reset();
     liegt_ = Ausrichtung::aufrecht;
     api_->Clear();
 }
@@ -196,10 +206,12 @@ Graubild TesseractErkenner::holen() {
 
 /// Lays the picture into the engine this way, unless it lies there.
 void TesseractErkenner::ausrichten(Ausrichtung ausrichtung) {
-    if (liegt_ != ausrichtung)
+    if (liegt_ != ausrichtung) {
         setzen(ausgerichtet(holen(), 3));
-    else if (bild_)
+        kostprobe_.reset();
+    } else if (bild_) {
         setzen(holen());
+    }
     liegt_ = ausrichtung;
 }
 
@@ -228,13 +240,11 @@ std::optional<int> TesseractErkenner::textfelder() {
 }
 
 std::vector<Textzeile> TesseractErkenner::erkannteZeilen(Erkennungsende ende) {
-    auto const rest =
-        std::chrono::duration_cast<std::chrono::milliseconds>(ende - std::chrono::steady_clock::now());
-    if (rest.count() <= 0)
-        return {};
     tesseract::ETEXT_DESC waechter;
-    waechter.set_deadline_msecs(static_cast<std::int32_t>(
-        std::min<std::int64_t>(rest.count(), std::numeric_limits<std::int32_t>::max())));
+    waechter.cancel = [](void* bis, int /*woerter*/) {
+        return Rechenuhr::now() >= *static_cast<Erkennungsende const*>(bis);
+    };
+    waechter.cancel_this = &ende;
     // At the deadline the call fails, yet the lines read so far are there.
     static_cast<void>(api_->Recognize(&waechter));
     std::unique_ptr<tesseract::ResultIterator> const stelle{api_->GetIterator()};
@@ -256,12 +266,26 @@ std::vector<Wort> TesseractErkenner::stueckLesen(Graubild const& bild, Kasten ka
     return woerter;
 }
 
+/// The lines of the sample, read the other way round than the picture lies.
+std::vector<Textzeile> TesseractErkenner::andersherumProbieren(Streifen streifen, Erkennungsende ende) {
+    if (!bild_)
+        bild_ = holen();
+    setzen(ausgerichtet(querstreifen(*bild_, streifen.oben, streifen.unten), 3));
+    return erkannteZeilen(ende);
+}
+
 Schrifterkenner::Gelesen TesseractErkenner::lesen(Ausrichtung ausrichtung, Erkennungsende ende) {
-    if (std::chrono::steady_clock::now() >= ende)
+    if (Rechenuhr::now() >= ende)
         return {};
     einfaedig();
+    if (kostprobe_ && liegt_ != ausrichtung) {
+        auto const zeilen = andersherumProbieren(*kostprobe_, ende);
+        if (liegtRichtig(*kostprobe_, zeilen))
+            return {};
+    }
     ausrichten(ausrichtung);
     auto zeilen = erkannteZeilen(ende);
+    kostprobe_ = kostprobe(zeilen);
     // A page that is hardly legible, such as one that lies on its head, does not get better piece by piece.
     if (mittlereZuversicht(zeilen) >= UNSICHER_GELESEN) {
         bild_ = holen();
@@ -270,19 +294,7 @@ Schrifterkenner::Gelesen TesseractErkenner::lesen(Ausrichtung ausrichtung, Erken
             zweiterBlick(zeilen, *bild_, [&](Kasten kasten) { return stueckLesen(*bild_, kasten, ende); }));
         api_->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
     }
-    std::string text;
-    for (auto const& zeile : zeilen) {
-        if (!text.empty())
-            text += '\n';
-        for (auto const& wort : zeile.woerter) {
-            if (&wort != &zeile.woerter.front())
-                text += ' ';
-            text += wort.text;
-        }
-    }
-    if (nurLeerraum(text))
-        return {};
-    return {std::move(text), mittlereZuversicht(zeilen)};
+    return gelesen(zeilen);
 }
 
 } // namespace quillmate::Texterkennung

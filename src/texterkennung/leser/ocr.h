@@ -1,9 +1,10 @@
 #pragma once
 
 #include "grundlage/datei.h"
+#include "kostprobe.h"
 #include "schrifterkenner.h"
 #include "texterkennung/sprachstand.h"
-#include "zweitblick.h"
+#include "textzeile.h"
 
 #include <map>
 #include <memory>
@@ -55,6 +56,7 @@ private:
     [[nodiscard]] Graubild holen();
     void ausrichten(Ausrichtung ausrichtung);
     [[nodiscard]] std::vector<Textzeile> erkannteZeilen(Erkennungsende ende);
+    [[nodiscard]] std::vector<Textzeile> andersherumProbieren(Streifen streifen, Erkennungsende ende);
     [[nodiscard]] std::vector<Wort> stueckLesen(Graubild const& bild, Kasten kasten, Erkennungsende ende);
 
     std::unique_ptr<tesseract::TessBaseAPI> api_;
@@ -62,6 +64,7 @@ private:
     // as well would cost 3 MB for each page. So it lies either there, or here while the engine has something else.
     std::optional<Graubild> bild_;
     Ausrichtung liegt_{Ausrichtung::aufrecht}; ///< How the picture lies, wherever it is.
+    std::optional<Streifen> kostprobe_;        ///< Of the last reading, to be tried the other way round.
 };
 
 } // namespace quillmate::Texterkennung

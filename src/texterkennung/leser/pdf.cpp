@@ -1,10 +1,11 @@
 #include "pdf.h"
 
+#include "bild.h"
 #include "grundlage/text.h"
+#include "rechenuhr.h"
 #include "texterkennung/heuristik.h"
 
 #include <malloc.h>
-#include <time.h>
 
 #include <algorithm>
 #include <array>
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -32,10 +34,9 @@
 //                 MuPDF calls for all memory, the stream it reads the file through, and the cookie it looks
 //                 at between drawing steps. Once used up, all three refuse, and MuPDF runs out through its
 //                 own error paths.
-//   geschuetzt()  the only fz_try of this file. MuPDF's errors are longjmps, which run no destructors: what
-//   it
-//                 calls holds MuPDF objects only, in a Halter that is emptied here after success and failure
-//                 alike.
+//   geschuetzt()  the way into MuPDF. Its errors are longjmps, which run no destructors: what it calls holds MuPDF
+//                 objects only, in a Halter that is emptied here after success and failure alike.
+//   bildFuellen() draws scanned pages, with a try of its own. They are what PDFs without text mostly are.
 //
 // Each document has a MuPDF context of its own: making one costs little, and nothing of a hostile document
 // stays.
@@ -69,16 +70,9 @@ constexpr int allokationenJeUhrblick = 64; // Reading the clock costs about as m
 
 using Uhr = std::chrono::steady_clock;
 
-/// Processor time that the calling thread has used so far.
-std::chrono::nanoseconds rechenzeit() {
-    timespec zeit{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &zeit);
-    return std::chrono::seconds{zeit.tv_sec} + std::chrono::nanoseconds{zeit.tv_nsec};
-}
-
 struct Haushalt {
     PdfGrenzen grenzen;
-    std::chrono::nanoseconds rechenEnde; // By rechenzeit().
+    Rechenuhr::time_point rechenEnde;
     Uhr::time_point wandEnde;
     std::size_t speicher{0};
     std::int64_t gelesen{0};
@@ -92,7 +86,10 @@ struct Haushalt {
     fz_stream_next_fn* lzwWeiter{};
     fz_stream_next_fn* rldWeiter{};
     decltype(fz_device::begin_tile) kachelBeginnen{}; // The drawing device's own.
-    decltype(fz_device::fill_text) textFuellen{};     // The text device's own, and so on.
+    decltype(fz_device::fill_image) bildFuellen{};    // The same.
+    std::optional<Graubild>
+        scan; // Here, because nothing with a destructor may be on a stack that MuPDF jumps over.
+    decltype(fz_device::fill_text) textFuellen{}; // The text device's own, and so on.
     decltype(fz_device::ignore_text) textUebergehen{};
     std::size_t zeichen{0}; // That the text device has seen.
     bool genugText{false};
@@ -102,7 +99,7 @@ struct Haushalt {
         keks.abort = 1;
     }
     bool frist() {
-        if (!verbraucht && (rechenzeit() >= rechenEnde || Uhr::now() >= wandEnde))
+        if (!verbraucht && (Rechenuhr::now() >= rechenEnde || Uhr::now() >= wandEnde))
             aufbrauchen();
         return !verbraucht;
     }
@@ -251,6 +248,72 @@ int kachelBeginnen(
     return h.kachelBeginnen(ctx, geraet, flaeche, kachel, breite, hoehe, lage, kennung);
 }
 
+/// Whether MuPDF would draw this picture from a JPEG of grey or of common colours, without a mask and the like.
+bool istScan(fz_image const& bild, fz_compressed_buffer const* gepackt) {
+    // What MuPDF unpacks without our help takes three times this.
+    constexpr std::int64_t mindestpunkte = 2'500'000;
+    auto const farben = fz_colorspace_type(nullptr, bild.colorspace);
+    return gepackt != nullptr && gepackt->params.type == FZ_IMAGE_JPEG &&
+           gepackt->params.u.jpeg.color_transform != 0 && std::int64_t{bild.w} * bild.h >= mindestpunkte &&
+           bild.mask == nullptr && bild.imagemask == 0 && bild.use_colorkey == 0 && bild.use_decode == 0 &&
+           ((farben == FZ_COLORSPACE_RGB && bild.n == 3) || (farben == FZ_COLORSPACE_GRAY && bild.n == 1));
+}
+
+/// A scanned page in grey and hardly larger than it is drawn, decoded row by row: MuPDF holds it in colour, and
+/// larger. Nothing where the picture is none, or is drawn larger than it would become.
+std::optional<Graubild> scanVerkleinert(
+    Haushalt& h, fz_image const& bild, fz_compressed_buffer const* gepackt, fz_matrix lage) noexcept try {
+    if (!istScan(bild, gepackt) || !h.frist())
+        return std::nullopt;
+    auto const ziel = zielmass(bild.w, bild.h);
+    constexpr double spiel = 1; // The sides of a page are rounded.
+    if (std::hypot(lage.a, lage.b) > ziel.breite + spiel || std::hypot(lage.c, lage.d) > ziel.hoehe + spiel)
+        return std::nullopt;
+    unsigned char* bytes = nullptr;
+    auto const anzahl = fz_buffer_storage(nullptr, gepackt->buffer, &bytes);
+    auto roh = jpegLaden(Dateiquelle::ausSpeicher({bytes, anzahl}));
+    h.frist(); // Decoding may have taken all of it, and MuPDF looks at the clock only now and then.
+    if (!roh)
+        return std::nullopt;
+    return std::move(roh->bild); // However it was held while it was taken: a PDF turns its pictures itself.
+} catch (std::bad_alloc const&) {
+    h.mangel = true;
+    return std::nullopt;
+} catch (std::exception const&) {
+    return std::nullopt;
+}
+
+void bildFuellen(
+    fz_context* ctx, fz_device* geraet, fz_image* bild, fz_matrix lage, float deckung,
+    fz_color_params farbart) {
+    auto& h = haushaltVon(ctx);
+    h.scan = scanVerkleinert(h, *bild, fz_compressed_image_buffer(ctx, bild), lage);
+    if (!h.scan) {
+        h.bildFuellen(ctx, geraet, bild, lage, deckung, farbart);
+        return;
+    }
+    fz_pixmap* punkte = nullptr;
+    fz_image* ersatz = nullptr;
+    fz_var(punkte);
+    fz_var(ersatz);
+    fz_try(ctx) {
+        punkte = fz_new_pixmap(ctx, fz_device_gray(ctx), h.scan->breite, h.scan->hoehe, nullptr, 0);
+        for (int y = 0; y < h.scan->hoehe; ++y)
+            std::memcpy(
+                punkte->samples + static_cast<std::ptrdiff_t>(y) * punkte->stride, h.scan->zeile(y).data(),
+                static_cast<std::size_t>(h.scan->breite));
+        h.scan.reset();
+        ersatz = fz_new_image_from_pixmap(ctx, punkte, nullptr);
+        h.bildFuellen(ctx, geraet, ersatz, lage, deckung, farbart);
+    }
+    fz_always(ctx) {
+        h.scan.reset();
+        fz_drop_image(ctx, ersatz);
+        fz_drop_pixmap(ctx, punkte);
+    }
+    fz_catch(ctx) fz_rethrow(ctx);
+}
+
 void schweigen(void* /*nutzer*/, char const* /*text*/) {}
 
 /// Whether the document's text is still wanted after this piece; ends the page when not.
@@ -350,7 +413,7 @@ struct PdfDatei::Innen {
     pdf_document* dokument{};
 
     Innen(Dateiquelle const& q, PdfGrenzen const& grenzen)
-        : haushalt{grenzen, rechenzeit() + grenzen.frist, Uhr::now() + grenzen.wandfrist}
+        : haushalt{grenzen, Rechenuhr::now() + grenzen.frist, Uhr::now() + grenzen.wandfrist}
         , quelle(q) {}
     Innen(Innen const&) = delete;
     Innen& operator=(Innen const&) = delete;
@@ -466,6 +529,7 @@ std::optional<Graubild> PdfDatei::pdfSeiteAlsBild() {
         fz_clear_pixmap_with_value(ctx, h.pixmap, static_cast<int>(weiss));
         h.geraet = fz_new_draw_device(ctx, lage, h.pixmap);
         innen_->haushalt.kachelBeginnen = std::exchange(h.geraet->begin_tile, kachelBeginnen);
+        innen_->haushalt.bildFuellen = std::exchange(h.geraet->fill_image, bildFuellen);
         fz_run_page(ctx, seite, h.geraet, fz_identity, &innen_->haushalt.keks);
         fz_close_device(ctx, h.geraet);
     });

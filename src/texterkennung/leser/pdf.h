@@ -22,7 +22,7 @@ struct PdfGrenzen {
     /// Time on the clock, for a file system that hangs. Generous: fifteen seconds of work on a machine that
     /// is twenty times oversubscribed.
     std::chrono::milliseconds wandfrist{300'000};
-    /// A scanned page of 600 dpi in colour takes 100 MB.
+    /// Room for a scanned page of 600 dpi in colour, unpacked as a whole, and then some.
     std::size_t speicher{256U << 20U};
     /// Bytes read from the file, repeated reads included. A receipt is read once or twice over.
     std::int64_t gelesen{512LL << 20U};

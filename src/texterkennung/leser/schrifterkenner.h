@@ -1,15 +1,15 @@
 #pragma once
 
 #include "graubild.h"
+#include "rechenuhr.h"
 
-#include <chrono>
 #include <optional>
 #include <string>
 
 namespace quillmate::Texterkennung {
 
-/// Until when the recognition of one file may take; what follows is not begun.
-using Erkennungsende = std::chrono::steady_clock::time_point;
+/// Until when the recognition of one file may take, by the calling thread's processor time; what follows is not begun.
+using Erkennungsende = Rechenuhr::time_point;
 
 /// One engine that recognises text in pictures.
 /// Threads: one at a time; adds no threads of its own.
@@ -27,8 +27,9 @@ public:
     /// a blank picture has none.
     [[nodiscard]] virtual std::optional<int> textfelder() = 0;
     /// One recognition pass. A pass that reaches `ende` is stopped and gives the lines read so far, as if the
-    /// picture held no more; one that would begin later is not begun. Errors: none; a failed pass gives no
-    /// text and confidence 0.
+    /// picture held no more; one that would begin later is not begun. A pass the other way round than the last
+    /// one gives no text when its first lines show that it leads nowhere. Errors: none; a failed pass gives
+    /// no text and confidence 0.
     [[nodiscard]] virtual Gelesen lesen(Ausrichtung ausrichtung, Erkennungsende ende) = 0;
     /// Gives back the picture and what the engine keeps of it.
     virtual void vergessen() noexcept = 0;

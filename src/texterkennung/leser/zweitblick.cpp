@@ -8,6 +8,7 @@
 #include <cmath>
 #include <iterator>
 #include <numeric>
+#include <string_view>
 #include <utility>
 
 namespace quillmate::Texterkennung {
@@ -46,8 +47,36 @@ Kasten mitRand(Kasten k, Graubild const& bild) {
         {k.links - seitlich, k.oben - darueber, k.rechts + seitlich, k.unten + darueber}, bild);
 }
 
-bool hatZiffer(std::string const& text) {
-    return std::ranges::any_of(text, [](unsigned char c) { return std::isdigit(c) != 0; });
+bool istZiffer(unsigned char c) {
+    return std::isdigit(c) != 0;
+}
+
+bool hatZiffer(std::string_view text) {
+    return std::ranges::any_of(text, istZiffer);
+}
+
+bool sindCent(std::string_view text) {
+    return text.size() == 2 && std::ranges::all_of(text, istZiffer);
+}
+
+bool istTrennzeichen(char c) {
+    return c == ',' || c == '.';
+}
+
+/// Whether two digits stand behind a separator that no euros stand before: ",00", ", 00" or "39, 00".
+bool hatEinzelneCent(std::span<Wort const> woerter) {
+    for (std::size_t i = 0; i < woerter.size(); ++i) {
+        std::string_view const text = woerter[i].text;
+        if (!text.empty() && istTrennzeichen(text.front()) && sindCent(text.substr(1)))
+            return true;
+        if (i == 0 || !sindCent(text))
+            continue;
+        std::string_view const davor = woerter[i - 1].text;
+        if (!davor.empty() && istTrennzeichen(davor.back()) &&
+            (davor.size() == 1 || istZiffer(static_cast<unsigned char>(davor[davor.size() - 2]))))
+            return true;
+    }
+    return false;
 }
 
 std::string verbunden(std::span<Wort const> woerter) {
@@ -57,14 +86,21 @@ std::string verbunden(std::span<Wort const> woerter) {
     return text;
 }
 
-/// How much a reading is worth: mean confidence, and the advance of an amount.
-float guete(std::span<Wort const> woerter) {
+int breite(std::span<Wort const> woerter) {
+    return std::transform_reduce(woerter.begin(), woerter.end(), 0, std::plus<>{}, [](Wort const& w) {
+        return std::max(w.kasten.rechts - w.kasten.links, 1);
+    });
+}
+
+/// How much a reading is worth of which words of this width are expected: mean confidence per width, so that what is
+/// missing counts as read with none, and the advance of an amount.
+float guete(std::span<Wort const> woerter, int erwarteteBreite) {
     if (woerter.empty())
         return 0.0F;
     float summe = 0.0F;
     for (auto const& wort : woerter)
-        summe += wort.zuversicht;
-    return summe / static_cast<float>(woerter.size()) +
+        summe += wort.zuversicht * static_cast<float>(std::max(wort.kasten.rechts - wort.kasten.links, 1));
+    return summe / static_cast<float>(std::max(breite(woerter), erwarteteBreite)) +
            (hatBetrag(verbunden(woerter)) ? vorsprungBetrag : 0.0F);
 }
 
@@ -193,12 +229,12 @@ std::vector<Stueck> stuecke(Textzeile const& zeile) {
 }
 
 bool zweifelhaft(std::span<Wort const> woerter) {
-    if (std::ranges::none_of(woerter, [](Wort const& w) { return hatZiffer(w.text); }))
-        return false;
-    if (std::ranges::any_of(woerter, [](Wort const& w) { return w.zuversicht < zweifel; }))
+    if (std::ranges::any_of(
+            woerter, [](Wort const& w) { return w.zuversicht < zweifel && hatZiffer(w.text); }))
         return true;
     auto const text = verbunden(woerter);
-    return text.find("€") != std::string::npos && !hatBetrag(text);
+    bool const betragErwartet = text.find("€") != std::string::npos || hatEinzelneCent(woerter);
+    return betragErwartet && hatZiffer(text) && !hatBetrag(text);
 }
 
 std::optional<int> groessenwechsel(Graubild const& bild, Kasten kasten) {
@@ -244,7 +280,8 @@ std::size_t zweiterBlick(std::vector<Textzeile>& zeilen, Graubild const& bild, S
                 continue;
             ++gelesen;
             auto neu = neuGelesen(bild, kasten, lesen);
-            if (guete(neu) <= guete(alt))
+            auto const erwartet = breite(alt);
+            if (guete(neu, erwartet) <= guete(alt, erwartet))
                 continue;
             auto const anfang = zeile.woerter.begin() + static_cast<std::ptrdiff_t>(stueck->erstes);
             auto const stelle = zeile.woerter.erase(
@@ -254,10 +291,7 @@ std::size_t zweiterBlick(std::vector<Textzeile>& zeilen, Graubild const& bild, S
             geaendert = true;
         }
         if (geaendert)
-            zeile.zuversicht = std::transform_reduce(
-                                   zeile.woerter.begin(), zeile.woerter.end(), 0.0F, std::plus<>{},
-                                   [](Wort const& w) { return w.zuversicht; }) /
-                               static_cast<float>(zeile.woerter.size());
+            zeile.zuversicht = mittlereZuversicht(zeile.woerter);
     }
     return gelesen;
 }

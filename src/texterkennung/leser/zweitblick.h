@@ -1,12 +1,12 @@
 #pragma once
 
 #include "graubild.h"
+#include "textzeile.h"
 
 #include <cstddef>
 #include <functional>
 #include <optional>
 #include <span>
-#include <string>
 #include <vector>
 
 /// A second look at the figures that the engine was not sure of. A line is read as a whole, in one height; where a
@@ -14,24 +14,6 @@
 /// of them. Cut out by itself, the piece is read anew, and the better reading stays.
 /// Pure functions over readings and pictures; the engine comes as a function. Threads: any.
 namespace quillmate::Texterkennung {
-
-/// Pixels; `rechts` and `unten` are the first that no longer belong to it.
-struct Kasten {
-    int links{}, oben{}, rechts{}, unten{};
-    bool operator==(Kasten const&) const = default;
-};
-
-struct Wort {
-    std::string text; ///< UTF-8.
-    Kasten kasten;
-    float zuversicht{0.0F}; ///< 0 to 1.
-};
-
-/// One line, its words from left to right.
-struct Textzeile {
-    std::vector<Wort> woerter;
-    float zuversicht{0.0F}; ///< 0 to 1.
-};
 
 /// Neighbouring words of a line, by index; `ende` is the first that no longer belongs to it.
 struct Stueck {
@@ -42,8 +24,9 @@ struct Stueck {
 /// The line in pieces, parted where a gap is wider than the line is high.
 [[nodiscard]] std::vector<Stueck> stuecke(Textzeile const& zeile);
 
-/// Whether a figure stands in these words, and one of them is doubtful or it is in euros and no amount: a comma is the
-/// smallest sign on a receipt, and the engine is sure of a number without it.
+/// Whether a figure stands in these words that the engine was not sure of, or that it is sure of but that is no amount
+/// of money where one must be: euros without cents, or cents without euros. A comma is the smallest sign on a receipt,
+/// easily overlooked, and what stands before it easily taken for letters.
 [[nodiscard]] bool zweifelhaft(std::span<Wort const> woerter);
 
 /// Where in this part of the picture small print turns into large or the other way round: the first column of the
@@ -57,8 +40,9 @@ using Stueckleser = std::function<std::vector<Wort>(Kasten)>;
 /// is none that a second look mends, and would take twice its time.
 inline constexpr std::size_t hoechstensStuecke = 24;
 
-/// Reads doubtful pieces again and puts the better reading in place. Of two readings the more certain one is better;
-/// one with an amount of money has a fifth of certainty in advance.
+/// Reads doubtful pieces again and puts the better reading in place. Of two readings the more certain one is better, by the
+/// width that it covers: one that leaves words out is not. One with an amount of money has a fifth of certainty in
+/// advance.
 /// Returns how many pieces were read again.
 std::size_t zweiterBlick(std::vector<Textzeile>& zeilen, Graubild const& bild, Stueckleser const& lesen);
 

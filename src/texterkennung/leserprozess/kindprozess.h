@@ -13,7 +13,8 @@ namespace quillmate::Texterkennung {
 /// The descriptor under which a reader finds its end of the channel.
 inline constexpr int kanalImLeser = 3;
 
-/// What a thread hands down to the readers it has work for: a scan works at low priority, and so do its readers.
+/// What a thread hands down to the readers it has work for: a scan works at low priority, and so do its readers. Where the
+/// kernel shares time among sessions first (autogroup), a reader has a share of its own, and this orders it within that.
 struct Rang {
     int nice{0};
     int ioprio{0};
