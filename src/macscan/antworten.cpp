@@ -1,5 +1,6 @@
 #include "antworten.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -15,6 +16,24 @@ FremdesJson objektAus(std::optional<std::string> const& antwort) noexcept {
     } catch (std::exception const&) { // NOLINT(bugprone-empty-catch): no memory for the answer is no answer
     }
     return FremdesJson(FremdesJson::value_t::object);
+}
+
+Vorgabe vorgabeAus(FremdesJson const& antwort) {
+    Vorgabe vorgabe;
+    if (auto const datum = antwort.find("min_file_date"); datum != antwort.end() && datum->is_string())
+        vorgabe.fruehestens = datum->get<std::string>();
+    if (auto const worte = antwort.find("context_keywords");
+        worte != antwort.end() && worte->is_array() &&
+        std::ranges::all_of(*worte, [](auto const& wort) { return wort.is_string(); }))
+        vorgabe.stichworte = worte->get<std::vector<std::string>>();
+    return vorgabe;
+}
+
+std::optional<bool> gestopptAus(FremdesJson const& antwort) {
+    auto const gestoppt = antwort.find("gestoppt");
+    if (gestoppt == antwort.end() || !gestoppt->is_boolean())
+        return std::nullopt;
+    return gestoppt->get<bool>();
 }
 
 namespace {

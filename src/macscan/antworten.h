@@ -11,7 +11,8 @@
 #include <unordered_set>
 #include <vector>
 
-/// Decoders of the service's answers. Untrusted input: pure functions that never throw; any thread.
+/// Decoders of the service's answers. Untrusted input: pure functions that never throw (those on a JSON value: only
+/// when memory runs out); any thread.
 /// Lists and tables are taken over value by value as they are read, so that an answer of many megabytes never
 /// stands in memory as a tree.
 namespace quillmate::MacScan {
@@ -34,6 +35,18 @@ inline constexpr std::size_t hoechstensEintraege = 1'000'000;
 
 /// The answer's object; an empty one for anything else.
 [[nodiscard]] FremdesJson objektAus(std::optional<std::string> const& antwort) noexcept;
+
+/// The scan preferences.
+struct Vorgabe {
+    std::optional<std::string> fruehestens; ///< "min_file_date", any text.
+    std::vector<std::string> stichworte;    ///< "context_keywords", when it is an array of nothing but text.
+};
+
+/// What the preferences' object says. A key that is missing or of another type is empty.
+[[nodiscard]] Vorgabe vorgabeAus(FremdesJson const& antwort);
+
+/// "gestoppt" of the progress' object; nothing unless it is a Boolean.
+[[nodiscard]] std::optional<bool> gestopptAus(FremdesJson const& antwort);
 
 /// "paths" (array of text) and "path_hashes" (object of text to text). A key that is missing, of another
 /// type, or too long is empty; so is everything in an answer that is no object.

@@ -1,5 +1,7 @@
 #include "stoppwaechter.h"
 
+#include "antworten.h"
+
 #include <system_error>
 #include <utility>
 
@@ -50,8 +52,7 @@ void StoppWaechter::uebernehmen(FremdesJson const& antwort, std::uint64_t lauf) 
     if (lauf != lauf_)
         return; // asked on behalf of a run that is over; a stop of then must not end the run of now
     zuletzt_ = uhr_.jetzt();
-    if (auto const gestoppt = antwort.find("gestoppt"); gestoppt != antwort.end() && gestoppt->is_boolean())
-        wert_ = gestoppt->get<bool>();
+    wert_ = gestopptAus(antwort).value_or(wert_);
     geaendert_.notify_all();
 }
 

@@ -183,13 +183,9 @@ void Lauf::ausfuehren() {
 
 void Lauf::vorgabenHolen() {
     auto const schritt = stand_.beginne("vorgaben", "Vorgaben");
-    auto const vorgabe = umgebung_.dienst.holeVorgabe(auftrag_.zugang);
-    if (auto const datum = vorgabe.find("min_file_date"); datum != vorgabe.end() && datum->is_string())
-        fruehestens_ = datumAus(datum->get<std::string>());
-    if (auto const worte = vorgabe.find("context_keywords");
-        worte != vorgabe.end() && worte->is_array() &&
-        std::ranges::all_of(*worte, [](auto const& wort) { return wort.is_string(); }))
-        stichworte_ = worte->get<std::vector<std::string>>();
+    auto vorgabe = vorgabeAus(umgebung_.dienst.holeVorgabe(auftrag_.zugang));
+    fruehestens_ = datumAus(vorgabe.fruehestens);
+    stichworte_ = std::move(vorgabe.stichworte);
     stand_.fertig(schritt);
 }
 
