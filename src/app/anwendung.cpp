@@ -102,11 +102,6 @@ Anwendung::Anwendung(Umgebung::Vorher vorher, Deskriptor eigeneProbe)
     , oberflaeche_(
           kennung_, ueberQuillmate(buendel_),
           {.gestartet = [this] { gestartet(); },
-           .inDenVordergrund =
-               [this] {
-                   if (haupt_)
-                       haupt_->zeigen();
-               },
            .oeffnen =
                [this](std::string const& adresse) {
                    adresseErhalten(adresse);

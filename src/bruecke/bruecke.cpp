@@ -94,21 +94,23 @@ std::vector<Bruecke::Aktion> const& Bruecke::aktionen() {
 }
 
 Bruecke::Antwortweg::Antwortweg(
-    plattform::Hauptschleife& schleife, std::weak_ptr<plattform::Webansicht> web,
-    std::weak_ptr<void> bruecke) noexcept
-    : schleife_(&schleife)
-    , web_(std::move(web))
-    , bruecke_(std::move(bruecke)) {}
+    Bruecke const& bruecke, plattform::Absender const& absender, std::int64_t id) noexcept
+    : schleife_(&bruecke.umgebung_.schleife)
+    , web_(bruecke.web_)
+    , bruecke_(bruecke.lebt_)
+    , dokument_(absender.nummer)
+    , id_(id) {}
 
-void Bruecke::Antwortweg::antworte(std::int64_t id, Json const& ergebnis) const {
+void Bruecke::Antwortweg::antworte(Json const& ergebnis) const {
     if (bruecke_.expired())
         return;
     auto const text = jsonText(ergebnis);
     if (!text)
         return;
     // The view is looked up on the main thread only: a lock taken here could make a worker its last owner.
-    schleife_->spaeter([web = web_, skript = fmt::format("window.__quillmateAntwort({}, {})", id, *text)] {
-        if (auto const ansicht = web.lock())
+    schleife_->spaeter([web = web_, dokument = dokument_,
+                        skript = fmt::format("window.__quillmateAntwort({}, {})", id_, *text)] {
+        if (auto const ansicht = web.lock(); ansicht && ansicht->dokument().nummer == dokument)
             ansicht->skript(skript);
     });
 }
@@ -116,9 +118,9 @@ void Bruecke::Antwortweg::antworte(std::int64_t id, Json const& ergebnis) const 
 Bruecke::Bruecke(
     std::weak_ptr<plattform::Webansicht> web, PortalOeffnen portalOeffnen, Brueckenumgebung umgebung)
     : umgebung_(std::move(umgebung))
+    , web_(std::move(web))
     , portalOeffnen_(std::move(portalOeffnen))
     , lebt_(std::make_shared<char>())
-    , antwortweg_(umgebung_.schleife, std::move(web), lebt_)
     , hintergrund_(umgebung_.arbeitsfaden) {}
 
 Bruecke::~Bruecke() = default;
@@ -127,13 +129,9 @@ plattform::Nutzerskript Bruecke::einspielung(Programmangaben const& angaben) {
     return {.quelltext = einspielungsskript(angaben), .nurHauptrahmen = true};
 }
 
-void Bruecke::antworteFehler(std::int64_t id, std::string_view text) const {
-    antworte(id, {{"fehler", text}});
-}
-
-MacScan::Melder Bruecke::melder(std::int64_t id) const {
-    return [weg = antwortweg_, id](Json const& meldung) {
-        weg.antworte(id, meldung);
+MacScan::Melder Bruecke::melder(Antwortweg weg) {
+    return [weg = std::move(weg)](Json const& meldung) {
+        weg.antworte(meldung);
     };
 }
 
@@ -143,34 +141,34 @@ void Bruecke::empfangen(std::string_view json, plattform::Absender const& absend
         protokoll("Bruecke: unverständliche Nachricht abgewiesen");
         return;
     }
+    // Also for what outlives this bridge: an action may run the main loop (a panel), and the loop may end the window.
+    Antwortweg const weg{*this, absender, nachricht->id};
     bool const fremd = !darfSprechen(absender, umgebung_.start);
     if (fremd || !erlaubt().contains(nachricht->aktion)) {
         protokoll(fmt::format(
             "Bruecke: Aktion '{}' ist nicht erlaubt - abgewiesen{}",
             einzeilig(nachricht->aktion, hoechstensImProtokoll),
             fremd ? fmt::format(" (gesendet von {})", sprecher(absender)) : std::string{}));
-        antworteFehler(nachricht->id, unbekannteAktion);
+        weg.antworteFehler(unbekannteAktion);
         return;
     }
     auto const aktion = std::ranges::find(aktionen(), nachricht->aktion, &Aktion::name);
     if (aktion == aktionen().end()) {
-        antworteFehler(nachricht->id, unbekannteAktion);
+        weg.antworteFehler(unbekannteAktion);
         return;
     }
-    // An action may run the main loop (a panel), and the loop may end the window with this bridge.
-    auto const weg = antwortweg_;
     try {
-        (this->*aktion->handlung)(*nachricht);
+        (this->*aktion->handlung)(*nachricht, weg);
     } catch (std::exception const& fehler) { // out of memory, out of threads
         protokoll(fmt::format("Bruecke: Aktion '{}' abgebrochen: {}", nachricht->aktion, fehler.what()));
-        weg.antworte(nachricht->id, {{"fehler", "Die Aktion ist unerwartet abgebrochen."}});
+        weg.antworteFehler("Die Aktion ist unerwartet abgebrochen.");
     }
 }
 
-void Bruecke::ordnerWaehlen(Nachricht const& nachricht) {
+void Bruecke::ordnerWaehlen(Nachricht const& /*nachricht*/, Antwortweg const& weg) {
     // The panel runs the main loop, so further calls arrive while it is open. Panels upon panels would help nobody.
     if (tafelOffen_) {
-        antworte(nachricht.id, {{"abgebrochen", true}});
+        weg.antworte({{"abgebrochen", true}});
         return;
     }
     tafelOffen_ = true;
@@ -180,22 +178,21 @@ void Bruecke::ordnerWaehlen(Nachricht const& nachricht) {
         return;
     tafelOffen_ = false;
     if (!ordner) {
-        antworte(nachricht.id, {{"abgebrochen", true}});
+        weg.antworte({{"abgebrochen", true}});
         return;
     }
     umgebung_.merkliste.merken(*ordner);
     auto antwort = bericht(*ordner);
     antwort["kennung"] = Ordner::kennung(*ordner);
-    antworte(nachricht.id, antwort);
+    weg.antworte(antwort);
 }
 
-void Bruecke::gemerkterOrdner(Nachricht const& nachricht) {
+void Bruecke::gemerkterOrdner(Nachricht const& /*nachricht*/, Antwortweg const& weg) {
     Ordner::OffeneOrdner const offen{umgebung_.merkliste};
-    antworte(
-        nachricht.id, offen.alle().empty() ? Json{{"ordner", nullptr}} : bericht(offen.alle().front().url));
+    weg.antworte(offen.alle().empty() ? Json{{"ordner", nullptr}} : bericht(offen.alle().front().url));
 }
 
-void Bruecke::gemerkteOrdner(Nachricht const& nachricht) {
+void Bruecke::gemerkteOrdner(Nachricht const& /*nachricht*/, Antwortweg const& weg) {
     Ordner::OffeneOrdner const offen{umgebung_.merkliste};
     auto liste = Json::array();
     for (auto const& gemerkt : offen.alle()) {
@@ -203,47 +200,45 @@ void Bruecke::gemerkteOrdner(Nachricht const& nachricht) {
         eintrag["kennung"] = gemerkt.kennung;
         liste.push_back(std::move(eintrag));
     }
-    antworte(nachricht.id, {{"ordner", std::move(liste)}});
+    weg.antworte({{"ordner", std::move(liste)}});
 }
 
-void Bruecke::ordnerVergessen(Nachricht const& nachricht) {
+void Bruecke::ordnerVergessen(Nachricht const& nachricht, Antwortweg const& weg) {
     if (auto const kennung = nachricht.argumente.nichtleererText("kennung"))
         umgebung_.merkliste.vergessen(*kennung);
     else
         umgebung_.merkliste.vergessen();
-    antworte(nachricht.id, {{"ordner", nullptr}});
+    weg.antworte({{"ordner", nullptr}});
 }
 
-void Bruecke::portalOeffnen(Nachricht const& nachricht) {
+void Bruecke::portalOeffnen(Nachricht const& nachricht, Antwortweg const& weg) {
     auto const& argumente = nachricht.argumente;
     auto const kennung = argumente.text("kennung");
     auto const clientId = argumente.ganzzahl("client_id");
     auto const token = argumente.nichtleererText("token");
     if (!kennung || !clientId || !token) {
-        antworteFehler(nachricht.id, "Unvollständige Portalanfrage.");
+        weg.antworteFehler("Unvollständige Portalanfrage.");
         return;
     }
     if (!portalOeffnen_) {
-        antworteFehler(nachricht.id, "Portalmodus ist in dieser App-Fassung nicht verfügbar.");
+        weg.antworteFehler("Portalmodus ist in dieser App-Fassung nicht verfügbar.");
         return;
     }
-    auto const weg = antwortweg_; // asking for an address runs the main loop, which may end this bridge
+    // Asking for an address runs the main loop, which may end this bridge.
     auto const oeffnen = portalOeffnen_;
-    auto const id = nachricht.id;
-    weg.antworte(
-        id, oeffnen(
-                {.kennung = *kennung,
-                 .clientId = *clientId,
-                 .token = *token,
-                 .name = argumente.text("name"),
-                 .transactionId = argumente.ganzzahl("transaction_id")}));
+    weg.antworte(oeffnen(
+        {.kennung = *kennung,
+         .clientId = *clientId,
+         .token = *token,
+         .name = argumente.text("name"),
+         .transactionId = argumente.ganzzahl("transaction_id")}));
 }
 
-void Bruecke::macScannen(Nachricht const& nachricht) {
+void Bruecke::macScannen(Nachricht const& nachricht, Antwortweg const& weg) {
     auto const& argumente = nachricht.argumente;
     auto const zugang = zugangAus(argumente);
     if (!zugang) {
-        antworteFehler(nachricht.id, "Unvollständige Scan-Anfrage.");
+        weg.antworteFehler("Unvollständige Scan-Anfrage.");
         return;
     }
     umgebung_.suche.starten(
@@ -254,21 +249,21 @@ void Bruecke::macScannen(Nachricht const& nachricht) {
          .hoechstensBilder = std::clamp(
              argumente.ganzzahl("hoechstensBilder").value_or(hoechstensBilder), std::int64_t{1},
              hoechstensBilder)},
-        melder(nachricht.id));
+        melder(weg));
 }
 
-void Bruecke::bilderZaehlen(Nachricht const& nachricht) {
+void Bruecke::bilderZaehlen(Nachricht const& nachricht, Antwortweg const& weg) {
     auto const kennung = nachricht.argumente.nichtleererText("kennung");
     if (!kennung) {
-        antworteFehler(nachricht.id, "Kein Ordner angegeben.");
+        weg.antworteFehler("Kein Ordner angegeben.");
         return;
     }
     if (kennung->size() > kennungslaenge) { // Nothing to look for, and nothing to keep.
-        antworteFehler(nachricht.id, "Der Ordner ist nicht mehr freigegeben.");
+        weg.antworteFehler("Der Ordner ist nicht mehr freigegeben.");
         return;
     }
     auto& wartende = zaehlungen_[*kennung];
-    wartende.push_back(nachricht.id);
+    wartende.push_back(weg);
     if (wartende.size() > 1)
         return;
     auto zaehlen = [this, lebt = std::weak_ptr<void>{lebt_}, kennung = *kennung, &suche = umgebung_.suche,
@@ -298,18 +293,18 @@ void Bruecke::bilderZaehlen(Nachricht const& nachricht) {
 void Bruecke::gezaehlt(std::string const& kennung, Json const& ergebnis) {
     auto const wartende = zaehlungen_.extract(kennung);
     if (wartende)
-        for (auto const id : wartende.mapped())
-            antworte(id, ergebnis);
+        for (auto const& weg : wartende.mapped())
+            weg.antworte(ergebnis);
 }
 
-void Bruecke::gezieltSuchen(Nachricht const& nachricht) {
+void Bruecke::gezieltSuchen(Nachricht const& nachricht, Antwortweg const& weg) {
     auto const& argumente = nachricht.argumente;
     auto const zugang = zugangAus(argumente);
     auto const transactionId = argumente.ganzzahl("transaction_id");
     auto const stichworte = argumente.liste("stichworte");
     auto const betragTexte = argumente.liste("betrag_texte");
     if (!zugang || !transactionId || *transactionId <= 0 || !stichworte || !betragTexte) {
-        antworteFehler(nachricht.id, "Unvollständige Suchanfrage.");
+        weg.antworteFehler("Unvollständige Suchanfrage.");
         return;
     }
     umgebung_.suche.gezieltSuchen(
@@ -318,27 +313,27 @@ void Bruecke::gezieltSuchen(Nachricht const& nachricht) {
          .stichworte = *stichworte,
          .betragTexte = *betragTexte,
          .datum = MacScan::datumAus(argumente.text("datum"))},
-        melder(nachricht.id));
+        melder(weg));
 }
 
-void Bruecke::inProgrammeVerschieben(Nachricht const& nachricht) {
+void Bruecke::inProgrammeVerschieben(Nachricht const& /*nachricht*/, Antwortweg const& weg) {
     auto lage = umgebung_.umzugLage();
     if (!lage.umzugNoetig) {
-        antworte(nachricht.id, {{"ort", lage.ort}});
+        weg.antworte({{"ort", lage.ort}});
         return;
     }
-    antworte(nachricht.id, {{"neustart", true}});
+    weg.antworte({{"neustart", true}});
     umgebung_.schleife.nach(umzugsfrist, std::move(lage.ausfuehren));
 }
 
-void Bruecke::suchStand(Nachricht const& nachricht) {
-    antworte(nachricht.id, umgebung_.suche.stand.bericht());
+void Bruecke::suchStand(Nachricht const& /*nachricht*/, Antwortweg const& weg) {
+    weg.antworte(umgebung_.suche.stand.bericht());
 }
 
-void Bruecke::nachUpdatesSuchen(Nachricht const& nachricht) {
+void Bruecke::nachUpdatesSuchen(Nachricht const& /*nachricht*/, Antwortweg const& weg) {
     if (umgebung_.aktualisierer)
         umgebung_.aktualisierer->nachUpdatesSuchen();
-    antworte(nachricht.id, Json::object());
+    weg.antworte(Json::object());
 }
 
 } // namespace quillmate

@@ -55,7 +55,7 @@ struct Brueckenumgebung {
 };
 
 /// The web page's way to the native side: decodes a message, judges it, obeys, and answers by a call of
-/// `window.__quillmateAntwort` in the main web view.
+/// `window.__quillmateAntwort` in the main web view, as long as that shows the document that called.
 /// Threads: main thread. Replies may come from any thread inside; they are delivered on the main thread, later.
 /// Errors: none reach the caller. What is not understood or not allowed is logged.
 /// Ownership: holds the web view weakly; without it replies are dropped. Destroying stops a count of images that
@@ -80,51 +80,52 @@ public:
     void empfangen(std::string_view json, plattform::Absender const& absender);
 
 private:
-    /// The road of replies. A copy may be used on any thread, also when the bridge is gone; then it does nothing.
+    /// The road of one call's replies, to the document that called and to none after it: each document counts its calls
+    /// from 1, so the next one's call of the same number would be settled, and a foreign one would read the reply.
+    /// A copy may be used on any thread, also when the bridge is gone; then it does nothing.
     class Antwortweg {
     public:
-        Antwortweg(
-            plattform::Hauptschleife& schleife, std::weak_ptr<plattform::Webansicht> web,
-            std::weak_ptr<void> bruecke) noexcept;
-        void antworte(std::int64_t id, Json const& ergebnis) const;
+        Antwortweg(Bruecke const& bruecke, plattform::Absender const& absender, std::int64_t id) noexcept;
+        void antworte(Json const& ergebnis) const;
+        void antworteFehler(std::string_view text) const { antworte({{"fehler", text}}); }
 
     private:
         plattform::Hauptschleife* schleife_;
         std::weak_ptr<plattform::Webansicht> web_;
         std::weak_ptr<void> bruecke_;
+        std::uint64_t dokument_;
+        std::int64_t id_;
     };
-    using Handlung = void (Bruecke::*)(Nachricht const&);
+    using Handlung = void (Bruecke::*)(Nachricht const&, Antwortweg const&);
     struct Aktion {
         std::string_view name;
         Handlung handlung;
     };
     static std::vector<Aktion> const& aktionen();
 
-    void antworte(std::int64_t id, Json const& ergebnis) const { antwortweg_.antworte(id, ergebnis); }
-    void antworteFehler(std::int64_t id, std::string_view text) const;
-    /// For scans: each of their messages becomes a reply to this call.
-    [[nodiscard]] MacScan::Melder melder(std::int64_t id) const;
+    /// For scans: each of their messages becomes a reply to the call.
+    [[nodiscard]] static MacScan::Melder melder(Antwortweg weg);
 
-    void ordnerWaehlen(Nachricht const& nachricht);
-    void gemerkterOrdner(Nachricht const& nachricht);
-    void gemerkteOrdner(Nachricht const& nachricht);
-    void ordnerVergessen(Nachricht const& nachricht);
-    void portalOeffnen(Nachricht const& nachricht);
-    void macScannen(Nachricht const& nachricht);
-    void bilderZaehlen(Nachricht const& nachricht);
-    void gezieltSuchen(Nachricht const& nachricht);
-    void inProgrammeVerschieben(Nachricht const& nachricht);
-    void suchStand(Nachricht const& nachricht);
-    void nachUpdatesSuchen(Nachricht const& nachricht);
+    void ordnerWaehlen(Nachricht const& nachricht, Antwortweg const& weg);
+    void gemerkterOrdner(Nachricht const& nachricht, Antwortweg const& weg);
+    void gemerkteOrdner(Nachricht const& nachricht, Antwortweg const& weg);
+    void ordnerVergessen(Nachricht const& nachricht, Antwortweg const& weg);
+    void portalOeffnen(Nachricht const& nachricht, Antwortweg const& weg);
+    void macScannen(Nachricht const& nachricht, Antwortweg const& weg);
+    void bilderZaehlen(Nachricht const& nachricht, Antwortweg const& weg);
+    void gezieltSuchen(Nachricht const& nachricht, Antwortweg const& weg);
+    void inProgrammeVerschieben(Nachricht const& nachricht, Antwortweg const& weg);
+    void suchStand(Nachricht const& nachricht, Antwortweg const& weg);
+    void nachUpdatesSuchen(Nachricht const& nachricht, Antwortweg const& weg);
     void gezaehlt(std::string const& kennung, Json const& ergebnis);
 
     Brueckenumgebung const umgebung_;
+    std::weak_ptr<plattform::Webansicht> const web_;
     PortalOeffnen const portalOeffnen_;
     std::shared_ptr<void> const lebt_; ///< Watched by what outlives the bridge.
-    Antwortweg const antwortweg_;
     bool tafelOffen_{false};
     /// Calls that wait for the count of a folder's images, by its identifier. They share one count.
-    std::map<std::string, std::vector<std::int64_t>> zaehlungen_;
+    std::map<std::string, std::vector<Antwortweg>> zaehlungen_;
     Hintergrund hintergrund_; ///< Last member: its thread ends first.
 };
 

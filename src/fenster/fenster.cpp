@@ -285,6 +285,11 @@ std::optional<std::string> Fenster::zielWaehlen(
     return letzterDownload_;
 }
 
+void Fenster::druckGescheitert(plattform::Webansicht& /*web*/, std::string const& beschreibung) {
+    protokoll("Drucken fehlgeschlagen: " + fuerZeile(beschreibung));
+    meldeImFenster("Das Drucken hat nicht geklappt: " + fuerZeile(beschreibung), false);
+}
+
 void Fenster::meldeImFenster(std::string_view text, bool knopf) {
     skriptSpaeter(meldeskript(text, knopf));
 }
@@ -368,8 +373,16 @@ Json Fenster::portalOeffnen(Portalanfrage const& anfrage) {
 void Fenster::portalEreignis(Json const& ereignis) {
     if (!ereignis.is_object())
         return;
-    if (auto const text = jsonText(ereignis))
-        skriptSpaeter("window.__quillmatePortalEreignis?.(" + *text + ")");
+    auto const text = jsonText(ereignis);
+    if (!text)
+        return;
+    // Asked when it is delivered: meanwhile the window may have been led to a page that portals are none of the business
+    // of. Such a page's event is lost; a page of the service asks for what is there when it comes.
+    umgebung_.schleife.spaeter([web = std::weak_ptr{web_}, start = umgebung_.start,
+                                skript = "window.__quillmatePortalEreignis?.(" + *text + ")"] {
+        if (auto const ansicht = web.lock(); ansicht && darfSprechen(ansicht->dokument(), start))
+            ansicht->skript(skript);
+    });
 }
 
 } // namespace quillmate

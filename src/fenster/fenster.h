@@ -76,7 +76,7 @@ public:
 
     /// Opens a portal's window for the page; the reply for it.
     Json portalOeffnen(Portalanfrage const& anfrage);
-    /// Passes what happened in a portal's window on to the page.
+    /// Passes what happened in a portal's window on to the page, if it is one that may use the bridge.
     void portalEreignis(Json const& ereignis);
 
     /// The file of the most recent download.
@@ -106,6 +106,7 @@ private:
     void heruntergeladen(
         plattform::Webansicht& web, std::shared_ptr<plattform::Download> const& download) override;
     void schliessen(plattform::Webansicht& web) override;
+    void druckGescheitert(plattform::Webansicht& web, std::string const& beschreibung) override;
     void prozessGestorben(plattform::Webansicht& web, std::string const& grund) override;
     void hinweis(plattform::Webansicht& web, std::string const& text, std::function<void()> fertig) override;
     void bestaetigung(

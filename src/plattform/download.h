@@ -15,9 +15,10 @@ namespace quillmate::plattform {
 class Download {
 public:
     struct Empfaenger {
-        /// Asked once. `vorschlag` is a name from the network, already reduced to one safe path component (may be
-        /// empty). Answers with the absolute path of a file that does not exist or that was made for this download;
-        /// nothing cancels it without a further word.
+        /// Asked before the first byte, and again at the end when somebody else has put something there meanwhile.
+        /// `vorschlag` is a name from the network, already reduced to one safe path component (may be empty). Answers
+        /// with the absolute path of a file that does not exist, or of an empty one that was made for this download and
+        /// that its maker takes away again should the download fail; nothing cancels it without a further word.
         std::function<std::optional<std::string>(std::string const& vorschlag)> ziel;
         std::function<void()> fertig;
         /// `beschreibung` is for people, in German where the engine has it so.

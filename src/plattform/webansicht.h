@@ -69,6 +69,9 @@ struct Fensteranfrage {
 struct Absender {
     bool hauptrahmen{false}; ///< The view's own document, not a frame within it.
     std::string dokument; ///< Address of the view's last committed document; empty for one without address.
+    /// Number of that document: no other one of the view has it, and none has it once the process that rendered it has
+    /// died. Steps within a document (a fragment, history.pushState) keep it; its address is then the one it began with.
+    std::uint64_t nummer{0};
 };
 
 /// A script that the view runs in each document that it loads.
@@ -102,6 +105,8 @@ public:
         /// Before or after the first data. Also called for cancelled loads.
         virtual void fehlgeschlagen(Webansicht&, Ladefehler const&) {}
         virtual void heruntergeladen(Webansicht&, std::shared_ptr<Download> const&) {}
+        /// Of drucken(), after its dialog. `beschreibung` is for people.
+        virtual void druckGescheitert(Webansicht&, std::string const& /*beschreibung*/) {}
         /// A script asked to close the window that it opened.
         virtual void schliessen(Webansicht&) {}
         /// The process that renders the page has died.
@@ -141,14 +146,21 @@ public:
         };
         Datenhaltung datenhaltung{Datenhaltung::hauptfenster};
         std::vector<Nutzerskript> skripte;
-        std::string nachrichtenname; ///< Name of the message handler; empty for none.
+        /// Name of the message handler; empty for none. With one, going back loads a page anew: none comes back from
+        /// a cache and waits for answers of before.
+        std::string nachrichtenname;
         Nachrichtenempfaenger nachrichten;
         bool wischgesten{true}; ///< Back and forward by swiping.
+        /// Deadlines of the loads that laden() does not begin: links, scripts, forms, reloads, steps in the history. What
+        /// sends something first has longer, since that may be files and a slow line.
+        std::chrono::seconds ladefrist{60};
+        std::chrono::seconds sendefrist{600};
     };
 
     virtual ~Webansicht() = default;
 
-    /// Default cache policy. When no answer has come within `frist`, the load fails with a German description.
+    /// Default cache policy. When no answer has come within `frist`, the load fails with a German description and its
+    /// address; so do loads that something else begins, within Einrichtung's deadlines.
     virtual void laden(std::string const& adresse, std::chrono::seconds frist = std::chrono::seconds{60}) = 0;
     /// A document without an address of its own. It is shown also when laden() is called at once: that begins when the
     /// document is there.
@@ -160,7 +172,10 @@ public:
     virtual void vorwaerts() = 0;
     /// What the view shows or is loading; nothing when there is no address ("about:blank" counts as none).
     [[nodiscard]] virtual std::optional<std::string> adresse() const = 0;
-    /// Runs a script in the page; its result and its errors are dropped.
+    /// The document that skript() speaks to, as it would send itself; number 0 before the first one.
+    [[nodiscard]] virtual Absender dokument() const = 0;
+    /// Runs a script in the document that dokument() tells; its result and its errors are dropped. A document of another
+    /// origin that is just taking that one's place does not run it.
     virtual void skript(std::string const& quelltext) = 0;
     /// Runs the body of an async function in the page, with `werte` as its string arguments, and hands over the text
     /// that it resolves to; nothing when it throws, resolves to something else, or the page goes away, and then why.

@@ -48,6 +48,7 @@ public:
     void zurueck() override { buch_->schreibe(name_ + " zurueck"); }
     void vorwaerts() override { buch_->schreibe(name_ + " vorwaerts"); }
     [[nodiscard]] std::optional<std::string> adresse() const override { return adresse_; }
+    [[nodiscard]] plattform::Absender dokument() const override { return dokument_; }
     void skript(std::string const& quelltext) override {
         skripte.push_back(quelltext);
         if (beimSkript)
@@ -64,6 +65,13 @@ public:
     }
 
     [[nodiscard]] Empfaenger& empfaenger() const { return *empfaenger_; }
+    /// As when a document is committed: the next number, and this address.
+    plattform::Absender const& zeige(std::string adresse) {
+        dokument_ = {.hauptrahmen = true, .dokument = std::move(adresse), .nummer = dokument_.nummer + 1};
+        return dokument_;
+    }
+    /// As when the process that renders has died: no document.
+    void stirb() { zeige({}); }
     void setzeAdresse(std::optional<std::string> adresse) { adresse_ = std::move(adresse); }
 
     struct Ruf {
@@ -82,6 +90,7 @@ private:
     Empfaenger* const empfaenger_;
     std::shared_ptr<Buch> const buch_;
     std::optional<std::string> adresse_;
+    plattform::Absender dokument_{.hauptrahmen = true, .dokument = {}, .nummer = 0};
 };
 
 /// A window without a screen.

@@ -280,6 +280,86 @@ TEST_F(BrueckeTest, TheBridgeDoesNotKeepItsWebViewAlive) {
     EXPECT_TRUE(beobachtet.expired());
 }
 
+TEST_F(BrueckeTest, AReplyReachesOnlyTheDocumentThatCalled) {
+    seite = web->zeige("https://quillmate.example/belege");
+    sende({{"aktion", "gemerkterOrdner"}, {"id", 1}});
+    seite = web->zeige("https://quillmate.example/belege"); // the same page anew counts from 1, too
+    sende({{"aktion", "nachUpdatesSuchen"}, {"id", 1}});
+    auto const alle = antworten();
+    ASSERT_EQ(alle.size(), 1U);
+    EXPECT_EQ(alle.front().ergebnis, Json::object());
+}
+
+TEST_F(BrueckeTest, AForeignDocumentGetsNoReplyToTheOneBeforeIt) {
+    seite = web->zeige("https://quillmate.example/belege");
+    sende({{"aktion", "gemerkterOrdner"}, {"id", 1}});
+    web->zeige("https://evil.test/");
+    EXPECT_THAT(antworten(), IsEmpty());
+}
+
+TEST_F(BrueckeTest, AfterTheDeathOfThePageItsRepliesAreDropped) {
+    seite = web->zeige("https://quillmate.example/belege");
+    sende({{"aktion", "suchStand"}, {"id", 1}});
+    web->stirb();
+    EXPECT_THAT(antworten(), IsEmpty());
+    web->zeige("https://quillmate.example/belege");
+    EXPECT_THAT(antworten(), IsEmpty());
+}
+
+TEST_F(BrueckeTest, AnActionDuringWhichThePageChangesAnswersNobody) {
+    baueBruecke([this](Portalanfrage const&) {
+        web->zeige("https://quillmate.example/uebersicht");
+        return Json{{"geoeffnet", true}};
+    });
+    seite = web->zeige("https://quillmate.example/belege");
+    sende({{"aktion", "portalOeffnen"}, {"id", 1}, {"kennung", "a"}, {"client_id", 1}, {"token", "t"}});
+    EXPECT_THAT(antworten(), IsEmpty());
+    baueBruecke([this](Portalanfrage const&) -> Json {
+        web->zeige("https://quillmate.example/uebersicht");
+        throw std::bad_alloc{};
+    });
+    seite = web->zeige("https://quillmate.example/belege");
+    (void)fehlerausgabe([&] {
+        sende({{"aktion", "portalOeffnen"}, {"id", 1}, {"kennung", "a"}, {"client_id", 1}, {"token", "t"}});
+    });
+    EXPECT_THAT(antworten(), IsEmpty());
+}
+
+TEST_F(BrueckeTest, AScansSummarySettlesNoCallOfTheNextDocument) {
+    std::latch angefragt{1};
+    std::latch weiter{1};
+    std::once_flag einmal;
+    welt.leser.vorher = [&] {
+        std::call_once(einmal, [&] { angefragt.count_down(); });
+        weiter.wait();
+    };
+    welt.heim.datei("Desktop/rechnung.pdf", "Rechnung 119,00 EUR");
+    seite = web->zeige("https://quillmate.example/belege");
+    auto anfrage = scan();
+    anfrage["aktion"] = "macScannen";
+    anfrage["id"] = 1;
+    sende(anfrage);
+    angefragt.wait();
+    schleife.laufen();
+    web->skripte.clear();
+    web->zeige("https://quillmate.example/belege");
+    weiter.count_down();
+    ASSERT_TRUE(wartenBis([&] { return !suche.laeuft(); }));
+    EXPECT_THAT(antworten(), IsEmpty());
+}
+
+TEST_F(BrueckeTest, ACountThatDocumentsShareIsToldToTheOneThatIsShown) {
+    auto const kennung = welt.merke("Fotos");
+    seite = web->zeige("https://quillmate.example/belege");
+    sende({{"aktion", "bilderZaehlen"}, {"id", 1}, {"kennung", kennung}});
+    seite = web->zeige("https://quillmate.example/uebersicht");
+    sende({{"aktion", "bilderZaehlen"}, {"id", 2}, {"kennung", kennung}});
+    ASSERT_TRUE(wartenAufAntworten(1));
+    auto const alle = antworten();
+    ASSERT_EQ(alle.size(), 1U);
+    EXPECT_EQ(alle.front().id, 2);
+}
+
 TEST_F(BrueckeTest, AReplyThatIsNoJsonIsDroppedWithoutAWord) {
     baueBruecke([](Portalanfrage const&) { return Json{{"name", "\xFF"}}; });
     EXPECT_EQ(

@@ -253,6 +253,17 @@ TEST_F(FensterTest, BackForwardAndPrintGoToTheMainView) {
     EXPECT_EQ(web().druckfenster, werk.fensters.front());
 }
 
+TEST_F(FensterTest, AFailureOfPrintingIsLoggedAndAnnounced) {
+    baue();
+    EXPECT_EQ(
+        fehlerausgabe([&] { engine().druckGescheitert(web(), "Der Drucker wurde nicht gefunden."); }),
+        "[Quillmate] Drucken fehlgeschlagen: Der Drucker wurde nicht gefunden.\n");
+    schleife.laufen();
+    EXPECT_EQ(
+        web().skripte.back(),
+        meldeskript("Das Drucken hat nicht geklappt: Der Drucker wurde nicht gefunden.", false));
+}
+
 // --- where navigations may go ---------------------------------------------------------------------------------------
 
 TEST_F(FensterTest, ALinkWithTheAttributeDownloadIsDownloaded) {
@@ -660,6 +671,20 @@ TEST_F(FensterTest, AFailedDownloadIsAnnouncedAndGivesItsNameBack) {
     EXPECT_FALSE(std::filesystem::exists(welt.heim.pfad("Downloads/rechnung.pdf")));
 }
 
+TEST_F(FensterTest, ADownloadWhoseNameSomebodyTookMeanwhileIsAnnouncedUnderItsNextName) {
+    auto& fenster = baue();
+    auto const datei = download();
+    auto const zweiter = welt.heim.pfad("Downloads/rechnung 2.pdf");
+    (void)fehlerausgabe([&] { (void)datei->fragt("rechnung.pdf"); });
+    std::filesystem::rename(welt.heim.datei("fremd.pdf", "fremd"), welt.heim.pfad("Downloads/rechnung.pdf"));
+    EXPECT_EQ(
+        fehlerausgabe([&] { EXPECT_EQ(datei->fragt("rechnung.pdf"), zweiter); }),
+        "[Quillmate] Download nach rechnung 2.pdf\n");
+    EXPECT_EQ(fenster.letzterDownload(), zweiter);
+    EXPECT_EQ(attrappen::inhaltVon(welt.heim.pfad("Downloads/rechnung.pdf")), "fremd");
+    EXPECT_EQ(fehlerausgabe([&] { datei->fertig(); }), "[Quillmate] Download fertig: " + zweiter + "\n");
+}
+
 TEST_F(FensterTest, ADownloadThatFailsBeforeItHasANameIsAnnounced) {
     baue();
     auto const datei = download();
@@ -996,6 +1021,7 @@ TEST_F(FensterTest, WithoutPortalWindowsThePageIsToldSo) {
 
 TEST_F(PortalTest, WhatHappensInAPortalIsPassedOnToThePageLater) {
     baue();
+    web().zeige(startseite);
     (void)oeffne("laden");
     auftraege.front().ereignis({{"kennung", "laden"}, {"status", "importiert"}, {"nachricht", "„a“ \"b\""}});
     EXPECT_THAT(web().skripte, IsEmpty());
@@ -1006,8 +1032,40 @@ TEST_F(PortalTest, WhatHappensInAPortalIsPassedOnToThePageLater) {
             R"(window.__quillmatePortalEreignis?.({"kennung":"laden","status":"importiert","nachricht":"„a“ \"b\""}))"));
 }
 
+TEST_F(PortalTest, OnlyAPageThatMayUseTheBridgeLearnsOfPortals) {
+    auto& fenster = baue();
+    for (auto const* const fremd :
+         {"", "about:blank", "https://evil.test/", "https://quillmate.example.evil.test/"}) {
+        web().zeige(fremd);
+        fenster.portalEreignis({{"status", "importiert"}});
+        schleife.laufen();
+        EXPECT_THAT(web().skripte, IsEmpty()) << fremd;
+    }
+}
+
+TEST_F(PortalTest, AnEventIsJudgedByThePageThatIsThereWhenItIsDelivered) {
+    auto& fenster = baue();
+    web().zeige(startseite);
+    fenster.portalEreignis({{"status", "importiert"}});
+    web().zeige("https://evil.test/");
+    schleife.laufen();
+    EXPECT_THAT(web().skripte, IsEmpty());
+    web().zeige(startseite);
+    schleife.laufen();
+    EXPECT_THAT(web().skripte, IsEmpty()) << "it does not wait for the next page";
+    fenster.portalEreignis({{"status", "importiert"}});
+    web().zeige("https://quillmate.example/belege"); // another page of the service
+    schleife.laufen();
+    EXPECT_EQ(web().skripte.size(), 1U);
+    web().stirb();
+    fenster.portalEreignis({{"status", "geschlossen"}});
+    schleife.laufen();
+    EXPECT_EQ(web().skripte.size(), 1U);
+}
+
 TEST_F(PortalTest, WhatIsNoJsonObjectIsDropped) {
     auto& fenster = baue();
+    web().zeige(startseite);
     for (auto const& ereignis :
          {Json(nullptr), Json("text"), Json::array({1}), Json{{"a", "\xFF"}}, Json{{"a", Json::binary({1})}},
           Json{{"a", std::numeric_limits<double>::infinity()}}})

@@ -38,6 +38,24 @@ protected:
                 return std::stol(zeile.substr(6));
         return 0;
     }
+    /// The page's first call starts a scan whose replies wait until the gate opens; then the page is left.
+    void verlasseSeiteMitOffenemScan(std::shared_future<void> tor, std::string const& ziel) {
+        for (auto const* const ende :
+             {"seen-paths", "known-nonreceipt-hashes", "progress", "progress-start", "progress-update",
+              "progress-finish"})
+            dienst.antworte(std::string{"/clients/5/local-scan/"} + ende, {.koerper = "{}"});
+        dienst.antworte(vorgaben, [tor = std::move(tor)](attrappen::HttpAnfrage const&) {
+            tor.wait();
+            return HttpAntwort{.koerper = "{}"};
+        });
+        dienst.rufe(
+            "window.quillmateApp.macScannen({client_id: 5, token: 't', server: '" + dienst.adresse() +
+            "'});");
+        ASSERT_TRUE(wartenBis([&] { return !dienst.anfragenAn(vorgaben).empty(); }));
+        dienst.rufe("setTimeout(() => location.href = '" + ziel + "')");
+    }
+    static constexpr char const* vorgaben = "/clients/5/local-scan-preference";
+
     /// Sent from a frame or page that may not: the line in the log and no action.
     [[nodiscard]] std::size_t abweisungen(std::string const& aktion) const {
         return programm->anzahlZeilen("Bruecke: Aktion '" + aktion + "' ist nicht erlaubt - abgewiesen");
@@ -186,6 +204,48 @@ TEST_F(Bruecken, AWindowOfAnotherHostThatThePageOpenedIsRefused) {
     fremd.rufe(
         "window.webkit.messageHandlers.quillmate.postMessage({aktion: 'ordnerVergessen', id: 70})", "neben");
     EXPECT_TRUE(wartenBis([&] { return abweisungen("ordnerVergessen") == 1; }));
+}
+
+TEST_F(Bruecken, ALateReplySettlesNoCallOfTheSameNumberInTheNextPage) {
+    oeffne();
+    std::promise<void> tor;
+    verlasseSeiteMitOffenemScan(tor.get_future().share(), "/seite/naechste");
+    ASSERT_TRUE(dienst.warteAufDokument(1, "naechste"));
+    dienst.rufe(mithoeren, "naechste");
+    int const tafel = dienst.beginne("return await window.quillmateApp.ordnerWaehlen()", "naechste");
+    ASSERT_TRUE(warteAufDialog());
+    tor.set_value();
+    EXPECT_TRUE(wartenBis([&] {
+        return dienst.rufe("return await window.quillmateApp.suchStand()", "naechste")["laeuft"] == false;
+    })) << "the scan is over, and all of its replies are before this one";
+    EXPECT_EQ(dienst.rufe("return window.antworten[1] ?? null", "naechste"), nullptr);
+    bildschirm.taste("Escape");
+    EXPECT_EQ(dienst.ergebnis(tafel), (json{{"abgebrochen", true}}));
+    EXPECT_EQ(dienst.rufe("return window.antworten[1]", "naechste"), (json{{"abgebrochen", true}}));
+}
+
+TEST_F(Bruecken, AForeignPageReadsNoReplyToTheOneBeforeIt) {
+    Seitendienst fremd;
+    oeffne();
+    std::promise<void> tor;
+    verlasseSeiteMitOffenemScan(tor.get_future().share(), fremd.adresse("/seite/fremd"));
+    ASSERT_TRUE(fremd.warteAufDokument(1, "fremd"));
+    fremd.rufe(
+        "window.gelesen = []; window.__quillmateAntwort = (id, ergebnis) => window.gelesen.push({id, "
+        "ergebnis});"
+        "window.__quillmatePortalEreignis = ereignis => window.gelesen.push({ereignis});",
+        "fremd");
+    tor.set_value();
+    EXPECT_TRUE(wartenBis([&] { return programm->anzahlZeilen("MacScan: 0 Dateien") == 1; }));
+    // What is sent now arrives after all that has been sent.
+    EXPECT_TRUE(wartenBis([&] {
+        fremd.rufe(
+            "window.webkit.messageHandlers.quillmate.postMessage({aktion: 'suchStand', id: 99})", "fremd");
+        return fremd.rufe("return window.gelesen.length", "fremd") >= 3;
+    }));
+    auto const gelesen = fremd.rufe("return window.gelesen", "fremd");
+    for (auto const& antwort : gelesen)
+        EXPECT_EQ(antwort, (json{{"id", 99}, {"ergebnis", {{"fehler", "unbekannte Aktion"}}}}));
 }
 
 } // namespace

@@ -57,7 +57,7 @@ TEST_F(EigeneSeiten, ALinkWithATargetToAnOwnPageIsAChildWindowWithThatPage) {
     oeffneEigene("<p><a id=link target=_blank href='/belege'>neu</a>");
     klicke("#link");
     EXPECT_TRUE(dienst.warteAufDokument(1, "belege"));
-    EXPECT_EQ(bildschirm.fenster().size(), 2U);
+    EXPECT_TRUE(wartenBis([&] { return bildschirm.fenster().size() == 2; }));
     EXPECT_TRUE(imBrowser().empty());
 }
 
@@ -66,7 +66,7 @@ TEST_F(EigeneSeiten, AScriptsWindowForAnotherPathOfAnOwnHostIsAChildWindow) {
     oeffneEigene("<p><button id=knopf onclick=\"window.open('/agb')\">AGB</button>");
     klicke("#knopf");
     EXPECT_TRUE(dienst.warteAufDokument(1, "agb"));
-    EXPECT_EQ(bildschirm.fenster().size(), 2U);
+    EXPECT_TRUE(wartenBis([&] { return bildschirm.fenster().size() == 2; }));
     EXPECT_TRUE(imBrowser().empty());
 }
 

@@ -110,15 +110,30 @@ TEST_F(Navigationen, TheSignInAddressNeverLoadsWhateverLeadsThere) {
 
 TEST_F(Navigationen, BackAndForwardFollowTheHistoryAndDoNothingAtItsEnds) {
     oeffne();
+    // A document speaks before the engine has put it into the history, and a key at that moment still means the last
+    // one. Pressed once more it does no harm: there are only two.
+    auto const druecke = [this](char const* taste, std::string const& seite) {
+        int const bisher = dienst.dokumente(seite);
+        auto const angekommen = [&] {
+            return dienst.dokumente(seite) > bisher;
+        };
+        for (int mal = 0; mal < 5 && !angekommen(); ++mal) {
+            bildschirm.taste(taste);
+            (void)wartenBis(angekommen, std::chrono::seconds{5});
+        }
+        return angekommen();
+    };
     bildschirm.taste("ctrl+bracketleft");
     bildschirm.taste("ctrl+bracketright");
     EXPECT_EQ(dienst.rufe("return location.pathname"), "/uebersicht");
     dienst.rufe("setTimeout(() => location.href = '/seite/zwei')");
     ASSERT_TRUE(dienst.warteAufDokument(1, "zwei"));
-    bildschirm.taste("ctrl+bracketleft");
-    ASSERT_TRUE(dienst.warteAufDokument(2));
-    bildschirm.taste("ctrl+bracketright");
-    ASSERT_TRUE(dienst.warteAufDokument(2, "zwei"));
+    EXPECT_TRUE(druecke("ctrl+bracketleft", "haupt"));
+    EXPECT_TRUE(druecke("ctrl+bracketright", "zwei"));
+    // The keys of browsers, too: a German keyboard has brackets only with AltGr.
+    EXPECT_TRUE(druecke("alt+Left", "haupt"));
+    EXPECT_TRUE(druecke("alt+Right", "zwei"));
+    EXPECT_TRUE(druecke("F5", "zwei"));
     EXPECT_EQ(programm->anzahlZeilen("FEHLER"), 0U);
 }
 

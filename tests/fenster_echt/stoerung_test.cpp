@@ -13,12 +13,17 @@ using attrappen::wartenBis;
 
 class Stoerungen : public EchtesFenster {
 protected:
-    /// The text of whatever the window shows, through the clipboard; waits for this piece of it.
+    /// The text of whatever the window shows, through the clipboard; waits for this piece of it. Emptied before, because
+    /// what was copied from an earlier page says nothing about this one.
     [[nodiscard]] bool zeigt(std::string const& stueck) {
         return wartenBis([&] {
+            bildschirm.zwischenablageLeeren();
             bildschirm.taste("ctrl+a");
             bildschirm.taste("ctrl+c");
-            gezeigt = bildschirm.zwischenablage().value_or("");
+            std::optional<std::string> kopie;
+            (void)wartenBis(
+                [&] { return (kopie = bildschirm.zwischenablage()).has_value(); }, std::chrono::seconds{2});
+            gezeigt = kopie.value_or("");
             return gezeigt.find(stueck) != std::string::npos;
         });
     }

@@ -98,9 +98,14 @@ TEST_F(Suchen, AScanThatIsStoppedInTheMiddleEndsWithoutSendingTheRest) {
         ++gehoert;
         return HttpAntwort{.koerper = R"({"gestoppt": true})"};
     });
-    // Uploads wait until the program has heard of the stop, so that it comes in the middle for sure.
+    // Uploads wait until the program has heard of the stop, so that it comes in the middle for sure. Between hearing and
+    // understanding, a starved machine would send all the rest; those uploads wait too, for as long as that may take.
     dienst.antworte("/clients/5/local-receipts/upload", [&](HttpAnfrage const&) {
+        bool const zuSpaet = gehoert > 0;
         (void)wartenBis([&] { return gehoert > 0; });
+        if (zuSpaet)
+            (void)wartenBis(
+                [&] { return programm->anzahlZeilen("MacScan: vom Nutzer") > 0; }, std::chrono::seconds{5});
         return HttpAntwort{.koerper = "{}"};
     });
     oeffne();

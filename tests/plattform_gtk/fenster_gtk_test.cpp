@@ -10,9 +10,11 @@
 #include <adwaita.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quillmate::plattform::gtk {
 namespace {
@@ -23,7 +25,13 @@ public:
     /// One for the process, as in the program.
     static AnwendungGtk& eine() {
         static AnwendungGtk& eine = *[] {
-            auto* const neu = new AnwendungGtk{"de.tandemwerk.quillmate.fenstertest", {}, {}};
+            auto* const neu = new AnwendungGtk{
+                "de.tandemwerk.quillmate.fenstertest",
+                {.fassung = "9.8.7 (654)",
+                 .symbol = "de.tandemwerk.quillmate",
+                 .webseite = "https://quillmate.example",
+                 .mitwirkende = {"Eine Bibliothek (MIT)", "Eine andere (LGPL)"}},
+                {}};
             EXPECT_TRUE(g_application_register(G_APPLICATION(neu->gtk()), nullptr, nullptr));
             return neu;
         }();
@@ -47,6 +55,39 @@ public:
     attrappen::SpeicherVoreinstellungen voreinstellungen;
     AnwendungGtk& anwendung = eine();
 };
+
+/// The texts of all labels below.
+void beschriftungen(GtkWidget* widget, std::vector<std::string>& texte) {
+    if (GTK_IS_LABEL(widget))
+        texte.emplace_back(gtk_label_get_text(GTK_LABEL(widget)));
+    for (auto* kind = gtk_widget_get_first_child(widget); kind; kind = gtk_widget_get_next_sibling(kind))
+        beschriftungen(kind, texte);
+}
+
+TEST_F(EchteFenster, AboutTellsVersionLicenceAndWhoseWorkItRestsOn) {
+    anwendung.menuebalken(
+        {{.titel = "",
+          .punkte = {{.titel = "Über Quillmate", .taste = "", .wirkung = Standardbefehl::ueber}}}});
+    g_action_group_activate_action(G_ACTION_GROUP(anwendung.gtk()), "menue0", nullptr);
+    AdwAboutWindow* ueber = nullptr;
+    auto* const alle = gtk_window_get_toplevels();
+    for (guint i = 0; i < g_list_model_get_n_items(alle); ++i) {
+        auto* const eines = g_list_model_get_item(alle, i);
+        if (ADW_IS_ABOUT_WINDOW(eines))
+            ueber = ADW_ABOUT_WINDOW(eines);
+        g_object_unref(eines);
+    }
+    ASSERT_TRUE(ueber);
+    EXPECT_STREQ(adw_about_window_get_application_name(ueber), "Quillmate");
+    EXPECT_STREQ(adw_about_window_get_version(ueber), "9.8.7 (654)");
+    EXPECT_STREQ(adw_about_window_get_website(ueber), "https://quillmate.example");
+    EXPECT_EQ(adw_about_window_get_license_type(ueber), GTK_LICENSE_AGPL_3_0);
+    std::vector<std::string> texte;
+    beschriftungen(GTK_WIDGET(ueber), texte);
+    for (auto const* erwartet : {"Mit Hilfe von", "Eine Bibliothek (MIT)", "Eine andere (LGPL)"})
+        EXPECT_NE(std::ranges::find(texte, erwartet), texte.end()) << erwartet;
+    gtk_window_destroy(GTK_WINDOW(ueber));
+}
 
 TEST_F(EchteFenster, SizeIsKeptAlsoWhenTheProgramEndsWithTheWindowOpen) {
     {

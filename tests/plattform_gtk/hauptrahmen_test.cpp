@@ -55,5 +55,16 @@ TEST(Hauptrahmenzeichen, OriginAndAddressAgreeInSchemeHostAndPort) {
     EXPECT_FALSE(gehoertZu("kein URL", ""));
 }
 
+TEST(Hauptrahmenzeichen, OnlyAWebPagesOriginThatNeedsNoQuotingIsWrittenIntoScripts) {
+    EXPECT_EQ(ursprungVon("https://A.Example:443/x?y#z"), "https://a.example");
+    EXPECT_EQ(ursprungVon("http://127.0.0.1:8080/"), "http://127.0.0.1:8080");
+    EXPECT_EQ(ursprungVon("http://[::1]/"), "http://[::1]");
+    EXPECT_EQ(ursprungVon("https://ä.example/"), "https://xn--4ca.example");
+    for (auto const* const anderes :
+         {"", "about:blank", "file:///etc/passwd", "data:text/html,x", "https://a\"+alert(1)+\"/",
+          "https://a%22.example/", "kein URL"})
+        EXPECT_EQ(ursprungVon(anderes), std::nullopt) << anderes;
+}
+
 } // namespace
 } // namespace quillmate::plattform::gtk

@@ -4,7 +4,9 @@
 #include "attrappen/voreinstellungen.h"
 #include "bildschirm.h"
 #include "fenster/seiten.h"
+#include "fenster/zieldatei.h"
 #include "plattform/download.h"
+#include "plattform_gtk/druck_gtk.h"
 #include "plattform_gtk/fensterwerk_gtk.h"
 #include "plattform_gtk/hauptschleife_gtk.h"
 #include "plattform_gtk/webansicht_gtk.h"
@@ -69,14 +71,21 @@ struct Mitschrift final : Webansicht::Empfaenger {
     void fehlgeschlagen(Webansicht&, Ladefehler const& fehler) override { fehlschlaege.push_back(fehler); }
     void heruntergeladen(Webansicht&, std::shared_ptr<Download> const& download) override {
         download->empfaenger(
-            {.ziel =
-                 [this](std::string const& vorschlag) {
-                     vorschlaege.push_back(vorschlag);
-                     return ziel;
+            {.ziel = [this](std::string const& vorschlag) -> std::optional<std::string> {
+                 vorschlaege.push_back(vorschlag);
+                 ziel = Zieldatei::belegen(zielordner, zielname);
+                 if (nachWahl)
+                     std::exchange(nachWahl, nullptr)(ziel->pfad());
+                 return ziel->pfad();
+             },
+             .fertig =
+                 [this] {
+                     ziel->behalten();
+                     ++downloadFertig;
                  },
-             .fertig = [this] { ++downloadFertig; },
              .fehlgeschlagen =
                  [this](std::string const& text) {
+                     ziel.reset();
                      downloadFehler.push_back(text);
                  }});
     }
@@ -106,7 +115,10 @@ struct Mitschrift final : Webansicht::Empfaenger {
     int fertig{0};
     std::string zuletzt;
     std::vector<Ladefehler> fehlschlaege;
-    std::optional<std::string> ziel;
+    std::string zielordner;
+    std::string zielname;
+    std::optional<Zieldatei> ziel;
+    std::function<void(std::string const& pfad)> nachWahl; ///< Called once, as soon as a name is claimed.
     std::vector<std::string> vorschlaege;
     int downloadFertig{0};
     std::vector<std::string> downloadFehler;
@@ -132,7 +144,8 @@ class EchteWebansicht : public testing::Test {
 protected:
     static void SetUpTestSuite() { bildschirmBereiten(); }
 
-    void oeffnen(std::vector<Nutzerskript> skripte = {}) {
+    void oeffnen(
+        std::vector<Nutzerskript> skripte = {}, std::chrono::seconds frist = std::chrono::seconds{60}) {
         web = std::make_unique<WebansichtGtk>(
             weblager().sitzungen,
             Webansicht::Einrichtung{
@@ -141,7 +154,9 @@ protected:
                 .nachrichten =
                     [this](std::string_view json, Absender const& absender) {
                         nachrichten.emplace_back(std::string{json}, absender);
-                    }},
+                    },
+                .ladefrist = frist,
+                .sendefrist = 3 * frist},
             mitschrift);
         fenster = gtk_window_new();
         gtk_window_set_default_size(GTK_WINDOW(fenster), 600, 400);
@@ -239,6 +254,66 @@ TEST_F(EchteWebansicht, SilentServerFailsAtTheDeadlineInGerman) {
     EXPECT_EQ(echte, 1);
 }
 
+TEST_F(EchteWebansicht, EveryLoadFromASilentServerFailsAtTheDeadlineWithItsAddress) {
+    seiten["/stumm"] = {.haengen = true};
+    seiten["/wechselnd"] = html("<title>Erst</title>");
+    seiten["/links"] =
+        html("<a id=a href=/stumm>weiter</a><form id=f method=post action=/stumm><input name=x></form>");
+    oeffnen({}, std::chrono::seconds{1});
+    auto const gescheitert = [&](std::string const& pfad) {
+        auto const erwartet = dienst.adresse() + pfad;
+        EXPECT_TRUE(drehenBis([&] {
+            return std::ranges::any_of(
+                mitschrift.fehlschlaege, [](Ladefehler const& fehler) { return !fehler.abgebrochen; });
+        })) << pfad;
+        for (auto const& fehler : mitschrift.fehlschlaege)
+            if (!fehler.abgebrochen) {
+                EXPECT_EQ(fehler.beschreibung, "Der Server hat nicht rechtzeitig geantwortet.");
+                EXPECT_EQ(fehler.adresse, erwartet);
+            }
+        // As the window does it. When that is there, the stopped load has been reported, too.
+        int const vorher = mitschrift.fertig;
+        web->ladenErsatz("<!doctype html><title>Fehler</title>", erwartet);
+        EXPECT_TRUE(drehenBis([&] { return mitschrift.fertig > vorher; }));
+        mitschrift.fehlschlaege.clear();
+    };
+    web->laden(dienst.adresse() + "/stumm", std::chrono::seconds{1});
+    gescheitert("/stumm");
+    web->neuLaden();
+    gescheitert("/stumm");
+    laden("/links");
+    web->skript("document.getElementById('a').click()");
+    gescheitert("/stumm");
+    laden("/links");
+    web->skript("location.href = '/stumm?skript'");
+    gescheitert("/stumm?skript");
+    laden("/wechselnd");
+    seiten["/wechselnd"] = {.haengen = true};
+    web->neuLaden();
+    gescheitert("/wechselnd");
+    laden("/links");
+    auto const vorher = std::chrono::steady_clock::now();
+    web->skript("document.getElementById('f').submit()");
+    gescheitert("/stumm");
+    EXPECT_GE(std::chrono::steady_clock::now() - vorher, std::chrono::seconds{2})
+        << "it may be sending for long";
+}
+
+TEST_F(EchteWebansicht, AfterItsFirstBytesNoDeadlineEndsAPage) {
+    seiten["/lang"] = {
+        .koerper = "<!doctype html><title>Lang</title><p id=p>" + std::string(100000, 'x'),
+        .inhaltstyp = "text/html; charset=utf-8",
+        .abschneiden = 60000,
+        .haengen = true};
+    seiten["/links"] = html("<a id=a href=/lang>weiter</a>");
+    oeffnen({}, std::chrono::seconds{1});
+    laden("/links");
+    web->skript("document.getElementById('a').click()");
+    ASSERT_TRUE(drehenBis([&] { return web->dokument().dokument == dienst.adresse() + "/lang"; }));
+    EXPECT_EQ(wert("await new Promise(auf => setTimeout(() => auf(document.title), 2000))"), "Lang");
+    EXPECT_TRUE(mitschrift.fehlschlaege.empty());
+}
+
 TEST_F(EchteWebansicht, ReplacementPageKeepsTheAddressSoThatReloadTriesItAgain) {
     oeffnen();
     laden("/");
@@ -331,13 +406,33 @@ TEST_F(EchteWebansicht, ResponseHeadCarriesTypeAndDisposition) {
 
 class EchterDownload : public EchteWebansicht {
 protected:
+    void zielBestimmen() {
+        mitschrift.zielordner = ordner.pfad();
+        mitschrift.zielname = "ziel.bin";
+    }
+    /// Somebody saves a file under the claimed name before the first byte of the download has come.
+    void jemandIstSchneller() {
+        mitschrift.nachWahl = [this](std::string const& pfad) {
+            // Runs before anything that the engine says next.
+            auto* const tun = new std::function<void()>{[this, pfad] {
+                std::filesystem::rename(ordner.datei("fremd", "fremd"), pfad);
+            }};
+            g_idle_add_full(
+                G_PRIORITY_HIGH,
+                [](gpointer daten) -> gboolean {
+                    (*static_cast<std::function<void()>*>(daten))();
+                    return G_SOURCE_REMOVE;
+                },
+                tun, [](gpointer daten) { delete static_cast<std::function<void()>*>(daten); });
+        };
+    }
     void holen(HttpAntwort antwort) {
         seiten["/datei"] = std::move(antwort);
         mitschrift.antwortAntwort = [](Antwortkopf const& kopf) {
             return kopf.adresse && kopf.adresse->ends_with("/datei") ? Entscheidung::herunterladen
                                                                      : Entscheidung::zulassen;
         };
-        mitschrift.ziel = ordner.datei("ziel.bin");
+        zielBestimmen();
         oeffnen();
         laden("/");
         web->laden(dienst.adresse() + "/datei", std::chrono::seconds{60});
@@ -362,7 +457,7 @@ TEST_F(EchterDownload, CompleteFileHasItsNameAndItsBytes) {
          .weitererKopf = "Content-Disposition: attachment; filename=\"../../boese/rechnung.pdf\"\r\n"});
     EXPECT_EQ(mitschrift.downloadFertig, 1);
     EXPECT_EQ(mitschrift.vorschlaege, std::vector<std::string>{"rechnung.pdf"});
-    EXPECT_EQ(attrappen::inhaltVon(*mitschrift.ziel), bytes);
+    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("ziel.bin")), bytes);
     EXPECT_EQ(dateien(), std::vector<std::string>{"ziel.bin"});
     for (auto const& fehler : mitschrift.fehlschlaege)
         EXPECT_TRUE(fehler.abgebrochen);
@@ -385,6 +480,35 @@ TEST_F(EchterDownload, ErrorStatusIsAFailureThatLeavesNothing) {
     EXPECT_TRUE(dateien().empty());
 }
 
+TEST_F(EchterDownload, ErrorStatusIsToldInGermanWithItsNumber) {
+    holen({.status = 404, .koerper = "nein", .inhaltstyp = "application/octet-stream"});
+    EXPECT_EQ(
+        mitschrift.downloadFehler,
+        std::vector<std::string>{"Die Datei gibt es auf dem Server nicht (HTTP 404)."});
+}
+
+TEST_F(EchterDownload, AFileThatCameUnderTheNameMeanwhileStaysAndTheDownloadGetsTheNextName) {
+    jemandIstSchneller();
+    holen({.koerper = "bytes", .inhaltstyp = "application/octet-stream"});
+    EXPECT_EQ(mitschrift.downloadFertig, 1);
+    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("ziel.bin")), "fremd");
+    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("ziel 2.bin")), "bytes");
+    EXPECT_EQ(mitschrift.vorschlaege.size(), 2U);
+    EXPECT_EQ(mitschrift.vorschlaege.front(), mitschrift.vorschlaege.back());
+    EXPECT_EQ(dateien().size(), 2U);
+}
+
+TEST_F(EchterDownload, AFileThatCameUnderTheNameMeanwhileOutlivesAFailure) {
+    jemandIstSchneller();
+    holen(
+        {.koerper = std::string(200000, 'x'),
+         .inhaltstyp = "application/octet-stream",
+         .abschneiden = 50000});
+    EXPECT_EQ(mitschrift.downloadFehler.size(), 1U);
+    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("ziel.bin")), "fremd");
+    EXPECT_TRUE(drehenBis([&] { return dateien() == std::vector<std::string>{"ziel.bin"}; }));
+}
+
 TEST_F(EchterDownload, EndOfTheProgramLeavesNothingOfWhatIsUnderWay) {
     seiten["/datei"] = {
         .koerper = std::string(200000, 'x'),
@@ -395,7 +519,7 @@ TEST_F(EchterDownload, EndOfTheProgramLeavesNothingOfWhatIsUnderWay) {
         return kopf.adresse && kopf.adresse->ends_with("/datei") ? Entscheidung::herunterladen
                                                                  : Entscheidung::zulassen;
     };
-    mitschrift.ziel = ordner.datei("ziel.bin");
+    zielBestimmen();
     std::optional<WebSitzungen> eigene;
     eigene.emplace(
         WebSitzungen::Ordner{.daten = ordner.pfad("daten2"), .zwischenspeicher = ordner.pfad("cache2")});
@@ -415,7 +539,7 @@ TEST_F(EchterDownload, EndOfTheProgramLeavesNothingOfWhatIsUnderWay) {
 }
 
 TEST_F(EchterDownload, BlobOfAPageIsADownload) {
-    mitschrift.ziel = ordner.datei("ziel.bin");
+    zielBestimmen();
     oeffnen();
     laden("/");
     web->skript("const a = document.createElement('a'); a.download = 'blob.txt';"
@@ -423,7 +547,92 @@ TEST_F(EchterDownload, BlobOfAPageIsADownload) {
     ASSERT_TRUE(
         drehenBis([&] { return mitschrift.downloadFertig > 0 || !mitschrift.downloadFehler.empty(); }));
     EXPECT_EQ(mitschrift.vorschlaege, std::vector<std::string>{"blob.txt"});
-    EXPECT_EQ(attrappen::inhaltVon(*mitschrift.ziel), "hallo");
+    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("ziel.bin")), "hallo");
+}
+
+TEST_F(EchteWebansicht, PrintingOnAPrinterThatDoesNotExistIsToldInGermanAndEnds) {
+    oeffnen();
+    laden("/");
+    auto const einstellungen = Objekt<GtkPrintSettings>::uebernommen(gtk_print_settings_new());
+    gtk_print_settings_set_printer(einstellungen.get(), "Den Drucker gibt es nicht");
+    std::vector<std::string> geschehen;
+    druckenOhneDialog(
+        WEBKIT_WEB_VIEW(web->widget()), einstellungen.get(), [&] { geschehen.emplace_back("beendet"); },
+        [&](std::string const& beschreibung) { geschehen.push_back(beschreibung); });
+    ASSERT_TRUE(drehenBis([&] { return geschehen.size() == 2; }));
+    EXPECT_EQ(geschehen, (std::vector<std::string>{"Der Drucker wurde nicht gefunden.", "beendet"}));
+}
+
+TEST_F(EchteWebansicht, TheEndOfTheProgramClosesAPrintDialog) {
+    oeffnen();
+    laden("/");
+    int gefragt = 0;
+    auto const ende = g_timeout_add(
+        10,
+        [](gpointer daten) -> gboolean {
+            ++*static_cast<int*>(daten);
+            druckdialogeSchliessen();
+            return G_SOURCE_CONTINUE;
+        },
+        &gefragt);
+    druckenMitDialog(
+        WEBKIT_WEB_VIEW(web->widget()), GTK_WINDOW(fenster),
+        [](std::string const& beschreibung) { ADD_FAILURE() << beschreibung; });
+    g_source_remove(ende);
+    EXPECT_GT(gefragt, 0);
+}
+
+TEST_F(EchteWebansicht, AClickedLinkIsADownloadExactlyWhenItHasTheAttribute) {
+    oeffnen();
+    laden("/");
+    mitschrift.navigationAntwort = [](Navigation const&) {
+        return Entscheidung::abbrechen;
+    };
+    auto const klick = [&](std::string const& skript) -> std::optional<bool> {
+        mitschrift.navigationen.clear();
+        web->skript("const a = document.createElement('a'); a.href = '/export';" + skript);
+        if (!drehenBis([&] { return !mitschrift.navigationen.empty(); }))
+            return std::nullopt;
+        EXPECT_EQ(mitschrift.navigationen[0].art, Navigationsart::link);
+        return mitschrift.navigationen[0].alsDownload;
+    };
+    std::string const ereignis = "new MouseEvent('click', {bubbles: true, cancelable: true})";
+    for (int mal = 0; mal < 20; ++mal) {
+        EXPECT_EQ(klick("a.download = 'x.csv'; a.click()"), true) << mal;
+        EXPECT_EQ(klick("a.click()"), false) << mal;
+        EXPECT_EQ(klick("a.download = ''; a.dispatchEvent(" + ereignis + ")"), true) << mal;
+        EXPECT_EQ(klick("a.dispatchEvent(" + ereignis + ")"), false) << mal;
+        EXPECT_EQ(klick("a.download = 'x.csv'; document.body.append(a); a.click()"), true) << mal;
+        EXPECT_EQ(klick("document.body.append(a); a.click()"), false) << mal;
+    }
+    EXPECT_EQ(
+        wert("document.createElement('a').click.name + document.createElement('div').click.name"),
+        "clickclick");
+}
+
+TEST_F(EchteWebansicht, APreventedClickOnADownloadLinkMakesNoOtherLinkADownload) {
+    oeffnen();
+    laden("/");
+    mitschrift.navigationAntwort = [](Navigation const&) {
+        return Entscheidung::abbrechen;
+    };
+    // A link in a drawing is one that nothing tells of.
+    std::string const zeichnung =
+        "const s = document.createElementNS('http://www.w3.org/2000/svg', 'svg');"
+        "const l = document.createElementNS('http://www.w3.org/2000/svg', 'a');"
+        "l.setAttribute('href', '/anders'); s.append(l); document.body.append(s);"
+        "setTimeout(() => l.dispatchEvent(new MouseEvent('click', {bubbles: true, cancelable: true})), "
+        "20);";
+    for (auto const* const einhaengen : {"", "document.body.append(a);"}) {
+        mitschrift.navigationen.clear();
+        web->skript(
+            std::string{"const a = document.createElement('a'); a.href = '/export'; a.download = 'x.csv';"} +
+            einhaengen + "a.addEventListener('click', e => e.preventDefault()); a.click();" + zeichnung);
+        ASSERT_TRUE(drehenBis([&] { return !mitschrift.navigationen.empty(); })) << einhaengen;
+        ASSERT_EQ(mitschrift.navigationen.size(), 1U);
+        EXPECT_EQ(mitschrift.navigationen[0].adresse, dienst.adresse() + "/anders");
+        EXPECT_FALSE(mitschrift.navigationen[0].alsDownload) << einhaengen;
+    }
 }
 
 TEST_F(EchteWebansicht, ScriptDialogsAnswerThePage) {
@@ -454,6 +663,71 @@ TEST_F(EchteWebansicht, MessageOfTheMainFrameCarriesItsDocument) {
     EXPECT_EQ(nachrichten[0].second.dokument, dienst.adresse() + "/");
 }
 
+TEST_F(EchteWebansicht, EveryDocumentHasANumberOfItsOwnAndStepsWithinItDoNotChangeIt) {
+    seiten["/zwei"] = html("<title>Zwei</title>");
+    oeffnen();
+    EXPECT_EQ(web->dokument().nummer, 0U);
+    laden("/");
+    auto const erste = web->dokument();
+    EXPECT_TRUE(erste.hauptrahmen);
+    EXPECT_EQ(erste.dokument, dienst.adresse() + "/");
+    EXPECT_EQ(
+        wert("(history.pushState(null, '', '/schritt'), location.hash = 'stelle', location.pathname)"),
+        "/schritt");
+    EXPECT_EQ(
+        wert("(history.back(), new Promise(auf => addEventListener('popstate', auf)).then(() => 1), 1)"),
+        "1");
+    web->skript("document.body.append(document.createElement('iframe'));"
+                "window.webkit.messageHandlers.quillmate.postMessage({aktion: 'x', id: 1})");
+    ASSERT_TRUE(drehenBis([&] { return !nachrichten.empty(); }));
+    EXPECT_EQ(nachrichten[0].second.nummer, erste.nummer);
+    EXPECT_TRUE(nachrichten[0].second.hauptrahmen);
+    EXPECT_EQ(web->dokument().nummer, erste.nummer);
+    laden("/zwei");
+    auto const zweite = web->dokument().nummer;
+    EXPECT_NE(zweite, erste.nummer);
+    int const vorher = mitschrift.fertig;
+    web->neuLaden();
+    ASSERT_TRUE(drehenBis([&] { return mitschrift.fertig > vorher; }));
+    auto const neu = web->dokument().nummer;
+    EXPECT_GT(neu, zweite);
+    webkit_web_view_terminate_web_process(WEBKIT_WEB_VIEW(web->widget()));
+    ASSERT_TRUE(drehenBis([&] { return !mitschrift.tode.empty(); }));
+    EXPECT_GT(web->dokument().nummer, neu);
+    EXPECT_EQ(web->dokument().dokument, "");
+}
+
+TEST_F(EchteWebansicht, GoingBackLoadsThePageAnewSoThatNoneWaitsForRepliesOfBefore) {
+    seiten["/zwei"] = html("<title>Zwei</title>");
+    oeffnen();
+    laden("/");
+    auto const erste = web->dokument().nummer;
+    EXPECT_EQ(wert("window.wartet = true"), "true");
+    laden("/zwei");
+    int const vorher = mitschrift.fertig;
+    web->zurueck();
+    ASSERT_TRUE(drehenBis([&] { return mitschrift.fertig > vorher; }));
+    EXPECT_EQ(wert("document.title + window.wartet"), "Startundefined");
+    EXPECT_GT(web->dokument().nummer, erste);
+}
+
+TEST_F(EchteWebansicht, AScriptRunsInThePageInItsReplacementAndInOwnDocuments) {
+    oeffnen();
+    laden("/");
+    web->skript("window.da = 1 // no line end");
+    EXPECT_EQ(wert("window.da"), "1");
+    for (bool const ersatz : {true, false}) {
+        int const vorher = mitschrift.fertig;
+        if (ersatz)
+            web->ladenErsatz("<!doctype html><title>Ersatz</title>", dienst.adresse() + "/");
+        else
+            web->ladenHtml("<!doctype html><title>Eigenes</title>");
+        ASSERT_TRUE(drehenBis([&] { return mitschrift.fertig > vorher; }));
+        web->skript("window.da = 2");
+        EXPECT_EQ(wert("window.da"), "2") << ersatz;
+    }
+}
+
 TEST_F(EchteWebansicht, TheNoticeShowsQuotesBackslashesAndLineBreaksLiterally) {
     oeffnen();
     laden("/");
@@ -478,8 +752,8 @@ TEST_F(EchteWebansicht, ALaterNoticeTakesThePlaceOfTheEarlierOne) {
 
 TEST_F(EchteWebansicht, MessagesOfFramesAreNotTheMainFrames) {
     HttpAttrappe fremd{[](HttpAnfrage const&) {
-        return html(
-            "<script>window.webkit.messageHandlers.quillmate.postMessage({aktion: 'fremd', id: 1})</script>");
+        return html("<script>window.webkit.messageHandlers.quillmate.postMessage({aktion: 'fremd', id: "
+                    "1})</script>");
     }};
     seiten["/rahmen"] = html(
         "<iframe src='" + fremd.adresse() +
@@ -494,15 +768,16 @@ TEST_F(EchteWebansicht, MessagesOfFramesAreNotTheMainFrames) {
 }
 
 TEST_F(EchteWebansicht, PageCanNeitherReadNorReplaceTheSecret) {
-    seiten["/angriff"] = html(
-        "<script>const p = Object.getPrototypeOf(window.webkit.messageHandlers.quillmate);"
-        "let quelle = ''; try { quelle = String(p.postMessage); } catch (e) {}"
-        "let ersetzt = true; try { 'use strict'; Object.defineProperty(p, 'postMessage', {value: 1}); }"
-        "catch (e) { ersetzt = false; }"
-        "Reflect.apply = () => { window.gestohlen = true; };"
-        "Array.prototype.toJSON = function () { window.gestohlen = this; return this; };"
-        "window.webkit.messageHandlers.quillmate.postMessage({aktion: 'x', id: 1});"
-        "window.ergebnis = /[0-9a-f]{32}/.test(quelle) + ' ' + ersetzt + ' ' + !!window.gestohlen;</script>");
+    seiten["/angriff"] =
+        html("<script>const p = Object.getPrototypeOf(window.webkit.messageHandlers.quillmate);"
+             "let quelle = ''; try { quelle = String(p.postMessage); } catch (e) {}"
+             "let ersetzt = true; try { 'use strict'; Object.defineProperty(p, 'postMessage', {value: 1}); }"
+             "catch (e) { ersetzt = false; }"
+             "Reflect.apply = () => { window.gestohlen = true; };"
+             "Array.prototype.toJSON = function () { window.gestohlen = this; return this; };"
+             "window.webkit.messageHandlers.quillmate.postMessage({aktion: 'x', id: 1});"
+             "window.ergebnis = /[0-9a-f]{32}/.test(quelle) + ' ' + ersetzt + ' ' + "
+             "!!window.gestohlen;</script>");
     oeffnen();
     laden("/angriff");
     EXPECT_EQ(wert("window.ergebnis"), "false false false");

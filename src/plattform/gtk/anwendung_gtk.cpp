@@ -19,15 +19,19 @@ constexpr double zoomschritt = 1.1;
 constexpr double kleinsterZoom = 0.3;
 constexpr double groessterZoom = 5.0;
 
-/// The key of a menu item as GTK writes it.
-std::string tastenkuerzel(std::string const& taste) {
+/// The keys of a menu item as GTK writes them; the first one stands in the menu. Those of browsers come along: on a German
+/// keyboard brackets lie behind AltGr.
+std::vector<std::string> tastenkuerzel(std::string const& taste) {
     if (taste == "[")
-        return "<Control>bracketleft";
+        return {"<Control>bracketleft", "<Alt>Left"};
     if (taste == "]")
-        return "<Control>bracketright";
+        return {"<Control>bracketright", "<Alt>Right"};
     auto const zeichen = static_cast<unsigned char>(taste.front());
     std::string kuerzel = std::isupper(zeichen) != 0 ? "<Control><Shift>" : "<Control>";
-    return kuerzel + static_cast<char>(std::tolower(zeichen));
+    kuerzel += static_cast<char>(std::tolower(zeichen));
+    if (taste == "r")
+        return {kuerzel, "F5"};
+    return {kuerzel};
 }
 
 /// An action of the application that calls `tun` whenever it is activated.
@@ -43,9 +47,13 @@ void handlung(GtkApplication* anwendung, std::string const& name, std::function<
     g_action_map_add_action(G_ACTION_MAP(anwendung), G_ACTION(aktion.get()));
 }
 
-void kuerzelSetzen(GtkApplication* anwendung, std::string const& aktion, std::vector<char const*> tasten) {
-    tasten.push_back(nullptr);
-    gtk_application_set_accels_for_action(anwendung, aktion.c_str(), tasten.data());
+void kuerzelSetzen(
+    GtkApplication* anwendung, std::string const& aktion, std::vector<std::string> const& tasten) {
+    std::vector<char const*> zeiger;
+    for (auto const& taste : tasten)
+        zeiger.push_back(taste.c_str());
+    zeiger.push_back(nullptr);
+    gtk_application_set_accels_for_action(anwendung, aktion.c_str(), zeiger.data());
 }
 
 GtkWidget* mitTastatur(GtkApplication* anwendung) {
@@ -117,8 +125,8 @@ struct AnwendungGtk::Signale {
         auto& ich = an(daten);
         if (!std::exchange(ich.gestartet_, true))
             ich.rueckrufe_.gestartet();
-        else if (ich.rueckrufe_.inDenVordergrund)
-            ich.rueckrufe_.inDenVordergrund();
+        else
+            ich.inDenVordergrund();
     }
 
     static void oeffnen(GApplication*, GFile** dateien, int anzahl, char const*, gpointer daten) {
@@ -159,6 +167,25 @@ void AnwendungGtk::beenden() {
     g_application_quit(G_APPLICATION(anwendung_.get()));
 }
 
+void AnwendungGtk::inDenVordergrund() {
+    // The windows used last come first in the list, and lie on top in the end. A Wayland compositor grants one window per
+    // start: the first that asks.
+    GList* const fenster = gtk_application_get_windows(gtk());
+    if (!fenster) { // A question that is asked before there is a window.
+        Objekt<GListModel> const alle = Objekt<GListModel>::geteilt(gtk_window_get_toplevels());
+        for (guint i = 0; i < g_list_model_get_n_items(alle.get()); ++i)
+            if (auto const eines = Objekt<GtkWindow>::uebernommen(
+                    static_cast<GtkWindow*>(g_list_model_get_item(alle.get(), i)));
+                gtk_widget_get_visible(GTK_WIDGET(eines.get())))
+                gtk_window_present(eines.get());
+        return;
+    }
+    auto const zuletzt = Objekt<GtkWindow>::geteilt(GTK_WINDOW(fenster->data));
+    gtk_window_present(zuletzt.get());
+    for (GList const* stelle = g_list_last(fenster); stelle; stelle = stelle->prev)
+        gtk_window_present(GTK_WINDOW(stelle->data));
+}
+
 void AnwendungGtk::menuebalken(std::vector<Menue> const& menues) {
     auto const balken = Objekt<GMenu>::uebernommen(g_menu_new());
     int nummer = 0;
@@ -179,7 +206,7 @@ void AnwendungGtk::menuebalken(std::vector<Menue> const& menues) {
             auto const aktion = "app." + name;
             g_menu_append(gruppe.get(), punkt.titel.c_str(), aktion.c_str());
             if (!punkt.taste.empty())
-                kuerzelSetzen(gtk(), aktion, {tastenkuerzel(punkt.taste).c_str()});
+                kuerzelSetzen(gtk(), aktion, tastenkuerzel(punkt.taste));
         }
         g_menu_append_section(inhalt.get(), nullptr, G_MENU_MODEL(gruppe.get()));
         g_menu_append_submenu(balken.get(), menue.titel.c_str(), G_MENU_MODEL(inhalt.get()));

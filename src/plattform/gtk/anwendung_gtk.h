@@ -20,13 +20,13 @@ struct Programmangaben {
     std::vector<std::string> mitwirkende; ///< Libraries and their licences.
 };
 
-/// The application object: the main loop, the presence on the session bus under the bundle's identifier, menus.
+/// The application object: the main loop, the presence on the session bus under the bundle's identifier, menus. Another
+/// start of the program brings all windows of this one to the front.
 /// Threads: main thread.
 class AnwendungGtk {
 public:
     struct Rueckrufe {
-        std::function<void()> gestartet;        ///< The desktop is ready for windows. Once.
-        std::function<void()> inDenVordergrund; ///< Another start of the program asked for it.
+        std::function<void()> gestartet;                         ///< The desktop is ready for windows. Once.
         std::function<void(std::string const& adresse)> oeffnen; ///< Another start was given this address.
     };
 
@@ -47,6 +47,7 @@ public:
 private:
     struct Signale;
 
+    void inDenVordergrund();
     void ausfuehren(Standardbefehl befehl);
     void ueberZeigen();
     void zoomtasten();

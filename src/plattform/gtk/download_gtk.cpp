@@ -1,5 +1,7 @@
 #include "download_gtk.h"
 
+#include "fehlertext.h"
+
 #include <glib/gstdio.h>
 #include <libsoup/soup.h>
 
@@ -13,6 +15,9 @@ namespace {
 
 /// While bytes arrive the engine adds this to the name that it was given.
 constexpr char const* engineendung = ".wkdownload";
+
+/// How often a complete file is given another name because somebody else has taken the one that it had.
+constexpr int hoechsteNamen = 8;
 
 /// A name in the destination's folder that nobody else uses: renaming works only within one file system.
 std::string teilname(std::string const& ziel) {
@@ -41,20 +46,23 @@ std::set<DownloadGtk*>& laufende() {
 struct DownloadGtk::Signale {
     static gboolean ziel(WebKitDownload* download, char* vorschlag, gpointer daten) {
         auto& ich = *static_cast<DownloadGtk*>(daten);
-        if (ich.empfaenger_.ziel)
-            ich.ziel_ = ich.empfaenger_.ziel(sichererName(textVon(vorschlag)));
-        if (!ich.ziel_) {
+        ich.vorschlag_ = sichererName(textVon(vorschlag));
+        if (!ich.nameBesorgen()) {
             ich.beendet_ = true; // Whoever gave no destination wants to hear nothing more.
             webkit_download_cancel(download);
             return TRUE;
         }
-        ich.teil_ = teilname(*ich.ziel_);
+        ich.teil_ = teilname(ich.name_->pfad());
         webkit_download_set_destination(download, ich.teil_.c_str());
         return TRUE;
     }
 
-    static void gescheitert(WebKitDownload*, GError* fehler, gpointer daten) {
-        static_cast<DownloadGtk*>(daten)->scheitern(textVon(fehler->message));
+    static void gescheitert(WebKitDownload* download, GError* fehler, gpointer daten) {
+        // Of an error status the engine reports only the server's own words.
+        auto* const antwort = webkit_download_get_response(download);
+        auto const status = antwort ? webkit_uri_response_get_status_code(antwort) : 0U;
+        static_cast<DownloadGtk*>(daten)->scheitern(
+            status >= SOUP_STATUS_BAD_REQUEST ? beschreibungVonStatus(status) : beschreibungVon(fehler));
     }
 
     /// Follows "failed" too.
@@ -119,35 +127,62 @@ bool DownloadGtk::unvollstaendig() const {
     return webkit_download_get_received_data_length(download_.get()) < angekuendigt;
 }
 
+bool DownloadGtk::nameBesorgen() {
+    auto ziel = empfaenger_.ziel ? empfaenger_.ziel(vorschlag_) : std::nullopt;
+    name_.reset();
+    if (ziel)
+        name_.emplace(std::move(*ziel));
+    return name_.has_value();
+}
+
 void DownloadGtk::abschliessen() {
-    if (teil_.empty()) {
+    if (teil_.empty())
         scheitern("Der Server hat keine Datei geschickt.");
-    } else if (unvollstaendig()) {
+    else if (unvollstaendig())
         scheitern("Die Verbindung ist vor dem Ende der Datei abgebrochen.");
-    } else if (g_rename(teil_.c_str(), ziel_->c_str()) != 0) {
-        scheitern(textVon(g_strerror(errno)));
-    } else {
-        beendet_ = true;
-        if (empfaenger_.fertig)
-            empfaenger_.fertig();
+    else
+        ablegen();
+}
+
+void DownloadGtk::ablegen() {
+    for (int versuch = 0; versuch < hoechsteNamen; ++versuch) {
+        switch (name_->ablegen(teil_)) {
+        case Namensanspruch::Ausgang::abgelegt:
+            beendet_ = true;
+            if (empfaenger_.fertig)
+                empfaenger_.fertig();
+            return;
+        case Namensanspruch::Ausgang::vergeben:
+            if (nameBesorgen())
+                break;
+            beendet_ = true; // As at the first question.
+            teilEntfernen();
+            return;
+        case Namensanspruch::Ausgang::gescheitert:
+            scheitern(textVon(g_strerror(errno)));
+            return;
+        case Namensanspruch::Ausgang::verloren:
+            teil_.clear(); // What lies there is somebody else's.
+            scheitern("Die Datei wurde währenddessen von einem anderen Programm gelöscht.");
+            return;
+        }
     }
+    scheitern("Ein anderes Programm hat der Datei ihren Namen weggenommen.");
 }
 
 void DownloadGtk::scheitern(std::string const& beschreibung) {
     if (std::exchange(beendet_, true))
         return;
-    if (!teil_.empty()) {
-        g_unlink(teil_.c_str());
-        g_unlink((teil_ + engineendung).c_str());
-    }
-    if (ziel_) {
-        // The name was claimed with an empty file; one that holds something is not ours.
-        std::error_code fehler;
-        if (std::filesystem::file_size(*ziel_, fehler) == 0 && !fehler)
-            g_unlink(ziel_->c_str());
-    }
+    teilEntfernen();
     if (empfaenger_.fehlgeschlagen)
         empfaenger_.fehlgeschlagen(beschreibung);
+}
+
+void DownloadGtk::teilEntfernen() {
+    if (teil_.empty())
+        return;
+    g_unlink(teil_.c_str());
+    g_unlink((teil_ + engineendung).c_str());
 }
 
 } // namespace quillmate::plattform::gtk

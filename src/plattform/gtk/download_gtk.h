@@ -1,6 +1,7 @@
 #pragma once
 
 #include "glib_halter.h"
+#include "namensanspruch.h"
 #include "plattform/download.h"
 
 #include <webkit/webkit.h>
@@ -13,7 +14,8 @@ namespace quillmate::plattform::gtk {
 
 /// A WebKitDownload. Keeps itself alive until the transfer has ended.
 /// The bytes go to a hidden name beside the destination and take its name at the end: the engine reports a body that the
-/// server cut short as finished, so the length is compared with the announced one first.
+/// server cut short as finished, so the length is compared with the announced one first. Whoever named a destination
+/// that exists takes it away again when the download fails.
 /// Threads: main thread.
 class DownloadGtk final : public Download {
 public:
@@ -33,14 +35,19 @@ private:
 
     explicit DownloadGtk(WebKitDownload* download);
     void verbinden();
-    /// The rest of a body that is whole: the file gets its name.
+    /// Asks for a destination; false when there is none.
+    [[nodiscard]] bool nameBesorgen();
     void abschliessen();
+    /// The file is whole and gets its name, or another one when somebody else has it by now.
+    void ablegen();
+    void teilEntfernen();
     void scheitern(std::string const& beschreibung);
     [[nodiscard]] bool unvollstaendig() const;
 
     Objekt<WebKitDownload> const download_;
     Empfaenger empfaenger_;
-    std::optional<std::string> ziel_;
+    std::string vorschlag_; ///< The server's name, as one path component.
+    std::optional<Namensanspruch> name_;
     std::string teil_;                    ///< The temporary name while bytes arrive; empty before.
     bool beendet_{false};                 ///< The Empfaenger has been told.
     std::shared_ptr<DownloadGtk> selbst_; ///< Until the end.

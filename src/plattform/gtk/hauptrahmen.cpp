@@ -3,6 +3,7 @@
 #include <glib.h>
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -70,22 +71,43 @@ Hauptrahmenzeichen::Geprueft Hauptrahmenzeichen::pruefen(std::string_view json) 
         .ursprung = std::string{rest.substr(0, ende)}};
 }
 
-bool gehoertZu(std::string_view adresse, std::string_view ursprung) {
+namespace {
+
+/// Scheme, host in lower case, port unless it is the usual one; nothing without a host.
+std::optional<std::string> herkunft(std::string_view adresse) {
     std::unique_ptr<GUri, decltype(&g_uri_unref)> const uri{
         g_uri_parse(std::string{adresse}.c_str(), G_URI_FLAGS_PARSE_RELAXED, nullptr), &g_uri_unref};
     if (!uri || !g_uri_get_host(uri.get()))
-        return false;
+        return std::nullopt;
     std::string const schema = g_uri_get_scheme(uri.get());
     std::unique_ptr<char, decltype(&g_free)> const wirt{
         g_ascii_strdown(g_uri_get_host(uri.get()), -1), &g_free};
-    std::string erwartet = schema + "://";
+    std::string text = schema + "://";
     std::string const name{wirt.get()};
-    erwartet += name.find(':') == std::string::npos ? name : '[' + name + ']';
+    text += name.find(':') == std::string::npos ? name : '[' + name + ']';
     int const port = g_uri_get_port(uri.get());
     bool const ueblich = port <= 0 || (schema == "https" && port == 443) || (schema == "http" && port == 80);
     if (!ueblich)
-        erwartet += ':' + std::to_string(port);
-    return ursprung == erwartet;
+        text += ':' + std::to_string(port);
+    return text;
+}
+
+} // namespace
+
+std::optional<std::string> ursprungVon(std::string_view adresse) {
+    auto text = herkunft(adresse);
+    if (!text || !(text->starts_with("https://") || text->starts_with("http://")))
+        return std::nullopt;
+    auto const harmlos = [](char zeichen) {
+        return g_ascii_isalnum(zeichen) || std::string_view{"-._:/[]"}.contains(zeichen);
+    };
+    if (!std::ranges::all_of(*text, harmlos))
+        return std::nullopt;
+    return text;
+}
+
+bool gehoertZu(std::string_view adresse, std::string_view ursprung) {
+    return herkunft(adresse) == ursprung;
 }
 
 } // namespace quillmate::plattform::gtk

@@ -36,6 +36,10 @@ private:
     std::string const geheimnis_;
 };
 
+/// The origin of a document at this address as engines write it; nothing unless it is http or https and can stand in a
+/// script as it is.
+[[nodiscard]] std::optional<std::string> ursprungVon(std::string_view adresse);
+
 /// Whether `adresse` belongs to `ursprung` as engines write origins: scheme, host in lower case, port unless default.
 [[nodiscard]] bool gehoertZu(std::string_view adresse, std::string_view ursprung);
 

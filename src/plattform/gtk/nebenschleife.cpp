@@ -1,5 +1,7 @@
 #include "nebenschleife.h"
 
+#include "druck_gtk.h"
+
 #include <glib.h>
 
 #include <vector>
@@ -35,6 +37,7 @@ void Nebenschleife::beenden() noexcept {
 void Nebenschleife::alleBeenden() noexcept {
     for (auto* const schleife : lebende())
         schleife->beenden();
+    druckdialogeSchliessen();
 }
 
 } // namespace quillmate::plattform::gtk

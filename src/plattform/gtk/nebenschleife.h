@@ -16,7 +16,8 @@ public:
     /// Returns after beenden(), at once when that has been called already.
     void laufen();
     void beenden() noexcept;
-    /// For the end of the program. The callers see a dialog that nobody has answered.
+    /// For the end of the program, with print dialogs, whose loop is the engine's. The callers see a dialog that nobody
+    /// has answered.
     static void alleBeenden() noexcept;
 
 private:

@@ -103,6 +103,11 @@ ProgrammfensterGtk::ProgrammfensterGtk(
         gtk_widget_set_valign(balken, GTK_ALIGN_CENTER);
         gtk_widget_add_css_class(balken, "quillmate-menue");
         gtk_header_bar_pack_start(GTK_HEADER_BAR(leiste), balken);
+        // GTK gives the keyboard to an item as soon as the pointer is over it, which is wherever somebody typing in the
+        // page has put it aside. F10, arrows and clicks open menus without that.
+        for (auto* punkt = gtk_widget_get_first_child(balken); punkt;
+             punkt = gtk_widget_get_next_sibling(punkt))
+            gtk_widget_set_focusable(punkt, FALSE);
         jedesMenue(balken, [](GtkWidget* menue) {
             g_signal_connect(menue, "closed", G_CALLBACK(menueGeschlossen), nullptr);
         });

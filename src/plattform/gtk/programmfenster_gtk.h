@@ -11,7 +11,8 @@
 
 namespace quillmate::plattform::gtk {
 
-/// A GtkApplicationWindow with a header bar.
+/// A GtkApplicationWindow with a header bar. What is remembered of it is its size: where a window lies is the window
+/// manager's business here, and neither GTK 4 nor Wayland lets a program ask or say.
 /// Threads: main thread. Ownership: borrows the user defaults.
 class ProgrammfensterGtk final : public Programmfenster {
 public:

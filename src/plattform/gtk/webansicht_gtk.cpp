@@ -2,7 +2,7 @@
 //
 // The parts, in the order in which a page meets them:
 //   making       Einrichtung -> user scripts, message handler, settings, signals
-//   loading      laden() with its deadline, load-changed, the three kinds of failure
+//   loading      laden(), load-changed, the deadline of every load, the three kinds of failure
 //   deciding     decide-policy and create -> beiNavigation, beiAntwort, neuesFenster
 //   dialogs      script-dialog, run-file-chooser: answered later, exactly once (Einmal)
 //   scripts      skript(), rufen()
@@ -11,6 +11,8 @@
 #include "webansicht_gtk.h"
 
 #include "download_gtk.h"
+#include "druck_gtk.h"
+#include "fehlertext.h"
 #include "grafik.h"
 #include "grundlage/protokoll.h"
 #include "programmfenster_gtk.h"
@@ -33,10 +35,34 @@ constexpr char const* adapterschluessel = "quillmate-webansicht";
 constexpr char const* linkwelt = "quillmate-links";
 constexpr char const* linkname = "geklickt";
 constexpr char const* linkskript =
+    "const melde = ja => window.webkit.messageHandlers.geklickt.postMessage(ja);\n"
+    // The decision is asked for within the click. Whoever prevents the click asks for none; the next one is not its.
+    "const merke = ja => { melde(ja); if (ja) setTimeout(() => melde(false)); };\n"
     "addEventListener('click', ereignis => {\n"
-    "  const link = ereignis.composedPath().find(teil => teil instanceof HTMLAnchorElement);\n"
-    "  if (link) window.webkit.messageHandlers.geklickt.postMessage(link.hasAttribute('download'));\n"
-    "}, true);";
+    "  const link = ereignis.composedPath().find(teil =>\n"
+    "      teil instanceof HTMLAnchorElement || teil instanceof HTMLAreaElement);\n"
+    "  if (link) merke(link.hasAttribute('download'));\n"
+    "}, true);\n"
+    "addEventListener('quillmate-download', () => merke(true), true);";
+
+/// Clicks on a link that is in no document pass no listener but the link's own, and scripts make links only to click
+/// them. So this script, in the page's own world, tells the other one of such a click. All that a page gains by calling
+/// it, it could do by clicking a link of its own.
+constexpr char const* klickskript =
+    "(() => {\n"
+    "  const rufe = Reflect.apply, Ereignis = Event, sende = EventTarget.prototype.dispatchEvent;\n"
+    "  for (const name of ['click', 'dispatchEvent']) {\n"
+    "    const echt = HTMLAnchorElement.prototype[name];\n"
+    "    const {[name]: value} = {[name](...werte) {\n"
+    "      if (this instanceof HTMLAnchorElement && !this.isConnected && this.hasAttribute('download') &&\n"
+    "          (name === 'click' || werte[0]?.type === 'click'))\n"
+    "        rufe(sende, window, [new Ereignis('quillmate-download')]);\n"
+    "      return rufe(echt, this, werte);\n"
+    "    }};\n"
+    "    Object.defineProperty(HTMLAnchorElement.prototype, name,\n"
+    "        {value, writable: true, enumerable: true, configurable: true});\n"
+    "  }\n"
+    "})();";
 
 Navigationsart artVon(WebKitNavigationType art) {
     switch (art) {
@@ -61,6 +87,12 @@ std::optional<std::string> adresseVon(WebKitNavigationAction* aktion) {
     if (!adresse || !*adresse)
         return std::nullopt;
     return std::string{adresse};
+}
+
+bool sendetEtwas(WebKitNavigationAction* aktion) {
+    auto* const anfrage = webkit_navigation_action_get_request(aktion);
+    char const* const methode = anfrage ? webkit_uri_request_get_http_method(anfrage) : nullptr;
+    return methode && std::string_view{methode} == "POST" && !webkit_navigation_action_is_redirect(aktion);
 }
 
 /// What only the page that holds it can read: as a link it can mean nothing but saving.
@@ -113,34 +145,6 @@ bool istAbbruch(GError const* fehler) {
            g_error_matches(
                fehler, WEBKIT_POLICY_ERROR, WEBKIT_POLICY_ERROR_FRAME_LOAD_INTERRUPTED_BY_POLICY_CHANGE) ||
            g_error_matches(fehler, WEBKIT_MEDIA_ERROR, WEBKIT_MEDIA_ERROR_WILL_HANDLE_LOAD);
-}
-
-/// The engine's network process speaks English, whatever the language: the common failures are told in our own words.
-std::string beschreibungVon(GError const* fehler) {
-    if (fehler->domain == G_RESOLVER_ERROR)
-        return g_error_matches(fehler, G_RESOLVER_ERROR, G_RESOLVER_ERROR_TEMPORARY_FAILURE)
-                   ? "Der Name des Servers lässt sich gerade nicht auflösen."
-                   : "Der Server wurde nicht gefunden.";
-    if (fehler->domain == G_IO_ERROR)
-        switch (fehler->code) {
-        case G_IO_ERROR_CONNECTION_REFUSED:
-            return "Der Server nimmt keine Verbindung an.";
-        case G_IO_ERROR_HOST_NOT_FOUND:
-            return "Der Server wurde nicht gefunden.";
-        case G_IO_ERROR_HOST_UNREACHABLE:
-        case G_IO_ERROR_NETWORK_UNREACHABLE:
-            return "Das Netz ist nicht erreichbar.";
-        case G_IO_ERROR_TIMED_OUT:
-            return "Der Server hat nicht rechtzeitig geantwortet.";
-        case G_IO_ERROR_CONNECTION_CLOSED: // the same number as a broken pipe
-        case G_IO_ERROR_PARTIAL_INPUT:
-            return "Die Verbindung ist abgebrochen.";
-        default:
-            break;
-        }
-    if (fehler->domain == G_TLS_ERROR)
-        return "Die sichere Verbindung kam nicht zustande.";
-    return textVon(fehler->message);
 }
 
 std::string beschreibungVon(GTlsCertificateFlags maengel) {
@@ -244,12 +248,17 @@ struct WebansichtGtk::Signale {
         auto& ich = an(daten);
         switch (ereignis) {
         case WEBKIT_LOAD_STARTED:
+            ich.unterwegs_ = std::exchange(ich.zugelassen_, std::nullopt);
+            if (auto const frist = std::exchange(ich.sendet_, false) ? ich.sendefrist_ : ich.ladefrist_;
+                ich.frist_ == 0)
+                ich.fristBeginnen(frist);
             ich.empfaenger_.begonnen(ich);
             break;
         case WEBKIT_LOAD_REDIRECTED:
             break;
         case WEBKIT_LOAD_COMMITTED:
             ich.festgeschrieben_ = textVon(webkit_web_view_get_uri(web));
+            ++ich.nummer_;
             ich.fristBeenden();
             break;
         case WEBKIT_LOAD_FINISHED: {
@@ -303,6 +312,10 @@ struct WebansichtGtk::Signale {
             auto* const aktion = webkit_navigation_policy_decision_get_navigation_action(
                 WEBKIT_NAVIGATION_POLICY_DECISION(entscheidung));
             auto const wie = ich.empfaenger_.beiNavigation(ich, ich.navigation(aktion));
+            if (art == WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION && wie == Entscheidung::zulassen) {
+                ich.zugelassen_ = adresseVon(aktion);
+                ich.sendet_ = ich.sendet_ || sendetEtwas(aktion);
+            }
             ich.neuesFensterGeprueft_ =
                 art == WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION && wie == Entscheidung::zulassen;
             entscheiden(entscheidung, wie);
@@ -344,6 +357,7 @@ struct WebansichtGtk::Signale {
         ich.htmlLaedt_ = false;
         ich.danach_.reset();
         ich.festgeschrieben_.clear();
+        ++ich.nummer_;
         ich.empfaenger_.prozessGestorben(ich, grundVon(grund));
     }
 
@@ -418,7 +432,9 @@ struct WebansichtGtk::Signale {
         // The document's own origin must agree with what the view shows: a message that was under way while another
         // document took its place belongs to neither.
         bool const passt = geprueft.hauptrahmen && gehoertZu(ich.festgeschrieben_, geprueft.ursprung);
-        ich.nachrichten_(geprueft.nachricht, {.hauptrahmen = passt, .dokument = ich.festgeschrieben_});
+        ich.nachrichten_(
+            geprueft.nachricht,
+            {.hauptrahmen = passt, .dokument = ich.festgeschrieben_, .nummer = ich.nummer_});
     }
 
     static void linkGeklickt(WebKitUserContentManager*, JSCValue* wert, gpointer daten) {
@@ -428,19 +444,25 @@ struct WebansichtGtk::Signale {
     static gboolean fristAbgelaufen(gpointer daten) {
         auto& ich = an(daten);
         ich.frist_ = 0;
+        // Of a load that a page began the view does not tell the address before it is committed.
+        auto const adresse =
+            ich.unterwegs_ ? *ich.unterwegs_ : textVon(webkit_web_view_get_uri(ich.web_.get()));
         webkit_web_view_stop_loading(ich.web_.get()); // Reports a cancelled load, which is silent.
         ich.empfaenger_.fehlgeschlagen(
             ich, {.bereich = "zeit",
                   .nummer = 1,
                   .beschreibung = "Der Server hat nicht rechtzeitig geantwortet.",
-                  .abgebrochen = false});
+                  .abgebrochen = false,
+                  .adresse = adresse});
         return G_SOURCE_REMOVE;
     }
 };
 
 WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, Empfaenger& empfaenger)
     : empfaenger_(empfaenger)
-    , inhalte_(Objekt<WebKitUserContentManager>::uebernommen(webkit_user_content_manager_new())) {
+    , inhalte_(Objekt<WebKitUserContentManager>::uebernommen(webkit_user_content_manager_new()))
+    , ladefrist_(einrichtung.ladefrist)
+    , sendefrist_(einrichtung.sendefrist) {
     nachrichtenAnnehmen(einrichtung);
     linksBeobachten();
     for (auto const& skript : einrichtung.skripte) {
@@ -457,6 +479,9 @@ WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, E
         sitzungen.sitzung(einrichtung.datenhaltung), "user-content-manager", inhalte_.get(), nullptr)));
     einstellen();
     auto* const einstellungen = webkit_web_view_get_settings(web_.get());
+    // A page from the engine's cache would go on waiting for replies that went astray while another one was shown.
+    if (zeichen_)
+        webkit_settings_set_enable_page_cache(einstellungen, FALSE);
     webkit_settings_set_enable_back_forward_navigation_gestures(
         einstellungen, einrichtung.wischgesten ? TRUE : FALSE);
     verbinden();
@@ -470,7 +495,9 @@ WebansichtGtk::WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger)
     , downloadlink_(verwandte.downloadlink_)
     , web_(Objekt<WebKitWebView>::geteilt(WEBKIT_WEB_VIEW(g_object_new(
           WEBKIT_TYPE_WEB_VIEW, "related-view", verwandte.web_.get(), "settings",
-          webkit_web_view_get_settings(verwandte.web_.get()), nullptr)))) {
+          webkit_web_view_get_settings(verwandte.web_.get()), nullptr))))
+    , ladefrist_(verwandte.ladefrist_)
+    , sendefrist_(verwandte.sendefrist_) {
     verbinden();
 }
 
@@ -511,12 +538,17 @@ void WebansichtGtk::linksBeobachten() {
         linkwelt, nullptr, nullptr);
     webkit_user_content_manager_add_script(inhalte_.get(), skript);
     webkit_user_script_unref(skript);
+    auto* const klicks = webkit_user_script_new(
+        klickskript, WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START,
+        nullptr, nullptr);
+    webkit_user_content_manager_add_script(inhalte_.get(), klicks);
+    webkit_user_script_unref(klicks);
 }
 
 Navigation WebansichtGtk::navigation(WebKitNavigationAction* aktion) {
     bool const link =
         webkit_navigation_action_get_navigation_type(aktion) == WEBKIT_NAVIGATION_TYPE_LINK_CLICKED;
-    // Used up: a script's click on a link outside the document is seen by nobody.
+    // Used up: it was said of this click.
     return navigationVon(aktion, link && std::exchange(*downloadlink_, false));
 }
 
@@ -599,10 +631,20 @@ std::optional<std::string> WebansichtGtk::adresse() const {
     return text;
 }
 
+Absender WebansichtGtk::dokument() const {
+    return {.hauptrahmen = true, .dokument = festgeschrieben_, .nummer = nummer_};
+}
+
 void WebansichtGtk::skript(std::string const& quelltext) {
+    // The engine's process may have committed the next document without having told yet. No page can change what
+    // location.origin is. Our own documents have none, also those that stand for an address.
+    auto const ursprung = ursprungVon(festgeschrieben_);
+    auto const skript = ursprung ? "if (location.origin === \"" + *ursprung +
+                                       "\" || location.origin === \"null\") {" + quelltext + "\n}"
+                                 : quelltext;
     webkit_web_view_evaluate_javascript(
-        web_.get(), quelltext.data(), static_cast<gssize>(quelltext.size()), nullptr, nullptr, nullptr,
-        nullptr, nullptr);
+        web_.get(), skript.data(), static_cast<gssize>(skript.size()), nullptr, nullptr, nullptr, nullptr,
+        nullptr);
 }
 
 void WebansichtGtk::rufen(
@@ -633,9 +675,13 @@ void WebansichtGtk::rufen(
 }
 
 void WebansichtGtk::drucken(Programmfenster& fenster) {
-    auto const druck = Objekt<WebKitPrintOperation>::uebernommen(webkit_print_operation_new(web_.get()));
     auto* const rahmen = dynamic_cast<ProgrammfensterGtk*>(&fenster);
-    webkit_print_operation_run_dialog(druck.get(), rahmen ? rahmen->gtkFenster() : nullptr);
+    druckenMitDialog(
+        web_.get(), rahmen ? rahmen->gtkFenster() : nullptr,
+        [web = std::weak_ptr{lebt_}](std::string const& beschreibung) {
+            if (auto const ich = web.lock())
+                (*ich)->empfaenger_.druckGescheitert(**ich, beschreibung);
+        });
 }
 
 void WebansichtGtk::downloadBegonnen(WebKitDownload* download) {

@@ -29,6 +29,7 @@ public:
     void zurueck() override;
     void vorwaerts() override;
     [[nodiscard]] std::optional<std::string> adresse() const override;
+    [[nodiscard]] Absender dokument() const override;
     void skript(std::string const& quelltext) override;
     void rufen(
         std::string const& rumpf, std::map<std::string, std::string> const& werte,
@@ -61,16 +62,25 @@ private:
     /// The last clicked link has the attribute "download". Shared as the content is.
     std::shared_ptr<bool> downloadlink_{std::make_shared<bool>(false)};
     Objekt<WebKitWebView> web_;
+    /// This view, for what may end after it.
+    std::shared_ptr<WebansichtGtk*> lebt_{std::make_shared<WebansichtGtk*>(this)};
     std::string festgeschrieben_; ///< Address of the last committed document.
+    std::uint64_t nummer_{0};     ///< Its number; raised by its death, too.
     bool htmlLaedt_{false};       ///< A document of ladenHtml() is on its way into the view.
     struct Ladeauftrag {
         std::string adresse;
         std::chrono::seconds frist;
     };
     std::optional<Ladeauftrag> danach_; ///< What laden() was asked for meanwhile.
-    bool gescheitert_{false};           ///< The load that is about to finish has failed.
-    guint frist_{0};                    ///< Timer of the pending laden(); 0 for none.
-    bool neuesFensterGeprueft_{false};  ///< The policy for the coming "create" has been asked already.
+    std::chrono::seconds ladefrist_;    ///< For loads that begin without laden().
+    std::chrono::seconds sendefrist_;   ///< For those of them that send something first.
+    std::optional<std::string>
+        zugelassen_; ///< Address of the last navigation that was allowed and has not begun.
+    std::optional<std::string> unterwegs_; ///< Address of the load that has begun last.
+    bool sendet_{false};                   ///< The load that is about to begin is one.
+    bool gescheitert_{false};              ///< The load that is about to finish has failed.
+    guint frist_{0};                       ///< Timer of the load that has no answer yet; 0 for none.
+    bool neuesFensterGeprueft_{false};     ///< The policy for the coming "create" has been asked already.
 };
 
 } // namespace quillmate::plattform::gtk
