@@ -69,7 +69,8 @@ int merken(std::string const& ordner, Ordner::Merkliste& merkliste) {
 int suchen(
     MacScan::Scanauftrag const& auftrag, MacScan::Suche& suche, MacScan::Dienst& dienst,
     sigset_t const& signale) {
-    constexpr timespec takt{.tv_sec = 0, .tv_nsec = 100'000'000};
+    constexpr timespec takt{
+        .tv_sec = 0, .tv_nsec = 20'000'000}; // Also how late the end of the search is noticed.
     bool const bildschirm = ::isatty(STDOUT_FILENO) == 1;
     Postfach postfach;
     Suchlauf::Ausgabe ausgabe;
