@@ -36,7 +36,8 @@ ul { padding: 0; display: flex; flex-wrap: wrap; gap: .4rem 1.4rem; list-style: 
 .leise { opacity: .75; } .fehler { color: #c01c28; }
 )";
 
-/// Downloads what the page has in memory, as portals do that fetch their files by script.
+/// Downloads what the page has in memory, as portals do that fetch their files by script. Says when it is there: it comes
+/// after the style, and a key pressed before is lost.
 constexpr char const* skript = R"(for (const link of document.querySelectorAll('a[data-aus-der-seite]'))
   link.addEventListener('click', async (ereignis) => {
     ereignis.preventDefault();
@@ -47,6 +48,10 @@ constexpr char const* skript = R"(for (const link of document.querySelectorAll('
     datei.click();
     setTimeout(() => URL.revokeObjectURL(datei.href), 60000);
   });
+const bereit = document.createElement('p');
+bereit.className = 'leise';
+bereit.textContent = 'Die Seite ist bereit.';
+document.body.append(bereit);
 )";
 
 void sende(httplib::Response& antwort, int status, std::string text, char const* typ = html) {

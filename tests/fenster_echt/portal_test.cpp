@@ -55,24 +55,34 @@ protected:
             return bildschirm.tastaturBei() == fenster.nummer;
         }));
     }
-    /// Waits until the portal's page holds this text. The copy that shows it has been made when this returns: its keys
-    /// do not mix with the next ones.
-    [[nodiscard]] bool warteAufText(std::string_view text) {
-        return wartenBis([&] {
+    /// Waits until the portal's page holds these texts. The copy that shows them has been made when this returns: its
+    /// keys do not mix with the next ones.
+    [[nodiscard]] testing::AssertionResult warteAufText(
+        std::string_view text, std::string_view undText = {}) {
+        std::optional<std::string> kopie;
+        bool const gefunden = wartenBis([&] {
             bildschirm.zwischenablageLeeren();
             bildschirm.taste("ctrl+a");
             bildschirm.taste("ctrl+c");
-            std::optional<std::string> kopie;
             (void)wartenBis(
                 [&] { return (kopie = bildschirm.zwischenablage()).has_value(); }, std::chrono::seconds{2});
-            return kopie && kopie->contains(text);
+            return kopie && kopie->contains(text) && kopie->contains(undText);
         });
+        if (gefunden)
+            return testing::AssertionSuccess();
+        return testing::AssertionFailure()
+               << "the last copy is " << (kopie ? '"' + *kopie + '"' : "missing") << ", the keyboard is at "
+               << (bildschirm.tastaturBei() == fenster.nummer ? "the portal" : "another window");
+    }
+    /// The engine loses keys pressed before a page has its style, also where its text can be copied already.
+    [[nodiscard]] testing::AssertionResult warteAufSeite(std::string_view text) {
+        return warteAufText(text, "Die Seite ist bereit.");
     }
     void meldeAn() {
-        ASSERT_TRUE(warteAufText("Kundennummer und Kennwort"));
+        ASSERT_TRUE(warteAufSeite("Kundennummer und Kennwort"));
         bildschirm.taste("alt+k");
         bildschirm.taste("Return"); // The demo's password stands there.
-        ASSERT_TRUE(warteAufText("Deine Rechnungen"));
+        ASSERT_TRUE(warteAufSeite("Deine Rechnungen"));
     }
     void oeffneAngemeldet() {
         oeffne(vertrauen(), QUILLMATE_DEMOPROGRAMM);
