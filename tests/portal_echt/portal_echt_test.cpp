@@ -3,6 +3,7 @@
 // act by their own scripts.
 #include "attrappen/anzeige.h"
 #include "attrappen/http_attrappe.h"
+#include "attrappen/https_attrappe.h"
 #include "attrappen/ordner_auf_zeit.h"
 #include "attrappen/voreinstellungen.h"
 #include "demo/portalzertifikat.h"
@@ -17,9 +18,6 @@
 #include <adwaita.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <libsoup/soup.h>
-#include <openssl/bio.h>
-#include <openssl/pem.h>
 
 #include <algorithm>
 #include <chrono>
@@ -38,7 +36,6 @@ namespace {
 using attrappen::HttpAnfrage;
 using attrappen::HttpAntwort;
 using attrappen::HttpAttrappe;
-using plattform::gtk::Objekt;
 
 /// Turns the main loop until the condition holds.
 template<typename Bedingung>
@@ -53,75 +50,6 @@ bool drehenBis(Bedingung bedingung, std::chrono::seconds grenze = std::chrono::s
     return true;
 }
 
-struct Seite {
-    std::string koerper;
-    std::string typ{"text/html; charset=utf-8"};
-    int status{200};
-    std::map<std::string, std::string> koepfe{};
-};
-
-/// Answers every method of a path alike, or by the method when there is a page "POST /path". Works in the main loop.
-class Probeportal {
-public:
-    explicit Probeportal(demo::Portalzertifikat const& zertifikat) {
-        auto const beides = zertifikat.pem() + schluesselPem(zertifikat);
-        auto const ausweis = Objekt<GTlsCertificate>::uebernommen(
-            g_tls_certificate_new_from_pem(beides.data(), static_cast<gssize>(beides.size()), nullptr));
-        soup_server_set_tls_certificate(server_.get(), ausweis.get());
-        soup_server_add_handler(server_.get(), nullptr, &Probeportal::antworte, this, nullptr);
-        if (!soup_server_listen_local(
-                server_.get(), 0,
-                SoupServerListenOptions(SOUP_SERVER_LISTEN_HTTPS | SOUP_SERVER_LISTEN_IPV4_ONLY), nullptr))
-            throw std::runtime_error{"Kein Anschluss"};
-        auto* const adressen = soup_server_get_uris(server_.get());
-        port_ = g_uri_get_port(static_cast<GUri*>(adressen->data));
-        g_slist_free_full(adressen, [](gpointer adresse) { g_uri_unref(static_cast<GUri*>(adresse)); });
-    }
-    ~Probeportal() { soup_server_disconnect(server_.get()); }
-    Probeportal(Probeportal const&) = delete;
-    Probeportal& operator=(Probeportal const&) = delete;
-
-    void seite(std::string const& pfad, Seite seite) { seiten_[pfad] = std::move(seite); }
-    [[nodiscard]] std::string adresse(std::string const& pfad) const {
-        return fmt::format("https://127.0.0.1:{}{}", port_, pfad);
-    }
-    [[nodiscard]] long anzahl(std::string const& anfrage) const {
-        return std::ranges::count(anfragen_, anfrage);
-    }
-
-private:
-    static std::string schluesselPem(demo::Portalzertifikat const& zertifikat) {
-        std::unique_ptr<BIO, decltype(&BIO_free)> const bio{BIO_new(BIO_s_mem()), &BIO_free};
-        PEM_write_bio_PrivateKey(bio.get(), zertifikat.schluessel(), nullptr, nullptr, 0, nullptr, nullptr);
-        char* zeiger = nullptr;
-        auto const laenge = BIO_ctrl(bio.get(), BIO_CTRL_INFO, 0, &zeiger);
-        return {zeiger, static_cast<std::size_t>(laenge)};
-    }
-    static void antworte(
-        SoupServer*, SoupServerMessage* nachricht, char const* pfad, GHashTable*, gpointer daten) {
-        auto& ich = *static_cast<Probeportal*>(daten);
-        std::string const anfrage = soup_server_message_get_method(nachricht) + (' ' + std::string{pfad});
-        ich.anfragen_.push_back(anfrage);
-        auto stelle = ich.seiten_.find(anfrage);
-        if (stelle == ich.seiten_.end())
-            stelle = ich.seiten_.find(pfad);
-        if (stelle == ich.seiten_.end())
-            return soup_server_message_set_status(nachricht, 404, nullptr);
-        auto const& [koerper, typ, status, koepfe] = stelle->second;
-        soup_server_message_set_status(nachricht, static_cast<guint>(status), nullptr);
-        for (auto const& [name, wert] : koepfe)
-            soup_message_headers_append(
-                soup_server_message_get_response_headers(nachricht), name.c_str(), wert.c_str());
-        soup_server_message_set_response(
-            nachricht, typ.c_str(), SOUP_MEMORY_COPY, koerper.data(), koerper.size());
-    }
-
-    Objekt<SoupServer> const server_{Objekt<SoupServer>::uebernommen(soup_server_new(nullptr, nullptr))};
-    int port_{0};
-    std::map<std::string, Seite> seiten_;
-    std::vector<std::string> anfragen_;
-};
-
 /// What the program has once as well: the portals' session, which trusts this certificate.
 struct Sitzung {
     Sitzung() {
@@ -134,6 +62,8 @@ struct Sitzung {
     }
     attrappen::OrdnerAufZeit ordner;
     std::optional<demo::Portalzertifikat> const zertifikat{demo::Portalzertifikat::erzeugen()};
+    std::string const ausweis{
+        zertifikat ? attrappen::ausweisAus(zertifikat->zertifikat(), zertifikat->schluessel()) : ""};
     std::optional<plattform::gtk::WebSitzungen> sitzungen;
 };
 
@@ -232,7 +162,7 @@ protected:
     plattform::gtk::AnwendungGtk& anwendung_ = anwendung();
     std::string const pdf{demo::textPdf({"Rechnung 1"})};
     attrappen::OrdnerAufZeit ordner;
-    Probeportal portal{*sitzung_->zertifikat};
+    attrappen::HttpsAttrappe portal{sitzung_->ausweis};
     HttpAttrappe klartext{[](HttpAnfrage const&) {
         return HttpAntwort{.koerper = "nein", .inhaltstyp = "text/html"};
     }};
