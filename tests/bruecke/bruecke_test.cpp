@@ -12,9 +12,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <functional>
-#include <latch>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +36,36 @@ struct Antwort {
     Json ergebnis;
 };
 
+/// Keeps scans from ending: their readers wait before the first file, which is made here, until they are let go. That
+/// is at the latest with this object.
+class Lesehalt {
+public:
+    explicit Lesehalt(attrappen::Suchwelt& welt) {
+        welt.heim.datei("Desktop/rechnung.pdf", "Rechnung 119,00 EUR");
+        welt.leser.vorher = [lage = lage_] {
+            setze(lage->liest);
+            lage->weiter.wait(false);
+        };
+    }
+    ~Lesehalt() { loslassen(); }
+    Lesehalt(Lesehalt const&) = delete;
+    Lesehalt& operator=(Lesehalt const&) = delete;
+
+    void warteBisGelesenWird() const { lage_->liest.wait(false); }
+    void loslassen() { setze(lage_->weiter); }
+
+private:
+    struct Lage {
+        std::atomic_flag liest;
+        std::atomic_flag weiter;
+    };
+    static void setze(std::atomic_flag& was) {
+        was.test_and_set();
+        was.notify_all();
+    }
+    std::shared_ptr<Lage> const lage_{std::make_shared<Lage>()}; ///< Also the readers'.
+};
+
 class BrueckeTest : public testing::Test {
 protected:
     BrueckeTest() { baueBruecke(); }
@@ -48,7 +78,7 @@ protected:
                 .schleife = schleife,
                 .ordnertafel = tafel,
                 .arbeitsfaden = welt.arbeitsfaden,
-                .aktualisierer = &aktualisierer,
+                .aktualisierer = nachsehen,
                 .merkliste = welt.merkliste,
                 .suche = suche,
                 .umzugLage = [this] { return lage; },
@@ -56,6 +86,12 @@ protected:
     }
 
     void sende(Json const& nachricht) { bruecke->empfangen(nachricht.dump(), seite); }
+    /// Sends one call and waits for nothing.
+    void beginne(std::string const& aktion, std::int64_t id, Json daten = Json::object()) {
+        daten["aktion"] = aktion;
+        daten["id"] = id;
+        sende(daten);
+    }
 
     /// The replies so far; a script that is no reply fails the test.
     std::vector<Antwort> antworten() {
@@ -76,9 +112,7 @@ protected:
     Json rufe(std::string const& aktion, Json daten = Json::object()) {
         schleife.laufen();
         web->skripte.clear();
-        daten["aktion"] = aktion;
-        daten["id"] = ++zaehler;
-        sende(daten);
+        beginne(aktion, ++zaehler, std::move(daten));
         auto const alle = antworten();
         EXPECT_EQ(alle.size(), 1U) << aktion;
         if (alle.size() != 1)
@@ -110,6 +144,7 @@ protected:
     attrappen::Suchwelt welt;
     attrappen::OrdnertafelAttrappe tafel;
     attrappen::AktualisiererAttrappe aktualisierer;
+    plattform::Aktualisierer* nachsehen{&aktualisierer}; ///< What baueBruecke() gives the bridge.
     MacScan::Suche suche{welt.umgebung()};
     Umzugslage lage{.ort = "programme", .umzugNoetig = false};
     plattform::Webansicht::Empfaenger niemand;
@@ -120,6 +155,7 @@ protected:
     std::optional<Bruecke> bruecke;
 };
 
+Json const portalwunsch{{"kennung", "a"}, {"client_id", 1}, {"token", "t"}};
 Json const fehlerUnbekannt{{"fehler", "unbekannte Aktion"}};
 
 } // namespace
@@ -139,14 +175,14 @@ TEST_F(BrueckeTest, AMessageWithoutNumberIsLoggedAndGetsNoReply) {
 }
 
 TEST_F(BrueckeTest, AnUnknownActionIsLoggedWithItsNameAndAnswered) {
-    auto const zeile = fehlerausgabe([&] { sende({{"aktion", "zeigeDatei"}, {"id", 7}}); });
+    auto const zeile = fehlerausgabe([&] { beginne("zeigeDatei", 7); });
     EXPECT_EQ(zeile, "[Quillmate] Bruecke: Aktion 'zeigeDatei' ist nicht erlaubt - abgewiesen\n");
     schleife.laufen();
     EXPECT_THAT(web->skripte, ElementsAre(R"(window.__quillmateAntwort(7, {"fehler":"unbekannte Aktion"}))"));
 }
 
 TEST_F(BrueckeTest, TheNoticesButtonIsRefusedWithNumber0) {
-    (void)fehlerausgabe([&] { sende({{"aktion", "zeigeDatei"}, {"id", 0}}); });
+    (void)fehlerausgabe([&] { beginne("zeigeDatei", 0); });
     schleife.laufen();
     EXPECT_THAT(web->skripte, ElementsAre(R"(window.__quillmateAntwort(0, {"fehler":"unbekannte Aktion"}))"));
 }
@@ -175,7 +211,7 @@ TEST_F(BrueckeTest, TheNumberIsEchoedWhateverItIs) {
          {std::int64_t{0}, std::int64_t{-5}, std::int64_t{9007199254740993},
           std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}) {
         web->skripte.clear();
-        sende({{"aktion", "suchStand"}, {"id", id}});
+        beginne("suchStand", id);
         auto const alle = antworten();
         ASSERT_EQ(alle.size(), 1U);
         EXPECT_EQ(alle.front().id, id);
@@ -184,7 +220,7 @@ TEST_F(BrueckeTest, TheNumberIsEchoedWhateverItIs) {
 
 TEST_F(BrueckeTest, BurstOf10000MessagesIsServedInOrder) {
     for (int i = 1; i <= 10'000; ++i)
-        sende({{"aktion", "suchStand"}, {"id", i}});
+        beginne("suchStand", i);
     auto const alle = antworten();
     ASSERT_EQ(alle.size(), 10'000U);
     for (int i = 1; i <= 10'000; ++i)
@@ -194,7 +230,7 @@ TEST_F(BrueckeTest, BurstOf10000MessagesIsServedInOrder) {
 TEST_F(BrueckeTest, BurstOf10000RefusedMessagesIsAnswered) {
     (void)fehlerausgabe([&] {
         for (int i = 1; i <= 10'000; ++i)
-            sende({{"aktion", "boese"}, {"id", i}});
+            beginne("boese", i);
     });
     EXPECT_EQ(antworten().size(), 10'000U);
 }
@@ -259,14 +295,14 @@ TEST_F(BrueckeTest, AForeignPageStartsNothing) {
 // --- replies --------------------------------------------------------------------------------------------------------
 
 TEST_F(BrueckeTest, RepliesAreDeliveredLaterAlsoOnTheMainThread) {
-    sende({{"aktion", "suchStand"}, {"id", 1}});
+    beginne("suchStand", 1);
     EXPECT_THAT(web->skripte, IsEmpty());
     schleife.laufen();
     EXPECT_EQ(web->skripte.size(), 1U);
 }
 
 TEST_F(BrueckeTest, WithoutItsWebViewAReplyIsDropped) {
-    sende({{"aktion", "suchStand"}, {"id", 1}});
+    beginne("suchStand", 1);
     web.reset();
     EXPECT_EQ(schleife.laufen(), 1U);
     bruecke->empfangen(R"({"aktion":"suchStand","id":2})", seite);
@@ -275,16 +311,16 @@ TEST_F(BrueckeTest, WithoutItsWebViewAReplyIsDropped) {
 
 TEST_F(BrueckeTest, TheBridgeDoesNotKeepItsWebViewAlive) {
     std::weak_ptr const beobachtet{web};
-    sende({{"aktion", "suchStand"}, {"id", 1}});
+    beginne("suchStand", 1);
     web.reset();
     EXPECT_TRUE(beobachtet.expired());
 }
 
 TEST_F(BrueckeTest, AReplyReachesOnlyTheDocumentThatCalled) {
     seite = web->zeige("https://quillmate.example/belege");
-    sende({{"aktion", "gemerkterOrdner"}, {"id", 1}});
+    beginne("gemerkterOrdner", 1);
     seite = web->zeige("https://quillmate.example/belege"); // the same page anew counts from 1, too
-    sende({{"aktion", "nachUpdatesSuchen"}, {"id", 1}});
+    beginne("nachUpdatesSuchen", 1);
     auto const alle = antworten();
     ASSERT_EQ(alle.size(), 1U);
     EXPECT_EQ(alle.front().ergebnis, Json::object());
@@ -292,14 +328,14 @@ TEST_F(BrueckeTest, AReplyReachesOnlyTheDocumentThatCalled) {
 
 TEST_F(BrueckeTest, AForeignDocumentGetsNoReplyToTheOneBeforeIt) {
     seite = web->zeige("https://quillmate.example/belege");
-    sende({{"aktion", "gemerkterOrdner"}, {"id", 1}});
+    beginne("gemerkterOrdner", 1);
     web->zeige("https://evil.test/");
     EXPECT_THAT(antworten(), IsEmpty());
 }
 
 TEST_F(BrueckeTest, AfterTheDeathOfThePageItsRepliesAreDropped) {
     seite = web->zeige("https://quillmate.example/belege");
-    sende({{"aktion", "suchStand"}, {"id", 1}});
+    beginne("suchStand", 1);
     web->stirb();
     EXPECT_THAT(antworten(), IsEmpty());
     web->zeige("https://quillmate.example/belege");
@@ -312,38 +348,26 @@ TEST_F(BrueckeTest, AnActionDuringWhichThePageChangesAnswersNobody) {
         return Json{{"geoeffnet", true}};
     });
     seite = web->zeige("https://quillmate.example/belege");
-    sende({{"aktion", "portalOeffnen"}, {"id", 1}, {"kennung", "a"}, {"client_id", 1}, {"token", "t"}});
+    beginne("portalOeffnen", 1, portalwunsch);
     EXPECT_THAT(antworten(), IsEmpty());
     baueBruecke([this](Portalanfrage const&) -> Json {
         web->zeige("https://quillmate.example/uebersicht");
         throw std::bad_alloc{};
     });
     seite = web->zeige("https://quillmate.example/belege");
-    (void)fehlerausgabe([&] {
-        sende({{"aktion", "portalOeffnen"}, {"id", 1}, {"kennung", "a"}, {"client_id", 1}, {"token", "t"}});
-    });
+    (void)fehlerausgabe([&] { beginne("portalOeffnen", 1, portalwunsch); });
     EXPECT_THAT(antworten(), IsEmpty());
 }
 
 TEST_F(BrueckeTest, AScansSummarySettlesNoCallOfTheNextDocument) {
-    std::latch angefragt{1};
-    std::latch weiter{1};
-    std::once_flag einmal;
-    welt.leser.vorher = [&] {
-        std::call_once(einmal, [&] { angefragt.count_down(); });
-        weiter.wait();
-    };
-    welt.heim.datei("Desktop/rechnung.pdf", "Rechnung 119,00 EUR");
+    Lesehalt halt{welt};
     seite = web->zeige("https://quillmate.example/belege");
-    auto anfrage = scan();
-    anfrage["aktion"] = "macScannen";
-    anfrage["id"] = 1;
-    sende(anfrage);
-    angefragt.wait();
+    beginne("macScannen", 1, scan());
+    halt.warteBisGelesenWird();
     schleife.laufen();
     web->skripte.clear();
     web->zeige("https://quillmate.example/belege");
-    weiter.count_down();
+    halt.loslassen();
     ASSERT_TRUE(wartenBis([&] { return !suche.laeuft(); }));
     EXPECT_THAT(antworten(), IsEmpty());
 }
@@ -351,9 +375,9 @@ TEST_F(BrueckeTest, AScansSummarySettlesNoCallOfTheNextDocument) {
 TEST_F(BrueckeTest, ACountThatDocumentsShareIsToldToTheOneThatIsShown) {
     auto const kennung = welt.merke("Fotos");
     seite = web->zeige("https://quillmate.example/belege");
-    sende({{"aktion", "bilderZaehlen"}, {"id", 1}, {"kennung", kennung}});
+    beginne("bilderZaehlen", 1, {{"kennung", kennung}});
     seite = web->zeige("https://quillmate.example/uebersicht");
-    sende({{"aktion", "bilderZaehlen"}, {"id", 2}, {"kennung", kennung}});
+    beginne("bilderZaehlen", 2, {{"kennung", kennung}});
     ASSERT_TRUE(wartenAufAntworten(1));
     auto const alle = antworten();
     ASSERT_EQ(alle.size(), 1U);
@@ -362,33 +386,18 @@ TEST_F(BrueckeTest, ACountThatDocumentsShareIsToldToTheOneThatIsShown) {
 
 TEST_F(BrueckeTest, AReplyThatIsNoJsonIsDroppedWithoutAWord) {
     baueBruecke([](Portalanfrage const&) { return Json{{"name", "\xFF"}}; });
-    EXPECT_EQ(
-        fehlerausgabe([&] {
-            sende(
-                {{"aktion", "portalOeffnen"}, {"id", 1}, {"kennung", "a"}, {"client_id", 1}, {"token", "t"}});
-        }),
-        "");
+    EXPECT_EQ(fehlerausgabe([&] { beginne("portalOeffnen", 1, portalwunsch); }), "");
     EXPECT_THAT(antworten(), IsEmpty());
 }
 
 TEST_F(BrueckeTest, ScansStillSpeakingAfterTheBridgeHasGoneSpeakToNobody) {
-    std::latch angefragt{1};
-    std::latch weiter{1};
-    std::once_flag einmal;
-    welt.leser.vorher = [&] {
-        std::call_once(einmal, [&] { angefragt.count_down(); });
-        weiter.wait();
-    };
-    welt.heim.datei("Desktop/rechnung.pdf", "Rechnung 119,00 EUR");
-    auto anfrage = scan();
-    anfrage["aktion"] = "macScannen";
-    anfrage["id"] = 1;
-    sende(anfrage);
-    angefragt.wait();
+    Lesehalt halt{welt};
+    beginne("macScannen", 1, scan());
+    halt.warteBisGelesenWird();
     schleife.laufen();
     web->skripte.clear();
     bruecke.reset();
-    weiter.count_down();
+    halt.loslassen();
     ASSERT_TRUE(wartenBis([&] { return !suche.laeuft(); }));
     schleife.laufen();
     EXPECT_THAT(web->skripte, IsEmpty());
@@ -430,9 +439,9 @@ TEST_F(BrueckeTest, CancelledPanelChangesNothing) {
 
 TEST_F(BrueckeTest, WhileThePanelIsOpenAnotherOneIsNotOpened) {
     tafel.waehrenddessen = [&] {
-        sende({{"aktion", "ordnerWaehlen"}, {"id", 2}});
+        beginne("ordnerWaehlen", 2);
     };
-    sende({{"aktion", "ordnerWaehlen"}, {"id", 1}});
+    beginne("ordnerWaehlen", 1);
     auto const alle = antworten();
     ASSERT_EQ(alle.size(), 2U);
     EXPECT_EQ(alle[0].id, 2);
@@ -449,7 +458,7 @@ TEST_F(BrueckeTest, TheBridgeMayEndWhileThePanelIsOpen) {
     tafel.waehrenddessen = [&] {
         bruecke.reset();
     };
-    sende({{"aktion", "ordnerWaehlen"}, {"id", 1}});
+    beginne("ordnerWaehlen", 1);
     EXPECT_THAT(antworten(), IsEmpty());
     EXPECT_EQ(welt.voreinstellungen.geschrieben, 0);
 }
@@ -519,7 +528,7 @@ TEST_F(BrueckeTest, WithoutIdentifierAllFoldersAreForgotten) {
 
 TEST_F(BrueckeTest, WithoutPortalsThePageIsToldSo) {
     EXPECT_EQ(
-        rufe("portalOeffnen", {{"kennung", "a"}, {"client_id", 1}, {"token", "t"}}),
+        rufe("portalOeffnen", portalwunsch),
         (Json{{"fehler", "Portalmodus ist in dieser App-Fassung nicht verfügbar."}}));
 }
 
@@ -554,7 +563,6 @@ TEST_F(BrueckeTest, AnIncompletePortalRequestIsRefused) {
         ADD_FAILURE();
         return {};
     });
-    Json const vollstaendig{{"kennung", "a"}, {"client_id", 1}, {"token", "t"}};
     for (auto const& [schluessel, wert] : std::vector<std::pair<std::string, Json>>{
              {"kennung", nullptr},
              {"kennung", 7},
@@ -565,7 +573,7 @@ TEST_F(BrueckeTest, AnIncompletePortalRequestIsRefused) {
              {"token", nullptr},
              {"token", ""},
              {"token", 5}}) {
-        auto daten = vollstaendig;
+        auto daten = portalwunsch;
         daten[schluessel] = wert;
         EXPECT_EQ(rufe("portalOeffnen", daten), (Json{{"fehler", "Unvollständige Portalanfrage."}})) << daten;
     }
@@ -576,7 +584,7 @@ TEST_F(BrueckeTest, TheBridgeMayEndWhileAPortalIsAskedFor) {
         bruecke.reset();
         return Json{{"abgebrochen", true}};
     });
-    sende({{"aktion", "portalOeffnen"}, {"id", 1}, {"kennung", "a"}, {"client_id", 1}, {"token", "t"}});
+    beginne("portalOeffnen", 1, portalwunsch);
     EXPECT_THAT(antworten(), IsEmpty());
 }
 
@@ -584,10 +592,7 @@ TEST_F(BrueckeTest, TheBridgeMayEndWhileAPortalIsAskedFor) {
 
 TEST_F(BrueckeTest, AScanRunsAndItsSummaryIsTheReply) {
     welt.heim.datei("Desktop/rechnung.pdf", "Rechnung Nr. 5 Betrag 119,00 EUR");
-    auto anfrage = scan();
-    anfrage["aktion"] = "macScannen";
-    anfrage["id"] = 3;
-    sende(anfrage);
+    beginne("macScannen", 3, scan());
     ASSERT_TRUE(wartenBis([&] { return !suche.laeuft(); }));
     auto const alle = antworten();
     ASSERT_EQ(alle.size(), 2U); // that it has begun, and its summary
@@ -626,9 +631,7 @@ TEST_F(BrueckeTest, AnIncompleteScanRequestIsRefusedAndStartsNothing) {
 TEST_F(BrueckeTest, AScanNeedsNoTokenOfAnyLength) {
     auto anfrage = scan();
     anfrage["token"] = "";
-    anfrage["aktion"] = "macScannen";
-    anfrage["id"] = 1;
-    sende(anfrage);
+    beginne("macScannen", 1, anfrage);
     ASSERT_TRUE(wartenAufAntworten(1));
     EXPECT_FALSE(antworten().front().ergebnis.contains("fehler"));
 }
@@ -653,9 +656,7 @@ TEST_P(BrueckeBildgrenze, LimitOfImagesIsClampedTo1To500) {
     anfrage["nurOrdner"] = kennung;
     anfrage["fotos"] = true;
     anfrage["hoechstensBilder"] = Json::parse(GetParam().grenze);
-    anfrage["aktion"] = "macScannen";
-    anfrage["id"] = 1;
-    sende(anfrage);
+    beginne("macScannen", 1, anfrage);
     ASSERT_TRUE(wartenBis([&] { return !suche.laeuft(); }, std::chrono::seconds{120}));
     EXPECT_EQ(welt.service.hochgeladen().size(), GetParam().gesendet);
 }
@@ -668,45 +669,30 @@ INSTANTIATE_TEST_SUITE_P(
         Bildfall{"null", 500}, Bildfall{"\"3\"", 500}, Bildfall{"2.5", 500}));
 
 TEST_F(BrueckeTest, ASecondScanIsRefusedWhileOneRuns) {
-    std::latch weiter{1};
-    welt.leser.vorher = [&] {
-        weiter.wait();
-    };
-    welt.heim.datei("Desktop/rechnung.pdf", "Rechnung");
-    auto anfrage = scan();
-    anfrage["aktion"] = "macScannen";
-    anfrage["id"] = 1;
-    sende(anfrage);
+    Lesehalt halt{welt};
+    beginne("macScannen", 1, scan());
     ASSERT_TRUE(wartenAufAntworten(1)); // it has begun, and says no more before it reads
     EXPECT_EQ(rufe("macScannen", scan()), (Json{{"fehler", "Es läuft bereits ein Scan."}}));
     EXPECT_EQ(
         rufe("gezieltSuchen", gezielt()),
         (Json{{"fehler", "Es läuft bereits ein Scan - bitte kurz warten."}}));
     EXPECT_EQ(rufe("suchStand")["laeuft"], true);
-    weiter.count_down();
+    halt.loslassen();
     ASSERT_TRUE(wartenBis([&] { return !suche.laeuft(); }));
     EXPECT_EQ(rufe("suchStand")["laeuft"], false);
 }
 
 TEST_F(BrueckeTest, BurstOf10000ScansStartsOneAndAnswersAll) {
-    std::latch weiter{1};
-    welt.leser.vorher = [&] {
-        weiter.wait();
-    };
-    welt.heim.datei("Desktop/rechnung.pdf", "Rechnung");
-    auto anfrage = scan();
-    anfrage["aktion"] = "macScannen";
-    for (int i = 1; i <= 10'000; ++i) {
-        anfrage["id"] = i;
-        sende(anfrage);
-    }
+    Lesehalt halt{welt};
+    for (int i = 1; i <= 10'000; ++i)
+        beginne("macScannen", i, scan());
     ASSERT_TRUE(wartenAufAntworten(10'000)); // 9,999 refusals, and the scan that has begun
     auto const alle = antworten();
     EXPECT_EQ(
         std::ranges::count_if(
             alle, [](Antwort const& antwort) { return antwort.ergebnis.contains("fehler"); }),
         9'999);
-    weiter.count_down();
+    halt.loslassen();
     ASSERT_TRUE(wartenBis([&] { return !suche.laeuft(); }));
     EXPECT_EQ(antworten().size(), 10'001U); // and its summary
 }
@@ -715,9 +701,7 @@ TEST_F(BrueckeTest, ATargetedSearchRunsAndItsOutcomeIsTheReply) {
     welt.heim.datei("Desktop/gärtnerei.pdf", "Rechnung Gärtnerei Betrag 119,00 EUR");
     auto anfrage = gezielt();
     anfrage["datum"] = "2020-02-30"; // no day, so no date
-    anfrage["aktion"] = "gezieltSuchen";
-    anfrage["id"] = 4;
-    sende(anfrage);
+    beginne("gezieltSuchen", 4, anfrage);
     ASSERT_TRUE(wartenAufAntworten(1));
     auto const alle = antworten();
     EXPECT_EQ(alle.back().id, 4);
@@ -763,7 +747,7 @@ TEST_F(BrueckeTest, ImagesOfARememberedFolderAreCountedInTheBackground) {
     welt.heim.datei("Fotos/b.png", std::string(9000, 'x'));
     welt.heim.datei("Fotos/klein.png", std::string(7999, 'x'));
     welt.heim.datei("Fotos/c.pdf", std::string(9000, 'x'));
-    sende({{"aktion", "bilderZaehlen"}, {"id", 6}, {"kennung", kennung}});
+    beginne("bilderZaehlen", 6, {{"kennung", kennung}});
     ASSERT_TRUE(wartenAufAntworten(1));
     EXPECT_EQ(antworten().front().id, 6);
     EXPECT_EQ(antworten().front().ergebnis, (Json{{"anzahl", 2}}));
@@ -772,9 +756,9 @@ TEST_F(BrueckeTest, ImagesOfARememberedFolderAreCountedInTheBackground) {
 
 TEST_F(BrueckeTest, ImagesOfAnUnknownFolderCannotBeCounted) {
     welt.merke("Fotos");
-    sende({{"aktion", "bilderZaehlen"}, {"id", 1}, {"kennung", "0123456789abcdef"}});
+    beginne("bilderZaehlen", 1, {{"kennung", "0123456789abcdef"}});
     ASSERT_TRUE(wartenAufAntworten(1));
-    sende({{"aktion", "bilderZaehlen"}, {"id", 2}, {"kennung", std::string(1'000'000, 'a')}});
+    beginne("bilderZaehlen", 2, {{"kennung", std::string(1'000'000, 'a')}});
     ASSERT_TRUE(wartenAufAntworten(2));
     for (auto const& antwort : antworten())
         EXPECT_EQ(antwort.ergebnis, (Json{{"fehler", "Der Ordner ist nicht mehr freigegeben."}}));
@@ -789,19 +773,19 @@ TEST_F(BrueckeTest, BurstOf10000CountsIsAnsweredWithoutCounting10000Times) {
     auto const kennung = welt.merke("Fotos");
     welt.heim.datei("Fotos/a.jpg", std::string(8000, 'x'));
     for (int i = 1; i <= 10'000; ++i)
-        sende({{"aktion", "bilderZaehlen"}, {"id", i}, {"kennung", kennung}});
+        beginne("bilderZaehlen", i, {{"kennung", kennung}});
     ASSERT_TRUE(wartenAufAntworten(10'000));
     auto const alle = antworten();
     EXPECT_EQ(alle.size(), 10'000U);
     for (auto const& antwort : alle)
         ASSERT_EQ(antwort.ergebnis, (Json{{"anzahl", 1}}));
-    sende({{"aktion", "bilderZaehlen"}, {"id", 10'001}, {"kennung", kennung}});
+    beginne("bilderZaehlen", 10'001, {{"kennung", kennung}});
     ASSERT_TRUE(wartenAufAntworten(10'001));
 }
 
 TEST_F(BrueckeTest, ACountThatEndsAfterTheBridgeSendsNothing) {
     auto const kennung = welt.merke("Fotos");
-    sende({{"aktion", "bilderZaehlen"}, {"id", 1}, {"kennung", kennung}});
+    beginne("bilderZaehlen", 1, {{"kennung", kennung}});
     bruecke.reset(); // stops a count that has begun
     schleife.laufen();
     EXPECT_THAT(web->skripte, IsEmpty());
@@ -845,18 +829,8 @@ TEST_F(BrueckeTest, AnUpdateCheckIsStartedAndAnsweredEmpty) {
 }
 
 TEST_F(BrueckeTest, WithoutUpdaterTheReplyIsEmptyToo) {
-    bruecke.reset();
-    bruecke.emplace(
-        web, Bruecke::PortalOeffnen{},
-        Brueckenumgebung{
-            .schleife = schleife,
-            .ordnertafel = tafel,
-            .arbeitsfaden = welt.arbeitsfaden,
-            .aktualisierer = nullptr,
-            .merkliste = welt.merkliste,
-            .suche = suche,
-            .umzugLage = [this] { return lage; },
-            .start = Adresse::lesen("https://quillmate.example/uebersicht").value()});
+    nachsehen = nullptr;
+    baueBruecke();
     EXPECT_EQ(rufe("nachUpdatesSuchen"), Json::object());
 }
 
@@ -864,7 +838,7 @@ TEST_F(BrueckeTest, AnActionThatBreaksOffIsLoggedAndAnswered) {
     baueBruecke([](Portalanfrage const&) -> Json { throw std::bad_alloc{}; });
     auto const zeile = fehlerausgabe([&] {
         EXPECT_EQ(
-            rufe("portalOeffnen", {{"kennung", "a"}, {"client_id", 1}, {"token", "t"}}),
+            rufe("portalOeffnen", portalwunsch),
             (Json{{"fehler", "Die Aktion ist unerwartet abgebrochen."}}));
     });
     EXPECT_THAT(zeile, HasSubstr("Bruecke: Aktion 'portalOeffnen' abgebrochen"));
