@@ -187,9 +187,17 @@ void Bildschirm::bewege(Punkt wohin) {
 }
 
 void Bildschirm::klicke(Punkt wohin) {
+    klicke(wohin, Button1);
+}
+
+void Bildschirm::rechtsklicke(Punkt wohin) {
+    klicke(wohin, Button3);
+}
+
+void Bildschirm::klicke(Punkt wohin, unsigned int knopf) {
     bewege(wohin);
-    XTestFakeButtonEvent(anzeige_, 1, True, CurrentTime);
-    XTestFakeButtonEvent(anzeige_, 1, False, CurrentTime);
+    XTestFakeButtonEvent(anzeige_, knopf, True, CurrentTime);
+    XTestFakeButtonEvent(anzeige_, knopf, False, CurrentTime);
     XSync(anzeige_, False);
 }
 

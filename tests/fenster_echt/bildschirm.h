@@ -62,6 +62,7 @@ public:
     void tippe(std::string_view text);
     void bewege(Punkt wohin);
     void klicke(Punkt wohin);
+    void rechtsklicke(Punkt wohin);
 
     /// The text in the clipboard; nothing when there is none, or its owner does not answer in time.
     [[nodiscard]] std::optional<std::string> zwischenablage();
@@ -77,6 +78,7 @@ private:
 
     [[nodiscard]] Aufnahme aufnahme() const;
     void drueckeTaste(unsigned long zeichen, bool umschalten);
+    void klicke(Punkt wohin, unsigned int knopf);
 
     _XDisplay* anzeige_;
     unsigned long wurzel_;

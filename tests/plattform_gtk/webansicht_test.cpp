@@ -1,15 +1,10 @@
 // The adapter on WebKitGTK against real pages of a loopback server, in a real window on a display of the test's own.
-#include "attrappen/http_attrappe.h"
-#include "attrappen/ordner_auf_zeit.h"
 #include "attrappen/voreinstellungen.h"
-#include "bildschirm.h"
+#include "echte_webansicht.h"
 #include "fenster/seiten.h"
-#include "fenster/zieldatei.h"
-#include "plattform/download.h"
 #include "plattform_gtk/druck_gtk.h"
 #include "plattform_gtk/fensterwerk_gtk.h"
 #include "plattform_gtk/hauptschleife_gtk.h"
-#include "plattform_gtk/webansicht_gtk.h"
 
 #include <adwaita.h>
 #include <gtest/gtest.h>
@@ -17,7 +12,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,184 +19,9 @@
 namespace quillmate::plattform::gtk {
 namespace {
 
-using attrappen::HttpAnfrage;
-using attrappen::HttpAntwort;
-using attrappen::HttpAttrappe;
-
-/// Turns the main loop until the condition holds.
-bool drehenBis(
-    std::function<bool()> const& bedingung, std::chrono::seconds grenze = std::chrono::seconds{30}) {
-    auto const ende = std::chrono::steady_clock::now() + grenze;
-    while (!bedingung()) {
-        if (std::chrono::steady_clock::now() > ende)
-            return false;
-        if (g_main_context_iteration(nullptr, FALSE) == FALSE)
-            g_usleep(1000);
-    }
-    return true;
-}
-
 /// The engine writes the members of an object in any order.
 nlohmann::json alsJson(std::string const& text) {
     return nlohmann::json::parse(text);
-}
-
-struct Mitschrift final : Webansicht::Empfaenger {
-    Entscheidung beiNavigation(Webansicht&, Navigation const& navigation) override {
-        navigationen.push_back(navigation);
-        return navigationAntwort ? navigationAntwort(navigation) : Entscheidung::zulassen;
-    }
-    Entscheidung beiAntwort(Webansicht&, Antwortkopf const& kopf) override {
-        koepfe.push_back(kopf);
-        return antwortAntwort ? antwortAntwort(kopf) : Entscheidung::zulassen;
-    }
-    Webansicht* neuesFenster(
-        Webansicht&, Fensteranfrage const& anfrage, VerwandteAnsicht const& verwandte) override {
-        fenster.push_back(anfrage);
-        if (!fensterErlaubt)
-            return nullptr;
-        neben = verwandte(*this);
-        return neben.get();
-    }
-    void geladen(Webansicht& web) override {
-        ++fertig;
-        zuletzt = web.adresse().value_or("-");
-    }
-    void fehlgeschlagen(Webansicht&, Ladefehler const& fehler) override { fehlschlaege.push_back(fehler); }
-    void heruntergeladen(Webansicht&, std::shared_ptr<Download> const& download) override {
-        download->empfaenger(
-            {.ziel = [this](std::string const& vorschlag) -> std::optional<std::string> {
-                 vorschlaege.push_back(vorschlag);
-                 ziel = Zieldatei::belegen(zielordner, zielname);
-                 if (nachWahl)
-                     std::exchange(nachWahl, nullptr)(ziel->pfad());
-                 return ziel->pfad();
-             },
-             .fertig =
-                 [this] {
-                     ziel->behalten();
-                     ++downloadFertig;
-                 },
-             .fehlgeschlagen =
-                 [this](std::string const& text) {
-                     ziel.reset();
-                     downloadFehler.push_back(text);
-                 }});
-    }
-    void prozessGestorben(Webansicht&, std::string const& grund) override { tode.push_back(grund); }
-    void hinweis(Webansicht&, std::string const& text, std::function<void()> weiter) override {
-        hinweise.push_back(text);
-        weiter();
-    }
-    void bestaetigung(Webansicht&, std::string const& text, std::function<void(bool)> antwort) override {
-        hinweise.push_back(text);
-        antwort(ja);
-    }
-    void eingabe(
-        Webansicht&, std::string const& text, std::string const& vorgabe,
-        std::function<void(std::optional<std::string>)> antwort) override {
-        hinweise.push_back(text + '|' + vorgabe);
-        antwort(eingegeben);
-    }
-
-    std::function<Entscheidung(Navigation const&)> navigationAntwort;
-    std::function<Entscheidung(Antwortkopf const&)> antwortAntwort;
-    std::vector<Navigation> navigationen;
-    std::vector<Antwortkopf> koepfe;
-    std::vector<Fensteranfrage> fenster;
-    bool fensterErlaubt{true};
-    std::unique_ptr<Webansicht> neben;
-    int fertig{0};
-    std::string zuletzt;
-    std::vector<Ladefehler> fehlschlaege;
-    std::string zielordner;
-    std::string zielname;
-    std::optional<Zieldatei> ziel;
-    std::function<void(std::string const& pfad)> nachWahl; ///< Called once, as soon as a name is claimed.
-    std::vector<std::string> vorschlaege;
-    int downloadFertig{0};
-    std::vector<std::string> downloadFehler;
-    std::vector<std::string> tode;
-    std::vector<std::string> hinweise;
-    bool ja{false};
-    std::optional<std::string> eingegeben;
-};
-
-/// The sessions of all tests, as a program has them for as long as it runs: the engine does not survive that one ends
-/// while processes that draw for it are still going, and the next one begins.
-struct Weblager {
-    attrappen::OrdnerAufZeit ordner;
-    WebSitzungen sitzungen{{.daten = ordner.pfad("daten"), .zwischenspeicher = ordner.pfad("cache")}};
-};
-
-Weblager& weblager() {
-    static Weblager lager;
-    return lager;
-}
-
-class EchteWebansicht : public testing::Test {
-protected:
-    static void SetUpTestSuite() { bildschirmBereiten(); }
-
-    void oeffnen(
-        std::vector<Nutzerskript> skripte = {}, std::chrono::seconds frist = std::chrono::seconds{60}) {
-        web = std::make_unique<WebansichtGtk>(
-            weblager().sitzungen,
-            Webansicht::Einrichtung{
-                .skripte = std::move(skripte),
-                .nachrichtenname = "quillmate",
-                .nachrichten =
-                    [this](std::string_view json, Absender const& absender) {
-                        nachrichten.emplace_back(std::string{json}, absender);
-                    },
-                .ladefrist = frist,
-                .sendefrist = 3 * frist},
-            mitschrift);
-        fenster = gtk_window_new();
-        gtk_window_set_default_size(GTK_WINDOW(fenster), 600, 400);
-        gtk_window_set_child(GTK_WINDOW(fenster), web->widget());
-        gtk_window_present(GTK_WINDOW(fenster));
-    }
-    void TearDown() override {
-        if (fenster) {
-            gtk_window_set_child(GTK_WINDOW(fenster), nullptr);
-            gtk_window_destroy(GTK_WINDOW(fenster));
-        }
-    }
-    void laden(std::string const& pfad) {
-        int const vorher = mitschrift.fertig;
-        web->laden(dienst.adresse() + pfad, std::chrono::seconds{60});
-        ASSERT_TRUE(drehenBis([&] { return mitschrift.fertig > vorher; })) << pfad;
-    }
-    /// What the expression is in the page, as text.
-    std::string wert(std::string const& ausdruck) {
-        std::optional<std::optional<std::string>> antwort;
-        web->rufen(
-            "return String(" + ausdruck + ")", {},
-            [&](std::optional<std::string> text, std::string const&) { antwort = text; });
-        EXPECT_TRUE(drehenBis([&] { return antwort.has_value(); }));
-        return antwort ? antwort->value_or("(nichts)") : "(keine Antwort)";
-    }
-
-    attrappen::OrdnerAufZeit ordner;
-    std::map<std::string, HttpAntwort> seiten{
-        {"/",
-         {.koerper = "<!doctype html><title>Start</title><p>Start",
-          .inhaltstyp = "text/html; charset=utf-8"}}};
-    HttpAttrappe dienst{[this](HttpAnfrage const& anfrage) {
-        auto const seite = seiten.find(anfrage.pfad);
-        return seite == seiten.end()
-                   ? HttpAntwort{.status = 404, .koerper = "nein", .inhaltstyp = "text/plain"}
-                   : seite->second;
-    }};
-    Mitschrift mitschrift;
-    std::vector<std::pair<std::string, Absender>> nachrichten;
-    GtkWidget* fenster{nullptr};
-    std::unique_ptr<WebansichtGtk> web;
-};
-
-HttpAntwort html(std::string const& text) {
-    return {.koerper = "<!doctype html>" + text, .inhaltstyp = "text/html; charset=utf-8"};
 }
 
 TEST_F(EchteWebansicht, LoadsAPageAndTellsItsAddressAndTitle) {
@@ -582,26 +401,35 @@ TEST_F(EchteWebansicht, TheEndOfTheProgramClosesAPrintDialog) {
     EXPECT_GT(gefragt, 0);
 }
 
-TEST_F(EchteWebansicht, AClickedLinkIsADownloadExactlyWhenItHasTheAttribute) {
-    oeffnen();
-    laden("/");
-    mitschrift.navigationAntwort = [](Navigation const&) {
-        return Entscheidung::abbrechen;
-    };
-    auto const klick = [&](std::string const& skript) -> std::optional<bool> {
+/// Clicks on links that lead nowhere: what counts is what the view says of them.
+class Linkklick : public EchteWebansicht {
+protected:
+    void SetUp() override {
+        oeffnen();
+        laden("/");
+        mitschrift.navigationAntwort = [](Navigation const&) {
+            return Entscheidung::abbrechen;
+        };
+    }
+    /// Whether the click that `skript` does with the link `a` is a download's.
+    std::optional<bool> klick(std::string const& skript) {
         mitschrift.navigationen.clear();
         web->skript("const a = document.createElement('a'); a.href = '/export';" + skript);
         if (!drehenBis([&] { return !mitschrift.navigationen.empty(); }))
             return std::nullopt;
         EXPECT_EQ(mitschrift.navigationen[0].art, Navigationsart::link);
         return mitschrift.navigationen[0].alsDownload;
-    };
-    std::string const ereignis = "new MouseEvent('click', {bubbles: true, cancelable: true})";
+    }
+
+    static constexpr std::string_view ereignis = "new MouseEvent('click', {bubbles: true, cancelable: true})";
+};
+
+TEST_F(Linkklick, IsADownloadExactlyWhenTheLinkHasTheAttribute) {
     for (int mal = 0; mal < 20; ++mal) {
         EXPECT_EQ(klick("a.download = 'x.csv'; a.click()"), true) << mal;
         EXPECT_EQ(klick("a.click()"), false) << mal;
-        EXPECT_EQ(klick("a.download = ''; a.dispatchEvent(" + ereignis + ")"), true) << mal;
-        EXPECT_EQ(klick("a.dispatchEvent(" + ereignis + ")"), false) << mal;
+        EXPECT_EQ(klick("a.download = ''; a.dispatchEvent(" + std::string{ereignis} + ")"), true) << mal;
+        EXPECT_EQ(klick("a.dispatchEvent(" + std::string{ereignis} + ")"), false) << mal;
         EXPECT_EQ(klick("a.download = 'x.csv'; document.body.append(a); a.click()"), true) << mal;
         EXPECT_EQ(klick("document.body.append(a); a.click()"), false) << mal;
     }
@@ -610,12 +438,43 @@ TEST_F(EchteWebansicht, AClickedLinkIsADownloadExactlyWhenItHasTheAttribute) {
         "clickclick");
 }
 
-TEST_F(EchteWebansicht, APreventedClickOnADownloadLinkMakesNoOtherLinkADownload) {
-    oeffnen();
-    laden("/");
-    mitschrift.navigationAntwort = [](Navigation const&) {
-        return Entscheidung::abbrechen;
-    };
+TEST_F(Linkklick, OnAChildOfTheLinkIsOneOnTheLinkWhereverThatIs) {
+    for (std::string const kind :
+         {"document.createElement('img')", "document.createElement('span')",
+          "document.createElementNS('http://www.w3.org/2000/svg', 'svg')"}) {
+        SCOPED_TRACE(kind);
+        auto const anlegen = "const k = " + kind +
+                             "; const h = document.createElement('b'); h.append(k);"
+                             "a.append(h);";
+        std::vector<std::string> klicks{"k.dispatchEvent(" + std::string{ereignis} + ");"};
+        if (!kind.ends_with("'svg')")) // A drawing has no such function.
+            klicks.emplace_back("k.click();");
+        for (auto const& klicken : klicks)
+            for (std::string const wo :
+                 {"", "document.body.append(a);", "document.body.append(a); a.remove();",
+                  "document.body.append(a); a.onclick = () => a.remove();"}) {
+                SCOPED_TRACE(wo + klicken);
+                EXPECT_EQ(klick(anlegen + "a.download = 'x.csv';" + wo + klicken), true);
+                EXPECT_EQ(klick(anlegen + wo + klicken), false);
+            }
+    }
+}
+
+TEST_F(Linkklick, OnWhatIsInNoLinkAndOtherEventsArePassedOnAsEver) {
+    EXPECT_EQ(
+        wert("(() => { const d = document.createElement('div'); let n = ''; d.onclick = () => n += 'k';"
+             "d.addEventListener('eigen', e => n += e.type); d.click(); d.dispatchEvent(new Event('eigen'));"
+             "const z = new EventTarget(); z.addEventListener('click', () => n += 'z');"
+             "z.dispatchEvent(new Event('click')); dispatchEvent(new Event('click'));"
+             "try { d.dispatchEvent({}); } catch (f) { n += f.name; } return n; })()"),
+        "keigenzTypeError");
+    EXPECT_EQ(
+        klick("const d = document.createElement('div'); a.download = 'x.csv'; d.click();"
+              "document.body.append(a); a.removeAttribute('download'); a.click()"),
+        false);
+}
+
+TEST_F(Linkklick, ThatIsPreventedMakesNoOtherLinkADownload) {
     // A link in a drawing is one that nothing tells of.
     std::string const zeichnung =
         "const s = document.createElementNS('http://www.w3.org/2000/svg', 'svg');"
@@ -623,11 +482,13 @@ TEST_F(EchteWebansicht, APreventedClickOnADownloadLinkMakesNoOtherLinkADownload)
         "l.setAttribute('href', '/anders'); s.append(l); document.body.append(s);"
         "setTimeout(() => l.dispatchEvent(new MouseEvent('click', {bubbles: true, cancelable: true})), "
         "20);";
-    for (auto const* const einhaengen : {"", "document.body.append(a);"}) {
+    for (auto const* const einhaengen :
+         {"const k = a;", "document.body.append(a); const k = a;",
+          "const k = document.createElement('img'); a.append(k);"}) {
         mitschrift.navigationen.clear();
         web->skript(
             std::string{"const a = document.createElement('a'); a.href = '/export'; a.download = 'x.csv';"} +
-            einhaengen + "a.addEventListener('click', e => e.preventDefault()); a.click();" + zeichnung);
+            einhaengen + "a.addEventListener('click', e => e.preventDefault()); k.click();" + zeichnung);
         ASSERT_TRUE(drehenBis([&] { return !mitschrift.navigationen.empty(); })) << einhaengen;
         ASSERT_EQ(mitschrift.navigationen.size(), 1U);
         EXPECT_EQ(mitschrift.navigationen[0].adresse, dienst.adresse() + "/anders");

@@ -23,6 +23,7 @@ std::string beschreibungVon(GError const* fehler) {
             return "Das Netz ist nicht erreichbar.";
         case G_IO_ERROR_TIMED_OUT:
             return "Der Server hat nicht rechtzeitig geantwortet.";
+        case G_IO_ERROR_CANCELLED:
         case G_IO_ERROR_CONNECTION_CLOSED: // the same number as a broken pipe
         case G_IO_ERROR_PARTIAL_INPUT:
             return "Die Verbindung ist abgebrochen.";

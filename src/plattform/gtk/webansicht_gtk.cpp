@@ -30,6 +30,9 @@ namespace {
 
 constexpr char const* adapterschluessel = "quillmate-webansicht";
 
+/// A load loses its connection at one in six of the servers whose certificate is refused.
+constexpr int hoechstensWiederholt = 5;
+
 /// The engine's decisions do not tell whether a clicked link has the attribute "download". A script in a world that no
 /// page can see into does, in every frame, just before the decision.
 constexpr char const* linkwelt = "quillmate-links";
@@ -45,22 +48,24 @@ constexpr char const* linkskript =
     "}, true);\n"
     "addEventListener('quillmate-download', () => merke(true), true);";
 
-/// Clicks on a link that is in no document pass no listener but the link's own, and scripts make links only to click
-/// them. So this script, in the page's own world, tells the other one of such a click. All that a page gains by calling
-/// it, it could do by clicking a link of its own.
+/// Clicks on or within a link that is in no document pass no listener but the link's own, and only scripts can do them.
+/// So this script, in the page's own world, tells the other one of such a click. All that a page gains by calling it, it
+/// could do by clicking a link of its own.
 constexpr char const* klickskript =
     "(() => {\n"
-    "  const rufe = Reflect.apply, Ereignis = Event, sende = EventTarget.prototype.dispatchEvent;\n"
-    "  for (const name of ['click', 'dispatchEvent']) {\n"
-    "    const echt = HTMLAnchorElement.prototype[name];\n"
+    "  const rufe = Reflect.apply, Ereignis = Event, Teil = Element;\n"
+    "  const sende = EventTarget.prototype.dispatchEvent, suche = Element.prototype.closest;\n"
+    "  const imLosenLink = teil => teil instanceof Teil && !teil.isConnected &&\n"
+    "      rufe(suche, teil, ['a, area'])?.hasAttribute('download');\n"
+    "  for (const [wo, name] of\n"
+    "      [[HTMLElement.prototype, 'click'], [EventTarget.prototype, 'dispatchEvent']]) {\n"
+    "    const echt = wo[name];\n"
     "    const {[name]: value} = {[name](...werte) {\n"
-    "      if (this instanceof HTMLAnchorElement && !this.isConnected && this.hasAttribute('download') &&\n"
-    "          (name === 'click' || werte[0]?.type === 'click'))\n"
+    "      if ((name === 'click' || werte[0]?.type === 'click') && imLosenLink(this))\n"
     "        rufe(sende, window, [new Ereignis('quillmate-download')]);\n"
     "      return rufe(echt, this, werte);\n"
     "    }};\n"
-    "    Object.defineProperty(HTMLAnchorElement.prototype, name,\n"
-    "        {value, writable: true, enumerable: true, configurable: true});\n"
+    "    Object.defineProperty(wo, name, {value, writable: true, enumerable: true, configurable: true});\n"
     "  }\n"
     "})();";
 
@@ -145,6 +150,12 @@ bool istAbbruch(GError const* fehler) {
            g_error_matches(
                fehler, WEBKIT_POLICY_ERROR, WEBKIT_POLICY_ERROR_FRAME_LOAD_INTERRUPTED_BY_POLICY_CHANGE) ||
            g_error_matches(fehler, WEBKIT_MEDIA_ERROR, WEBKIT_MEDIA_ERROR_WILL_HANDLE_LOAD);
+}
+
+/// To save time the engine opens a connection before the load that is to use it. When it refuses the server's certificate
+/// just while the load takes the connection over, it cancels the connection, and all that is told is this.
+bool istVerloreneVerbindung(GError const* fehler) {
+    return g_error_matches(fehler, G_IO_ERROR, G_IO_ERROR_CANCELLED);
 }
 
 std::string beschreibungVon(GTlsCertificateFlags maengel) {
@@ -249,9 +260,9 @@ struct WebansichtGtk::Signale {
         switch (ereignis) {
         case WEBKIT_LOAD_STARTED:
             ich.unterwegs_ = std::exchange(ich.zugelassen_, std::nullopt);
-            if (auto const frist = std::exchange(ich.sendet_, false) ? ich.sendefrist_ : ich.ladefrist_;
-                ich.frist_ == 0)
-                ich.fristBeginnen(frist);
+            ich.unterwegsSendet_ = std::exchange(ich.sendet_, false);
+            if (ich.frist_ == 0)
+                ich.fristBeginnen(ich.unterwegsSendet_ ? ich.sendefrist_ : ich.ladefrist_);
             ich.empfaenger_.begonnen(ich);
             break;
         case WEBKIT_LOAD_REDIRECTED:
@@ -259,6 +270,7 @@ struct WebansichtGtk::Signale {
         case WEBKIT_LOAD_COMMITTED:
             ich.festgeschrieben_ = textVon(webkit_web_view_get_uri(web));
             ++ich.nummer_;
+            ich.wiederholt_ = 0;
             ich.fristBeenden();
             break;
         case WEBKIT_LOAD_FINISHED: {
@@ -275,9 +287,17 @@ struct WebansichtGtk::Signale {
     }
 
     static gboolean ladefehler(
-        WebKitWebView*, WebKitLoadEvent, char* adresse, GError* fehler, gpointer daten) {
+        WebKitWebView* web, WebKitLoadEvent ereignis, char* adresse, GError* fehler, gpointer daten) {
         auto& ich = an(daten);
         ich.gescheitert_ = true; // "finished" follows.
+        // Nothing has been sent yet, and the next try can tell what is wrong.
+        if (istVerloreneVerbindung(fehler) && ereignis != WEBKIT_LOAD_COMMITTED && !ich.unterwegsSendet_ &&
+            ich.wiederholt_ < hoechstensWiederholt) {
+            ++ich.wiederholt_;
+            webkit_web_view_load_uri(web, adresse);
+            return TRUE;
+        }
+        ich.wiederholt_ = 0;
         ich.fristBeenden();
         ich.empfaenger_.fehlgeschlagen(
             ich, {.bereich = textVon(g_quark_to_string(fehler->domain)),
@@ -292,6 +312,7 @@ struct WebansichtGtk::Signale {
         WebKitWebView*, char* adresse, GTlsCertificate*, GTlsCertificateFlags maengel, gpointer daten) {
         auto& ich = an(daten);
         ich.gescheitert_ = true;
+        ich.wiederholt_ = 0;
         ich.fristBeenden();
         ich.empfaenger_.fehlgeschlagen(
             ich, {.bereich = "zertifikat",

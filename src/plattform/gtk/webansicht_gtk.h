@@ -78,9 +78,11 @@ private:
         zugelassen_; ///< Address of the last navigation that was allowed and has not begun.
     std::optional<std::string> unterwegs_; ///< Address of the load that has begun last.
     bool sendet_{false};                   ///< The load that is about to begin is one.
-    bool gescheitert_{false};              ///< The load that is about to finish has failed.
-    guint frist_{0};                       ///< Timer of the load that has no answer yet; 0 for none.
-    bool neuesFensterGeprueft_{false};     ///< The policy for the coming "create" has been asked already.
+    bool unterwegsSendet_{false};          ///< The load that has begun last is one.
+    int wiederholt_{0};                ///< How often the load under way lost its connection and began anew.
+    bool gescheitert_{false};          ///< The load that is about to finish has failed.
+    guint frist_{0};                   ///< Timer of the load that has no answer yet; 0 for none.
+    bool neuesFensterGeprueft_{false}; ///< The policy for the coming "create" has been asked already.
 };
 
 } // namespace quillmate::plattform::gtk
