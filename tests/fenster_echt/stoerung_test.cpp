@@ -1,5 +1,6 @@
 // What a person sees when the service or the engine fails.
 #include "attrappen/warten.h"
+#include "demo/portal.h"
 #include "echtes_fenster.h"
 
 #include <csignal>
@@ -76,6 +77,26 @@ TEST_F(Stoerungen, TheReasonOnTheErrorPageIsGermanWhateverTheSessionsLanguage) {
         EXPECT_NE(gezeigt.find("Verbindung"), std::string::npos) << sprache << gezeigt;
         programm.reset();
     }
+}
+
+TEST_F(Stoerungen, AServiceThatCannotProveWhoItIsIsNotShownAndTheErrorPageSaysWhy) {
+    std::signal(SIGPIPE, SIG_IGN); // The server lives in this process.
+    std::string grund;
+    auto const fremder = demo::Portal::oeffnen(ordner.ordner("fremder"), grund);
+    ASSERT_TRUE(fremder) << grund;
+    ohneSeite({{"QUILLMATE_URL", fremder->adresse()}});
+    EXPECT_TRUE(zeigt("Quillmate ist gerade nicht erreichbar."));
+    EXPECT_NE(
+        gezeigt.find("Das Zertifikat des Servers stammt von einer unbekannten Stelle."), std::string::npos)
+        << gezeigt;
+    bildschirm.bild("fehlerseite_zertifikat");
+    auto const fehler = programm->anzahlZeilen("FEHLER zertifikat ");
+    EXPECT_EQ(fehler, 1U);
+    bildschirm.taste("ctrl+r");
+    EXPECT_TRUE(wartenBis([&] { return programm->anzahlZeilen("FEHLER zertifikat ") > fehler; }))
+        << "it is judged anew";
+    EXPECT_TRUE(zeigt("Das Zertifikat des Servers stammt von einer unbekannten Stelle."));
+    EXPECT_EQ(programm->anzahlZeilen("FEHLER "), programm->anzahlZeilen("FEHLER zertifikat "));
 }
 
 TEST_F(Stoerungen, AFailedPageCanBeLeftByReloadingAndKeepsItsAddress) {
