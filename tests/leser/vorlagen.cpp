@@ -1,5 +1,6 @@
 #include "vorlagen.h"
 
+#include "texterkennung/heuristik.h"
 #include "texterkennung_leser/pdf.h"
 
 #include <sys/mman.h>
@@ -149,6 +150,60 @@ Bytes verschluesselt(Bytes const& klar, std::string const& kennwort) {
     return bytes;
 }
 
+std::optional<Graubild> gezeichnet(Bytes const& bytes) {
+    auto* ctx = fz_new_context(nullptr, nullptr, FZ_STORE_DEFAULT);
+    fz_pixmap* punkte = nullptr;
+    fz_stream* strom = nullptr;
+    pdf_document* dokument = nullptr;
+    fz_page* seite = nullptr;
+    fz_device* geraet = nullptr;
+    bool gelungen = true;
+    fz_var(punkte);
+    fz_var(strom);
+    fz_var(dokument);
+    fz_var(seite);
+    fz_var(geraet);
+    fz_try(ctx) {
+        fz_disable_icc(ctx);
+        fz_set_warning_callback(
+            ctx, [](void*, char const*) {}, nullptr);
+        fz_set_error_callback(
+            ctx, [](void*, char const*) {}, nullptr);
+        strom = fz_open_memory(ctx, reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size());
+        dokument = pdf_open_document_with_stream(ctx, strom);
+        seite = reinterpret_cast<fz_page*>(pdf_load_page(ctx, dokument, 0));
+        auto const kasten = fz_bound_page(ctx, seite);
+        auto const faktor =
+            static_cast<float>(Texterkennung::lesefaktor(kasten.x1 - kasten.x0, kasten.y1 - kasten.y0));
+        auto const lage = fz_scale(faktor, faktor);
+        punkte = fz_new_pixmap_with_bbox(
+            ctx, fz_device_gray(ctx), fz_round_rect(fz_transform_rect(kasten, lage)), nullptr, 0);
+        fz_clear_pixmap_with_value(ctx, punkte, 255);
+        geraet = fz_new_draw_device(ctx, lage, punkte);
+        fz_cookie keks{}; // With it, an operator that fails is left out; without it, the page ends there.
+        fz_run_page(ctx, seite, geraet, fz_identity, &keks);
+        fz_close_device(ctx, geraet);
+    }
+    fz_always(ctx) {
+        fz_drop_device(ctx, geraet);
+        fz_drop_page(ctx, seite);
+        pdf_drop_document(ctx, dokument);
+        fz_drop_stream(ctx, strom);
+    }
+    fz_catch(ctx) gelungen = false;
+    std::optional<Graubild> bild;
+    if (gelungen) {
+        bild = Graubild{punkte->w, punkte->h, {}};
+        for (int y = 0; y < bild->hoehe; ++y) {
+            auto const* const zeile = punkte->samples + static_cast<std::ptrdiff_t>(y) * punkte->stride;
+            bild->punkte.insert(bild->punkte.end(), zeile, zeile + bild->breite);
+        }
+    }
+    fz_drop_pixmap(ctx, punkte);
+    fz_drop_context(ctx);
+    return bild;
+}
+
 std::string zeilen(std::vector<std::string> const& texte, std::string_view schrift, int grad, int oben) {
     std::string inhalt = "BT /" + std::string{schrift} + " " + std::to_string(grad) + " Tf " +
                          std::to_string(grad * 3 / 2) + " TL 30 " + std::to_string(oben) + " Td\n";
@@ -195,9 +250,15 @@ Bytes jpeg(Graubild const& bild, std::optional<int> exif, Jpegart art, int guete
     jpeg_mem_dest(&jpeg, &puffer, &anzahl);
     jpeg.image_width = static_cast<JDIMENSION>(bild.breite);
     jpeg.image_height = static_cast<JDIMENSION>(bild.hoehe);
-    jpeg.input_components = 3;
-    jpeg.in_color_space = JCS_RGB;
+    jpeg.input_components = art == Jpegart::grau ? 1 : art == Jpegart::vierfarben ? 4 : 3;
+    jpeg.in_color_space = art == Jpegart::grau         ? JCS_GRAYSCALE
+                          : art == Jpegart::vierfarben ? JCS_CMYK
+                                                       : JCS_RGB;
     jpeg_set_defaults(&jpeg);
+    if (art == Jpegart::rgb || art == Jpegart::rgbOhneMarke)
+        jpeg_set_colorspace(&jpeg, JCS_RGB);
+    if (art == Jpegart::rgbOhneMarke)
+        jpeg.write_Adobe_marker = FALSE;
     jpeg_set_quality(&jpeg, guete, TRUE);
     if (art == Jpegart::fortschreitend)
         jpeg_simple_progression(&jpeg);
@@ -209,12 +270,14 @@ Bytes jpeg(Graubild const& bild, std::optional<int> exif, Jpegart art, int guete
             &jpeg, JPEG_APP0 + 1, reinterpret_cast<JOCTET const*>(daten.data()),
             static_cast<unsigned>(daten.size()));
     }
-    std::vector<JSAMPLE> zeile(static_cast<std::size_t>(bild.breite) * 3);
+    std::vector<JSAMPLE> zeile(
+        static_cast<std::size_t>(bild.breite) * static_cast<std::size_t>(jpeg.input_components));
     for (int y = 0; y < bild.hoehe; ++y) {
         auto ziel = zeile.begin();
+        // In four colours it is all black ink, or none, inverted as Adobe's programs write it.
         for (auto const punkt : bild.zeile(y))
-            for (int i = 0; i < 3; ++i)
-                *ziel++ = punkt;
+            for (int i = 0; i < jpeg.input_components; ++i)
+                *ziel++ = art == Jpegart::vierfarben && i < 3 ? JSAMPLE{255} : punkt;
         JSAMPROW p = zeile.data();
         jpeg_write_scanlines(&jpeg, &p, 1);
     }
@@ -223,6 +286,16 @@ Bytes jpeg(Graubild const& bild, std::optional<int> exif, Jpegart art, int guete
     Bytes bytes{reinterpret_cast<char const*>(puffer), anzahl};
     std::free(puffer);
     return bytes;
+}
+
+Bytes vieleDurchgaenge(int anzahl) {
+    auto const bytes = jpeg(schriftbild({"Rechnung"}), std::nullopt, Jpegart::fortschreitend);
+    auto const letzter = bytes.rfind("\xFF\xDA");
+    auto const durchgang = bytes.substr(letzter, bytes.size() - letzter - 2);
+    auto viele = bytes.substr(0, letzter);
+    for (int i = 0; i < anzahl; ++i)
+        viele += durchgang;
+    return viele + "\xFF\xD9";
 }
 
 namespace {

@@ -29,6 +29,9 @@ struct Seite {
     std::string bildzusatz{};
 };
 [[nodiscard]] Bytes pdf(std::vector<Seite> const& seiten);
+/// The first page as the PDF library draws it when nothing stands between, as large as the reader does. Nothing when it
+/// gives up on the page.
+[[nodiscard]] std::optional<Texterkennung::Graubild> gezeichnet(Bytes const& pdf);
 /// The same document, encrypted.
 [[nodiscard]] Bytes verschluesselt(Bytes const& pdf, std::string const& kennwort);
 
@@ -42,11 +45,20 @@ struct Seite {
 /// Dark rectangle in the left upper part of white, 80 x 60: shows how a picture is turned.
 [[nodiscard]] Texterkennung::Graubild eckbild();
 
-enum class Jpegart { einfach, fortschreitend };
+enum class Jpegart {
+    einfach,
+    fortschreitend,
+    grau,
+    rgb,          ///< Three channels as they are, with Adobe's mark of it.
+    rgbOhneMarke, ///< The same, told by nothing but the channels' names.
+    vierfarben,   ///< Inverted, with Adobe's mark.
+};
 /// `exif`: orientation that is stored in the file; nothing for a file without EXIF data. `guete`: 0 to 100.
 [[nodiscard]] Bytes jpeg(
     Texterkennung::Graubild const& bild, std::optional<int> exif = std::nullopt,
     Jpegart art = Jpegart::einfach, int guete = 90);
+/// A progressive JPEG of 2000 x 1500 that goes over the whole picture again and again, so many times more.
+[[nodiscard]] Bytes vieleDurchgaenge(int anzahl);
 /// Raw TIFF header and directory with one orientation entry.
 [[nodiscard]] Bytes exifDaten(int ausrichtung, bool niedrigesZuerst);
 

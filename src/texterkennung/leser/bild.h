@@ -2,6 +2,7 @@
 
 #include "dateiquelle.h"
 #include "graubild.h"
+#include "rechenuhr.h"
 
 #include <chrono>
 #include <cstddef>
@@ -46,6 +47,18 @@ struct RohesBild {
     int exifAusrichtung{1};
 };
 [[nodiscard]] std::optional<RohesBild> jpegLaden(Dateiquelle const& quelle);
+
+/// What another file says of a JPEG inside it, and what its decoding may cost.
+struct Jpegvorgabe {
+    int breite, hoehe;
+    int kanaele;                ///< 1 for grey, 3 for colours.
+    Rechenuhr::time_point ende; ///< Whatever fristJeBild says.
+    std::size_t speicher;       ///< For coefficients, in bytes; never more than hoechsterBildspeicher.
+};
+/// As a PDF shows it. Nothing for a JPEG of another size or number of channels too, nor for one that is said to be of
+/// other colours than a PDF would show.
+[[nodiscard]] std::optional<Graubild> eingebettetesJpegLaden(
+    Dateiquelle const& quelle, Jpegvorgabe const& vorgabe);
 [[nodiscard]] std::optional<RohesBild> pngLaden(Dateiquelle const& quelle);
 [[nodiscard]] std::optional<RohesBild> heifLaden(Dateiquelle const& quelle);
 

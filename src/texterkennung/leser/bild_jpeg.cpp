@@ -1,5 +1,6 @@
 #include "bild.h"
 #include "exif.h"
+#include "jpegaufsicht.h"
 #include "rechenuhr.h"
 
 #include <jpeglib.h>
@@ -13,6 +14,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 // How errors leave the library: its error callback may not return, so it jumps back into durchlauf().
@@ -33,6 +35,8 @@ struct Zustand {
     jpeg_progress_mgr fortschritt{};
     std::jmp_buf zurueck{};
     Dateiquelle const* quelle{};
+    Jpegvorgabe const* vorgabe{}; ///< Nothing for a file of its own.
+    std::int64_t speicher{hoechsterBildspeicher};
     std::int64_t stelle{0};
     Rechenuhr::time_point ende;
     std::vector<std::uint8_t> puffer;
@@ -123,14 +127,6 @@ void fristPruefen(jpeg_common_struct* jpeg) {
         abbrechen(jpeg);
 }
 
-std::int64_t koeffizientenBytes(jpeg_decompress_struct const& jpeg) {
-    std::int64_t bytes = 0;
-    for (int i = 0; i < jpeg.num_components; ++i)
-        bytes += static_cast<std::int64_t>(jpeg.comp_info[i].width_in_blocks) *
-                 jpeg.comp_info[i].height_in_blocks * std::int64_t{sizeof(JBLOCK)};
-    return bytes;
-}
-
 /// The strongest reduction of the decoder (by 2, 4 or 8) that does not fall below the target.
 unsigned nenner(jpeg_decompress_struct const& jpeg, Bildmass ziel) {
     for (unsigned n : {8U, 4U, 2U})
@@ -151,12 +147,24 @@ void cmykZuGrau(std::span<std::uint8_t const> cmyk, std::span<std::uint8_t> grau
     }
 }
 
-/// Allocates, which may throw; never called with a jump pending over it. False: beyond the limits.
+bool entspricht(jpeg_decompress_struct const& jpeg, Jpegvorgabe const& vorgabe) {
+    // In a PDF only Adobe's mark tells what the three channels are; the library also believes others.
+    bool const rgb = jpeg.saw_Adobe_marker != FALSE && jpeg.Adobe_transform == 0;
+    if (jpeg.num_components == 3 && jpeg.jpeg_color_space != (rgb ? JCS_RGB : JCS_YCbCr))
+        return false;
+    return std::cmp_equal(jpeg.image_width, vorgabe.breite) &&
+           std::cmp_equal(jpeg.image_height, vorgabe.hoehe) && jpeg.num_components == vorgabe.kanaele;
+}
+
+/// Allocates, which may throw; never called with a jump pending over it. False: beyond the limits, or something else
+/// than it should be.
 bool vorbereiten(Zustand& z) {
     auto& jpeg = z.jpeg;
     if (static_cast<std::int64_t>(jpeg.image_width) * jpeg.image_height > hoechstePixel)
         return false;
-    if (jpeg_has_multiple_scans(&jpeg) && koeffizientenBytes(jpeg) > hoechsterBildspeicher)
+    if (jpeg_has_multiple_scans(&jpeg) && koeffizientenBytes(jpeg) > z.speicher)
+        return false;
+    if (z.vorgabe != nullptr && !entspricht(jpeg, *z.vorgabe))
         return false;
     auto const ziel = zielmass(static_cast<int>(jpeg.image_width), static_cast<int>(jpeg.image_height));
     jpeg.scale_num = 1;
@@ -186,7 +194,7 @@ bool durchlauf(Zustand& z) {
     jpeg.client_data = &z;
     jpeg.src = &z.bytes;
     jpeg.progress = &z.fortschritt;
-    jpeg.mem->max_memory_to_use = hoechsterBildspeicher;
+    jpeg.mem->max_memory_to_use = z.speicher;
     jpeg_set_marker_processor(&jpeg, JPEG_APP0 + 1, app1Lesen);
     jpeg_read_header(&jpeg, TRUE);
     if (!vorbereiten(z))
@@ -206,12 +214,16 @@ bool durchlauf(Zustand& z) {
     return true;
 }
 
-} // namespace
-
-std::optional<RohesBild> jpegLaden(Dateiquelle const& quelle) {
+std::optional<RohesBild> laden(Dateiquelle const& quelle, Jpegvorgabe const* vorgabe) {
     auto const z = std::make_unique<Zustand>();
     z->quelle = &quelle;
     z->ende = Rechenuhr::now() + fristJeBild;
+    z->vorgabe = vorgabe;
+    if (vorgabe != nullptr) {
+        z->ende = std::min(z->ende, vorgabe->ende);
+        z->speicher = static_cast<std::int64_t>(
+            std::min(vorgabe->speicher, static_cast<std::size_t>(hoechsterBildspeicher)));
+    }
     z->puffer.resize(pufferBytes);
     z->exif.resize(segmentBytes);
     z->jpeg.err = jpeg_std_error(&z->fehler);
@@ -239,6 +251,19 @@ std::optional<RohesBild> jpegLaden(Dateiquelle const& quelle) {
     if (z->mangel)
         throw std::bad_alloc{};
     return bild;
+}
+
+} // namespace
+
+std::optional<RohesBild> jpegLaden(Dateiquelle const& quelle) {
+    return laden(quelle, nullptr);
+}
+
+std::optional<Graubild> eingebettetesJpegLaden(Dateiquelle const& quelle, Jpegvorgabe const& vorgabe) {
+    auto roh = laden(quelle, &vorgabe);
+    if (!roh)
+        return std::nullopt;
+    return std::move(roh->bild);
 }
 
 } // namespace quillmate::Texterkennung

@@ -2,6 +2,7 @@
 
 #include "bild.h"
 #include "grundlage/text.h"
+#include "jpegaufsicht.h"
 #include "rechenuhr.h"
 #include "texterkennung/heuristik.h"
 
@@ -34,6 +35,7 @@
 //                 MuPDF calls for all memory, the stream it reads the file through, and the cookie it looks
 //                 at between drawing steps. Once used up, all three refuse, and MuPDF runs out through its
 //                 own error paths.
+//   Aufseher      asks it a fourth time, for libjpeg, which MuPDF calls without any limit.
 //   geschuetzt()  the way into MuPDF. Its errors are longjmps, which run no destructors: what it calls holds MuPDF
 //                 objects only, in a Halter that is emptied here after success and failure alike.
 //   bildFuellen() draws scanned pages, with a try of its own. They are what PDFs without text mostly are.
@@ -87,8 +89,14 @@ struct Haushalt {
     fz_stream_next_fn* rldWeiter{};
     decltype(fz_device::begin_tile) kachelBeginnen{}; // The drawing device's own.
     decltype(fz_device::fill_image) bildFuellen{};    // The same.
+    double pixelJeEinheit{1};                         // How the device enlarges what it is told.
+    fz_rect seitenkasten{};                           // In units.
     std::optional<Graubild>
         scan; // Here, because nothing with a destructor may be on a stack that MuPDF jumps over.
+    // The last picture that was drawn from a reduced one, and that one: some programs draw a scan in a hundred
+    // strips, each time all of it.
+    fz_image* scanQuelle{};
+    fz_image* scanErsatz{};
     decltype(fz_device::fill_text) textFuellen{}; // The text device's own, and so on.
     decltype(fz_device::ignore_text) textUebergehen{};
     std::size_t zeichen{0}; // That the text device has seen.
@@ -127,6 +135,18 @@ struct Haushalt {
         if (mangel)
             throw std::bad_alloc{};
     }
+};
+
+/// What libjpeg may, when it is MuPDF that calls it.
+class Aufseher final : public Jpegaufseher {
+public:
+    explicit Aufseher(Haushalt& haushalt)
+        : haushalt_(haushalt) {}
+    bool weiter() override { return haushalt_.frist(); }
+    bool nimm(std::size_t bytes) override { return haushalt_.nimm(bytes); }
+
+private:
+    Haushalt& haushalt_;
 };
 
 void* belege(void* nutzer, std::size_t bytes) {
@@ -231,7 +251,8 @@ int kachelBeginnen(
     double const b = schritt(breite, quer);
     double const t = schritt(hoehe, laengs);
     double const vergroesserung =
-        std::abs(static_cast<double>(lage.a) * lage.d - static_cast<double>(lage.b) * lage.c);
+        std::abs(static_cast<double>(lage.a) * lage.d - static_cast<double>(lage.b) * lage.c) *
+        h.pixelJeEinheit * h.pixelJeEinheit;
     double const punkte =
         std::max(lange(kachel.x0, kachel.x1) * lange(kachel.y0, kachel.y1) * vergroesserung, 1.0);
     double const wiederholungen = (quer / b + 1) * (laengs / t + 1);
@@ -255,27 +276,45 @@ bool istScan(fz_image const& bild, fz_compressed_buffer const* gepackt) {
     auto const farben = fz_colorspace_type(nullptr, bild.colorspace);
     return gepackt != nullptr && gepackt->params.type == FZ_IMAGE_JPEG &&
            gepackt->params.u.jpeg.color_transform != 0 && std::int64_t{bild.w} * bild.h >= mindestpunkte &&
-           bild.mask == nullptr && bild.imagemask == 0 && bild.use_colorkey == 0 && bild.use_decode == 0 &&
+           bild.bpc == 8 && bild.mask == nullptr && bild.imagemask == 0 && bild.use_colorkey == 0 &&
+           bild.use_decode == 0 &&
            ((farben == FZ_COLORSPACE_RGB && bild.n == 3) || (farben == FZ_COLORSPACE_GRAY && bild.n == 1));
 }
 
+/// Whether a picture of this size is large enough for what is drawn from it.
+bool reicht(Haushalt const& h, Bildmass mass, fz_matrix lage) {
+    constexpr double spiel = 1; // The sides of a page are rounded.
+    // Put so that no number at all is not enough either.
+    return h.pixelJeEinheit * std::hypot(lage.a, lage.b) <= mass.breite + spiel &&
+           h.pixelJeEinheit * std::hypot(lage.c, lage.d) <= mass.hoehe + spiel;
+}
+
+/// Whether anything of a picture comes to lie on the page, within what is not cut away. MuPDF does not decode the others.
+bool sichtbar(fz_context* ctx, fz_device* geraet, fz_matrix lage) {
+    auto const flaeche =
+        fz_intersect_rect(haushaltVon(ctx).seitenkasten, fz_device_current_scissor(ctx, geraet));
+    return fz_is_empty_rect(fz_intersect_rect(flaeche, fz_transform_rect(fz_unit_rect, lage))) == 0;
+}
+
 /// A scanned page in grey and hardly larger than it is drawn, decoded row by row: MuPDF holds it in colour, and
-/// larger. Nothing where the picture is none, or is drawn larger than it would become.
+/// larger. Nothing where the picture is none, is something else than the document says (what MuPDF makes of that is what
+/// counts), or is drawn larger than it would become.
 std::optional<Graubild> scanVerkleinert(
     Haushalt& h, fz_image const& bild, fz_compressed_buffer const* gepackt, fz_matrix lage) noexcept try {
-    if (!istScan(bild, gepackt) || !h.frist())
-        return std::nullopt;
-    auto const ziel = zielmass(bild.w, bild.h);
-    constexpr double spiel = 1; // The sides of a page are rounded.
-    if (std::hypot(lage.a, lage.b) > ziel.breite + spiel || std::hypot(lage.c, lage.d) > ziel.hoehe + spiel)
+    if (!istScan(bild, gepackt) || !reicht(h, zielmass(bild.w, bild.h), lage) || !h.frist())
         return std::nullopt;
     unsigned char* bytes = nullptr;
     auto const anzahl = fz_buffer_storage(nullptr, gepackt->buffer, &bytes);
-    auto roh = jpegLaden(Dateiquelle::ausSpeicher({bytes, anzahl}));
+    // However it was held while it was taken: a PDF turns its pictures itself.
+    auto scan = eingebettetesJpegLaden(
+        Dateiquelle::ausSpeicher({bytes, anzahl}),
+        {.breite = bild.w,
+         .hoehe = bild.h,
+         .kanaele = bild.n,
+         .ende = h.rechenEnde,
+         .speicher = h.grenzen.speicher - std::min(h.speicher, h.grenzen.speicher)});
     h.frist(); // Decoding may have taken all of it, and MuPDF looks at the clock only now and then.
-    if (!roh)
-        return std::nullopt;
-    return std::move(roh->bild); // However it was held while it was taken: a PDF turns its pictures itself.
+    return scan;
 } catch (std::bad_alloc const&) {
     h.mangel = true;
     return std::nullopt;
@@ -283,19 +322,26 @@ std::optional<Graubild> scanVerkleinert(
     return std::nullopt;
 }
 
-void bildFuellen(
-    fz_context* ctx, fz_device* geraet, fz_image* bild, fz_matrix lage, float deckung,
-    fz_color_params farbart) {
+void scanVergessen(fz_context* ctx, Haushalt& h) {
+    h.scan.reset();
+    fz_drop_image(ctx, std::exchange(h.scanErsatz, nullptr));
+    fz_drop_image(ctx, std::exchange(h.scanQuelle, nullptr));
+}
+
+/// What to draw instead of a picture; belongs to the budget. Nothing when it is to be drawn itself.
+fz_image* ersatzFuer(fz_context* ctx, fz_device* geraet, fz_image* bild, fz_matrix lage) {
     auto& h = haushaltVon(ctx);
-    h.scan = scanVerkleinert(h, *bild, fz_compressed_image_buffer(ctx, bild), lage);
-    if (!h.scan) {
-        h.bildFuellen(ctx, geraet, bild, lage, deckung, farbart);
-        return;
-    }
+    if (bild == h.scanQuelle && h.scanErsatz != nullptr)
+        return reicht(h, {h.scanErsatz->w, h.scanErsatz->h}, lage) ? h.scanErsatz : nullptr;
+    auto const* const gepackt = fz_compressed_image_buffer(ctx, bild);
+    if (!istScan(*bild, gepackt) || !sichtbar(ctx, geraet, lage))
+        return nullptr;
+    scanVergessen(ctx, h);
+    h.scan = scanVerkleinert(h, *bild, gepackt, lage);
+    if (!h.scan)
+        return nullptr;
     fz_pixmap* punkte = nullptr;
-    fz_image* ersatz = nullptr;
     fz_var(punkte);
-    fz_var(ersatz);
     fz_try(ctx) {
         punkte = fz_new_pixmap(ctx, fz_device_gray(ctx), h.scan->breite, h.scan->hoehe, nullptr, 0);
         for (int y = 0; y < h.scan->hoehe; ++y)
@@ -303,15 +349,22 @@ void bildFuellen(
                 punkte->samples + static_cast<std::ptrdiff_t>(y) * punkte->stride, h.scan->zeile(y).data(),
                 static_cast<std::size_t>(h.scan->breite));
         h.scan.reset();
-        ersatz = fz_new_image_from_pixmap(ctx, punkte, nullptr);
-        h.bildFuellen(ctx, geraet, ersatz, lage, deckung, farbart);
+        h.scanErsatz = fz_new_image_from_pixmap(ctx, punkte, nullptr);
+        h.scanQuelle = fz_keep_image(ctx, bild); // So that no other picture gets its address.
     }
     fz_always(ctx) {
         h.scan.reset();
-        fz_drop_image(ctx, ersatz);
         fz_drop_pixmap(ctx, punkte);
     }
     fz_catch(ctx) fz_rethrow(ctx);
+    return h.scanErsatz;
+}
+
+void bildFuellen(
+    fz_context* ctx, fz_device* geraet, fz_image* bild, fz_matrix lage, float deckung,
+    fz_color_params farbart) {
+    auto* const ersatz = ersatzFuer(ctx, geraet, bild, lage);
+    haushaltVon(ctx).bildFuellen(ctx, geraet, ersatz != nullptr ? ersatz : bild, lage, deckung, farbart);
 }
 
 void schweigen(void* /*nutzer*/, char const* /*text*/) {}
@@ -362,6 +415,8 @@ void leeren(fz_context* ctx, Halter& h) {
 /// it calls MuPDF. What MuPDF made is in `halter` afterwards, also after an error. False after an error.
 template<typename Arbeit>
 [[gnu::noinline]] bool geschuetzt(fz_context* ctx, Halter& halter, Arbeit const& arbeit) {
+    Aufseher aufseher{haushaltVon(ctx)};
+    JpegUnterAufsicht const dabei{aufseher};
     fz_try(ctx) arbeit(halter);
     fz_catch(ctx) return false;
     return true;
@@ -522,6 +577,8 @@ std::optional<Graubild> PdfDatei::pdfSeiteAlsBild() {
             return;
         auto const faktor = static_cast<float>(lesefaktor(breite, hoehe));
         auto const lage = fz_scale(faktor, faktor);
+        innen_->haushalt.pixelJeEinheit = static_cast<double>(faktor);
+        innen_->haushalt.seitenkasten = kasten;
         auto const flaeche = fz_round_rect(fz_transform_rect(kasten, lage));
         if (fz_is_empty_irect(flaeche) != 0)
             return; // A box so long that its short side is less than a pixel.
@@ -544,6 +601,7 @@ std::optional<Graubild> PdfDatei::pdfSeiteAlsBild() {
                 bild->punkte.data() + static_cast<std::size_t>(y) * breite,
                 pixmap->samples + static_cast<std::ptrdiff_t>(y) * pixmap->stride, breite);
     }
+    scanVergessen(ctx, innen_->haushalt);
     leeren(ctx, halter);
     innen_->haushalt.mangelMelden();
     return bild;
