@@ -315,14 +315,22 @@ Bytes jpegRiese() {
 }
 
 Bytes jpegAusDurchgaengen() {
-    auto const bytes = jpeg(schriftbild({"Rechnung"}), std::nullopt, Jpegart::fortschreitend);
-    // The last scan again and again: each goes over the whole picture.
-    auto const letzter = bytes.rfind("\xFF\xDA");
-    auto const durchgang = bytes.substr(letzter, bytes.size() - letzter - 2);
-    auto viele = bytes.substr(0, letzter);
-    for (int i = 0; i < 20'000; ++i)
-        viele += durchgang;
-    return viele + "\xFF\xD9";
+    return vieleDurchgaenge(20'000);
+}
+
+/// A page with a JPEG of these sides by its own account, and others by the document's.
+Bytes jpegseite(std::string const& masse, std::string const& bytes, std::string const& weiteres = {}) {
+    return bildseite(strom(
+        "/Type /XObject /Subtype /Image /ColorSpace /DeviceRGB /BitsPerComponent 8 " + masse +
+            " /Filter /DCTDecode " + weiteres,
+        bytes));
+}
+
+/// The corner picture, said to be of these sides: height and width, two bytes each.
+Bytes riesigesJpeg(Jpegart art, std::string const& seiten) {
+    auto bytes = jpeg(eckbild(), std::nullopt, art);
+    auto const kopf = bytes.find(art == Jpegart::fortschreitend ? "\xFF\xC2" : "\xFF\xC0");
+    return bytes.replace(kopf + 5, 4, seiten);
 }
 
 // ISO base media boxes.
@@ -396,9 +404,33 @@ std::vector<Bombe> bomben() {
         {"ThriceDeflated", true, dreifachGepackt},
         {"RunLengthsInsideDeflated", true, laufendeLaengen},
         {"Jbig2Giant", true, jbig2Riese},
-        {"Jpeg2000Giant", true, jpeg2000Riese},
+        {"Jpeg2000Giant", true, jpeg2000Riese, true},
         {"FaxGiant", true, faxRiese},
         {"RawPictureGiant", true, rohesRiesenbild},
+        {"PdfWithJpegOfTwentyThousandScans", true,
+         [] {
+             return jpegseite("/Width 2000 /Height 1500", jpegAusDurchgaengen());
+         }},
+        {"PdfWithNegativeJpegOfTwentyThousandScans", true,
+         [] {
+             return jpegseite("/Width 2000 /Height 1500", jpegAusDurchgaengen(), "/Decode [1 0 1 0 1 0]");
+         }},
+        {"PdfWithProgressiveJpegGiant", true,
+         [] {
+             // 750 MB of coefficients: as much as the address space has room for.
+             return jpegseite(
+                 "/Width 16000 /Height 16000", riesigesJpeg(Jpegart::fortschreitend, "\x3E\x80\x3E\x80"));
+         }},
+        {"PdfWithProgressiveJpegSaidToBeSmall", true,
+         [] {
+             return jpegseite(
+                 "/Width 10 /Height 16000", riesigesJpeg(Jpegart::fortschreitend, "\x3E\x80\x3E\x80"));
+         }},
+        {"PdfWithJpegGiant", true,
+         [] {
+             return jpegseite(
+                 "/Width 60000 /Height 60000", riesigesJpeg(Jpegart::einfach, "\xEA\x60\xEA\x60"));
+         }},
         {"PatternInsideAGlyph", true, musterImZeichen},
         {"GlyphInsideAPatternInsideAGlyph", true, zeichenImMusterImZeichen},
         {"FormsWithoutEnd", true, formenOhneEnde},

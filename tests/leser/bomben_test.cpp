@@ -1,17 +1,23 @@
 // The real reader processes, with every format and with files made against them.
 #include "attrappen/fehlerausgabe.h"
 #include "bomben.h"
+#include "leserprozess/hilfen.h"
 #include "leserprozess/leser_prozesse.h"
 #include "leserprozess/sanitizer.h"
 #include "vorlagen.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
-#include <filesystem>
+#include <cstddef>
 #include <fstream>
+#include <mutex>
+#include <stop_token>
 #include <string>
+#include <thread>
 
 namespace quillmate::Texterkennung {
 namespace {
@@ -55,6 +61,50 @@ TEST(EchterLeserprozess, EveryFormatIsReadInTheLockUp) {
     }
 }
 
+/// What a reader may take at its peak, resident, whatever it reads: 60 MB of its own, engine and libraries included, a PDF's
+/// budget of 256, and 192 for a picture that is held whole.
+constexpr std::size_t hoechstspeicher = std::size_t{512} << 20U;
+/// What none may take: the address space that the lock-up allows.
+constexpr std::size_t adressraum = std::size_t{1} << 30U;
+
+/// The highest peak of resident memory of a reader process, in bytes; 0 when it cannot be told. A process that does not yet
+/// run the reader's program still has this test's memory, and does not count.
+std::size_t hoechststand(pid_t pid) {
+    std::ifstream datei{"/proc/" + std::to_string(pid) + "/status"};
+    std::size_t kibibyte = 0;
+    std::string wort;
+    std::string name;
+    while (datei >> wort) {
+        if (wort == "Name:")
+            datei >> name;
+        else if (wort == "VmHWM:")
+            datei >> kibibyte;
+    }
+    return name == "quillmate-leser" ? kibibyte << 10U : 0;
+}
+
+/// Looks at all readers of this process as long as it lives. A reader that lives on is seen with its true peak, one that is
+/// killed with that of milliseconds before: never with more than it had.
+class Speicherspitze {
+public:
+    std::size_t bisher() {
+        std::scoped_lock const gesperrt{sperre_};
+        for (auto const pid : kinder(::getpid()))
+            spitze_ = std::max(spitze_, hoechststand(pid));
+        return spitze_;
+    }
+
+private:
+    std::mutex sperre_;
+    std::size_t spitze_{0};
+    std::jthread waechter_{[this](std::stop_token const& ende) {
+        while (!ende.stop_requested()) {
+            (void)bisher();
+            std::this_thread::sleep_for(2ms);
+        }
+    }};
+};
+
 class Bomben : public ::testing::TestWithParam<Bombe> {};
 
 TEST_P(Bomben, CostAReaderNoMoreThanItsLimitsAndTheNextFileNothing) {
@@ -62,8 +112,12 @@ TEST_P(Bomben, CostAReaderNoMoreThanItsLimitsAndTheNextFileNothing) {
     auto const bytes = bombe.bauen();
     // So that the test is short; the real limit is the larger one.
     LeserProzesse leser{{.programm = QUILLMATE_LESER, .rechenfrist = 3s, .wandfrist = 100s}};
+    Speicherspitze speicher;
     auto const log = fehlerausgabe([&] {
         auto const lesung = lies(leser, bytes, bombe.pdf ? Dateiart::pdf : Dateiart::bild);
+        EXPECT_GT(speicher.bisher(), std::size_t{10} << 20U) << "no reader was seen";
+        EXPECT_LT(speicher.bisher(), bombe.ungezaehlt ? adressraum : hoechstspeicher);
+        RecordProperty("peak", std::to_string(speicher.bisher() >> 20U) + " MB");
         EXPECT_EQ(lesung.art, Lesung::Art::gelesen); // Never tried again.
         EXPECT_THAT(text(leser, pdfMitText(), Dateiart::pdf), HasSubstr("12,50"));
     });
