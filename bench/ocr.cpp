@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <sstream>
 
@@ -77,6 +78,26 @@ struct Fund {
     }
 };
 
+/// Which of two halves a picture belongs to, the same everywhere and whatever else lies in the folder: 0 or 1.
+std::size_t haelfte(fs::path const& bild) {
+    std::uint32_t summe = 2'166'136'261U; // FNV-1a.
+    for (auto const zeichen : bild.stem().string())
+        summe = (summe ^ static_cast<unsigned char>(zeichen)) * 16'777'619U;
+    return summe >> 31U;
+}
+
+/// Ours and theirs for some of the pictures.
+struct Vergleich {
+    int bilder{0};
+    Fund unserer;
+    Fund ihrer;
+};
+
+std::string alsText(Fund const& fund) {
+    return fmt::format(
+        "{:.1f} %, {} of {} totals", 100 * fund.woerter.wert(), fund.summen.gefunden, fund.summen.alle);
+}
+
 std::vector<Zeile> messen(Umgebung const& umgebung) {
     if (!umgebung.korpus) {
         hinweis("  übersprungen: braucht --korpus mit Belegbildern");
@@ -100,18 +121,23 @@ std::vector<Zeile> messen(Umgebung const& umgebung) {
     double ihre = 0;
     Fund unserFund;
     Fund ihrFund;
+    std::array<Vergleich, 2> haelften;
     // Minutes of work, and processor time hardly varies: each picture once, both readers in turn.
     for (auto const& bild : bilder) {
         auto const datei = oeffneDatei(bild.string());
         auto const beginn = rechenzeit();
         auto const lesung = leser.lesen(datei.get(), Texterkennung::Dateiart::bild);
         unsere += rechenzeit() - beginn;
+        auto& eine = haelften.at(haelfte(bild));
+        ++eine.bilder;
         unserFund.vergleiche(bild, lesung.text.value_or(""));
+        eine.unserer.vergleiche(bild, lesung.text.value_or(""));
         auto const lauf = ausfuehren(
             {"env", "OMP_THREAD_LIMIT=1", "tesseract", "-l", "deu+eng", bild.string(), "-", "quiet"},
             Ausgabe::behalten);
         ihre += (lauf.benutzerzeit + lauf.systemzeit).count();
         ihrFund.vergleiche(bild, lauf.ausgabe);
+        eine.ihrer.vergleiche(bild, lauf.ausgabe);
     }
     auto const anzahl = static_cast<double>(bilder.size());
     std::vector<Zeile> zeilen{
@@ -136,6 +162,15 @@ std::vector<Zeile> messen(Umgebung const& umgebung) {
              .verhaeltnis = unserFund.summen.wert(),
              .ziel = zielSummen,
              .richtung = Richtung::mindestens});
+    for (std::size_t i = 0; i < haelften.size(); ++i)
+        if (auto const& eine = haelften.at(i); eine.unserer.woerter.alle > 0)
+            zeilen.push_back(
+                {.kennzahl = fmt::format(
+                     "… the {} half, {} pictures: words found, more than the peer's",
+                     i == 0 ? "first" : "second", eine.bilder),
+                 .unsere = alsText(eine.unserer),
+                 .vergleich = alsText(eine.ihrer),
+                 .verhaeltnis = eine.unserer.woerter.wert() - eine.ihrer.woerter.wert()});
     return zeilen;
 }
 
