@@ -9,6 +9,8 @@
 #include <fstream>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -157,6 +159,17 @@ void dokumente() {
     schreibe("leser_pdf", "bild.pdf", pdf({{.inhalt = "400 0 0 300 0 0 cm /B Do", .bild = eckbild()}}));
     schreibe("leser_pdf", "verschluesselt.pdf", verschluesselt(pdf({{.inhalt = zeilen({"x"})}}), ""));
     schreibe("leser_pdf", "gedreht.pdf", pdf({{.inhalt = zeilen({"x"}, "F3"), .zusatz = "/Rotate 90"}}));
+    // Just large enough for the reader's own decoding of scanned pages.
+    Graubild const blatt{1600, 1600, std::vector<std::uint8_t>(1600U * 1600U, 255)};
+    for (auto const& [name, art] :
+         {std::pair{"scan.pdf", Jpegart::einfach},
+          std::pair{"scan_fortschreitend.pdf", Jpegart::fortschreitend}})
+        schreibe(
+            "leser_pdf", name,
+            pdf(
+                {{.inhalt = "400 0 0 300 0 0 cm /B Do",
+                  .bild = Graubild{blatt.breite, blatt.hoehe, {}},
+                  .jpeg = jpeg(blatt, std::nullopt, art, 5)}}));
     auto const bild = eckbild();
     schreibe("leser_bild", "einfach.jpg", jpeg(bild, 6));
     schreibe("leser_bild", "fortschreitend.jpg", jpeg(bild, std::nullopt, Jpegart::fortschreitend));
