@@ -80,8 +80,9 @@ struct Haushalt {
     std::int64_t gelesen{0};
     int bisUhrblick{allokationenJeUhrblick};
     bool verbraucht{false};
-    bool knapp{false};  // The budget of memory refused something; the library may have made room since.
-    bool mangel{false}; // The machine itself had no memory: nothing that the file can be blamed for.
+    bool knapp{false};    // The budget of memory refused something; the library may have made room since.
+    bool ohneBild{false}; // It refused a picture, which the library takes for one that ends there.
+    bool mangel{false};   // The machine itself had no memory: nothing that the file can be blamed for.
     fz_cookie keks{};
     // The filters' own steps; each kind has one.
     fz_stream_next_fn* flateWeiter{};
@@ -125,9 +126,12 @@ struct Haushalt {
     }
     /// Whether a page that was just run through is there as a whole. The library takes an operator that
     /// failed for a flaw of the file and goes on behind it; where a budget made it fail, the page is a part.
-    [[nodiscard]] bool vollstaendig() const { return !verbraucht && !(knapp && keks.errors > 0); }
+    [[nodiscard]] bool vollstaendig() const {
+        return !verbraucht && !ohneBild && !(knapp && keks.errors > 0);
+    }
     void neueSeite() {
         knapp = false;
+        ohneBild = false;
         keks = {};
         keks.abort = verbraucht ? 1 : 0;
     }
@@ -143,7 +147,12 @@ public:
     explicit Aufseher(Haushalt& haushalt)
         : haushalt_(haushalt) {}
     bool weiter() override { return haushalt_.frist(); }
-    bool nimm(std::size_t bytes) override { return haushalt_.nimm(bytes); }
+    bool nimm(std::size_t bytes) override {
+        if (haushalt_.nimm(bytes))
+            return true;
+        haushalt_.ohneBild = true;
+        return false;
+    }
 
 private:
     Haushalt& haushalt_;
@@ -297,11 +306,11 @@ bool sichtbar(fz_context* ctx, fz_device* geraet, fz_matrix lage) {
 }
 
 /// A scanned page in grey and hardly larger than it is drawn, decoded row by row: MuPDF holds it in colour, and
-/// larger. Nothing where the picture is none, is something else than the document says (what MuPDF makes of that is what
-/// counts), or is drawn larger than it would become.
+/// larger. Nothing where the picture is none, or is something else than the document says: then what MuPDF makes of it is
+/// what counts.
 std::optional<Graubild> scanVerkleinert(
-    Haushalt& h, fz_image const& bild, fz_compressed_buffer const* gepackt, fz_matrix lage) noexcept try {
-    if (!istScan(bild, gepackt) || !reicht(h, zielmass(bild.w, bild.h), lage) || !h.frist())
+    Haushalt& h, fz_image const& bild, fz_compressed_buffer const* gepackt) noexcept try {
+    if (!h.frist())
         return std::nullopt;
     unsigned char* bytes = nullptr;
     auto const anzahl = fz_buffer_storage(nullptr, gepackt->buffer, &bytes);
@@ -334,10 +343,11 @@ fz_image* ersatzFuer(fz_context* ctx, fz_device* geraet, fz_image* bild, fz_matr
     if (bild == h.scanQuelle && h.scanErsatz != nullptr)
         return reicht(h, {h.scanErsatz->w, h.scanErsatz->h}, lage) ? h.scanErsatz : nullptr;
     auto const* const gepackt = fz_compressed_image_buffer(ctx, bild);
-    if (!istScan(*bild, gepackt) || !sichtbar(ctx, geraet, lage))
+    if (!istScan(*bild, gepackt) || !reicht(h, zielmass(bild->w, bild->h), lage) ||
+        !sichtbar(ctx, geraet, lage))
         return nullptr;
     scanVergessen(ctx, h);
-    h.scan = scanVerkleinert(h, *bild, gepackt, lage);
+    h.scan = scanVerkleinert(h, *bild, gepackt);
     if (!h.scan)
         return nullptr;
     fz_pixmap* punkte = nullptr;
