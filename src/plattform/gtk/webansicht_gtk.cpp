@@ -48,24 +48,23 @@ constexpr char const* linkskript =
     "}, true);\n"
     "addEventListener('quillmate-download', () => merke(true), true);";
 
-/// Clicks on or within a link that is in no document pass no listener but the link's own, and only scripts can do them.
-/// So this script, in the page's own world, tells the other one of such a click. All that a page gains by calling it, it
-/// could do by clicking a link of its own.
+/// Clicks on a link that is in no document pass no listener but the link's own, and scripts make links only to click
+/// them. So this script, in the page's own world, tells the other one of such a click. All that a page gains by calling
+/// it, it could do by clicking a link of its own. Only links get functions of ours: portals take a page whose general functions
+/// are not the engine's own for one that a robot reads. So a click on what is within such a link is told by nobody.
 constexpr char const* klickskript =
     "(() => {\n"
-    "  const rufe = Reflect.apply, Ereignis = Event, Teil = Element;\n"
-    "  const sende = EventTarget.prototype.dispatchEvent, suche = Element.prototype.closest;\n"
-    "  const imLosenLink = teil => teil instanceof Teil && !teil.isConnected &&\n"
-    "      rufe(suche, teil, ['a, area'])?.hasAttribute('download');\n"
-    "  for (const [wo, name] of\n"
-    "      [[HTMLElement.prototype, 'click'], [EventTarget.prototype, 'dispatchEvent']]) {\n"
-    "    const echt = wo[name];\n"
+    "  const rufe = Reflect.apply, Ereignis = Event, sende = EventTarget.prototype.dispatchEvent;\n"
+    "  for (const name of ['click', 'dispatchEvent']) {\n"
+    "    const echt = HTMLAnchorElement.prototype[name];\n"
     "    const {[name]: value} = {[name](...werte) {\n"
-    "      if ((name === 'click' || werte[0]?.type === 'click') && imLosenLink(this))\n"
+    "      if (this instanceof HTMLAnchorElement && !this.isConnected && this.hasAttribute('download') &&\n"
+    "          (name === 'click' || werte[0]?.type === 'click'))\n"
     "        rufe(sende, window, [new Ereignis('quillmate-download')]);\n"
     "      return rufe(echt, this, werte);\n"
     "    }};\n"
-    "    Object.defineProperty(wo, name, {value, writable: true, enumerable: true, configurable: true});\n"
+    "    Object.defineProperty(HTMLAnchorElement.prototype, name,\n"
+    "        {value, writable: true, enumerable: true, configurable: true});\n"
     "  }\n"
     "})();";
 
