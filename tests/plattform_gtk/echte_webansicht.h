@@ -1,5 +1,6 @@
 #pragma once
 
+#include "attrappen/drehen.h"
 #include "attrappen/http_attrappe.h"
 #include "attrappen/ordner_auf_zeit.h"
 #include "bildschirm.h"
@@ -20,22 +21,10 @@
 
 namespace quillmate::plattform::gtk {
 
+using attrappen::drehenBis;
 using attrappen::HttpAnfrage;
 using attrappen::HttpAntwort;
 using attrappen::HttpAttrappe;
-
-/// Turns the main loop until the condition holds.
-inline bool drehenBis(
-    std::function<bool()> const& bedingung, std::chrono::seconds grenze = std::chrono::seconds{30}) {
-    auto const ende = std::chrono::steady_clock::now() + grenze;
-    while (!bedingung()) {
-        if (std::chrono::steady_clock::now() > ende)
-            return false;
-        if (g_main_context_iteration(nullptr, FALSE) == FALSE)
-            g_usleep(1000);
-    }
-    return true;
-}
 
 /// Answers the view as the test says, and writes down what it is told.
 struct Mitschrift final : Webansicht::Empfaenger {

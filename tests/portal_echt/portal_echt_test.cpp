@@ -2,6 +2,7 @@
 // whatever a portal answers. The portal is the test's own, over https, with a certificate that only this test trusts; pages
 // act by their own scripts.
 #include "attrappen/anzeige.h"
+#include "attrappen/drehen.h"
 #include "attrappen/http_attrappe.h"
 #include "attrappen/https_attrappe.h"
 #include "attrappen/ordner_auf_zeit.h"
@@ -33,22 +34,10 @@
 namespace quillmate {
 namespace {
 
+using attrappen::drehenBis;
 using attrappen::HttpAnfrage;
 using attrappen::HttpAntwort;
 using attrappen::HttpAttrappe;
-
-/// Turns the main loop until the condition holds.
-template<typename Bedingung>
-bool drehenBis(Bedingung bedingung, std::chrono::seconds grenze = std::chrono::seconds{30}) {
-    auto const ende = std::chrono::steady_clock::now() + grenze;
-    while (!bedingung()) {
-        if (std::chrono::steady_clock::now() > ende)
-            return false;
-        if (g_main_context_iteration(nullptr, FALSE) == FALSE)
-            g_usleep(1000);
-    }
-    return true;
-}
 
 /// What the program has once as well: the portals' session, which trusts this certificate.
 struct Sitzung {
