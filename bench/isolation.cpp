@@ -2,12 +2,12 @@
 // See README.md.
 
 #include "grundlage/datei.h"
-#include "leserprozess/leser_prozesse.h"
+#include "leser/motoren/dateiquelle.h"
+#include "leser/motoren/pdf.h"
+#include "leser/prozess/leser_prozesse.h"
 #include "messung.h"
 #include "scanheim.h"
 #include "senke.h"
-#include "texterkennung_leser/dateiquelle.h"
-#include "texterkennung_leser/pdf.h"
 
 #include <fmt/format.h>
 #include <jpeglib.h>
@@ -67,7 +67,7 @@ std::vector<Zeile> scanMessen(Umgebung const& umgebung) {
 }
 
 /// An invoice of DIN A4 full of print, as a reader draws it: 2000 points high.
-Texterkennung::Graubild seite() {
+leser::motoren::Graubild seite() {
     std::string inhalt = "BT /F1 11 Tf 50 790 Td 14 TL ";
     for (int i = 1; i <= 52; ++i)
         inhalt += fmt::format(
@@ -85,8 +85,8 @@ Texterkennung::Graubild seite() {
     Deskriptor const datei{::memfd_create("seite", MFD_CLOEXEC)};
     if (::write(datei.get(), pdf.data(), pdf.size()) != static_cast<ssize_t>(pdf.size()))
         throw std::runtime_error{"memfd"};
-    auto const quelle = Texterkennung::Dateiquelle::ausDeskriptor(datei.get());
-    auto dokument = quelle ? Texterkennung::PdfDatei::oeffnen(*quelle) : std::nullopt;
+    auto const quelle = leser::motoren::Dateiquelle::ausDeskriptor(datei.get());
+    auto dokument = quelle ? leser::motoren::PdfDatei::oeffnen(*quelle) : std::nullopt;
     auto bild = dokument ? dokument->pdfSeiteAlsBild() : std::nullopt;
     if (!bild)
         throw std::runtime_error{"no page"};
@@ -152,7 +152,7 @@ void alsPdf(std::string const& jpeg, std::string const& pfad) {
 }
 
 Zeile speicherZeile(std::string kennzahl, std::string const& pfad, Texterkennung::Dateiart art) {
-    Texterkennung::LeserProzesse leser;
+    leser::prozess::LeserProzesse leser;
     auto const datei = oeffneDatei(pfad);
     auto const lesung = leser.lesen(datei.get(), art);
     auto const alle = kinder(::getpid());

@@ -1,7 +1,7 @@
 // The terminal scan with its readers in its own process, as it is not shipped: what isolation is measured against.
+#include "leser/motoren/leser_im_prozess.h"
 #include "leserwahl.h"
-#include "texterkennung_leser/leser_im_prozess.h"
 
-std::unique_ptr<quillmate::Texterkennung::Leser> quillmate::Suchlauf::leserBauen() {
-    return Texterkennung::leserImProzess();
+std::unique_ptr<quillmate::Texterkennung::Leser> quillmate::suchlauf::leserBauen() {
+    return leser::motoren::leserImProzess();
 }

@@ -2,9 +2,9 @@
 // is as much found? See README.md.
 
 #include "grundlage/datei.h"
+#include "leser/motoren/leser_im_prozess.h"
 #include "messung.h"
 #include "texterkennung/heuristik.h"
-#include "texterkennung_leser/leser_im_prozess.h"
 #include "wortvergleich.h"
 
 #include <fmt/format.h>
@@ -115,7 +115,7 @@ std::vector<Zeile> messen(Umgebung const& umgebung) {
         return {};
     }
 
-    Texterkennung::LeserImProzess leser;
+    leser::motoren::LeserImProzess leser;
     leser.vorwaermen();
     double unsere = 0;
     double ihre = 0;

@@ -1,10 +1,10 @@
 // What is found in German documents whose text is known to the letter? See README.md.
 
 #include "grundlage/datei.h"
+#include "leser/motoren/leser_im_prozess.h"
 #include "messung.h"
 #include "schriftproben.h"
-#include "texterkennung_leser/leser_im_prozess.h"
-#include "vorlagen.h"
+#include "werkzeug/vorlagen.h"
 #include "wortvergleich.h"
 
 #include <fmt/format.h>
@@ -121,7 +121,7 @@ Zeile lagezeile(std::string kennzahl, Anteil const& gelegt, Anteil const& aufrec
 }
 
 void lagen(Texterkennung::Leser& leser, std::vector<Zeile>& zeilen) {
-    using Texterkennung::ausgerichtet;
+    using leser::motoren::ausgerichtet;
     Fund aufrecht;
     Fund gedreht;
     Fund kopfueber;
@@ -149,7 +149,7 @@ std::vector<Zeile> messen(Umgebung const& umgebung) {
     constexpr double zielUmlaute = 0.93;
     constexpr double zielBetraege = 0.99;
     bool const vergleich = installiert("tesseract");
-    Texterkennung::LeserImProzess leser;
+    leser::motoren::LeserImProzess leser;
     leser.vorwaermen();
     std::vector<Zeile> zeilen;
     auto reihe = [&](int anzahl, Schriftprobe (*machen)(int), int guete, Fund& unser, Fund& ihr) {

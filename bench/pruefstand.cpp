@@ -92,14 +92,14 @@ Pruefstand::Pruefstand(fs::path ordner)
     if (bildschirm_ == nullptr)
         throw std::runtime_error{"no display"};
     fs::create_directories(ordner_);
-    std::ofstream{ordner_ / "ladeseite.html", std::ios::binary} << ladeseite();
+    std::ofstream{ordner_ / "ladeseite.html", std::ios::binary} << fenster::ladeseite();
 }
 
 Pruefstand::~Pruefstand() {
     XCloseDisplay(bildschirm_);
 }
 
-attrappen::HttpAntwort Pruefstand::behandeln(attrappen::HttpAnfrage const& anfrage) {
+werkzeug::HttpAntwort Pruefstand::behandeln(werkzeug::HttpAnfrage const& anfrage) {
     auto const trenner = anfrage.pfad.find('/', 1);
     auto const name = anfrage.pfad.substr(1, trenner == std::string::npos ? trenner : trenner - 1);
     auto const was = trenner == std::string::npos ? std::string{} : anfrage.pfad.substr(trenner + 1);

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "attrappen/anzeige.h"
-#include "attrappen/http_attrappe.h"
-#include "fenster_echt/programm.h"
 #include "messung.h"
+#include "werkzeug/anzeige.h"
+#include "werkzeug/http_attrappe.h"
+#include "werkzeug/programm.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -73,16 +73,16 @@ public:
     };
 
 private:
-    [[nodiscard]] attrappen::HttpAntwort behandeln(attrappen::HttpAnfrage const& anfrage);
+    [[nodiscard]] werkzeug::HttpAntwort behandeln(werkzeug::HttpAnfrage const& anfrage);
 
     std::filesystem::path const ordner_;
-    attrappen::Anzeige const anzeige_;
+    werkzeug::Anzeige const anzeige_;
     _XDisplay* const bildschirm_;
     int zaehler_{0};
     std::mutex sperre_; ///< Guards what follows up to the server.
     std::condition_variable aenderung_;
     std::map<std::string, Uhr::time_point> geladene_; ///< By name.
-    attrappen::HttpAttrappe dienst_;                  ///< Last member: its threads use all others.
+    werkzeug::HttpAttrappe dienst_;                   ///< Last member: its threads use all others.
 };
 
 } // namespace quillmate::bench

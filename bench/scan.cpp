@@ -1,11 +1,11 @@
 // How long does a full scan of a mixed folder take, the first time and again, compared with a shell pipeline
 // of the usual tools? See README.md.
 
+#include "dienst/dienst.h"
 #include "fd.h"
 #include "grundlage/datei.h"
 #include "grundlage/pruefsumme.h"
 #include "macscan/beurteilung.h"
-#include "macscan/dienst.h"
 #include "messung.h"
 #include "netz/http.h"
 #include "scanheim.h"
@@ -58,11 +58,11 @@ struct Bericht {
     std::int64_t uebersprungen{0};
 };
 
-Bericht letzterBericht(MacScan::Zugang const& zugang) {
+Bericht letzterBericht(dienst::Zugang const& zugang) {
     auto const url = netz::mitAbfrage(
         fmt::format("{}/clients/{}/letzter-bericht", zugang.server, zugang.clientId),
         {{"token", zugang.token}});
-    MacScan::Dienst dienst;
+    dienst::Dienst dienst;
     auto const antwort = url ? dienst.holen({.url = *url, .koerper = {}, .inhaltstyp = {}}) : std::nullopt;
     auto const json = FremdesJson::parse(antwort.value_or(""), nullptr, false);
     if (!json.is_object() || !json.contains("gruende"))

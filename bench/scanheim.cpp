@@ -83,7 +83,7 @@ std::vector<std::string> Scanheim::orte() const {
     return pfade;
 }
 
-Lauf Scanheim::suchlauf(MacScan::Zugang const& zugang, std::string const& programm, Familie familie) const {
+Lauf Scanheim::suchlauf(dienst::Zugang const& zugang, std::string const& programm, Familie familie) const {
     std::vector<std::string> befehl{"env", "HOME=" + pfad_.string()};
     for (auto const* const name :
          {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CONFIG_DIRS",

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "macscan/zugang.h"
+#include "dienst/zugang.h"
 #include "messung.h"
 
 #include <sched.h>
@@ -30,7 +30,7 @@ public:
     [[nodiscard]] std::vector<std::string> orte() const;
     /// One full scan by "quillmate-suchlauf" or a program like it. Throws when it fails.
     [[nodiscard]] Lauf suchlauf(
-        MacScan::Zugang const& zugang, std::string const& programm = "quillmate-suchlauf",
+        dienst::Zugang const& zugang, std::string const& programm = "quillmate-suchlauf",
         Familie familie = Familie::nicht) const;
 
 private:
@@ -47,12 +47,12 @@ public:
     Dienstprozess(Dienstprozess const&) = delete;
     Dienstprozess& operator=(Dienstprozess const&) = delete;
 
-    [[nodiscard]] MacScan::Zugang const& zugang() const noexcept { return zugang_; }
+    [[nodiscard]] dienst::Zugang const& zugang() const noexcept { return zugang_; }
 
 private:
     std::filesystem::path const daten_;
     pid_t kind_{-1};
-    MacScan::Zugang zugang_;
+    dienst::Zugang zugang_;
 };
 
 /// While it lives, this process and those that it starts use no more than two processors: a scan then has two

@@ -23,7 +23,7 @@ namespace quillmate::bench {
 namespace {
 
 using demo::Wuerfel;
-using Texterkennung::Graubild;
+using leser::motoren::Graubild;
 
 struct Aufraeumer {
     void operator()(cairo_surface_t* flaeche) const noexcept { cairo_surface_destroy(flaeche); }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "texterkennung_leser/graubild.h"
+#include "leser/motoren/graubild.h"
 
 #include <string>
 
@@ -9,7 +9,7 @@
 namespace quillmate::bench {
 
 struct Schriftprobe {
-    Texterkennung::Graubild bild;
+    leser::motoren::Graubild bild;
     std::string text; ///< UTF-8, one line per line of the document.
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "macscan/zugang.h"
+#include "dienst/zugang.h"
 
 #include <mutex>
 #include <set>
@@ -22,14 +22,14 @@ public:
     Senke(Senke const&) = delete;
     Senke& operator=(Senke const&) = delete;
 
-    [[nodiscard]] MacScan::Zugang const& zugang() const noexcept { return zugang_; }
+    [[nodiscard]] dienst::Zugang const& zugang() const noexcept { return zugang_; }
 
 private:
     void annehmen();
     void bedienen(int verbindung) const;
 
     std::string const gesehenePfade_;
-    MacScan::Zugang zugang_;
+    dienst::Zugang zugang_;
     int lauscher_{-1};
     std::mutex sperre_; ///< Guards what follows.
     bool endet_{false};

@@ -2,9 +2,9 @@
 // See README.md.
 
 #include "grundlage/datei.h"
+#include "leser/motoren/dateiquelle.h"
+#include "leser/motoren/pdf.h"
 #include "messung.h"
-#include "texterkennung_leser/dateiquelle.h"
-#include "texterkennung_leser/pdf.h"
 
 #include <fmt/format.h>
 
@@ -17,7 +17,7 @@ namespace quillmate::bench {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace Texterkennung;
+using namespace leser::motoren;
 
 constexpr double ziel = 0.2;
 constexpr int leser = 2;

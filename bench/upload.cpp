@@ -1,8 +1,8 @@
 // How fast do receipts of 200 kB leave, compared with the transfer library's own handle in a loop?
 // See README.md.
 
+#include "dienst/dienst.h"
 #include "grundlage/datei.h"
-#include "macscan/dienst.h"
 #include "messung.h"
 #include "netz/mehrteilig.h"
 #include "scanheim.h"
@@ -78,9 +78,9 @@ Belege anlegen(fs::path const& ordner) {
 }
 
 /// `bekannte`: as Dienst::hochladen() takes it; when there are any, each file is hashed before it is sent.
-double unsere(MacScan::Zugang const& zugang, Belege const& belege, MacScan::Textmenge const& bekannte) {
+double unsere(dienst::Zugang const& zugang, Belege const& belege, dienst::Textmenge const& bekannte) {
     auto const beginn = std::chrono::steady_clock::now();
-    MacScan::Dienst dienst;
+    dienst::Dienst dienst;
     std::atomic<std::size_t> naechste{0};
     std::atomic<bool> gelungen{true};
     {
@@ -89,7 +89,7 @@ double unsere(MacScan::Zugang const& zugang, Belege const& belege, MacScan::Text
             faeden.emplace_back([&] {
                 for (auto n = naechste++; n < belege.pfade.size(); n = naechste++)
                     if (dienst.hochladen(zugang, belege.pfade[n], bekannte, false) !=
-                        MacScan::Uebertragung::hochgeladen)
+                        dienst::Uebertragung::hochgeladen)
                         gelungen = false;
             });
     }
@@ -98,7 +98,7 @@ double unsere(MacScan::Zugang const& zugang, Belege const& belege, MacScan::Text
     return Sekunden{std::chrono::steady_clock::now() - beginn}.count();
 }
 
-double ihre(MacScan::Zugang const& zugang, Belege const& belege) {
+double ihre(dienst::Zugang const& zugang, Belege const& belege) {
     auto const url = fmt::format(
         "{}/clients/{}/local-receipts/upload?token={}", zugang.server, zugang.clientId, zugang.token);
     curl_write_callback const verwerfen = [](char*, std::size_t, std::size_t n, void*) {
@@ -141,8 +141,8 @@ Zeile zeile(
 
 std::vector<Zeile> messen(Umgebung const& umgebung) {
     auto const belege = anlegen(umgebung.arbeitsordner / "belege");
-    MacScan::Textmenge const keine;
-    MacScan::Textmenge const eine{std::string(64, '0')};
+    dienst::Textmenge const keine;
+    dienst::Textmenge const eine{std::string(64, '0')};
     std::vector<Zeile> zeilen;
     {
         Senke const senke;

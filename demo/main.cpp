@@ -18,7 +18,7 @@
 #include "belegdaten.h"
 #include "dienst.h"
 #include "http_server.h"
-#include "leserprozess/leser_prozesse.h"
+#include "leser/prozess/leser_prozesse.h"
 #include "portal.h"
 #include "speicher.h"
 #include "webseite.h"
@@ -81,7 +81,7 @@ int diene(Argumente const& argumente) {
         return endeFehler;
     }
     auto const token = argumente.token.empty() ? zufallstext() : argumente.token;
-    auto const leser = argumente.ohneTexte ? nullptr : std::make_unique<Texterkennung::LeserProzesse>();
+    auto const leser = argumente.ohneTexte ? nullptr : std::make_unique<leser::prozess::LeserProzesse>();
     Auswertung auswertung{*speicher, leser.get()};
     constexpr std::size_t vorrat = std::size_t{256} << 20U;
     HttpServer server{{.hoechstensKoerper_byte = hoechstensFormular_byte, .vorrat_byte = vorrat}};

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "grundlage/datei.h"
-#include "texterkennung_leser/leser_im_prozess.h"
+#include "leser/motoren/leser_im_prozess.h"
 #include "ziel.h"
 
 #include <sys/mman.h>
@@ -10,9 +10,9 @@
 namespace quillmate::fuzz {
 
 /// Recognises nothing, so that what takes the time is what is searched: the decoders. Looks at every point.
-class BlinderErkenner final : public Texterkennung::Schrifterkenner {
+class BlinderErkenner final : public leser::motoren::Schrifterkenner {
 public:
-    void auflegen(Texterkennung::Graubild bild) override {
+    void auflegen(leser::motoren::Graubild bild) override {
         VERSPROCHEN(bild.breite > 0 && bild.hoehe > 0);
         VERSPROCHEN(
             bild.punkte.size() ==
@@ -23,7 +23,7 @@ public:
     }
     std::optional<int> textfelder() override { return static_cast<int>(summe_ % 2); }
     Gelesen lesen(
-        Texterkennung::Ausrichtung /*ausrichtung*/, Texterkennung::Erkennungsende /*ende*/) override {
+        leser::motoren::Ausrichtung /*ausrichtung*/, leser::motoren::Erkennungsende /*ende*/) override {
         return {};
     }
     void vergessen() noexcept override {}
@@ -33,7 +33,7 @@ private:
 };
 
 inline void lesen(std::uint8_t const* daten, std::size_t groesse, Texterkennung::Dateiart art) {
-    static Texterkennung::LeserImProzess leser{[] {
+    static leser::motoren::LeserImProzess leser{[] {
         return std::make_unique<BlinderErkenner>();
     }};
     Deskriptor const datei{::memfd_create("eingabe", MFD_CLOEXEC)};

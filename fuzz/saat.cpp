@@ -1,8 +1,8 @@
 // fuzz_saat FOLDER: writes first inputs for each target to FOLDER/TARGET/.
+#include "adapter/linux/lesezeichen_inode.h"
 #include "aktualisierung/werkbank.h"
-#include "leserprozess/nachricht.h"
-#include "plattform_linux/lesezeichen_inode.h"
-#include "vorlagen.h"
+#include "leser/protokoll/nachricht.h"
+#include "werkzeug/vorlagen.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -25,20 +25,28 @@ void schreibe(std::string const& ziel, std::string const& name, std::string_view
     std::ofstream{wurzel / ziel / name, std::ios::binary} << inhalt;
 }
 
-std::string_view alsText(Kopfbytes const& bytes) {
+std::string_view alsText(leser::protokoll::Kopfbytes const& bytes) {
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
 }
 
 void nachrichten() {
-    auto antwort = [](std::string const& name, Lesung const& lesung, char stueck) {
-        schreibe("antwort", name, std::string{stueck} + antwortBytes(1, lesung));
+    auto antwort = [](std::string const& name, Texterkennung::Lesung const& lesung, char stueck) {
+        schreibe("antwort", name, std::string{stueck} + leser::protokoll::antwortBytes(1, lesung));
     };
-    antwort("mit_text", {Lesung::Art::gelesen, "Gebühr 12,50 €\n"}, 5);
+    antwort("mit_text", {Texterkennung::Lesung::Art::gelesen, "Gebühr 12,50 €\n"}, 5);
     antwort("ohne_text", {}, 16);
-    antwort("ohne_motor", {Lesung::Art::ohneMotor, "Seite 1"}, 1);
-    schreibe("auftrag", "pdf", alsText(alsBytes(Auftrag{7, Dateiart::pdf})));
-    schreibe("auftrag", "bild", alsText(alsBytes(Auftrag{1U << 31U, Dateiart::bild})));
-    schreibe("auftrag", "bereit", alsText(alsBytes(Bereitschaft{Sprachstand::beide, {true, true, true}})));
+    antwort("ohne_motor", {Texterkennung::Lesung::Art::ohneMotor, "Seite 1"}, 1);
+    schreibe(
+        "auftrag", "pdf",
+        alsText(leser::protokoll::alsBytes(leser::protokoll::Auftrag{7, Texterkennung::Dateiart::pdf})));
+    schreibe(
+        "auftrag", "bild",
+        alsText(
+            leser::protokoll::alsBytes(leser::protokoll::Auftrag{1U << 31U, Texterkennung::Dateiart::bild})));
+    schreibe(
+        "auftrag", "bereit",
+        alsText(leser::protokoll::alsBytes(
+            leser::protokoll::Bereitschaft{Texterkennung::Sprachstand::beide, {true, true, true}})));
 }
 
 void dienst() {
@@ -103,25 +111,26 @@ void listen() {
                 tief += "<array>";
             return tief;
         }());
-    schreibe("lesezeichen", "satz", plattform::verschluesseln({66, 1234567, "/home/a/Belege\nmit Umbruch"}));
+    schreibe(
+        "lesezeichen", "satz", adapter::linux::verschluesseln({66, 1234567, "/home/a/Belege\nmit Umbruch"}));
     schreibe("lesezeichen", "zahl_zu_gross", "quillmate-lesezeichen 1\n99999999999999999999 1\n/a");
 }
 
 void updates() {
-    attrappen::Herausgeber herausgeber;
+    werkzeug::Herausgeber herausgeber;
     schreibe("appcast", "liste", veroeffentlichen::alsXml(herausgeber.liste));
     schreibe("appcast", "signiert", herausgeber.appcast());
     schreibe(
         "appcast", "dokumenttyp", "<!DOCTYPE rss [<!ENTITY a \"aaaa\">]><rss><channel>&a;</channel></rss>");
     schreibe("archiv", "gnu", herausgeber.archiv);
-    auto eintraege = attrappen::buendeleintraege("60");
-    schreibe("archiv", "pax", attrappen::archivAus(eintraege, attrappen::Packart::pax));
+    auto eintraege = werkzeug::buendeleintraege("60");
+    schreibe("archiv", "pax", werkzeug::archivAus(eintraege, werkzeug::Packart::pax));
     eintraege.push_back({.name = "Quillmate.app/../../draussen", .inhalt = "x"});
-    schreibe("archiv", "hinaus", attrappen::archivAus(eintraege));
+    schreibe("archiv", "hinaus", werkzeug::archivAus(eintraege));
     eintraege.back() = {.name = "Quillmate.app/v", .art = AE_IFLNK, .verweis = "../../.."};
-    schreibe("archiv", "verweis_hinaus", attrappen::archivAus(eintraege));
+    schreibe("archiv", "verweis_hinaus", werkzeug::archivAus(eintraege));
     eintraege.back() = {.name = "Quillmate.app/gross", .inhalt = std::string(3'000'000, '\0')};
-    schreibe("archiv", "bombe", attrappen::archivAus(eintraege));
+    schreibe("archiv", "bombe", werkzeug::archivAus(eintraege));
 }
 
 /// A page as the target takes it from its bytes: size, bars of ink, lines of words with their boxes.
@@ -160,7 +169,7 @@ void dokumente() {
     schreibe("leser_pdf", "verschluesselt.pdf", verschluesselt(pdf({{.inhalt = zeilen({"x"})}}), ""));
     schreibe("leser_pdf", "gedreht.pdf", pdf({{.inhalt = zeilen({"x"}, "F3"), .zusatz = "/Rotate 90"}}));
     // Just large enough for the reader's own decoding of scanned pages.
-    Graubild const blatt{1600, 1600, std::vector<std::uint8_t>(1600U * 1600U, 255)};
+    leser::motoren::Graubild const blatt{1600, 1600, std::vector<std::uint8_t>(1600U * 1600U, 255)};
     for (auto const& [name, art] :
          {std::pair{"scan.pdf", Jpegart::einfach},
           std::pair{"scan_fortschreitend.pdf", Jpegart::fortschreitend}})
@@ -168,7 +177,7 @@ void dokumente() {
             "leser_pdf", name,
             pdf(
                 {{.inhalt = "400 0 0 300 0 0 cm /B Do",
-                  .bild = Graubild{blatt.breite, blatt.hoehe, {}},
+                  .bild = leser::motoren::Graubild{blatt.breite, blatt.hoehe, {}},
                   .jpeg = jpeg(blatt, std::nullopt, art, 5)}}));
     auto const bild = eckbild();
     schreibe("leser_bild", "einfach.jpg", jpeg(bild, 6));

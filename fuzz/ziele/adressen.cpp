@@ -21,7 +21,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* daten, std::size_t groesse) {
             VERSPROCHEN(abfrageteile(*teile->abfrage).size() <= teile->abfrage->size() + 1);
     }
     VERSPROCHEN(ohneProzent(mitProzent(text)) == text);
-    auto const name = sichererDateiname(text);
+    auto const name = fenster::sichererDateiname(text);
     VERSPROCHEN(!name.empty() && name != "." && name != ".." && !name.contains('/') && !name.contains('\0'));
     return 0;
 }

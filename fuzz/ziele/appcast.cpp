@@ -2,7 +2,7 @@
 
 #include "ziel.h"
 
-using namespace quillmate::Aktualisierung;
+using namespace quillmate::aktualisierung;
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* daten, std::size_t groesse) {
     auto const text = quillmate::fuzz::alsText(daten, groesse);

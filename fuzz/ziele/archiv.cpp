@@ -1,5 +1,5 @@
 #include "aktualisierung/auspacken.h"
-#include "attrappen/ordner_auf_zeit.h"
+#include "werkzeug/ordner_auf_zeit.h"
 #include "ziel.h"
 
 #include <filesystem>
@@ -8,11 +8,11 @@ using namespace quillmate;
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* daten, std::size_t groesse) {
     namespace fs = std::filesystem;
-    static attrappen::OrdnerAufZeit const ordner;
+    static werkzeug::OrdnerAufZeit const ordner;
     auto const ziel = ordner.pfad("a/ziel");
     fs::create_directories(ziel);
-    constexpr Aktualisierung::Auspackgrenzen grenzen{.bytes = 1'000'000, .eintraege = 100};
-    (void)Aktualisierung::auspacken(fuzz::alsText(daten, groesse), ziel, grenzen);
+    constexpr aktualisierung::Auspackgrenzen grenzen{.bytes = 1'000'000, .eintraege = 100};
+    (void)aktualisierung::auspacken(fuzz::alsText(daten, groesse), ziel, grenzen);
     // Nothing beside the folder, and nothing in it that leads out or is larger than allowed.
     VERSPROCHEN(std::distance(fs::directory_iterator{ordner.pfad("a")}, {}) == 1);
     VERSPROCHEN(std::distance(fs::directory_iterator{ordner.pfad()}, {}) == 1);

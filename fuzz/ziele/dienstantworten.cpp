@@ -1,5 +1,5 @@
+#include "dienst/antworten.h"
 #include "grundlage/text.h"
-#include "macscan/antworten.h"
 #include "macscan/datum.h"
 #include "portal/belegversand.h"
 #include "ziel.h"
@@ -18,11 +18,11 @@ void belegantwort(std::string_view text) {
          std::initializer_list<std::optional<int>>{{}, 200, 299, 302, 402, 500})
         for (bool const mitBuchung : {false, true}) {
             auto const meldung =
-                belegausgang({.status = status, .fehler = "keine Verbindung"}, text, mitBuchung);
+                portal::belegausgang({.status = status, .fehler = "keine Verbindung"}, text, mitBuchung);
             bool const erfolg = status && *status <= 299;
             VERSPROCHEN(
-                meldung.status == Portalstatus::fehler ||
-                (erfolg && meldung.status == Portalstatus::importiert));
+                meldung.status == portal::Portalstatus::fehler ||
+                (erfolg && meldung.status == portal::Portalstatus::importiert));
             VERSPROCHEN(alsUtf8(meldung.nachricht) == meldung.nachricht);
         }
 }
@@ -31,17 +31,19 @@ void belegantwort(std::string_view text) {
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* daten, std::size_t groesse) {
     auto const text = fuzz::alsText(daten, groesse);
-    auto objekt = objektAus(std::string{text});
+    auto objekt = dienst::objektAus(std::string{text});
     VERSPROCHEN(objekt.is_object());
-    auto const vorgabe = vorgabeAus(objekt);
+    auto const vorgabe = dienst::vorgabeAus(objekt);
     VERSPROCHEN(vorgabe.stichworte.empty() || objekt["context_keywords"].size() == vorgabe.stichworte.size());
     if (vorgabe.fruehestens)
-        (void)datumAus(vorgabe.fruehestens);
-    if (auto const gestoppt = gestopptAus(objekt))
+        (void)MacScan::datumAus(vorgabe.fruehestens);
+    if (auto const gestoppt = dienst::gestopptAus(objekt))
         VERSPROCHEN(objekt["gestoppt"] == *gestoppt);
-    auto const gesehen = gesehenePfadeAus(text);
-    VERSPROCHEN(gesehen.pfade.size() <= hoechstensEintraege && gesehen.hashes.size() <= hoechstensEintraege);
-    VERSPROCHEN(hashesAus(text).size() <= hoechstensEintraege);
+    auto const gesehen = dienst::gesehenePfadeAus(text);
+    VERSPROCHEN(
+        gesehen.pfade.size() <= dienst::hoechstensEintraege &&
+        gesehen.hashes.size() <= dienst::hoechstensEintraege);
+    VERSPROCHEN(dienst::hashesAus(text).size() <= dienst::hoechstensEintraege);
     belegantwort(text);
     return 0;
 }

@@ -8,7 +8,7 @@ using namespace quillmate;
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* daten, std::size_t groesse) {
     auto const text = fuzz::alsText(daten, groesse);
-    if (auto const nachricht = entschluesseln(text)) {
+    if (auto const nachricht = bruecke::entschluesseln(text)) {
         auto const baum = nlohmann::json::parse(text, nullptr, false);
         VERSPROCHEN(baum.is_object() && baum.at("id").is_number());
         VERSPROCHEN(baum.at("aktion").get<std::string>() == nachricht->aktion);
@@ -20,12 +20,12 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* daten, std::size_t groesse) {
         }
         for (char const* schluessel : {"nurOrdner", "stichworte", "betrag_texte"})
             if (auto const liste = nachricht->argumente.liste(schluessel))
-                VERSPROCHEN(liste->size() <= Argumente::hoechsteListe);
+                VERSPROCHEN(liste->size() <= bruecke::Argumente::hoechsteListe);
         (void)nachricht->argumente.ganzzahl("hoechstensBilder");
         (void)nachricht->argumente.wahr("alles");
     }
     // What is written into a script is one literal, whatever it holds.
-    auto const literal = nlohmann::json::parse(zitat(text), nullptr, false);
+    auto const literal = nlohmann::json::parse(bruecke::zitat(text), nullptr, false);
     VERSPROCHEN(literal.is_string());
     return 0;
 }

@@ -19,15 +19,15 @@ bool istNurName(std::string_view name) {
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* daten, std::size_t groesse) {
     auto const text = fuzz::alsText(daten, groesse);
-    VERSPROCHEN(istNurName(belegname(text)));
-    auto const ausgang = erfasstePdf(std::string{text});
-    if (auto const* const pdf = std::get_if<ErfasstePdf>(&ausgang))
+    VERSPROCHEN(istNurName(portal::belegname(text)));
+    auto const ausgang = portal::erfasstePdf(std::string{text});
+    if (auto const* const pdf = std::get_if<portal::ErfasstePdf>(&ausgang))
         VERSPROCHEN(pdf->name.size() > 4 && pdf->daten.contains("%PDF-"));
     else
         VERSPROCHEN(!std::get<std::string>(ausgang).empty());
-    if (auto const bytes = ausBase64(text))
+    if (auto const bytes = portal::ausBase64(text))
         VERSPROCHEN(bytes->size() <= text.size() / 4 * 3);
-    if (auto const adresse = PortalAdresse::normalisieren(text)) {
+    if (auto const adresse = portal::PortalAdresse::normalisieren(text)) {
         VERSPROCHEN(adresse->schema() == "https" && adresse->wirt());
         auto const hoheit = adresse->text().substr(std::string_view{"https://"}.size());
         VERSPROCHEN(!hoheit.substr(0, hoheit.find_first_of("/?#")).contains('@'));

@@ -1,10 +1,10 @@
 // A small picture and a page of readings, made from the bytes. Boxes reach as far beyond the picture as the engine's
 // numbers do, which have 16 bits.
-#include "texterkennung_leser/zweitblick.h"
+#include "leser/motoren/zweitblick.h"
 
+#include "leser/motoren/graubild.h"
+#include "leser/motoren/kostprobe.h"
 #include "texterkennung/heuristik.h"
-#include "texterkennung_leser/graubild.h"
-#include "texterkennung_leser/kostprobe.h"
 #include "ziel.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 #include <vector>
 
 using namespace quillmate;
-using namespace quillmate::Texterkennung;
+using namespace quillmate::leser::motoren;
 
 namespace {
 
@@ -41,8 +41,8 @@ private:
 };
 
 /// White, with upright bars of ink.
-Graubild bildAus(Quelle& quelle) {
-    Graubild bild{quelle.byte(), quelle.byte() % 128, {}};
+leser::motoren::Graubild bildAus(Quelle& quelle) {
+    leser::motoren::Graubild bild{quelle.byte(), quelle.byte() % 128, {}};
     bild.punkte.assign(static_cast<std::size_t>(bild.breite) * static_cast<std::size_t>(bild.hoehe), 255);
     for (int n = quelle.byte() % 32; n > 0; --n) {
         int const links = quelle.byte();
@@ -59,7 +59,7 @@ Graubild bildAus(Quelle& quelle) {
     return bild;
 }
 
-Kasten kastenAus(Quelle& quelle) {
+leser::motoren::Kasten kastenAus(Quelle& quelle) {
     if (quelle.byte() % 8 == 0)
         return {quelle.zahl16(), quelle.zahl16(), quelle.zahl16(), quelle.zahl16()};
     int const links = quelle.byte();
@@ -67,10 +67,10 @@ Kasten kastenAus(Quelle& quelle) {
     return {links, oben, links + quelle.byte(), oben + quelle.byte() % 128};
 }
 
-std::vector<Wort> woerterAus(Quelle& quelle) {
-    std::vector<Wort> woerter;
+std::vector<leser::motoren::Wort> woerterAus(Quelle& quelle) {
+    std::vector<leser::motoren::Wort> woerter;
     for (int n = quelle.byte() % 8; n > 0; --n) {
-        Wort wort;
+        leser::motoren::Wort wort;
         for (int laenge = quelle.byte() % 8; laenge > 0; --laenge)
             wort.text += static_cast<char>(quelle.byte());
         wort.kasten = kastenAus(quelle);
@@ -80,8 +80,8 @@ std::vector<Wort> woerterAus(Quelle& quelle) {
     return woerter;
 }
 
-std::vector<Textzeile> zeilenAus(Quelle& quelle) {
-    std::vector<Textzeile> zeilen;
+std::vector<leser::motoren::Textzeile> zeilenAus(Quelle& quelle) {
+    std::vector<leser::motoren::Textzeile> zeilen;
     for (int n = quelle.byte() % 64; n > 0; --n) {
         auto const zuversicht = quelle.anteil();
         zeilen.push_back({woerterAus(quelle), zuversicht});
@@ -89,48 +89,49 @@ std::vector<Textzeile> zeilenAus(Quelle& quelle) {
     return zeilen;
 }
 
-bool gleich(Wort const& a, Wort const& b) {
+bool gleich(leser::motoren::Wort const& a, leser::motoren::Wort const& b) {
     return a.text == b.text && a.kasten == b.kasten;
 }
 
-bool imBild(Kasten const& k, Graubild const& bild) {
+bool imBild(leser::motoren::Kasten const& k, leser::motoren::Graubild const& bild) {
     return 0 <= k.links && k.links < k.rechts && k.rechts <= bild.breite && 0 <= k.oben && k.oben < k.unten &&
            k.unten <= bild.hoehe;
 }
 
 /// The pieces are the whole line, in order; says whether one of them is worth a second look.
-bool pruefeStuecke(Textzeile const& zeile) {
+bool pruefeStuecke(leser::motoren::Textzeile const& zeile) {
     std::size_t bisher = 0;
     bool zweifel = false;
-    for (auto const& stueck : stuecke(zeile)) {
+    for (auto const& stueck : leser::motoren::stuecke(zeile)) {
         VERSPROCHEN(stueck.erstes == bisher && stueck.erstes < stueck.ende);
         bisher = stueck.ende;
         VERSPROCHEN(bisher <= zeile.woerter.size());
-        zweifel = zweifel ||
-                  zweifelhaft(std::span{zeile.woerter}.subspan(stueck.erstes, stueck.ende - stueck.erstes));
+        zweifel = zweifel || leser::motoren::zweifelhaft(std::span{zeile.woerter}.subspan(
+                                 stueck.erstes, stueck.ende - stueck.erstes));
     }
     VERSPROCHEN(bisher == zeile.woerter.size());
     return zweifel;
 }
 
-void pruefeGroessenwechsel(Graubild const& bild, Kasten const& kasten) {
-    if (auto const grenze = groessenwechsel(bild, kasten))
+void pruefeGroessenwechsel(leser::motoren::Graubild const& bild, leser::motoren::Kasten const& kasten) {
+    if (auto const grenze = leser::motoren::groessenwechsel(bild, kasten))
         VERSPROCHEN(std::max(kasten.links, 0) < *grenze && *grenze < std::min(kasten.rechts, bild.breite));
 }
 
 /// The sample holds six neighbouring lines.
-void pruefeKostprobe(Graubild const& bild, std::span<Textzeile const> zeilen) {
-    auto const probe = kostprobe(zeilen);
+void pruefeKostprobe(
+    leser::motoren::Graubild const& bild, std::span<leser::motoren::Textzeile const> zeilen) {
+    auto const probe = leser::motoren::kostprobe(zeilen);
     if (!probe)
         return;
     VERSPROCHEN(zeilen.size() >= 2 * zeilenDerKostprobe);
-    VERSPROCHEN(probe->zuversicht >= UNSICHER_GELESEN && probe->zuversicht <= 1.0F);
-    bool const verkehrt = std::ranges::any_of(zeilen, [](Textzeile const& zeile) {
+    VERSPROCHEN(probe->zuversicht >= Texterkennung::UNSICHER_GELESEN && probe->zuversicht <= 1.0F);
+    bool const verkehrt = std::ranges::any_of(zeilen, [](leser::motoren::Textzeile const& zeile) {
         return std::ranges::any_of(
-            zeile.woerter, [](Wort const& w) { return w.kasten.oben > w.kasten.unten; });
+            zeile.woerter, [](leser::motoren::Wort const& w) { return w.kasten.oben > w.kasten.unten; });
     });
-    auto const haelt = [&](Textzeile const& zeile) {
-        return std::ranges::all_of(zeile.woerter, [&](Wort const& w) {
+    auto const haelt = [&](leser::motoren::Textzeile const& zeile) {
+        return std::ranges::all_of(zeile.woerter, [&](leser::motoren::Wort const& w) {
             return probe->oben <= w.kasten.oben && w.kasten.unten <= probe->unten;
         });
     };
@@ -138,22 +139,23 @@ void pruefeKostprobe(Graubild const& bild, std::span<Textzeile const> zeilen) {
     for (std::size_t erste = 0; erste + zeilenDerKostprobe <= zeilen.size(); ++erste)
         gefunden = gefunden || std::ranges::all_of(zeilen.subspan(erste, zeilenDerKostprobe), haelt);
     VERSPROCHEN(gefunden);
-    auto const streifen = querstreifen(bild, probe->oben, probe->unten);
+    auto const streifen = leser::motoren::querstreifen(bild, probe->oben, probe->unten);
     VERSPROCHEN(streifen.breite == bild.breite && 0 <= streifen.hoehe && streifen.hoehe <= bild.hoehe);
     VERSPROCHEN(
         streifen.punkte.size() ==
         static_cast<std::size_t>(streifen.breite) * static_cast<std::size_t>(streifen.hoehe));
 }
 
-void pruefeZweitenBlick(Graubild const& bild, std::vector<Textzeile> zeilen, Quelle& quelle) {
+void pruefeZweitenBlick(
+    leser::motoren::Graubild const& bild, std::vector<leser::motoren::Textzeile> zeilen, Quelle& quelle) {
     auto const vorher = zeilen;
     std::size_t gefragt = 0;
-    auto const gelesen = zweiterBlick(zeilen, bild, [&](Kasten k) {
+    auto const gelesen = leser::motoren::zweiterBlick(zeilen, bild, [&](leser::motoren::Kasten k) {
         VERSPROCHEN(imBild(k, bild));
         ++gefragt;
         return woerterAus(quelle);
     });
-    VERSPROCHEN(gelesen <= hoechstensStuecke);
+    VERSPROCHEN(gelesen <= leser::motoren::hoechstensStuecke);
     // A piece with print of two sizes is read in two parts.
     VERSPROCHEN(gelesen <= gefragt && gefragt <= 2 * gelesen);
     VERSPROCHEN(zeilen.size() == vorher.size());

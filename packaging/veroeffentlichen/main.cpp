@@ -1,7 +1,7 @@
 // quillmate-veroeffentlichen: keys, signatures and the appcast of a release. See packaging/README.md.
+#include "adapter/linux/buendel.h"
 #include "aktualisierung/appcast.h"
 #include "grundlage/datei.h"
-#include "plattform_linux/buendel.h"
 #include "veroeffentlichen/werkzeug.h"
 
 #include <fcntl.h>
@@ -86,8 +86,8 @@ int appcast(std::multimap<std::string, std::string> const& werte) {
             return scheitern("Kein Schlüssel: " + von->second);
         schluessel.push_back(*geheimnis);
     }
-    auto const buendel = plattform::buendelAn(wert("--buendel"));
-    auto const archiv = lies(wert("--archiv"), Aktualisierung::hoechstgroesseArchiv);
+    auto const buendel = adapter::linux::buendelAn(wert("--buendel"));
+    auto const archiv = lies(wert("--archiv"), aktualisierung::hoechstgroesseArchiv);
     auto const ausgabe = zahl(wert("--ausgabe"));
     auto const tage = werte.contains("--tage") ? zahl(wert("--tage")) : std::optional<std::uint64_t>{90};
     auto const notizen =
@@ -113,7 +113,7 @@ int appcast(std::multimap<std::string, std::string> const& werte) {
              .notizen = *notizen}}};
     auto const text = veroeffentlichen::alsXml(liste);
     // What the program would refuse must not be published.
-    if (!Aktualisierung::appcastLesen(text))
+    if (!aktualisierung::appcastLesen(text))
         return scheitern(
             "Der Appcast hätte nicht die Form, die das Programm annimmt (Adresse mit https? Fassung?)");
     std::cout << veroeffentlichen::mitSignatur(text, schluessel);
@@ -121,14 +121,14 @@ int appcast(std::multimap<std::string, std::string> const& werte) {
 }
 
 int pruefen(std::string const& schluesseltext, std::string const& datei) {
-    auto const schluessel = Aktualisierung::schluesselLesen(schluesseltext);
+    auto const schluessel = aktualisierung::schluesselLesen(schluesseltext);
     auto const bytes = lies(datei);
     if (!schluessel || !bytes)
         return scheitern("Schlüssel oder Datei nicht zu lesen");
-    auto const teil = Aktualisierung::signierterTeil(*bytes, std::span{&*schluessel, 1});
+    auto const teil = aktualisierung::signierterTeil(*bytes, std::span{&*schluessel, 1});
     if (!teil)
         return scheitern("Die Signatur stimmt nicht");
-    auto const liste = Aktualisierung::appcastLesen(*teil);
+    auto const liste = aktualisierung::appcastLesen(*teil);
     if (!liste)
         return scheitern("Der Appcast hat nicht die richtige Form");
     for (auto const& angebot : liste->angebote)

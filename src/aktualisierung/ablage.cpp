@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 std::optional<Ablage> Ablage::in(std::string const& ordner) {
     Deskriptor datei{::open(ordner.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600)};
@@ -61,4 +61,4 @@ std::optional<std::string_view> Ablage::alles() {
     return std::string_view{static_cast<char const*>(abbild_), laenge_};
 }
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 /// A downloaded archive on its way: a file without a name, so that what has been checked is what gets unpacked, and
 /// nothing is left when the process dies.
@@ -34,4 +34,4 @@ private:
     void* abbild_{nullptr};
 };
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

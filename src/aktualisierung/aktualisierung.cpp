@@ -10,11 +10,11 @@
 #include <limits>
 #include <utility>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 namespace {
 
-using Anzeige = plattform::Aktualisierungsanzeige;
+using Anzeige = ports::Aktualisierungsanzeige;
 
 std::optional<std::int64_t> zahl(std::optional<std::string> const& text) {
     if (!text)
@@ -64,7 +64,7 @@ Text textFuer(Fehlschlag fehlschlag) {
     return {"Das Update hat nicht geklappt", "Quillmate bleibt, wie es ist."};
 }
 
-std::string kurzfassungVon(std::optional<plattform::Buendel> const& buendel) {
+std::string kurzfassungVon(std::optional<ports::Buendel> const& buendel) {
     return buendel && buendel->kurzfassung ? *buendel->kurzfassung : std::string{"unbekannt"};
 }
 
@@ -339,4 +339,4 @@ void Aktualisierung::gestartet() {
             fmt::format("Quillmate {} läuft deshalb weiter wie zuvor.", kurzfassungVon(eigenes_)));
 }
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "plattform/aktualisierer.h"
-#include "plattform/aktualisierungsanzeige.h"
-#include "plattform/hauptschleife.h"
-#include "plattform/voreinstellungen.h"
+#include "ports/aktualisierer.h"
+#include "ports/aktualisierungsanzeige.h"
+#include "ports/hauptschleife.h"
+#include "ports/voreinstellungen.h"
 #include "pruefung.h"
 #include "zeitplan.h"
 
@@ -15,7 +15,7 @@
 #include <string>
 #include <thread>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 /// User defaults, all texts; numbers in decimal.
 inline constexpr char const* schluesselLetztePruefung =
@@ -32,14 +32,14 @@ inline constexpr char const* schluesselGescheitert = "quillmate.aktualisierung.g
 /// By itself it only speaks up when there is something to offer; asked by the user it always says what came of it.
 /// Threads: main thread; the long steps run on a worker of its own. Destroying it ends them, within a second or so.
 /// Ownership: borrows its helpers, which must outlive it.
-class Aktualisierung final : public plattform::Aktualisierer {
+class Aktualisierung final : public ports::Aktualisierer {
 public:
     struct Hilfen {
-        plattform::Buendelkunde& buendelkunde;
-        plattform::Einbau& einbau;
-        plattform::Voreinstellungen& voreinstellungen;
-        plattform::Hauptschleife& schleife;
-        plattform::Aktualisierungsanzeige& anzeige;
+        ports::Buendelkunde& buendelkunde;
+        ports::Einbau& einbau;
+        ports::Voreinstellungen& voreinstellungen;
+        ports::Hauptschleife& schleife;
+        ports::Aktualisierungsanzeige& anzeige;
         Lader& lader;
         std::function<std::chrono::sys_seconds()> jetzt;
         std::string architektur; ///< As uname(2) says it.
@@ -78,7 +78,7 @@ private:
     void nebenher(Arbeit arbeit, Danach danach);
 
     Hilfen const hilfen_;
-    std::optional<plattform::Buendel> const eigenes_;
+    std::optional<ports::Buendel> const eigenes_;
     Zustand zustand_{Zustand::ruht};
     bool still_{false};   ///< The search under way is the schedule's and shows nothing.
     bool geplant_{false}; ///< A timer runs.
@@ -88,4 +88,4 @@ private:
     std::shared_ptr<int> const lebt_{std::make_shared<int>(0)};
 };
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

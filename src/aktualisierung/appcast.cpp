@@ -7,7 +7,7 @@
 #include <memory>
 #include <utility>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 namespace {
 
@@ -215,4 +215,4 @@ Angebot const* neuestes(Appcast const& appcast, Fassungsnummer const& eigene, st
     return bestes;
 }
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

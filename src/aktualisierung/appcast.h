@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 /// Sizes in bytes beyond which nothing of the kind is taken.
 inline constexpr std::uint64_t hoechstgroesseAppcast = std::uint64_t{1} << 20U;
@@ -56,4 +56,4 @@ struct Appcast {
 [[nodiscard]] Angebot const* neuestes(
     Appcast const& appcast, Fassungsnummer const& eigene, std::string_view architektur);
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 namespace {
 
@@ -225,4 +225,4 @@ Auspacken auspacken(std::string_view archiv, std::string const& ziel, Auspackgre
     return Entpacker{leser.get(), ordner.get(), grenzen}.alles();
 }
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

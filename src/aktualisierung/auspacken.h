@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 /// What became of unpacking.
 enum class Auspacken {
@@ -28,4 +28,4 @@ struct Auspackgrenzen {
 [[nodiscard]] Auspacken auspacken(
     std::string_view archiv, std::string const& ziel, Auspackgrenzen const& grenzen = {});
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

@@ -7,7 +7,7 @@
 
 #include <memory>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 namespace {
 
@@ -114,4 +114,4 @@ Bezug NetzLader::laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch)
     return deute(curl_easy_perform(griff.get()), empfang);
 }
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

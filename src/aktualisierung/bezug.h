@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 /// What became of fetching.
 enum class Bezug {
@@ -49,4 +49,4 @@ private:
     Schema const schema_;
 };
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

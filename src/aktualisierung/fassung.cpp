@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 std::optional<Fassungsnummer> Fassungsnummer::lesen(std::string_view text) {
     constexpr std::size_t hoechstensTeile = 4;
@@ -27,4 +27,4 @@ std::optional<Fassungsnummer> Fassungsnummer::lesen(std::string_view text) {
     return nummer;
 }
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 /// A version that can be compared: one to four decimal numbers with dots between them. Missing ones count as 0, so
 /// "1.2" equals "1.2.0".
@@ -27,4 +27,4 @@ private:
     std::vector<std::uint32_t> teile_; ///< Without zeros at the end.
 };
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <utility>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 namespace {
 
@@ -51,7 +51,7 @@ Suchergebnis gescheitert(Fehlschlag grund, std::string_view warum) {
 
 /// Whether what was unpacked is what was offered. The archive is signed, but an older one is so too.
 bool istDasAngebotene(
-    std::optional<plattform::Buendel> const& neues, Angebot const& angebot, Anlass const& anlass) {
+    std::optional<ports::Buendel> const& neues, Angebot const& angebot, Anlass const& anlass) {
     auto const fassung =
         neues && neues->buildnummer ? Fassungsnummer::lesen(*neues->buildnummer) : std::nullopt;
     return fassung && *fassung == angebot.fassung && *fassung > anlass.eigene &&
@@ -112,7 +112,7 @@ Suchergebnis suchen(Anlass const& anlass, Lader& lader, std::atomic<bool> const&
 
 std::optional<Fehlschlag> bereitstellen(
     Angebot const& angebot, Anlass const& anlass, std::string const& buendel, Lader& lader,
-    plattform::Einbau& einbau, plattform::Buendelkunde& buendelkunde,
+    ports::Einbau& einbau, ports::Buendelkunde& buendelkunde,
     std::function<void(std::uint64_t geladen)> const& fortschritt, std::atomic<bool> const& abbruch) {
     auto ablage = Ablage::in(std::filesystem::path{buendel}.parent_path().string());
     if (!ablage)
@@ -149,4 +149,4 @@ std::optional<Fehlschlag> bereitstellen(
     return bereit;
 }
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

@@ -2,8 +2,8 @@
 
 #include "appcast.h"
 #include "bezug.h"
-#include "plattform/buendel.h"
-#include "plattform/einbau.h"
+#include "ports/buendel.h"
+#include "ports/einbau.h"
 
 #include <atomic>
 #include <chrono>
@@ -13,7 +13,7 @@
 #include <string>
 
 /// The two long steps of an update, without any window. Both block; call them from a worker.
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 enum class Fehlschlag {
     abgebrochen,
@@ -50,7 +50,7 @@ struct Suchergebnis {
 /// Nothing on success; then Einbau::einbauenNachEnde() may follow. On failure nothing is left beside the bundle.
 [[nodiscard]] std::optional<Fehlschlag> bereitstellen(
     Angebot const& angebot, Anlass const& anlass, std::string const& buendel, Lader& lader,
-    plattform::Einbau& einbau, plattform::Buendelkunde& buendelkunde,
+    ports::Einbau& einbau, ports::Buendelkunde& buendelkunde,
     std::function<void(std::uint64_t geladen)> const& fortschritt, std::atomic<bool> const& abbruch);
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

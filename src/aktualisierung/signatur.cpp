@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <memory>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 namespace {
 
@@ -78,4 +78,4 @@ bool istSigniert(
     });
 }
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

@@ -10,7 +10,7 @@
 
 /// Ed25519 (RFC 8032).
 /// Threads: any.
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
 using Schluessel = std::array<unsigned char, 32>;
 using Signatur = std::array<unsigned char, 64>;
@@ -26,4 +26,4 @@ using Signatur = std::array<unsigned char, 64>;
 [[nodiscard]] bool istSigniert(
     std::string_view bytes, std::span<Signatur const> signaturen, std::span<Schluessel const> schluessel);
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

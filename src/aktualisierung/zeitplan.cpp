@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-namespace quillmate::Aktualisierung {
+namespace quillmate::aktualisierung {
 
-Zeitplan zeitplanAus(plattform::Updatewerte const& werte) {
+Zeitplan zeitplanAus(ports::Updatewerte const& werte) {
     constexpr std::chrono::seconds hoechstens{std::chrono::years{1}};
     Zeitplan plan{.automatisch = werte.feed && werte.automatisch.value_or(false)};
     if (werte.abstand)
@@ -20,4 +20,4 @@ std::optional<std::chrono::seconds> wartezeit(
     return std::max(plan.abstand - seit, std::chrono::seconds{0});
 }
 
-} // namespace quillmate::Aktualisierung
+} // namespace quillmate::aktualisierung

@@ -1,8 +1,8 @@
 #include "anwendung.h"
 
+#include "adapter/linux/verzeichnisse.h"
 #include "grundlage/prozesswerte.h"
 #include "menue.h"
-#include "plattform_linux/verzeichnisse.h"
 #include "portalanschluss.h"
 
 #include <sys/utsname.h>
@@ -13,10 +13,10 @@
 #include <variant>
 #include <vector>
 
-namespace quillmate {
+namespace quillmate::app {
 namespace {
 
-plattform::gtk::Programmangaben ueberQuillmate(std::optional<plattform::Buendel> const& buendel) {
+adapter::gtk::Programmangaben ueberQuillmate(std::optional<ports::Buendel> const& buendel) {
     return {
         .fassung = std::string{fassungstext},
         .symbol = "quillmate",
@@ -29,29 +29,29 @@ plattform::gtk::Programmangaben ueberQuillmate(std::optional<plattform::Buendel>
 }
 
 /// Standard commands go to what has the keyboard.
-plattform::Standardbefehl standardbefehl(Menue::Befehl befehl) {
-    using enum Menue::Befehl;
+ports::Standardbefehl standardbefehl(menue::Befehl befehl) {
+    using enum menue::Befehl;
     switch (befehl) {
     case ueber:
-        return plattform::Standardbefehl::ueber;
+        return ports::Standardbefehl::ueber;
     case ausblenden:
-        return plattform::Standardbefehl::ausblenden;
+        return ports::Standardbefehl::ausblenden;
     case beenden:
-        return plattform::Standardbefehl::beenden;
+        return ports::Standardbefehl::beenden;
     case fensterSchliessen:
-        return plattform::Standardbefehl::fensterSchliessen;
+        return ports::Standardbefehl::fensterSchliessen;
     case widerrufen:
-        return plattform::Standardbefehl::widerrufen;
+        return ports::Standardbefehl::widerrufen;
     case wiederholen:
-        return plattform::Standardbefehl::wiederholen;
+        return ports::Standardbefehl::wiederholen;
     case ausschneiden:
-        return plattform::Standardbefehl::ausschneiden;
+        return ports::Standardbefehl::ausschneiden;
     case kopieren:
-        return plattform::Standardbefehl::kopieren;
+        return ports::Standardbefehl::kopieren;
     case einsetzen:
-        return plattform::Standardbefehl::einsetzen;
+        return ports::Standardbefehl::einsetzen;
     case allesAuswaehlen:
-        return plattform::Standardbefehl::allesAuswaehlen;
+        return ports::Standardbefehl::allesAuswaehlen;
     case nachUpdatesSuchen:
     case neuLaden:
     case zurueck:
@@ -59,18 +59,19 @@ plattform::Standardbefehl standardbefehl(Menue::Befehl befehl) {
     case drucken:
         break;
     }
-    return plattform::Standardbefehl::beenden; // Not reached: these belong to an object of the program.
+    return ports::Standardbefehl::beenden; // Not reached: these belong to an object of the program.
 }
 
 /// Both without links on the way: the running bundle's own path has none, and they are compared as texts.
-Umzug::Ordner umzugsordner(plattform::Standardorte& standardorte) {
+Umzug::Ordner umzugsordner(ports::Standardorte& standardorte) {
     auto const wirklich = [](std::string const& pfad) {
         std::error_code fehler;
         auto const ohneVerweise = std::filesystem::canonical(pfad, fehler);
         return fehler ? pfad : ohneVerweise.string();
     };
     return {
-        .downloads = wirklich(standardorte.pfade().downloads), .zuhause = wirklich(plattform::heimordner())};
+        .downloads = wirklich(standardorte.pfade().downloads),
+        .zuhause = wirklich(adapter::linux::heimordner())};
 }
 
 /// The processor, as downloads are told apart by.
@@ -81,10 +82,9 @@ std::string architektur() {
 
 } // namespace
 
-Anwendung::Suchwelt::Suchwelt(
-    plattform::Voreinstellungen& voreinstellungen, plattform::Standardorte& standardorte)
+Anwendung::Suchwelt::Suchwelt(ports::Voreinstellungen& voreinstellungen, ports::Standardorte& standardorte)
     : merkliste{voreinstellungen, lesezeichen}
-    , speicher{plattform::zwischenspeicherOrdner()}
+    , speicher{adapter::linux::zwischenspeicherOrdner()}
     , erkenner{leser, speicher}
     , suche{
           {.merkliste = merkliste,
@@ -95,10 +95,10 @@ Anwendung::Suchwelt::Suchwelt(
            .arbeitsfaden = arbeitsfaden,
            .wolke = wolke}} {}
 
-Anwendung::Anwendung(Umgebung::Vorher vorher, Deskriptor eigeneProbe)
-    : buendel_(plattform::eigenesBuendel())
-    , kennung_(plattform::eigeneKennung())
-    , voreinstellungen_(plattform::VoreinstellungenPlist::dateiFuer(kennung_))
+Anwendung::Anwendung(umgebung::Vorher vorher, Deskriptor eigeneProbe)
+    : buendel_(adapter::linux::eigenesBuendel())
+    , kennung_(adapter::linux::eigeneKennung())
+    , voreinstellungen_(adapter::linux::VoreinstellungenPlist::dateiFuer(kennung_))
     , oberflaeche_(
           kennung_, ueberQuillmate(buendel_),
           {.gestartet = [this] { gestartet(); },
@@ -136,7 +136,7 @@ Anwendung::Anwendung(Umgebung::Vorher vorher, Deskriptor eigeneProbe)
            .kennung = kennung_,
            .name = "Quillmate",
            .programm = buendel_ ? buendel_->programm.value_or("") : std::string{}},
-          plattform::Anwendungsordner::desBenutzers())
+          adapter::linux::Anwendungsordner::desBenutzers())
     , browseranmeldung_(
           {.standardprogramm = standardprogramm_,
            .warteblaetter = warteblaetter_,
@@ -154,7 +154,7 @@ Anwendung::Anwendung(Umgebung::Vorher vorher, Deskriptor eigeneProbe)
                }})
     , adressdialog_(oberflaeche_.gtk())
     , portaladresse_(voreinstellungen_, adressdialog_)
-    , portalablage_(plattform::temporaererOrdner())
+    , portalablage_(adapter::linux::temporaererOrdner())
     , belegversand_(portalablage_) {}
 
 Anwendung::~Anwendung() {
@@ -168,7 +168,7 @@ int Anwendung::laufen() {
     return oberflaeche_.laufen();
 }
 
-Umzugslage Anwendung::umzugslage() {
+bruecke::Umzugslage Anwendung::umzugslage() {
     auto const lage = umzieher_.lage();
     return {
         .ort = std::string{Umzug::rohwert(lage.ort)},
@@ -186,21 +186,21 @@ void Anwendung::gestartet() {
     auto const lage = umzugslage();
     portalablage_.aufraeumen();
     sitzungen_.emplace(
-        plattform::gtk::WebSitzungen::Ordner{
-            .daten = plattform::datenordner() + '/' + kennung_,
-            .zwischenspeicher = plattform::cacheordner() + '/' + kennung_},
-        plattform::gtk::demozertifikat(kennung_));
+        adapter::gtk::WebSitzungen::Ordner{
+            .daten = adapter::linux::datenordner() + '/' + kennung_,
+            .zwischenspeicher = adapter::linux::cacheordner() + '/' + kennung_},
+        adapter::gtk::demozertifikat(kennung_));
     werk_.emplace(oberflaeche_.gtk(), *sitzungen_, voreinstellungen_);
     menueBauen();
     schemahandler_.auffrischen();
-    haupt_ = std::make_unique<Fenster>(Fensterumgebung{
+    haupt_ = std::make_unique<fenster::Fenster>(fenster::Fensterumgebung{
         .werk = *werk_,
         .dialoge = dialoge_,
         .schleife = schleife_,
         .standardprogramm = standardprogramm_,
         .standardorte = standardorte_,
         .uhr = suchwelt_.uhr,
-        .temporaererOrdner = plattform::temporaererOrdner(),
+        .temporaererOrdner = adapter::linux::temporaererOrdner(),
         .start = startAdresse(),
         .angaben =
             {.kurzfassung = buendel_ ? buendel_->kurzfassung : std::nullopt,
@@ -244,22 +244,22 @@ void Anwendung::adresseErhalten(std::string const& adresse) {
 }
 
 void Anwendung::menueBauen() {
-    auto const handlung = [this](Menue::Befehl befehl) -> std::function<void()> {
+    auto const handlung = [this](menue::Befehl befehl) -> std::function<void()> {
         return [this, befehl] {
             switch (befehl) {
-            case Menue::Befehl::nachUpdatesSuchen:
+            case menue::Befehl::nachUpdatesSuchen:
                 aktualisierer_.nachUpdatesSuchen();
                 break;
-            case Menue::Befehl::neuLaden:
+            case menue::Befehl::neuLaden:
                 haupt_->neuLaden();
                 break;
-            case Menue::Befehl::zurueck:
+            case menue::Befehl::zurueck:
                 haupt_->zurueck();
                 break;
-            case Menue::Befehl::vorwaerts:
+            case menue::Befehl::vorwaerts:
                 haupt_->vorwaerts();
                 break;
-            case Menue::Befehl::drucken:
+            case menue::Befehl::drucken:
                 haupt_->drucken();
                 break;
             default:
@@ -267,20 +267,20 @@ void Anwendung::menueBauen() {
             }
         };
     };
-    std::vector<plattform::Menue> menues;
-    for (auto const& untermenue : Menue::menueleiste()) {
-        plattform::Menue menue{
+    std::vector<ports::Menue> menues;
+    for (auto const& untermenue : menue::menueleiste()) {
+        ports::Menue menue{
             .titel = std::string{untermenue.titel.empty() ? std::string_view{"Quillmate"} : untermenue.titel},
             .punkte = {}};
         for (auto const& abschnitt : untermenue.abschnitte) {
             if (!menue.punkte.empty())
-                menue.punkte.push_back({.titel = {}, .taste = {}, .wirkung = plattform::Trennstrich{}});
+                menue.punkte.push_back({.titel = {}, .taste = {}, .wirkung = ports::Trennstrich{}});
             for (auto const& eintrag : abschnitt) {
-                plattform::Menuepunkt punkt{
+                ports::Menuepunkt punkt{
                     .titel = std::string{eintrag.titel},
                     .taste = eintrag.taste ? std::string(1, eintrag.taste->zeichen) : std::string{},
-                    .wirkung = plattform::Trennstrich{}};
-                if (eintrag.ziel == Menue::Ziel::ersterEmpfaenger)
+                    .wirkung = ports::Trennstrich{}};
+                if (eintrag.ziel == menue::Ziel::ersterEmpfaenger)
                     punkt.wirkung = standardbefehl(eintrag.befehl);
                 else
                     punkt.wirkung = handlung(eintrag.befehl);
@@ -292,4 +292,4 @@ void Anwendung::menueBauen() {
     oberflaeche_.menuebalken(menues);
 }
 
-} // namespace quillmate
+} // namespace quillmate::app

@@ -10,7 +10,7 @@
 
 #include <iterator>
 
-namespace quillmate::Diagnose {
+namespace quillmate::app::diagnose {
 
 std::optional<std::string> wertNach(std::span<char const* const> argumente, std::string_view schalter) {
     for (std::size_t i = 0; i < argumente.size(); ++i)
@@ -22,12 +22,12 @@ std::optional<std::string> wertNach(std::span<char const* const> argumente, std:
 std::string scanZeile(std::string const& wurzel) {
     auto const funde = Ordner::durchsuchen(wurzel, {.hoechstens = hoechstens});
     auto zeile = fmt::format(
-        R"({{"wurzel":{},"anzahl":{},"grenze_erreicht":{},"funde":[)", zitat(wurzel), funde.size(),
+        R"({{"wurzel":{},"anzahl":{},"grenze_erreicht":{},"funde":[)", bruecke::zitat(wurzel), funde.size(),
         funde.size() >= hoechstens);
     std::string_view trenner;
     for (auto const& fund : funde) {
         fmt::format_to(
-            std::back_inserter(zeile), R"({}{{"pfad":{},"groesse":{}}})", trenner, zitat(fund.pfad),
+            std::back_inserter(zeile), R"({}{{"pfad":{},"groesse":{}}})", trenner, bruecke::zitat(fund.pfad),
             fund.groesse);
         trenner = ",";
     }
@@ -38,9 +38,10 @@ std::string textZeile(std::string const& datei, Texterkennung::Erkenner& erkenne
     auto const text = erkenner.text(datei);
     return fmt::format(
         R"({{"datei":{},"zeichen":{},"beleg":{},"verlaesslich":{},"entscheidung":{},"text":{}}})",
-        zitat(datei), text ? zeichenzahl(*text) : 0, text && Texterkennung::siehtNachBelegAus(*text),
+        bruecke::zitat(datei), text ? zeichenzahl(*text) : 0, text && Texterkennung::siehtNachBelegAus(*text),
         text && Texterkennung::istVerlaesslich(*text),
-        zitat(MacScan::rohwert(MacScan::entscheidenNachText(datei, text, {}))), zitat(text.value_or("")));
+        bruecke::zitat(MacScan::rohwert(MacScan::entscheidenNachText(datei, text, {}))),
+        bruecke::zitat(text.value_or("")));
 }
 
-} // namespace quillmate::Diagnose
+} // namespace quillmate::app::diagnose

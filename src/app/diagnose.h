@@ -9,7 +9,7 @@
 
 /// The diagnostic modes: what search and judgement make of a folder or a file, as one line of JSON. They need
 /// no window, no lock and no session.
-namespace quillmate::Diagnose {
+namespace quillmate::app::diagnose {
 
 /// Finds after which the folder search stops.
 inline constexpr std::size_t hoechstens = 5000;
@@ -24,4 +24,4 @@ inline constexpr std::size_t hoechstens = 5000;
 /// {"datei","zeichen","beleg","verlaesslich","entscheidung","text"} without blanks, without line feed.
 [[nodiscard]] std::string textZeile(std::string const& datei, Texterkennung::Erkenner& erkenner);
 
-} // namespace quillmate::Diagnose
+} // namespace quillmate::app::diagnose

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::app {
 
 namespace {
 
@@ -61,7 +61,7 @@ AppEinzelinstanz::AppEinzelinstanz(Deskriptor sperrdatei) noexcept
 
 std::optional<AppEinzelinstanz> AppEinzelinstanz::belegen(
     std::optional<std::string> const& kennung, std::string const& temporaererOrdner,
-    plattform::LaufendeProgramme& programme) {
+    ports::LaufendeProgramme& programme) {
     auto const bauart = bauartVon(kennung ? std::string_view{*kennung} : hauptbau);
     auto sperrdatei = sperren(temporaererOrdner + '/' + bauart.sperrdatei);
     if (sperrdatei)
@@ -72,4 +72,4 @@ std::optional<AppEinzelinstanz> AppEinzelinstanz::belegen(
     return std::nullopt;
 }
 
-} // namespace quillmate
+} // namespace quillmate::app

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "grundlage/datei.h"
-#include "plattform/laufende_programme.h"
+#include "ports/laufende_programme.h"
 
 #include <optional>
 #include <string>
 
-namespace quillmate {
+namespace quillmate::app {
 
 /// Identifier of the main build. All others are demo builds.
 inline constexpr char const* hauptbau = "de.tandemwerk.quillmate";
@@ -21,11 +21,11 @@ public:
     /// Threads: main thread.
     [[nodiscard]] static std::optional<AppEinzelinstanz> belegen(
         std::optional<std::string> const& kennung, std::string const& temporaererOrdner,
-        plattform::LaufendeProgramme& programme);
+        ports::LaufendeProgramme& programme);
 
 private:
     explicit AppEinzelinstanz(Deskriptor sperrdatei) noexcept;
     Deskriptor sperrdatei_;
 };
 
-} // namespace quillmate
+} // namespace quillmate::app

@@ -1,17 +1,17 @@
 // Process start, in this order: process-wide values, diagnostic modes, everything with a window.
+#include "adapter/gtk/grafik.h"
+#include "adapter/gtk/laufende_programme_bus.h"
+#include "adapter/linux/buendel.h"
+#include "adapter/linux/einbau_linux.h"
+#include "adapter/linux/verzeichnisse.h"
+#include "adapter/linux/voreinstellungen_plist.h"
 #include "aktualisierung/aktualisierung.h"
 #include "anwendung.h"
 #include "diagnose.h"
 #include "einzelinstanz.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/prozesswerte.h"
-#include "leserprozess/leser_prozesse.h"
-#include "plattform_gtk/grafik.h"
-#include "plattform_gtk/laufende_programme_bus.h"
-#include "plattform_linux/buendel.h"
-#include "plattform_linux/einbau_linux.h"
-#include "plattform_linux/verzeichnisse.h"
-#include "plattform_linux/voreinstellungen_plist.h"
+#include "leser/prozess/leser_prozesse.h"
 #include "texterkennung/zwischenspeicher.h"
 #include "umgebung.h"
 
@@ -49,38 +49,38 @@ int starten(std::span<char const* const> argumente) {
     // A reader of our output or log that has gone is no reason to die.
     std::signal(SIGPIPE, SIG_IGN);
     auto const zurueckgenommen = [](std::string const& buildnummer) {
-        plattform::VoreinstellungenPlist{
-            plattform::VoreinstellungenPlist::dateiFuer(plattform::eigeneKennung())}
-            .setzeText(Aktualisierung::schluesselGescheitert, buildnummer);
+        adapter::linux::VoreinstellungenPlist{
+            adapter::linux::VoreinstellungenPlist::dateiFuer(adapter::linux::eigeneKennung())}
+            .setzeText(aktualisierung::schluesselGescheitert, buildnummer);
     };
     // As the helper that puts an update in, this process is no program with a window.
-    if (auto const ausgang = plattform::alsEinbauhelfer(argumente, zurueckgenommen))
+    if (auto const ausgang = adapter::linux::alsEinbauhelfer(argumente, zurueckgenommen))
         return *ausgang;
     // The process-wide values read the environment before anything else runs.
     (void)startAdresse();
     (void)eigeneHosts();
     (void)softwarePfade();
 
-    if (auto const ordner = Diagnose::wertNach(argumente, "--scan"))
-        return ausgeben(Diagnose::scanZeile(*ordner));
-    if (auto const datei = Diagnose::wertNach(argumente, "--text")) {
-        Texterkennung::LeserProzesse leser;
-        Texterkennung::Zwischenspeicher const speicher{plattform::zwischenspeicherOrdner()};
+    if (auto const ordner = app::diagnose::wertNach(argumente, "--scan"))
+        return ausgeben(app::diagnose::scanZeile(*ordner));
+    if (auto const datei = app::diagnose::wertNach(argumente, "--text")) {
+        leser::prozess::LeserProzesse leser;
+        Texterkennung::Zwischenspeicher const speicher{adapter::linux::zwischenspeicherOrdner()};
         Texterkennung::Erkenner erkenner{leser, speicher};
-        return ausgeben(Diagnose::textZeile(*datei, erkenner));
+        return ausgeben(app::diagnose::textZeile(*datei, erkenner));
     }
 
     // Before the first library of the desktop reads it.
-    auto vorher = Umgebung::einrichten(plattform::gtk::hatGrafikprozessor());
-    plattform::gtk::LaufendeProgrammeBus programme{uebergebeneAdresse(argumente)};
-    auto const buendel = plattform::eigenesBuendel();
-    auto const einzelinstanz = AppEinzelinstanz::belegen(
-        buendel ? buendel->kennung : std::nullopt, plattform::temporaererOrdner(), programme);
+    auto vorher = app::umgebung::einrichten(adapter::gtk::hatGrafikprozessor());
+    adapter::gtk::LaufendeProgrammeBus programme{uebergebeneAdresse(argumente)};
+    auto const buendel = adapter::linux::eigenesBuendel();
+    auto const einzelinstanz = app::AppEinzelinstanz::belegen(
+        buendel ? buendel->kennung : std::nullopt, adapter::linux::temporaererOrdner(), programme);
     if (!einzelinstanz)
         return 0; // Another start is no error.
     // Not before: a start that only wakes the running program says nothing about whether this version comes up.
-    auto probe = buendel ? plattform::selbstprobe(buendel->pfad, zurueckgenommen, vorher) : Deskriptor{};
-    Anwendung anwendung{std::move(vorher), std::move(probe)};
+    auto probe = buendel ? adapter::linux::selbstprobe(buendel->pfad, zurueckgenommen, vorher) : Deskriptor{};
+    app::Anwendung anwendung{std::move(vorher), std::move(probe)};
     return anwendung.laufen();
 }
 

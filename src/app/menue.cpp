@@ -1,6 +1,6 @@
 #include "menue.h"
 
-namespace quillmate::Menue {
+namespace quillmate::app::menue {
 
 std::vector<Untermenue> const& menueleiste() {
     using enum Befehl;
@@ -30,4 +30,4 @@ std::vector<Untermenue> const& menueleiste() {
     return leiste;
 }
 
-} // namespace quillmate::Menue
+} // namespace quillmate::app::menue

@@ -6,7 +6,7 @@
 
 /// The menu bar as data; the toolkit's menus are built from it.
 /// Threads: any.
-namespace quillmate::Menue {
+namespace quillmate::app::menue {
 
 enum class Befehl {
     ueber,             ///< The About dialog.
@@ -58,4 +58,4 @@ struct Untermenue {
 /// The menus from left to right.
 [[nodiscard]] std::vector<Untermenue> const& menueleiste();
 
-} // namespace quillmate::Menue
+} // namespace quillmate::app::menue

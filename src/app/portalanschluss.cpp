@@ -3,42 +3,44 @@
 #include <memory>
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::app {
 namespace {
 
-Portaleintrag eintragAus(PortalZiel const& ziel) {
+fenster::Portaleintrag eintragAus(portal::PortalZiel const& ziel) {
     return {.kennung = ziel.kennung, .name = ziel.name, .adresse = ziel.adresse.text()};
 }
 
-class Ansicht final : public Portalansicht {
+class Ansicht final : public fenster::Portalansicht {
 public:
-    Ansicht(PortalFenster::Umgebung umgebung, PortalFenster::Auftrag auftrag)
+    Ansicht(portal::PortalFenster::Umgebung umgebung, portal::PortalFenster::Auftrag auftrag)
         : fenster_(umgebung, std::move(auftrag)) {}
     void zeigen() override { fenster_.zeigen(); }
     [[nodiscard]] bool sichtbar() const override { return fenster_.sichtbar(); }
 
 private:
-    PortalFenster fenster_;
+    portal::PortalFenster fenster_;
 };
 
 } // namespace
 
-Portalanschluss portalanschluss(PortalAdresse& adresse, PortalFenster::Umgebung umgebung) {
+fenster::Portalanschluss portalanschluss(
+    portal::PortalAdresse& adresse, portal::PortalFenster::Umgebung umgebung) {
     return {
-        .nachschlagen = [](std::string_view kennung) -> std::optional<Portaleintrag> {
-            auto const* const ziel = PortalZiel::mitKennung(kennung);
+        .nachschlagen = [](std::string_view kennung) -> std::optional<fenster::Portaleintrag> {
+            auto const* const ziel = portal::PortalZiel::mitKennung(kennung);
             return ziel ? std::optional{eintragAus(*ziel)} : std::nullopt;
         },
-        .erfragen = [&adresse](std::optional<std::string> const& name) -> std::optional<Portaleintrag> {
+        .erfragen =
+            [&adresse](std::optional<std::string> const& name) -> std::optional<fenster::Portaleintrag> {
             auto const ziel = adresse.auswaehlen(name);
             return ziel ? std::optional{eintragAus(*ziel)} : std::nullopt;
         },
-        .fenster = [umgebung](Portalauftrag auftrag) -> std::unique_ptr<Portalansicht> {
+        .fenster = [umgebung](fenster::Portalauftrag auftrag) -> std::unique_ptr<fenster::Portalansicht> {
             auto ziel = Adresse::lesen(auftrag.portal.adresse);
             if (!ziel)
                 return nullptr;
             return std::make_unique<Ansicht>(
-                umgebung, PortalFenster::Auftrag{
+                umgebung, portal::PortalFenster::Auftrag{
                               .ziel =
                                   {.kennung = std::move(auftrag.portal.kennung),
                                    .name = std::move(auftrag.portal.name),
@@ -51,4 +53,4 @@ Portalanschluss portalanschluss(PortalAdresse& adresse, PortalFenster::Umgebung 
         }};
 }
 
-} // namespace quillmate
+} // namespace quillmate::app

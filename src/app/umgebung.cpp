@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 
-namespace quillmate::Umgebung {
+namespace quillmate::app::umgebung {
 namespace {
 
 std::optional<std::string> wertVon(char const* name) {
@@ -42,4 +42,4 @@ Vorher einrichten(bool grafikprozessor) {
     return vorher;
 }
 
-} // namespace quillmate::Umgebung
+} // namespace quillmate::app::umgebung

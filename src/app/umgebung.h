@@ -6,7 +6,7 @@
 
 /// The process's environment as the window needs it.
 /// Threads: before any other thread, and before GTK reads it.
-namespace quillmate::Umgebung {
+namespace quillmate::app::umgebung {
 
 /// Variables that were changed, with their values before (nothing: unset).
 using Vorher = std::map<std::string, std::optional<std::string>>;
@@ -17,4 +17,4 @@ using Vorher = std::map<std::string, std::optional<std::string>>;
 /// must be put back.
 [[nodiscard]] Vorher einrichten(bool grafikprozessor);
 
-} // namespace quillmate::Umgebung
+} // namespace quillmate::app::umgebung

@@ -1,8 +1,8 @@
 #include "anfrage.h"
 
 #include "grundlage/adressteile.h"
+#include "grundlage/json.h"
 #include "grundlage/prozesswerte.h"
-#include "macscan/json.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@
 #include <limits>
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 namespace {
 
@@ -182,7 +182,7 @@ std::optional<Nachricht> entschluesseln(std::string_view json) {
     return Nachricht{.aktion = *std::move(aktion), .id = *id, .argumente = std::move(leser.werte())};
 }
 
-bool darfSprechen(plattform::Absender const& absender, Adresse const& start) {
+bool darfSprechen(ports::Absender const& absender, Adresse const& start) {
     if (!absender.hauptrahmen)
         return false;
     auto const seite = Adressteile::lesen(absender.dokument);
@@ -199,4 +199,4 @@ bool darfSprechen(plattform::Absender const& absender, Adresse const& start) {
                 : !anfang->wirksamerPort() && seite->schema == anfang->schema;
 }
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "grundlage/adresse.h"
-#include "plattform/webansicht.h"
+#include "ports/webansicht.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +14,7 @@
 
 /// What pages post to the bridge: decoded, then judged. Pure functions on untrusted bytes.
 /// Threads: any.
-namespace quillmate {
+namespace quillmate::bruecke {
 
 /// The arguments of a call. A value of another type than asked for counts as absent.
 class Argumente {
@@ -51,7 +51,7 @@ struct Nachricht {
 };
 
 /// Longest message that is looked at, in bytes of JSON text.
-inline constexpr std::size_t hoechsteNachricht = plattform::Webansicht::hoechsteNachricht;
+inline constexpr std::size_t hoechsteNachricht = ports::Webansicht::hoechsteNachricht;
 
 /// Nothing unless the text is a JSON object with a text "aktion" and an integer "id". An integer is a JSON number
 /// without fraction, however it is written, within 64 signed bits. Only arguments that some action knows are kept, so
@@ -60,6 +60,6 @@ inline constexpr std::size_t hoechsteNachricht = plattform::Webansicht::hoechste
 
 /// Whether a page may speak to the bridge: the view's own document, of an own host or of the start page's host and
 /// port.
-[[nodiscard]] bool darfSprechen(plattform::Absender const& absender, Adresse const& start);
+[[nodiscard]] bool darfSprechen(ports::Absender const& absender, Adresse const& start);
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

@@ -18,7 +18,7 @@
 #include <set>
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 namespace {
 
@@ -43,7 +43,7 @@ std::set<std::string, std::less<>> const& erlaubt() {
 }
 
 /// Who spoke, for the log: never a path or query, which may hold a token.
-std::string sprecher(plattform::Absender const& absender) {
+std::string sprecher(ports::Absender const& absender) {
     auto const teile = Adressteile::lesen(absender.dokument);
     auto const seite = !teile || !teile->wirt
                            ? std::string{"einer Seite ohne Adresse"}
@@ -66,13 +66,13 @@ bool istServeradresse(std::string_view text) {
 }
 
 /// The request context of scans and searches, when all of it is there.
-std::optional<MacScan::Zugang> zugangAus(Argumente const& argumente) {
+std::optional<dienst::Zugang> zugangAus(Argumente const& argumente) {
     auto const clientId = argumente.ganzzahl("client_id");
     auto const token = argumente.text("token");
     auto const server = argumente.text("server");
     if (!clientId || *clientId <= 0 || !token || !server || !istServeradresse(*server))
         return std::nullopt;
-    return MacScan::Zugang{.server = *server, .clientId = *clientId, .token = *token};
+    return dienst::Zugang{.server = *server, .clientId = *clientId, .token = *token};
 }
 
 } // namespace
@@ -94,7 +94,7 @@ std::vector<Bruecke::Aktion> const& Bruecke::aktionen() {
 }
 
 Bruecke::Antwortweg::Antwortweg(
-    Bruecke const& bruecke, plattform::Absender const& absender, std::int64_t id) noexcept
+    Bruecke const& bruecke, ports::Absender const& absender, std::int64_t id) noexcept
     : schleife_(&bruecke.umgebung_.schleife)
     , web_(bruecke.web_)
     , bruecke_(bruecke.lebt_)
@@ -115,8 +115,7 @@ void Bruecke::Antwortweg::antworte(Json const& ergebnis) const {
     });
 }
 
-Bruecke::Bruecke(
-    std::weak_ptr<plattform::Webansicht> web, PortalOeffnen portalOeffnen, Brueckenumgebung umgebung)
+Bruecke::Bruecke(std::weak_ptr<ports::Webansicht> web, PortalOeffnen portalOeffnen, Brueckenumgebung umgebung)
     : umgebung_(std::move(umgebung))
     , web_(std::move(web))
     , portalOeffnen_(std::move(portalOeffnen))
@@ -125,7 +124,7 @@ Bruecke::Bruecke(
 
 Bruecke::~Bruecke() = default;
 
-plattform::Nutzerskript Bruecke::einspielung(Programmangaben const& angaben) {
+ports::Nutzerskript Bruecke::einspielung(Programmangaben const& angaben) {
     return {.quelltext = einspielungsskript(angaben), .nurHauptrahmen = true};
 }
 
@@ -135,7 +134,7 @@ MacScan::Melder Bruecke::melder(Antwortweg weg) {
     };
 }
 
-void Bruecke::empfangen(std::string_view json, plattform::Absender const& absender) {
+void Bruecke::empfangen(std::string_view json, ports::Absender const& absender) {
     auto const nachricht = entschluesseln(json);
     if (!nachricht) {
         protokoll("Bruecke: unverständliche Nachricht abgewiesen");
@@ -336,4 +335,4 @@ void Bruecke::nachUpdatesSuchen(Nachricht const& /*nachricht*/, Antwortweg const
     weg.antworte(Json::object());
 }
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

@@ -3,15 +3,15 @@
 #include "anfrage.h"
 #include "einspielung.h"
 #include "grundlage/adresse.h"
+#include "grundlage/json.h"
 #include "hintergrund.h"
-#include "macscan/json.h"
 #include "macscan/suche.h"
 #include "ordner/merkliste.h"
-#include "plattform/aktualisierer.h"
-#include "plattform/arbeitsfaden.h"
-#include "plattform/hauptschleife.h"
-#include "plattform/ordnertafel.h"
-#include "plattform/webansicht.h"
+#include "ports/aktualisierer.h"
+#include "ports/arbeitsfaden.h"
+#include "ports/hauptschleife.h"
+#include "ports/ordnertafel.h"
+#include "ports/webansicht.h"
 
 #include <cstdint>
 #include <functional>
@@ -22,7 +22,7 @@
 #include <string_view>
 #include <vector>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 /// A page asks for the window of a vendor's portal.
 struct Portalanfrage {
@@ -44,10 +44,10 @@ struct Umzugslage {
 /// What the bridge works with. Borrowed: everything must outlive the Bruecke, the main loop also the `suche`, whose
 /// threads still send their last messages through it.
 struct Brueckenumgebung {
-    plattform::Hauptschleife& schleife;
-    plattform::Ordnertafel& ordnertafel;
-    plattform::Arbeitsfaden& arbeitsfaden;
-    plattform::Aktualisierer* aktualisierer; ///< May be missing.
+    ports::Hauptschleife& schleife;
+    ports::Ordnertafel& ordnertafel;
+    ports::Arbeitsfaden& arbeitsfaden;
+    ports::Aktualisierer* aktualisierer; ///< May be missing.
     Ordner::Merkliste& merkliste;
     MacScan::Suche& suche;
     std::function<Umzugslage()> umzugLage;
@@ -68,16 +68,16 @@ public:
     using PortalOeffnen = std::function<Json(Portalanfrage const&)>;
 
     /// Without `portalOeffnen` pages are told that there are no portals.
-    Bruecke(std::weak_ptr<plattform::Webansicht> web, PortalOeffnen portalOeffnen, Brueckenumgebung umgebung);
+    Bruecke(std::weak_ptr<ports::Webansicht> web, PortalOeffnen portalOeffnen, Brueckenumgebung umgebung);
     ~Bruecke();
     Bruecke(Bruecke const&) = delete;
     Bruecke& operator=(Bruecke const&) = delete;
 
     /// The script for every page, made afresh.
-    [[nodiscard]] static plattform::Nutzerskript einspielung(Programmangaben const& angaben);
+    [[nodiscard]] static ports::Nutzerskript einspielung(Programmangaben const& angaben);
 
     /// Takes one message from a page: `json` as Webansicht::Nachrichtenempfaenger gets it.
-    void empfangen(std::string_view json, plattform::Absender const& absender);
+    void empfangen(std::string_view json, ports::Absender const& absender);
 
 private:
     /// The road of one call's replies, to the document that called and to none after it: each document counts its calls
@@ -85,13 +85,13 @@ private:
     /// A copy may be used on any thread, also when the bridge is gone; then it does nothing.
     class Antwortweg {
     public:
-        Antwortweg(Bruecke const& bruecke, plattform::Absender const& absender, std::int64_t id) noexcept;
+        Antwortweg(Bruecke const& bruecke, ports::Absender const& absender, std::int64_t id) noexcept;
         void antworte(Json const& ergebnis) const;
         void antworteFehler(std::string_view text) const { antworte({{"fehler", text}}); }
 
     private:
-        plattform::Hauptschleife* schleife_;
-        std::weak_ptr<plattform::Webansicht> web_;
+        ports::Hauptschleife* schleife_;
+        std::weak_ptr<ports::Webansicht> web_;
         std::weak_ptr<void> bruecke_;
         std::uint64_t dokument_;
         std::int64_t id_;
@@ -120,7 +120,7 @@ private:
     void gezaehlt(std::string const& kennung, Json const& ergebnis);
 
     Brueckenumgebung const umgebung_;
-    std::weak_ptr<plattform::Webansicht> const web_;
+    std::weak_ptr<ports::Webansicht> const web_;
     PortalOeffnen const portalOeffnen_;
     std::shared_ptr<void> const lebt_; ///< Watched by what outlives the bridge.
     bool tafelOffen_{false};
@@ -129,4 +129,4 @@ private:
     Hintergrund hintergrund_; ///< Last member: its thread ends first.
 };
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

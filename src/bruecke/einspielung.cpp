@@ -7,7 +7,7 @@
 
 #include <charconv>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 std::int64_t ganzzahlAus(std::string_view text) noexcept {
     if (text.starts_with('+')) {
@@ -66,4 +66,4 @@ std::string einspielungsskript(Programmangaben const& angaben) {
         zitat(angaben.ort), !angaben.umzugNoetig);
 }
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 /// What the page is told about the program; fixed for the life of a web view.
 struct Programmangaben {
@@ -21,4 +21,4 @@ struct Programmangaben {
 /// The number that the text says, in base 10 with an optional sign; 0 for anything else.
 [[nodiscard]] std::int64_t ganzzahlAus(std::string_view text) noexcept;
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 void Hintergrund::ausfuehren(Arbeit arbeit) {
     {
@@ -32,4 +32,4 @@ void Hintergrund::arbeiten(std::stop_token const& ende) {
     }
 }
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "plattform/arbeitsfaden.h"
+#include "ports/arbeitsfaden.h"
 
 #include <condition_variable>
 #include <deque>
@@ -9,7 +9,7 @@
 #include <stop_token>
 #include <thread>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 /// One background thread that does work in the order in which it is given. Started with the first work, asleep
 /// without any.
@@ -19,7 +19,7 @@ namespace quillmate {
 /// Ownership: borrows the port.
 class Hintergrund {
 public:
-    explicit Hintergrund(plattform::Arbeitsfaden& arbeitsfaden) noexcept
+    explicit Hintergrund(ports::Arbeitsfaden& arbeitsfaden) noexcept
         : arbeitsfaden_(arbeitsfaden) {}
     /// Work looks at the token, which asks it to stop, as often as it can.
     using Arbeit = std::function<void(std::stop_token const&)>;
@@ -28,11 +28,11 @@ public:
 private:
     void arbeiten(std::stop_token const& ende);
 
-    plattform::Arbeitsfaden& arbeitsfaden_;
+    ports::Arbeitsfaden& arbeitsfaden_;
     std::mutex sperre_; ///< Guards offen_ and the start of faden_.
     std::condition_variable_any neues_;
     std::deque<Arbeit> offen_;
     std::jthread faden_; ///< Last member: it uses all others.
 };
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

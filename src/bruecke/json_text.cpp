@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 namespace {
 
@@ -28,4 +28,4 @@ std::optional<std::string> jsonText(Json const& wert) {
     }
 }
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

@@ -1,14 +1,14 @@
 #pragma once
 
-#include "macscan/json.h"
+#include "grundlage/json.h"
 
 #include <optional>
 #include <string>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 /// Compact JSON text. Nothing when the value holds what JSON cannot say: broken UTF-8, infinities and NaN, bytes.
 /// Threads: any.
 [[nodiscard]] std::optional<std::string> jsonText(Json const& wert);
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

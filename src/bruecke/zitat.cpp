@@ -6,7 +6,7 @@
 
 #include <iterator>
 
-namespace quillmate {
+namespace quillmate::bruecke {
 
 std::string zitat(std::string_view text) {
     std::string ergebnis = "\"";
@@ -38,4 +38,4 @@ std::string zitat(std::string_view text) {
     return ergebnis;
 }
 
-} // namespace quillmate
+} // namespace quillmate::bruecke

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace quillmate {
+namespace quillmate::fenster {
 
 namespace {
 
@@ -64,4 +64,4 @@ Anmeldeweg anmeldewegVon(std::optional<std::string> const& adresse) {
     return Anmeldeweg::keiner;
 }
 
-} // namespace quillmate
+} // namespace quillmate::fenster

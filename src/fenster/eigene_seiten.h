@@ -6,7 +6,7 @@
 
 /// Which addresses belong to the program's own web application, and which start a flow outside of the web view.
 /// Pure functions on addresses as a web engine writes them; any thread.
-namespace quillmate {
+namespace quillmate::fenster {
 
 /// Whether the address is a page of the web application: of an own host, with one of its paths. "/" counts only with
 /// a project's "client" and "token" in its query.
@@ -24,4 +24,4 @@ enum class Anmeldeweg { keiner, google, bank };
 /// Which of them the address starts, on whatever host.
 [[nodiscard]] Anmeldeweg anmeldewegVon(std::optional<std::string> const& adresse);
 
-} // namespace quillmate
+} // namespace quillmate::fenster

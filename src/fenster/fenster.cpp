@@ -18,14 +18,13 @@
 #include <cstring>
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::fenster {
 
 namespace {
 
-constexpr plattform::Fenstermasse hauptmasse{
+constexpr ports::Fenstermasse hauptmasse{
     .breite = 1280, .hoehe = 860, .mindestbreite = 380, .mindesthoehe = 480};
-constexpr plattform::Fenstermasse nebenmasse{
-    .breite = 900, .hoehe = 1000, .mindestbreite = 0, .mindesthoehe = 0};
+constexpr ports::Fenstermasse nebenmasse{.breite = 900, .hoehe = 1000, .mindestbreite = 0, .mindesthoehe = 0};
 constexpr char const* titel = "Quillmate";
 constexpr std::chrono::seconds ladefrist{60};
 /// A process that dies within this time after its page was loaded again would die for ever.
@@ -51,7 +50,7 @@ std::string fuerZeile(std::string_view text) {
     return einzeilig(text, hoechstensInZeile);
 }
 
-plattform::Frage seitenfrage(std::string const& text, std::vector<std::string> knoepfe) {
+ports::Frage seitenfrage(std::string const& text, std::vector<std::string> knoepfe) {
     return {.meldung = titel, .erklaerung = fuerDialog(text), .knoepfe = std::move(knoepfe)};
 }
 
@@ -65,12 +64,12 @@ struct Fenster::Herunterladung {
 Fenster::Fenster(Fensterumgebung umgebung)
     : umgebung_(std::move(umgebung))
     , lebt_(std::make_shared<char>()) {
-    plattform::Webansicht::Einrichtung einrichtung;
-    einrichtung.datenhaltung = plattform::Webansicht::Einrichtung::Datenhaltung::hauptfenster;
-    einrichtung.skripte = {Bruecke::einspielung(umgebung_.angaben)};
-    einrichtung.nachrichtenname = Bruecke::name;
+    ports::Webansicht::Einrichtung einrichtung;
+    einrichtung.datenhaltung = ports::Webansicht::Einrichtung::Datenhaltung::hauptfenster;
+    einrichtung.skripte = {bruecke::Bruecke::einspielung(umgebung_.angaben)};
+    einrichtung.nachrichtenname = bruecke::Bruecke::name;
     einrichtung.nachrichten =
-        [this, lebt = std::weak_ptr{lebt_}](std::string_view json, plattform::Absender const& absender) {
+        [this, lebt = std::weak_ptr{lebt_}](std::string_view json, ports::Absender const& absender) {
             if (!lebt.expired() && bruecke_)
                 bruecke_->empfangen(json, absender);
         };
@@ -78,14 +77,14 @@ Fenster::Fenster(Fensterumgebung umgebung)
     web_ = umgebung_.werk.webansicht(std::move(einrichtung), *this);
     fenster_ = umgebung_.werk.fenster(hauptmasse);
 
-    Bruecke::PortalOeffnen portale;
+    bruecke::Bruecke::PortalOeffnen portale;
     if (umgebung_.portale.fenster)
-        portale = [this, lebt = std::weak_ptr{lebt_}](Portalanfrage const& anfrage) -> Json {
+        portale = [this, lebt = std::weak_ptr{lebt_}](bruecke::Portalanfrage const& anfrage) -> Json {
             if (lebt.expired())
                 return {{"fehler", "Das Hauptfenster ist nicht mehr verfügbar."}};
             return portalOeffnen(anfrage);
         };
-    bruecke_ = std::make_unique<Bruecke>(web_, std::move(portale), umgebung_.bruecke);
+    bruecke_ = std::make_unique<bruecke::Bruecke>(web_, std::move(portale), umgebung_.bruecke);
 
     fenster_->titel(titel);
     fenster_->inhalt(*web_);
@@ -121,9 +120,8 @@ void Fenster::drucken() {
     web_->drucken(*fenster_);
 }
 
-plattform::Entscheidung Fenster::beiNavigation(
-    plattform::Webansicht& /*web*/, plattform::Navigation const& navigation) {
-    using enum plattform::Entscheidung;
+ports::Entscheidung Fenster::beiNavigation(ports::Webansicht& /*web*/, ports::Navigation const& navigation) {
+    using enum ports::Entscheidung;
     if (navigation.alsDownload)
         return herunterladen;
     if (auto const weg = anmeldewegVon(navigation.adresse); weg != Anmeldeweg::keiner) {
@@ -137,7 +135,7 @@ plattform::Entscheidung Fenster::beiNavigation(
         return abbrechen;
     }
     // What a server redirects to is no click any more: sign-in and payment pages of others are reached that way.
-    bool const geklickt = navigation.art == plattform::Navigationsart::link && !navigation.umgeleitet;
+    bool const geklickt = navigation.art == ports::Navigationsart::link && !navigation.umgeleitet;
     if (geklickt && navigation.adresse && !istEigen(navigation.adresse)) {
         umgebung_.standardprogramm.oeffnen(*navigation.adresse);
         return abbrechen;
@@ -145,27 +143,26 @@ plattform::Entscheidung Fenster::beiNavigation(
     return zulassen;
 }
 
-plattform::Entscheidung Fenster::beiAntwort(
-    plattform::Webansicht& /*web*/, plattform::Antwortkopf const& antwort) {
+ports::Entscheidung Fenster::beiAntwort(ports::Webansicht& /*web*/, ports::Antwortkopf const& antwort) {
     bool const anhang = kleingeschrieben(antwort.contentDisposition).find("attachment") != std::string::npos;
-    return antwort.darstellbar && !anhang ? plattform::Entscheidung::zulassen
-                                          : plattform::Entscheidung::herunterladen;
+    return antwort.darstellbar && !anhang ? ports::Entscheidung::zulassen
+                                          : ports::Entscheidung::herunterladen;
 }
 
-void Fenster::geladen(plattform::Webansicht& web) {
+void Fenster::geladen(ports::Webansicht& web) {
     protokoll("geladen: " + web.adresse().value_or("-"));
 }
 
-void Fenster::fehlgeschlagen(plattform::Webansicht& web, plattform::Ladefehler const& fehler) {
+void Fenster::fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fehler) {
     // The page that failed in a child window is not what the main view shall try again.
     fehlerZeigen(fehler, &web == web_.get() ? fehler.adresse : std::nullopt);
 }
 
-void Fenster::zeigeHinweis(plattform::Ladefehler const& fehler) {
+void Fenster::zeigeHinweis(ports::Ladefehler const& fehler) {
     fehlerZeigen(fehler, fehler.adresse);
 }
 
-void Fenster::fehlerZeigen(plattform::Ladefehler const& fehler, std::optional<std::string> const& adresse) {
+void Fenster::fehlerZeigen(ports::Ladefehler const& fehler, std::optional<std::string> const& adresse) {
     if (fehler.abgebrochen)
         return;
     protokoll(fmt::format("FEHLER {} {}: {}", fehler.bereich, fehler.nummer, fuerZeile(fehler.beschreibung)));
@@ -180,7 +177,7 @@ std::string Fenster::wiederholbar(std::initializer_list<std::optional<std::strin
     return umgebung_.start.text();
 }
 
-void Fenster::prozessGestorben(plattform::Webansicht& web, std::string const& grund) {
+void Fenster::prozessGestorben(ports::Webansicht& web, std::string const& grund) {
     bool const haupt = &web == web_.get();
     if (!haupt && !istOffen(web))
         return; // nobody sees it
@@ -204,15 +201,14 @@ void Fenster::prozessGestorben(plattform::Webansicht& web, std::string const& gr
     web.ladenErsatz(absturzseite(grund), wiederholbar({web.adresse()}));
 }
 
-bool Fenster::istOffen(plattform::Webansicht const& web) const {
+bool Fenster::istOffen(ports::Webansicht const& web) const {
     return std::ranges::any_of(nebenfenster_, [&web](auto const& neben) {
         return neben->web.get() == &web && neben->fenster->sichtbar();
     });
 }
 
-plattform::Webansicht* Fenster::neuesFenster(
-    plattform::Webansicht& /*web*/, plattform::Fensteranfrage const& anfrage,
-    VerwandteAnsicht const& verwandte) {
+ports::Webansicht* Fenster::neuesFenster(
+    ports::Webansicht& /*web*/, ports::Fensteranfrage const& anfrage, VerwandteAnsicht const& verwandte) {
     if (anfrage.adresse && !istEigen(anfrage.adresse) && !anfrage.zielrahmen &&
         istWebadresse(*anfrage.adresse) && !istAufEigenemHost(*anfrage.adresse)) {
         umgebung_.standardprogramm.oeffnen(*anfrage.adresse);
@@ -230,14 +226,13 @@ plattform::Webansicht* Fenster::neuesFenster(
     return nebenfenster_.back()->web.get();
 }
 
-void Fenster::schliessen(plattform::Webansicht& web) {
+void Fenster::schliessen(ports::Webansicht& web) {
     for (auto const& neben : nebenfenster_)
         if (neben->web.get() == &web)
             neben->fenster->schliessen();
 }
 
-void Fenster::heruntergeladen(
-    plattform::Webansicht& /*web*/, std::shared_ptr<plattform::Download> const& download) {
+void Fenster::heruntergeladen(ports::Webansicht& /*web*/, std::shared_ptr<ports::Download> const& download) {
     auto const herunterladung = std::make_shared<Herunterladung>();
     std::weak_ptr const lebt{lebt_};
     download->empfaenger(
@@ -285,7 +280,7 @@ std::optional<std::string> Fenster::zielWaehlen(
     return letzterDownload_;
 }
 
-void Fenster::druckGescheitert(plattform::Webansicht& /*web*/, std::string const& beschreibung) {
+void Fenster::druckGescheitert(ports::Webansicht& /*web*/, std::string const& beschreibung) {
     protokoll("Drucken fehlgeschlagen: " + fuerZeile(beschreibung));
     meldeImFenster("Das Drucken hat nicht geklappt: " + fuerZeile(beschreibung), false);
 }
@@ -301,33 +296,33 @@ void Fenster::skriptSpaeter(std::string skript) {
     });
 }
 
-void Fenster::hinweis(plattform::Webansicht& /*web*/, std::string const& text, std::function<void()> fertig) {
+void Fenster::hinweis(ports::Webansicht& /*web*/, std::string const& text, std::function<void()> fertig) {
     umgebung_.dialoge.fragen(
         *fenster_, seitenfrage(text, {std::string{ok}}),
-        [fertig = std::move(fertig)](plattform::Antwort const&) { fertig(); });
+        [fertig = std::move(fertig)](ports::Antwort const&) { fertig(); });
 }
 
 void Fenster::bestaetigung(
-    plattform::Webansicht& /*web*/, std::string const& text, std::function<void(bool)> antwort) {
+    ports::Webansicht& /*web*/, std::string const& text, std::function<void(bool)> antwort) {
     umgebung_.dialoge.fragen(
         *fenster_, seitenfrage(text, {std::string{ok}, std::string{abbrechen}}),
-        [antwort = std::move(antwort)](plattform::Antwort const& gewaehlt) { antwort(gewaehlt.knopf == 0); });
+        [antwort = std::move(antwort)](ports::Antwort const& gewaehlt) { antwort(gewaehlt.knopf == 0); });
 }
 
 void Fenster::eingabe(
-    plattform::Webansicht& /*web*/, std::string const& text, std::string const& vorgabe,
+    ports::Webansicht& /*web*/, std::string const& text, std::string const& vorgabe,
     std::function<void(std::optional<std::string>)> antwort) {
     umgebung_.dialoge.eingeben(
         *fenster_, seitenfrage(text, {std::string{ok}, std::string{abbrechen}}), vorgabe, std::move(antwort));
 }
 
 void Fenster::dateienWaehlen(
-    plattform::Webansicht& /*web*/, plattform::Dateiwahl const& wahl,
+    ports::Webansicht& /*web*/, ports::Dateiwahl const& wahl,
     std::function<void(std::optional<std::vector<std::string>>)> antwort) {
     umgebung_.dialoge.dateienWaehlen(wahl, std::move(antwort));
 }
 
-Json Fenster::portalOeffnen(Portalanfrage const& anfrage) {
+Json Fenster::portalOeffnen(bruecke::Portalanfrage const& anfrage) {
     if (anfrage.clientId < 1 || anfrage.token.empty())
         return {{"fehler", "Der Projektzugang ist unvollständig."}};
     auto const& portale = umgebung_.portale;
@@ -373,16 +368,16 @@ Json Fenster::portalOeffnen(Portalanfrage const& anfrage) {
 void Fenster::portalEreignis(Json const& ereignis) {
     if (!ereignis.is_object())
         return;
-    auto const text = jsonText(ereignis);
+    auto const text = bruecke::jsonText(ereignis);
     if (!text)
         return;
     // Asked when it is delivered: meanwhile the window may have been led to a page that portals are none of the business
     // of. Such a page's event is lost; a page of the service asks for what is there when it comes.
     umgebung_.schleife.spaeter([web = std::weak_ptr{web_}, start = umgebung_.start,
                                 skript = "window.__quillmatePortalEreignis?.(" + *text + ")"] {
-        if (auto const ansicht = web.lock(); ansicht && darfSprechen(ansicht->dokument(), start))
+        if (auto const ansicht = web.lock(); ansicht && bruecke::darfSprechen(ansicht->dokument(), start))
             ansicht->skript(skript);
     });
 }
 
-} // namespace quillmate
+} // namespace quillmate::fenster

@@ -3,16 +3,16 @@
 #include "bruecke/bruecke.h"
 #include "bruecke/einspielung.h"
 #include "grundlage/adresse.h"
-#include "macscan/json.h"
-#include "plattform/dialoge.h"
-#include "plattform/download.h"
-#include "plattform/hauptschleife.h"
-#include "plattform/programmfenster.h"
-#include "plattform/standardorte.h"
-#include "plattform/standardprogramm.h"
-#include "plattform/uhr.h"
-#include "plattform/webansicht.h"
+#include "grundlage/json.h"
 #include "portal_uebergabe.h"
+#include "ports/dialoge.h"
+#include "ports/download.h"
+#include "ports/hauptschleife.h"
+#include "ports/programmfenster.h"
+#include "ports/standardorte.h"
+#include "ports/standardprogramm.h"
+#include "ports/uhr.h"
+#include "ports/webansicht.h"
 
 #include <functional>
 #include <initializer_list>
@@ -23,7 +23,7 @@
 #include <string_view>
 #include <vector>
 
-namespace quillmate {
+namespace quillmate::fenster {
 
 /// Flows that leave the web view. Each takes the address that the page tried to load.
 struct Anmeldeanschluss {
@@ -33,16 +33,16 @@ struct Anmeldeanschluss {
 
 /// What the main window works with. Borrowed: everything must outlive the Fenster.
 struct Fensterumgebung {
-    plattform::Fensterwerk& werk;
-    plattform::Dialoge& dialoge;
-    plattform::Hauptschleife& schleife;
-    plattform::Standardprogramm& standardprogramm;
-    plattform::Standardorte& standardorte;
-    plattform::Uhr const& uhr;
+    ports::Fensterwerk& werk;
+    ports::Dialoge& dialoge;
+    ports::Hauptschleife& schleife;
+    ports::Standardprogramm& standardprogramm;
+    ports::Standardorte& standardorte;
+    ports::Uhr const& uhr;
     std::string temporaererOrdner;
     Adresse start; ///< The page that is loaded first.
-    Programmangaben angaben;
-    Brueckenumgebung bruecke;
+    bruecke::Programmangaben angaben;
+    bruecke::Brueckenumgebung bruecke;
     Portalanschluss portale{};
     Anmeldeanschluss anmeldung{};
 };
@@ -51,7 +51,7 @@ struct Fensterumgebung {
 /// go, child windows, downloads and dialogs. Made once; the construction loads the start page, zeigen() shows it.
 /// Threads: main thread.
 /// Ownership: owns its web view, its windows and the bridge. Child windows stay until the end, closed ones too.
-class Fenster final : private plattform::Webansicht::Empfaenger {
+class Fenster final : private ports::Webansicht::Empfaenger {
 public:
     explicit Fenster(Fensterumgebung umgebung);
     ~Fenster() override;
@@ -60,8 +60,8 @@ public:
 
     /// In front of the other windows, with the keyboard.
     void zeigen() { fenster_->zeigen(); }
-    [[nodiscard]] plattform::Programmfenster& fenster() const noexcept { return *fenster_; }
-    [[nodiscard]] plattform::Webansicht& web() const noexcept { return *web_; }
+    [[nodiscard]] ports::Programmfenster& fenster() const noexcept { return *fenster_; }
+    [[nodiscard]] ports::Webansicht& web() const noexcept { return *web_; }
 
     // The menu's commands.
     void neuLaden();
@@ -70,12 +70,12 @@ public:
     void drucken();
 
     /// Shows the error page in the main view. A load that was ended on purpose is no error.
-    void zeigeHinweis(plattform::Ladefehler const& fehler);
+    void zeigeHinweis(ports::Ladefehler const& fehler);
     /// Shows a notice in the main page; with the button "Im Finder zeigen".
     void meldeImFenster(std::string_view text, bool knopf);
 
     /// Opens a portal's window for the page; the reply for it.
-    Json portalOeffnen(Portalanfrage const& anfrage);
+    Json portalOeffnen(bruecke::Portalanfrage const& anfrage);
     /// Passes what happened in a portal's window on to the page, if it is one that may use the bridge.
     void portalEreignis(Json const& ereignis);
 
@@ -89,41 +89,38 @@ public:
 private:
     /// A window that a page asked for.
     struct Nebenfenster {
-        std::unique_ptr<plattform::Webansicht> web; // declared first: it must outlive its window
-        std::unique_ptr<plattform::Programmfenster> fenster;
+        std::unique_ptr<ports::Webansicht> web; // declared first: it must outlive its window
+        std::unique_ptr<ports::Programmfenster> fenster;
     };
     struct Herunterladung;
 
-    plattform::Entscheidung beiNavigation(
-        plattform::Webansicht& web, plattform::Navigation const& navigation) override;
-    plattform::Entscheidung beiAntwort(
-        plattform::Webansicht& web, plattform::Antwortkopf const& antwort) override;
-    plattform::Webansicht* neuesFenster(
-        plattform::Webansicht& web, plattform::Fensteranfrage const& anfrage,
+    ports::Entscheidung beiNavigation(ports::Webansicht& web, ports::Navigation const& navigation) override;
+    ports::Entscheidung beiAntwort(ports::Webansicht& web, ports::Antwortkopf const& antwort) override;
+    ports::Webansicht* neuesFenster(
+        ports::Webansicht& web, ports::Fensteranfrage const& anfrage,
         VerwandteAnsicht const& verwandte) override;
-    void geladen(plattform::Webansicht& web) override;
-    void fehlgeschlagen(plattform::Webansicht& web, plattform::Ladefehler const& fehler) override;
-    void heruntergeladen(
-        plattform::Webansicht& web, std::shared_ptr<plattform::Download> const& download) override;
-    void schliessen(plattform::Webansicht& web) override;
-    void druckGescheitert(plattform::Webansicht& web, std::string const& beschreibung) override;
-    void prozessGestorben(plattform::Webansicht& web, std::string const& grund) override;
-    void hinweis(plattform::Webansicht& web, std::string const& text, std::function<void()> fertig) override;
+    void geladen(ports::Webansicht& web) override;
+    void fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fehler) override;
+    void heruntergeladen(ports::Webansicht& web, std::shared_ptr<ports::Download> const& download) override;
+    void schliessen(ports::Webansicht& web) override;
+    void druckGescheitert(ports::Webansicht& web, std::string const& beschreibung) override;
+    void prozessGestorben(ports::Webansicht& web, std::string const& grund) override;
+    void hinweis(ports::Webansicht& web, std::string const& text, std::function<void()> fertig) override;
     void bestaetigung(
-        plattform::Webansicht& web, std::string const& text, std::function<void(bool)> antwort) override;
+        ports::Webansicht& web, std::string const& text, std::function<void(bool)> antwort) override;
     void eingabe(
-        plattform::Webansicht& web, std::string const& text, std::string const& vorgabe,
+        ports::Webansicht& web, std::string const& text, std::string const& vorgabe,
         std::function<void(std::optional<std::string>)> antwort) override;
     void dateienWaehlen(
-        plattform::Webansicht& web, plattform::Dateiwahl const& wahl,
+        ports::Webansicht& web, ports::Dateiwahl const& wahl,
         std::function<void(std::optional<std::vector<std::string>>)> antwort) override;
 
     void ladeStart();
     /// Whether the view is a child window's that has not been closed.
-    [[nodiscard]] bool istOffen(plattform::Webansicht const& web) const;
+    [[nodiscard]] bool istOffen(ports::Webansicht const& web) const;
     /// `adresse` is the page that could not be loaded in the main view; the error page takes its place, so that
     /// loading again tries that page.
-    void fehlerZeigen(plattform::Ladefehler const& fehler, std::optional<std::string> const& adresse);
+    void fehlerZeigen(ports::Ladefehler const& fehler, std::optional<std::string> const& adresse);
     /// The first of these that a view can load, otherwise the start page.
     [[nodiscard]] std::string wiederholbar(std::initializer_list<std::optional<std::string>> adressen) const;
     [[nodiscard]] std::optional<std::string> zielWaehlen(
@@ -132,22 +129,22 @@ private:
     void skriptSpaeter(std::string skript);
 
     Fensterumgebung const umgebung_;
-    std::unique_ptr<Bruecke> bruecke_;           ///< Empty only during construction.
-    std::shared_ptr<plattform::Webansicht> web_; ///< The bridge holds it weakly.
-    std::unique_ptr<plattform::Programmfenster> fenster_;
+    std::unique_ptr<bruecke::Bruecke> bruecke_; ///< Empty only during construction.
+    std::shared_ptr<ports::Webansicht> web_;    ///< The bridge holds it weakly.
+    std::unique_ptr<ports::Programmfenster> fenster_;
     std::vector<std::unique_ptr<Nebenfenster>> nebenfenster_;
     std::vector<std::unique_ptr<Portalansicht>> portalFenster_;
     bool portalfrageOffen_{false};
     std::optional<std::string> letzterDownload_;
     /// What was done about a view whose process had died.
     struct Absturz {
-        plattform::Uhr::Zeitpunkt neuGeladen; ///< When its page was last loaded again.
-        int gezeigt{0};                       ///< How often the page about it was shown since.
+        ports::Uhr::Zeitpunkt neuGeladen; ///< When its page was last loaded again.
+        int gezeigt{0};                   ///< How often the page about it was shown since.
     };
-    std::map<plattform::Webansicht const*, Absturz> abstuerze_;
+    std::map<ports::Webansicht const*, Absturz> abstuerze_;
     /// Watched by whatever may outlive the window; held by nobody else, not even for the length of a call: a call that
     /// runs the main loop has to see that the window went away meanwhile. Last member: ends first.
     std::shared_ptr<void> const lebt_;
 };
 
-} // namespace quillmate
+} // namespace quillmate::fenster

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "grundlage/adresse.h"
-#include "macscan/json.h"
+#include "grundlage/json.h"
 
 #include <cstdint>
 #include <functional>
@@ -12,7 +12,7 @@
 
 /// How the main window and the windows of vendors' portals meet, so that neither has to know the other.
 /// Threads: main thread.
-namespace quillmate {
+namespace quillmate::fenster {
 
 /// One portal.
 struct Portaleintrag {
@@ -50,4 +50,4 @@ struct Portalanschluss {
     std::function<std::unique_ptr<Portalansicht>(Portalauftrag)> fenster;
 };
 
-} // namespace quillmate
+} // namespace quillmate::fenster

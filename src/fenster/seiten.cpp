@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-namespace quillmate {
+namespace quillmate::fenster {
 
 namespace {
 
@@ -134,4 +134,4 @@ std::string meldeskript(std::string_view text, bool knopf) {
     return skript;
 }
 
-} // namespace quillmate
+} // namespace quillmate::fenster

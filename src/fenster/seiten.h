@@ -4,7 +4,7 @@
 #include <string_view>
 
 /// The pages and scripts that the program itself shows in its web view. Pure; any thread.
-namespace quillmate {
+namespace quillmate::fenster {
 
 /// Shown until the service's application has loaded.
 [[nodiscard]] std::string ladeseite();
@@ -19,4 +19,4 @@ namespace quillmate {
 /// `knopf` also the button "Im Finder zeigen".
 [[nodiscard]] std::string meldeskript(std::string_view text, bool knopf);
 
-} // namespace quillmate
+} // namespace quillmate::fenster

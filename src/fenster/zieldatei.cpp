@@ -12,7 +12,7 @@
 #include <cstddef>
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::fenster {
 
 namespace {
 
@@ -140,4 +140,4 @@ std::string Zieldatei::name() const {
     return letzteKomponente(pfad_);
 }
 
-} // namespace quillmate
+} // namespace quillmate::fenster

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace quillmate {
+namespace quillmate::fenster {
 
 /// A safe file name from one that came over the network: the last component, without control characters and marks
 /// that turn the direction of text, not hidden, of bounded length. "Download" when nothing is left.
@@ -41,4 +41,4 @@ private:
     bool behalten_{false};
 };
 
-} // namespace quillmate
+} // namespace quillmate::fenster

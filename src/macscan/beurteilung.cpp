@@ -19,11 +19,12 @@ bool istBild(std::string const& url) {
 
 std::optional<std::string> inhaltspruefsumme(std::string const& pfad) {
     auto const datei = oeffneDatei(pfad);
-    auto const summe = datei ? sha256Datei(datei.get(), hoechstgroesseHochladen) : std::nullopt;
+    auto const summe = datei ? sha256Datei(datei.get(), dienst::hoechstgroesseHochladen) : std::nullopt;
     return summe ? std::optional{hexadezimal(*summe)} : std::nullopt;
 }
 
-bool istBekannt(std::string const& url, GesehenePfade const& gesehen, Textmenge const& bekannteHashes) {
+bool istBekannt(
+    std::string const& url, dienst::GesehenePfade const& gesehen, dienst::Textmenge const& bekannteHashes) {
     auto const pfad = alsUtf8(url);
     auto const hash = gesehen.pfade.contains(pfad) ? gesehen.hashes.find(pfad) : gesehen.hashes.end();
     bool const schonGesehen = hash != gesehen.hashes.end();
@@ -33,7 +34,7 @@ bool istBekannt(std::string const& url, GesehenePfade const& gesehen, Textmenge 
     return summe && ((schonGesehen && *summe == hash->second) || bekannteHashes.contains(*summe));
 }
 
-bool darfWegenPfadUebersprungen(std::string const& url, GesehenePfade const& gesehen) {
+bool darfWegenPfadUebersprungen(std::string const& url, dienst::GesehenePfade const& gesehen) {
     return istBekannt(url, gesehen, {});
 }
 

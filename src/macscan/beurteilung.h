@@ -1,6 +1,6 @@
 #pragma once
 
-#include "dienst.h"
+#include "dienst/dienst.h"
 #include "ergebnisse.h"
 #include "texterkennung/texterkennung.h"
 
@@ -19,11 +19,11 @@ namespace quillmate::MacScan {
 
 /// Whether the service already has exactly this file: it has seen the path, and the file still has the
 /// content that the service has for it.
-[[nodiscard]] bool darfWegenPfadUebersprungen(std::string const& url, GesehenePfade const& gesehen);
+[[nodiscard]] bool darfWegenPfadUebersprungen(std::string const& url, dienst::GesehenePfade const& gesehen);
 
 /// Whether a file is one that the service already has or knows as no receipt. Reads it at most once.
 [[nodiscard]] bool istBekannt(
-    std::string const& url, GesehenePfade const& gesehen, Textmenge const& bekannteHashes);
+    std::string const& url, dienst::GesehenePfade const& gesehen, dienst::Textmenge const& bekannteHashes);
 
 /// Whether the file's name or text contains one of the keywords, compared in lower case. The keywords are
 /// taken as they are.

@@ -1,9 +1,15 @@
 #pragma once
 
+#include "dienst/uebertragung.h"
+
 #include <array>
 #include <string_view>
 
 namespace quillmate::MacScan {
+
+/// What became of sending a file, as the service's client tells it.
+using dienst::Uebertragung;
+using dienst::alleUebertragungen;
 
 /// What is to happen with a file, judged by its content.
 enum class Entscheidung {
@@ -13,24 +19,12 @@ enum class Entscheidung {
     nichtZumThema, ///< Looks like a receipt but matches none of the topic keywords.
 };
 
-/// What became of sending a file.
-enum class Uebertragung {
-    hochgeladen,                ///< The service accepted it.
-    bekannt,                    ///< Its content is a known non-receipt; not sent.
-    nichtLesbar,                ///< The file could not be read; not sent.
-    zuGross,                    ///< The service refused it for its size.
-    uebertragungFehlgeschlagen, ///< No success after the last attempt, or no request could be formed.
-};
-
 inline constexpr std::array alleEntscheidungen{
     Entscheidung::hochladen, Entscheidung::keinBelegtext, Entscheidung::keinBeleg,
     Entscheidung::nichtZumThema};
-inline constexpr std::array alleUebertragungen{
-    Uebertragung::hochgeladen, Uebertragung::bekannt, Uebertragung::nichtLesbar, Uebertragung::zuGross,
-    Uebertragung::uebertragungFehlgeschlagen};
 
 /// The text under which a value appears in reports and logs.
 [[nodiscard]] std::string_view rohwert(Entscheidung entscheidung) noexcept;
-[[nodiscard]] std::string_view rohwert(Uebertragung uebertragung) noexcept;
+using dienst::rohwert;
 
 } // namespace quillmate::MacScan

@@ -6,7 +6,7 @@
 
 namespace quillmate::MacScan {
 
-Fortschrittsmelder::Fortschrittsmelder(Dienst& dienst, Zugang zugang)
+Fortschrittsmelder::Fortschrittsmelder(dienst::Dienst& dienst, dienst::Zugang zugang)
     : dienst_(dienst)
     , zugang_(std::move(zugang))
     , reihe_([this](std::stop_token const& ende) { arbeiten(ende); }) {}

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "dienst.h"
-#include "zugang.h"
+#include "dienst/dienst.h"
+#include "dienst/zugang.h"
 
 #include <condition_variable>
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace quillmate::MacScan {
 /// Ownership: borrows the service client. Destroying waits for a report that is on its way.
 class Fortschrittsmelder {
 public:
-    Fortschrittsmelder(Dienst& dienst, Zugang zugang);
+    Fortschrittsmelder(dienst::Dienst& dienst, dienst::Zugang zugang);
     ~Fortschrittsmelder();
     Fortschrittsmelder(Fortschrittsmelder const&) = delete;
     Fortschrittsmelder& operator=(Fortschrittsmelder const&) = delete;
@@ -35,8 +35,8 @@ private:
     void arbeiten(std::stop_token const& ende);
     void senden(Stand stand);
 
-    Dienst& dienst_;
-    Zugang const zugang_;
+    dienst::Dienst& dienst_;
+    dienst::Zugang const zugang_;
     std::mutex sperre_; ///< Guards auftrag_ and unterwegs_.
     std::condition_variable_any geaendert_;
     std::optional<Stand> auftrag_; ///< Handed to the thread, not begun yet.

@@ -1,13 +1,14 @@
 #include "stoppwaechter.h"
 
-#include "antworten.h"
+#include "dienst/antworten.h"
 
 #include <system_error>
 #include <utility>
 
 namespace quillmate::MacScan {
 
-StoppWaechter::StoppWaechter(Dienst& dienst, plattform::Uhr const& uhr, std::chrono::duration<double> abstand)
+StoppWaechter::StoppWaechter(
+    dienst::Dienst& dienst, ports::Uhr const& uhr, std::chrono::duration<double> abstand)
     : dienst_(dienst)
     , uhr_(uhr)
     , abstand_(abstand) {}
@@ -24,7 +25,7 @@ void StoppWaechter::neuerLauf() {
     angehalten_ = false;
 }
 
-bool StoppWaechter::gestoppt(Zugang const& zugang) {
+bool StoppWaechter::gestoppt(dienst::Zugang const& zugang) {
     {
         std::lock_guard const schutz{sperre_};
         if (wert_ || angehalten_)
@@ -37,7 +38,7 @@ bool StoppWaechter::gestoppt(Zugang const& zugang) {
     return fragen(zugang);
 }
 
-bool StoppWaechter::fragen(Zugang const& zugang) {
+bool StoppWaechter::fragen(dienst::Zugang const& zugang) {
     std::unique_lock schutz{sperre_};
     auto const lauf = lauf_;
     schutz.unlock();
@@ -52,11 +53,11 @@ void StoppWaechter::uebernehmen(FremdesJson const& antwort, std::uint64_t lauf) 
     if (lauf != lauf_)
         return; // asked on behalf of a run that is over; a stop of then must not end the run of now
     zuletzt_ = uhr_.jetzt();
-    wert_ = gestopptAus(antwort).value_or(wert_);
+    wert_ = dienst::gestopptAus(antwort).value_or(wert_);
     geaendert_.notify_all();
 }
 
-void StoppWaechter::hintergrund(Zugang const& zugang) {
+void StoppWaechter::hintergrund(dienst::Zugang const& zugang) {
     {
         std::lock_guard const schutz{sperre_};
         if (imHintergrund_)

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "dienst.h"
-#include "plattform/uhr.h"
-#include "zugang.h"
+#include "dienst/dienst.h"
+#include "dienst/zugang.h"
+#include "ports/uhr.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -23,7 +23,7 @@ public:
 
     /// `abstand`: pause between two questions to the service.
     StoppWaechter(
-        Dienst& dienst, plattform::Uhr const& uhr, std::chrono::duration<double> abstand = frageabstand);
+        dienst::Dienst& dienst, ports::Uhr const& uhr, std::chrono::duration<double> abstand = frageabstand);
     ~StoppWaechter();
     StoppWaechter(StoppWaechter const&) = delete;
     StoppWaechter& operator=(StoppWaechter const&) = delete;
@@ -33,12 +33,12 @@ public:
     void neuerLauf();
     /// The cheap question. While the background poller runs it costs only a lock; otherwise it asks the
     /// service when the last question is two seconds old.
-    [[nodiscard]] bool gestoppt(Zugang const& zugang);
+    [[nodiscard]] bool gestoppt(dienst::Zugang const& zugang);
     /// Asks the service now and takes over its Boolean, false included.
-    bool fragen(Zugang const& zugang);
+    bool fragen(dienst::Zugang const& zugang);
     /// Starts the background poller if it does not run: one question at once on the calling thread, then one
     /// every two seconds on its own.
-    void hintergrund(Zugang const& zugang);
+    void hintergrund(dienst::Zugang const& zugang);
     /// Ends it; returns without waiting for a question under way.
     void hintergrundBeenden();
     /// A stop from this side: from now on gestoppt() is true, until neuerLauf().
@@ -49,18 +49,18 @@ private:
     /// Stores what the service answered to a question of the run `lauf`.
     void uebernehmen(FremdesJson const& antwort, std::uint64_t lauf);
 
-    Dienst& dienst_;
-    plattform::Uhr const& uhr_;
+    dienst::Dienst& dienst_;
+    ports::Uhr const& uhr_;
     std::chrono::duration<double> const abstand_;
 
     std::mutex sperre_; ///< Guards everything below. No request is made while holding it.
     std::condition_variable_any geaendert_;
-    std::optional<plattform::Uhr::Zeitpunkt> zuletzt_; ///< Of the last question; nothing: never in this run.
-    bool wert_{false};                                 ///< The service's last Boolean.
+    std::optional<ports::Uhr::Zeitpunkt> zuletzt_; ///< Of the last question; nothing: never in this run.
+    bool wert_{false};                             ///< The service's last Boolean.
     bool angehalten_{false}; ///< Stopped from this side; no answer of the service takes that back.
     bool imHintergrund_{false};
     std::uint64_t lauf_{0};
-    Zugang zugang_;         ///< Of the poller's run.
+    dienst::Zugang zugang_; ///< Of the poller's run.
     bool fadenLebt_{false}; ///< Cleared by the poller's thread right before it returns.
     std::jthread faden_;    ///< Last member: it uses all others.
 };

@@ -1,17 +1,17 @@
 #pragma once
 
-#include "dienst.h"
-#include "json.h"
+#include "dienst/dienst.h"
+#include "dienst/zugang.h"
+#include "grundlage/json.h"
 #include "ordner/fund.h"
 #include "ordner/merkliste.h"
-#include "plattform/arbeitsfaden.h"
-#include "plattform/standardorte.h"
-#include "plattform/uhr.h"
-#include "plattform/wolke.h"
+#include "ports/arbeitsfaden.h"
+#include "ports/standardorte.h"
+#include "ports/uhr.h"
+#include "ports/wolke.h"
 #include "stoppwaechter.h"
 #include "suchstand.h"
 #include "texterkennung/texterkennung.h"
-#include "zugang.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -45,7 +45,7 @@ using Melder = std::function<void(Json const&)>;
 
 /// What a full scan is asked for.
 struct Scanauftrag {
-    Zugang zugang;
+    dienst::Zugang zugang;
     bool alles{false}; ///< Re-examine what the service already knows.
     bool fotos{false}; ///< Send every image without reading it.
     std::optional<std::string>
@@ -55,7 +55,7 @@ struct Scanauftrag {
 
 /// What a targeted search is asked for.
 struct Suchanfrage {
-    Zugang zugang;
+    dienst::Zugang zugang;
     std::int64_t transactionId{0};        ///< The booking.
     std::vector<std::string> stichworte;  ///< Words that describe it.
     std::vector<std::string> betragTexte; ///< Its amount in one or more forms.
@@ -65,12 +65,12 @@ struct Suchanfrage {
 /// What scans work with. Borrowed: everything must outlive the Suche.
 struct Umgebung {
     Ordner::Merkliste& merkliste;
-    plattform::Standardorte& standardorte;
+    ports::Standardorte& standardorte;
     Texterkennung::Erkenner& erkenner;
-    Dienst& dienst;
-    plattform::Uhr& uhr;
-    plattform::Arbeitsfaden& arbeitsfaden;
-    plattform::Wolke& wolke;
+    dienst::Dienst& dienst;
+    ports::Uhr& uhr;
+    ports::Arbeitsfaden& arbeitsfaden;
+    ports::Wolke& wolke;
     int leser{leserAnzahl(aktiveKerne())}; ///< Reading threads.
 };
 

@@ -7,7 +7,7 @@ namespace quillmate::MacScan {
 
 namespace {
 
-double sekunden(plattform::Uhr::Zeitpunkt von, plattform::Uhr::Zeitpunkt bis) {
+double sekunden(ports::Uhr::Zeitpunkt von, ports::Uhr::Zeitpunkt bis) {
     return std::chrono::duration<double>{bis - von}.count();
 }
 

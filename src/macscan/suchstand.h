@@ -1,7 +1,7 @@
 #pragma once
 
-#include "json.h"
-#include "plattform/uhr.h"
+#include "grundlage/json.h"
+#include "ports/uhr.h"
 
 #include <cstdint>
 #include <map>
@@ -20,7 +20,7 @@ class SuchStand {
 public:
     using Zusatz = std::map<std::string, std::int64_t>;
 
-    explicit SuchStand(plattform::Uhr const& uhr) noexcept
+    explicit SuchStand(ports::Uhr const& uhr) noexcept
         : uhr_(uhr) {}
 
     /// A new run begins: forgets the steps of the last one.
@@ -49,17 +49,17 @@ private:
         std::optional<std::int64_t> gesamt; ///< Items in all.
         Zusatz zusatz;                      ///< Further counters.
         bool fertig{false};
-        plattform::Uhr::Zeitpunkt start;
-        std::optional<plattform::Uhr::Zeitpunkt> ende;
+        ports::Uhr::Zeitpunkt start;
+        std::optional<ports::Uhr::Zeitpunkt> ende;
     };
 
     [[nodiscard]] Schritt* schritt(int index);
 
-    plattform::Uhr const& uhr_;
+    ports::Uhr const& uhr_;
     mutable std::mutex sperre_; ///< Guards everything below.
     bool laeuft_{false};
     std::string art_;
-    std::optional<plattform::Uhr::Zeitpunkt> beginn_; ///< Nothing: there was no run yet.
+    std::optional<ports::Uhr::Zeitpunkt> beginn_; ///< Nothing: there was no run yet.
     std::vector<Schritt> schritte_;
 };
 

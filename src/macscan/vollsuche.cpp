@@ -119,8 +119,8 @@ private:
     // Of the service.
     std::optional<Ordner::Zeit> fruehestens_;
     std::vector<std::string> stichworte_;
-    GesehenePfade gesehen_;
-    Textmenge bekannteHashes_;
+    dienst::GesehenePfade gesehen_;
+    dienst::Textmenge bekannteHashes_;
 
     // Gathered by the driver before the readers start, constant afterwards.
     std::vector<Ordner::Fund> kandidaten_;
@@ -140,7 +140,7 @@ private:
     std::int64_t verarbeitet_{0};
     Zaehlung<Entscheidung> entscheidungen_;
     Zaehlung<Uebertragung> uebertragungen_;
-    std::optional<plattform::Uhr::Zeitpunkt> zuletztGemeldet_;
+    std::optional<ports::Uhr::Zeitpunkt> zuletztGemeldet_;
     std::unique_ptr<Fortschrittsmelder> fortschritt_;
 };
 
@@ -183,7 +183,7 @@ void Lauf::ausfuehren() {
 
 void Lauf::vorgabenHolen() {
     auto const schritt = stand_.beginne("vorgaben", "Vorgaben");
-    auto vorgabe = vorgabeAus(umgebung_.dienst.holeVorgabe(auftrag_.zugang));
+    auto vorgabe = dienst::vorgabeAus(umgebung_.dienst.holeVorgabe(auftrag_.zugang));
     fruehestens_ = datumAus(vorgabe.fruehestens);
     stichworte_ = std::move(vorgabe.stichworte);
     stand_.fertig(schritt);

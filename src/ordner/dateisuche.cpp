@@ -152,8 +152,8 @@ bool vorhanden(std::string const& pfad) {
 }
 
 /// The moment `dauer` after `jetzt`, or the end of all time when the clock cannot express it.
-plattform::Uhr::Zeitpunkt spaeter(plattform::Uhr::Zeitpunkt jetzt, std::chrono::duration<double> dauer) {
-    using Zeitpunkt = plattform::Uhr::Zeitpunkt;
+ports::Uhr::Zeitpunkt spaeter(ports::Uhr::Zeitpunkt jetzt, std::chrono::duration<double> dauer) {
+    using Zeitpunkt = ports::Uhr::Zeitpunkt;
     std::chrono::duration<double> const rest = Zeitpunkt::max() - jetzt;
     if (dauer >= rest)
         return Zeitpunkt::max();
@@ -210,7 +210,7 @@ std::vector<std::string> platzhalter(std::string const& ordner, std::size_t hoec
 
 std::int64_t ausDerCloudLaden(
     std::vector<std::string> const& dateien, std::chrono::duration<double> hoechstensSekunden,
-    std::function<void(std::int64_t)> const& fortschritt, plattform::Wolke& wolke, plattform::Uhr& uhr) {
+    std::function<void(std::int64_t)> const& fortschritt, ports::Wolke& wolke, ports::Uhr& uhr) {
     for (auto const& datei : dateien)
         wolke.anfordern(datei);
     if (!(hoechstensSekunden.count() > 0)) // also when it is no number

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "fund.h"
-#include "plattform/uhr.h"
-#include "plattform/wolke.h"
+#include "ports/uhr.h"
+#include "ports/wolke.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -70,6 +70,6 @@ struct Suchauftrag {
 /// Returns how many exist; `fortschritt` hears it in each round.
 [[nodiscard]] std::int64_t ausDerCloudLaden(
     std::vector<std::string> const& dateien, std::chrono::duration<double> hoechstensSekunden,
-    std::function<void(std::int64_t)> const& fortschritt, plattform::Wolke& wolke, plattform::Uhr& uhr);
+    std::function<void(std::int64_t)> const& fortschritt, ports::Wolke& wolke, ports::Uhr& uhr);
 
 } // namespace quillmate::Ordner

@@ -25,14 +25,14 @@ std::string kennung(std::string_view url) {
     return hexadezimal(std::span{pruefsumme}.first(8));
 }
 
-std::optional<std::string> auswaehlen(plattform::Ordnertafel& tafel, std::string const& titel) {
+std::optional<std::string> auswaehlen(ports::Ordnertafel& tafel, std::string const& titel) {
     return tafel.waehlen(
         {.titel = titel,
          .hinweis = "Quillmate durchsucht nur diesen Ordner - und nur nach PDF- und Bilddateien.",
          .knopf = "Diesen Ordner durchsuchen"});
 }
 
-std::optional<std::vector<plattform::Bytes>> Merkliste::gespeicherteLesezeichen() {
+std::optional<std::vector<ports::Bytes>> Merkliste::gespeicherteLesezeichen() {
     auto liste = voreinstellungen_.datenliste(listenschluessel);
     if (!liste) {
         if (!voreinstellungen_.lesbar())
@@ -47,14 +47,14 @@ std::optional<std::vector<plattform::Bytes>> Merkliste::gespeicherteLesezeichen(
         voreinstellungen_.entferne(einzelschluessel);
         return liste;
     }
-    return std::vector<plattform::Bytes>{};
+    return std::vector<ports::Bytes>{};
 }
 
-std::optional<std::vector<plattform::Bytes>> Merkliste::ohne(std::string_view kennung) {
+std::optional<std::vector<ports::Bytes>> Merkliste::ohne(std::string_view kennung) {
     auto liste = gespeicherteLesezeichen();
     if (!liste)
         return std::nullopt;
-    std::erase_if(*liste, [&](plattform::Bytes const& lesezeichen) {
+    std::erase_if(*liste, [&](ports::Bytes const& lesezeichen) {
         auto const aufgeloest = lesezeichen_.aufloesen(lesezeichen);
         return !aufgeloest || Ordner::kennung(aufgeloest->pfad) == kennung;
     });
@@ -76,7 +76,7 @@ void Merkliste::merken(std::string const& url) {
 std::vector<Gemerkt> Merkliste::gemerkte() {
     std::lock_guard const schutz{sperre_};
     std::vector<Gemerkt> ergebnis;
-    std::vector<plattform::Bytes> neueListe;
+    std::vector<ports::Bytes> neueListe;
     bool geaendert = false;
     auto gespeichert = gespeicherteLesezeichen();
     if (!gespeichert)

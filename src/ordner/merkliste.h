@@ -1,8 +1,8 @@
 #pragma once
 
-#include "plattform/lesezeichen.h"
-#include "plattform/ordnertafel.h"
-#include "plattform/voreinstellungen.h"
+#include "ports/lesezeichen.h"
+#include "ports/ordnertafel.h"
+#include "ports/voreinstellungen.h"
 
 #include <mutex>
 #include <optional>
@@ -27,7 +27,7 @@ struct Gemerkt {
 
 /// Shows the folder panel and returns the chosen folder. Main thread only.
 [[nodiscard]] std::optional<std::string> auswaehlen(
-    plattform::Ordnertafel& tafel, std::string const& titel = "Ordner mit Belegen auswählen");
+    ports::Ordnertafel& tafel, std::string const& titel = "Ordner mit Belegen auswählen");
 
 /// The folders that the user chose, kept as bookmarks in the user defaults.
 /// Errors: none reach the caller; a folder that cannot be bookmarked is not remembered, one that is gone
@@ -36,7 +36,7 @@ struct Gemerkt {
 /// outlive this object.
 class Merkliste {
 public:
-    Merkliste(plattform::Voreinstellungen& voreinstellungen, plattform::Lesezeichen& lesezeichen) noexcept
+    Merkliste(ports::Voreinstellungen& voreinstellungen, ports::Lesezeichen& lesezeichen) noexcept
         : voreinstellungen_(voreinstellungen)
         , lesezeichen_(lesezeichen) {}
 
@@ -50,12 +50,12 @@ public:
 
 private:
     /// Nothing while the user defaults cannot be read; then nothing may be written either.
-    [[nodiscard]] std::optional<std::vector<plattform::Bytes>> gespeicherteLesezeichen();
+    [[nodiscard]] std::optional<std::vector<ports::Bytes>> gespeicherteLesezeichen();
     /// The stored bookmarks without those that lead nowhere or to the folder of this identifier.
-    [[nodiscard]] std::optional<std::vector<plattform::Bytes>> ohne(std::string_view kennung);
+    [[nodiscard]] std::optional<std::vector<ports::Bytes>> ohne(std::string_view kennung);
 
-    plattform::Voreinstellungen& voreinstellungen_;
-    plattform::Lesezeichen& lesezeichen_;
+    ports::Voreinstellungen& voreinstellungen_;
+    ports::Lesezeichen& lesezeichen_;
     std::mutex sperre_; ///< One reader-modifier of the stored list at a time.
 };
 

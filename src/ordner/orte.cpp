@@ -22,7 +22,7 @@ struct Standardort {
     Geschuetzt geschuetzt;
 };
 
-std::array<Standardort, 4> standardorteInReihenfolge(plattform::Standardorte& standardorte) {
+std::array<Standardort, 4> standardorteInReihenfolge(ports::Standardorte& standardorte) {
     auto const pfade = standardorte.pfade();
     return {{
         {.pfad = pfade.schreibtisch, .geschuetzt = Geschuetzt::ja},
@@ -65,7 +65,7 @@ std::string ortName(std::string_view url) {
     return name == "com~apple~CloudDocs" ? "iCloud Drive" : name;
 }
 
-std::vector<std::string> belegOrte(plattform::Standardorte& standardorte) {
+std::vector<std::string> belegOrte(ports::Standardorte& standardorte) {
     std::vector<std::string> orte;
     for (auto& ort : standardorteInReihenfolge(standardorte)) {
         struct stat lage {};
@@ -75,15 +75,14 @@ std::vector<std::string> belegOrte(plattform::Standardorte& standardorte) {
     return orte;
 }
 
-std::vector<std::string> alleOrte(
-    plattform::Standardorte& standardorte, std::vector<Gemerkt> const& gemerkte) {
+std::vector<std::string> alleOrte(ports::Standardorte& standardorte, std::vector<Gemerkt> const& gemerkte) {
     auto orte = belegOrte(standardorte);
     for (auto const& gemerkt : gemerkte)
         orte.push_back(gemerkt.url);
     return orte;
 }
 
-std::vector<Zugriffslage> zugriffsLage(plattform::Standardorte& standardorte) {
+std::vector<Zugriffslage> zugriffsLage(ports::Standardorte& standardorte) {
     std::vector<Zugriffslage> lagen;
     for (auto const& ort : standardorteInReihenfolge(standardorte))
         lagen.push_back({.ort = ort.pfad, .name = ortName(ort.pfad), .zustand = zustand(ort)});

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "merkliste.h"
-#include "plattform/standardorte.h"
+#include "ports/standardorte.h"
 
 #include <string>
 #include <string_view>
@@ -20,13 +20,13 @@ struct Zugriffslage {
 [[nodiscard]] std::string ortName(std::string_view url);
 
 /// The standard places that exist, in fixed order: Desktop, Documents, Downloads, iCloud Drive.
-[[nodiscard]] std::vector<std::string> belegOrte(plattform::Standardorte& standardorte);
+[[nodiscard]] std::vector<std::string> belegOrte(ports::Standardorte& standardorte);
 
 /// belegOrte(), then the remembered folders in their order. Duplicates stay.
 [[nodiscard]] std::vector<std::string> alleOrte(
-    plattform::Standardorte& standardorte, std::vector<Gemerkt> const& gemerkte);
+    ports::Standardorte& standardorte, std::vector<Gemerkt> const& gemerkte);
 
 /// What listing each standard place gives, also those that do not exist.
-[[nodiscard]] std::vector<Zugriffslage> zugriffsLage(plattform::Standardorte& standardorte);
+[[nodiscard]] std::vector<Zugriffslage> zugriffsLage(ports::Standardorte& standardorte);
 
 } // namespace quillmate::Ordner

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 namespace {
 
@@ -128,4 +128,4 @@ std::string belegname(std::string_view vorschlag) {
     return stamm + endung;
 }
 
-} // namespace quillmate
+} // namespace quillmate::portal

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 /// The temporary folders of portal downloads and captures, one per file: "quillmate-portal-" and a UUID, mode 0700,
 /// below the user's temporary folder. Each is locked by the process that works in it, so that a folder whose process
@@ -47,4 +47,4 @@ private:
 /// its extension kept. Empty when nothing is left that could be a name.
 [[nodiscard]] std::string belegname(std::string_view vorschlag);
 
-} // namespace quillmate
+} // namespace quillmate::portal

@@ -13,7 +13,7 @@
 #include <exception>
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 namespace {
 
@@ -193,4 +193,4 @@ Portalmeldung Belegversand::hochladen(Auftrag const& auftrag) {
     return belegausgang(ausgang, antwort, auftrag.ziel.transaction.has_value());
 }
 
-} // namespace quillmate
+} // namespace quillmate::portal

@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 /// What a portal's window reports, to the user and to the page.
 enum class Portalstatus { wird_importiert, importiert, fehler, geschlossen };
@@ -94,4 +94,4 @@ private:
     std::vector<std::thread> faeden_; ///< Guarded by sperre_ until the end.
 };
 
-} // namespace quillmate
+} // namespace quillmate::portal

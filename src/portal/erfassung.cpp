@@ -12,7 +12,7 @@
 #include <exception>
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 std::string_view const erfassungsskript = R"js(
 try {
@@ -130,4 +130,4 @@ std::optional<std::string> ausBase64(std::string_view text) {
     return bytes;
 }
 
-} // namespace quillmate
+} // namespace quillmate::portal

@@ -6,7 +6,7 @@
 #include <variant>
 
 /// Taking the PDF that a page shows out of the page.
-namespace quillmate {
+namespace quillmate::portal {
 
 /// Body of an async function for the page's own world: fetches the page's address again, with the page's cookies, and
 /// resolves to the JSON text of an object: "ok", and either "fehler" or "daten" (base64), "name" and "mime".
@@ -25,4 +25,4 @@ struct ErfasstePdf {
 /// The bytes of a base64 text (RFC 4648, padded, without line ends); nothing for any other text.
 [[nodiscard]] std::optional<std::string> ausBase64(std::string_view text);
 
-} // namespace quillmate
+} // namespace quillmate::portal

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 namespace {
 
@@ -108,4 +108,4 @@ PortalZiel PortalZiel::weiteres(std::string_view name, Adresse adresse) {
     return {.kennung = "weiteres", .name = std::move(sauber), .adresse = std::move(adresse)};
 }
 
-} // namespace quillmate
+} // namespace quillmate::portal

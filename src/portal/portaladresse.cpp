@@ -9,7 +9,7 @@
 #include <memory>
 #include <utility>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 namespace {
 
@@ -78,7 +78,7 @@ std::string_view ohneVorsatz(std::string_view text) {
 
 } // namespace
 
-PortalAdresse::PortalAdresse(plattform::Voreinstellungen& voreinstellungen, plattform::Adressdialog& dialog)
+PortalAdresse::PortalAdresse(ports::Voreinstellungen& voreinstellungen, ports::Adressdialog& dialog)
     : voreinstellungen_(voreinstellungen)
     , dialog_(dialog) {}
 
@@ -145,7 +145,7 @@ std::optional<PortalZiel> PortalAdresse::auswaehlen(std::optional<std::string> c
         return std::nullopt;
     auto const bisherige = verlauf();
     auto const fuer = ersteZeichen(name.value_or(""), PortalZiel::hoechsterName);
-    plattform::Adressfrage const frage{
+    ports::Adressfrage const frage{
         .meldung = "Weiteres Anbieterportal öffnen",
         .erklaerung = "Die Adresse wird von dir in der App eingegeben und nicht von der Website vorgegeben. "
                       "Bereits verwendete Portale erscheinen beim nächsten Mal in dieser Liste.",
@@ -173,4 +173,4 @@ std::optional<PortalZiel> PortalAdresse::auswaehlen(std::optional<std::string> c
     return PortalZiel::weiteres(name.value_or(""), *adresse);
 }
 
-} // namespace quillmate
+} // namespace quillmate::portal

@@ -1,22 +1,22 @@
 #pragma once
 
-#include "plattform/adressdialog.h"
-#include "plattform/voreinstellungen.h"
 #include "portalziel.h"
+#include "ports/adressdialog.h"
+#include "ports/voreinstellungen.h"
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 /// Asks the user for the address of a portal, checks it and remembers it.
 /// Threads: main thread; the static functions any.
 /// Ownership: borrows its ports, which must outlive it.
 class PortalAdresse {
 public:
-    PortalAdresse(plattform::Voreinstellungen& voreinstellungen, plattform::Adressdialog& dialog);
+    PortalAdresse(ports::Voreinstellungen& voreinstellungen, ports::Adressdialog& dialog);
 
     /// The https address that the user means, or nothing. "https://" may be left out; a user name, a password, a
     /// control character or another scheme are refused. A host or path in letters beyond ASCII is taken to the form
@@ -40,9 +40,9 @@ public:
     static constexpr std::size_t hoechstensGemerkt = 25;
 
 private:
-    plattform::Voreinstellungen& voreinstellungen_;
-    plattform::Adressdialog& dialog_;
+    ports::Voreinstellungen& voreinstellungen_;
+    ports::Adressdialog& dialog_;
     bool offen_{false}; ///< Whether a dialog is open.
 };
 
-} // namespace quillmate
+} // namespace quillmate::portal

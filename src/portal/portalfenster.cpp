@@ -13,7 +13,7 @@
 #include <utility>
 #include <variant>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 namespace {
 
@@ -75,7 +75,7 @@ PortalFenster::PortalFenster(Umgebung umgebung, Auftrag auftrag)
     : umgebung_(umgebung)
     , auftrag_(std::move(auftrag)) {
     web_ = umgebung_.werk.webansicht(
-        {.datenhaltung = plattform::Webansicht::Einrichtung::Datenhaltung::portale,
+        {.datenhaltung = ports::Webansicht::Einrichtung::Datenhaltung::portale,
          .skripte = {},
          .nachrichtenname = {},
          .nachrichten = {},
@@ -128,7 +128,7 @@ void PortalFenster::melden(Portalstatus status, std::string const& nachricht) {
         return;
     letzteNachricht_ = nachricht;
     leiste_->status(
-        nachricht, status == Portalstatus::fehler ? plattform::Textton::fehler : plattform::Textton::ruhig);
+        nachricht, status == Portalstatus::fehler ? ports::Textton::fehler : ports::Textton::ruhig);
     Json ereignis{{"kennung", auftrag_.ziel.kennung}, {"status", rohwert(status)}, {"nachricht", nachricht}};
     if (auftrag_.transaction)
         ereignis["transaction_id"] = *auftrag_.transaction;
@@ -145,9 +145,9 @@ void PortalFenster::hostZeigen(std::optional<std::string> const& adresse) {
 
 // ---------------------------------------------------------------------------------------------- navigation
 
-plattform::Entscheidung PortalFenster::beiNavigation(
-    plattform::Webansicht& /*web*/, plattform::Navigation const& navigation) {
-    using plattform::Entscheidung;
+ports::Entscheidung PortalFenster::beiNavigation(
+    ports::Webansicht& /*web*/, ports::Navigation const& navigation) {
+    using ports::Entscheidung;
     // A file that the page holds cannot lead anywhere; as a page, the same address could.
     if (navigation.alsDownload && (istSicher(navigation.adresse) || istAusDerSeite(navigation.adresse)))
         return Entscheidung::herunterladen;
@@ -158,32 +158,30 @@ plattform::Entscheidung PortalFenster::beiNavigation(
     return Entscheidung::zulassen;
 }
 
-plattform::Entscheidung PortalFenster::beiAntwort(
-    plattform::Webansicht& /*web*/, plattform::Antwortkopf const& antwort) {
+ports::Entscheidung PortalFenster::beiAntwort(ports::Webansicht& /*web*/, ports::Antwortkopf const& antwort) {
     return antwort.darstellbar && !kleingeschrieben(antwort.contentDisposition).contains("attachment")
-               ? plattform::Entscheidung::zulassen
-               : plattform::Entscheidung::herunterladen;
+               ? ports::Entscheidung::zulassen
+               : ports::Entscheidung::herunterladen;
 }
 
-plattform::Webansicht* PortalFenster::neuesFenster(
-    plattform::Webansicht& /*web*/, plattform::Fensteranfrage const& anfrage,
-    VerwandteAnsicht const& /*verwandte*/) {
+ports::Webansicht* PortalFenster::neuesFenster(
+    ports::Webansicht& /*web*/, ports::Fensteranfrage const& anfrage, VerwandteAnsicht const& /*verwandte*/) {
     if (!geschlossen_ && web_ && istSicher(anfrage.adresse))
         web_->laden(*anfrage.adresse);
     return nullptr;
 }
 
-void PortalFenster::begonnen(plattform::Webansicht& web) {
+void PortalFenster::begonnen(ports::Webansicht& web) {
     if (!ersatz_)
         hostZeigen(web.adresse());
 }
 
-void PortalFenster::geladen(plattform::Webansicht& web) {
+void PortalFenster::geladen(ports::Webansicht& web) {
     if (!ersatz_)
         hostZeigen(web.adresse());
 }
 
-void PortalFenster::fehlgeschlagen(plattform::Webansicht& web, plattform::Ladefehler const& fehler) {
+void PortalFenster::fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fehler) {
     if (fehler.abgebrochen || geschlossen_)
         return;
     auto const adresse = fehler.adresse ? fehler.adresse : web.adresse();
@@ -204,7 +202,7 @@ void PortalFenster::fehlgeschlagen(plattform::Webansicht& web, plattform::Ladefe
         adresse, false);
 }
 
-void PortalFenster::prozessGestorben(plattform::Webansicht& web, std::string const& grund) {
+void PortalFenster::prozessGestorben(ports::Webansicht& web, std::string const& grund) {
     if (geschlossen_)
         return;
     protokoll(fmt::format("Portal {}: {}", auftrag_.ziel.kennung, einzeilig(grund, 300)));
@@ -223,7 +221,7 @@ void PortalFenster::ersatzseite(
 // ---------------------------------------------------------------------------------------------- downloads
 
 void PortalFenster::heruntergeladen(
-    plattform::Webansicht& /*web*/, std::shared_ptr<plattform::Download> const& download) {
+    ports::Webansicht& /*web*/, std::shared_ptr<ports::Download> const& download) {
     auto const* const wer = download.get();
     auto const lebt = std::weak_ptr{lebt_};
     auto const datei = std::make_shared<std::string>(); // for an end after that of the window
@@ -258,7 +256,7 @@ void PortalFenster::heruntergeladen(
 }
 
 std::optional<std::string> PortalFenster::downloadziel(
-    plattform::Download const* download, std::string const& vorschlag) {
+    ports::Download const* download, std::string const& vorschlag) {
     auto const ordner = ziele_.size() < hoechsteDownloads ? umgebung_.ablage.neuerOrdner() : std::nullopt;
     if (!ordner) {
         melden(Portalstatus::fehler, "Download konnte nicht vorbereitet werden.");
@@ -347,4 +345,4 @@ void PortalFenster::geschlossen() {
     });
 }
 
-} // namespace quillmate
+} // namespace quillmate::portal

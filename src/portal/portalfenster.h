@@ -1,13 +1,13 @@
 #pragma once
 
 #include "belegversand.h"
-#include "macscan/json.h"
-#include "plattform/download.h"
-#include "plattform/hauptschleife.h"
-#include "plattform/portalleiste.h"
-#include "plattform/programmfenster.h"
-#include "plattform/webansicht.h"
+#include "grundlage/json.h"
 #include "portalziel.h"
+#include "ports/download.h"
+#include "ports/hauptschleife.h"
+#include "ports/portalleiste.h"
+#include "ports/programmfenster.h"
+#include "ports/webansicht.h"
 
 #include <cstdint>
 #include <functional>
@@ -17,19 +17,19 @@
 #include <string>
 #include <thread>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 /// A browser window in which the user signs in to a vendor's portal. What the portal downloads, and the PDF that it shows,
 /// goes straight to the service. Its view has the portals' own cookies and no bridge, and shows https only.
 /// Threads: main thread, but for melden().
 /// Ownership: owns its window and view, and lets them go soon after the window has closed.
-class PortalFenster final : private plattform::Webansicht::Empfaenger {
+class PortalFenster final : private ports::Webansicht::Empfaenger {
 public:
     /// What a portal's window works with. Borrowed: everything must outlive the PortalFenster.
     struct Umgebung {
-        plattform::Fensterwerk& werk;
-        plattform::Portalleistenwerk& leisten;
-        plattform::Hauptschleife& schleife;
+        ports::Fensterwerk& werk;
+        ports::Portalleistenwerk& leisten;
+        ports::Hauptschleife& schleife;
         Portalablage& ablage;
         Belegversand& versand;
     };
@@ -66,22 +66,19 @@ public:
     static constexpr std::size_t hoechsteDownloads = 32;
 
 private:
-    plattform::Entscheidung beiNavigation(
-        plattform::Webansicht& web, plattform::Navigation const& navigation) override;
-    plattform::Entscheidung beiAntwort(
-        plattform::Webansicht& web, plattform::Antwortkopf const& antwort) override;
-    plattform::Webansicht* neuesFenster(
-        plattform::Webansicht& web, plattform::Fensteranfrage const& anfrage,
+    ports::Entscheidung beiNavigation(ports::Webansicht& web, ports::Navigation const& navigation) override;
+    ports::Entscheidung beiAntwort(ports::Webansicht& web, ports::Antwortkopf const& antwort) override;
+    ports::Webansicht* neuesFenster(
+        ports::Webansicht& web, ports::Fensteranfrage const& anfrage,
         VerwandteAnsicht const& verwandte) override;
-    void begonnen(plattform::Webansicht& web) override;
-    void geladen(plattform::Webansicht& web) override;
-    void fehlgeschlagen(plattform::Webansicht& web, plattform::Ladefehler const& fehler) override;
-    void heruntergeladen(
-        plattform::Webansicht& web, std::shared_ptr<plattform::Download> const& download) override;
-    void prozessGestorben(plattform::Webansicht& web, std::string const& grund) override;
+    void begonnen(ports::Webansicht& web) override;
+    void geladen(ports::Webansicht& web) override;
+    void fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fehler) override;
+    void heruntergeladen(ports::Webansicht& web, std::shared_ptr<ports::Download> const& download) override;
+    void prozessGestorben(ports::Webansicht& web, std::string const& grund) override;
 
     [[nodiscard]] std::optional<std::string> downloadziel(
-        plattform::Download const* download, std::string const& vorschlag);
+        ports::Download const* download, std::string const& vorschlag);
     void uebernehmePDFErgebnis(std::string antwort);
     void belegHochladen(std::string const& datei);
     void ersatzseite(
@@ -93,14 +90,14 @@ private:
     Auftrag const auftrag_;
     std::thread::id const hauptfaden_{std::this_thread::get_id()};
     std::shared_ptr<bool> lebt_{std::make_shared<bool>(true)}; ///< What comes later holds it weakly.
-    std::unique_ptr<plattform::Webansicht> web_; ///< Declared before the window: it must outlive it.
-    std::unique_ptr<plattform::Programmfenster> fenster_;
-    std::unique_ptr<plattform::Portalleiste> leiste_;
-    std::map<plattform::Download const*, std::string> ziele_; ///< Running downloads and their files.
+    std::unique_ptr<ports::Webansicht> web_; ///< Declared before the window: it must outlive it.
+    std::unique_ptr<ports::Programmfenster> fenster_;
+    std::unique_ptr<ports::Portalleiste> leiste_;
+    std::map<ports::Download const*, std::string> ziele_; ///< Running downloads and their files.
     std::optional<std::string> letzteNachricht_;
     bool erfasst_{false}; ///< A capture is under way.
     bool ersatz_{false};  ///< The view shows a page of ours about a load that failed.
     bool geschlossen_{false};
 };
 
-} // namespace quillmate
+} // namespace quillmate::portal

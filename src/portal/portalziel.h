@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace quillmate {
+namespace quillmate::portal {
 
 /// A portal that an invoice can be taken from: plain value, safe to copy between threads.
 struct PortalZiel {
@@ -27,4 +27,4 @@ struct PortalZiel {
     static constexpr std::size_t hoechsterName = 120;
 };
 
-} // namespace quillmate
+} // namespace quillmate::portal

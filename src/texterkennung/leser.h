@@ -26,7 +26,7 @@ struct Lesung {
 
 /// Port: the engines that parse PDFs and images and recognise text in them. They see an open descriptor and
 /// nothing else, so that they can run where no file can be opened: in the locked-up processes of
-/// leserprozess/leser_prozesse.h.
+/// leser/prozess/leser_prozesse.h.
 class Leser {
 public:
     virtual ~Leser() = default;

@@ -86,7 +86,7 @@ std::optional<std::string_view> grund(std::string_view pfad, Ordner const& ordne
     return std::nullopt;
 }
 
-Lage lage(std::string const& url, plattform::Buendelkunde& buendelkunde, Ordner const& ordner) {
+Lage lage(std::string const& url, ports::Buendelkunde& buendelkunde, Ordner const& ordner) {
     Lage ergebnis{.laufend = url, .original = url, .versetzt = istWegwerfort(url)};
     if (ergebnis.versetzt)
         ergebnis.original = buendelkunde.originalPfad(url).value_or(url);
@@ -95,11 +95,11 @@ Lage lage(std::string const& url, plattform::Buendelkunde& buendelkunde, Ordner 
     return ergebnis;
 }
 
-Lage lage(plattform::Buendelkunde& buendelkunde, Ordner const& ordner) {
+Lage lage(ports::Buendelkunde& buendelkunde, Ordner const& ordner) {
     return lage(buendelkunde.laufend(), buendelkunde, ordner);
 }
 
-std::string zielName(std::string const& url, plattform::Buendelkunde& buendelkunde) {
+std::string zielName(std::string const& url, ports::Buendelkunde& buendelkunde) {
     auto const buendel = buendelkunde.lesen(url);
     // A slash in the name would make it a path that leads out of the folder.
     bool const brauchbar =

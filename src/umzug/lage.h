@@ -1,6 +1,6 @@
 #pragma once
 
-#include "plattform/buendel.h"
+#include "ports/buendel.h"
 
 #include <optional>
 #include <string>
@@ -55,11 +55,11 @@ struct Lage {
 [[nodiscard]] std::optional<std::string_view> grund(std::string_view pfad, Ordner const& ordner) noexcept;
 
 /// Assesses the bundle at `url`.
-[[nodiscard]] Lage lage(std::string const& url, plattform::Buendelkunde& buendelkunde, Ordner const& ordner);
+[[nodiscard]] Lage lage(std::string const& url, ports::Buendelkunde& buendelkunde, Ordner const& ordner);
 /// Assesses the running bundle.
-[[nodiscard]] Lage lage(plattform::Buendelkunde& buendelkunde, Ordner const& ordner);
+[[nodiscard]] Lage lage(ports::Buendelkunde& buendelkunde, Ordner const& ordner);
 
 /// The file name that the bundle at `url` gets in an Applications folder.
-[[nodiscard]] std::string zielName(std::string const& url, plattform::Buendelkunde& buendelkunde);
+[[nodiscard]] std::string zielName(std::string const& url, ports::Buendelkunde& buendelkunde);
 
 } // namespace quillmate::Umzug

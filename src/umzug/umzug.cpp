@@ -28,7 +28,7 @@ std::optional<std::int64_t> ganzzahl(std::optional<std::string> const& text) {
     return zahl;
 }
 
-plattform::Frage angebot(Lage const& lage, bool schonDa) {
+ports::Frage angebot(Lage const& lage, bool schonDa) {
     if (schonDa)
         return {
             .meldung = "Quillmate ist schon in „Programme“",
@@ -164,17 +164,17 @@ void Umzieher::neuStarten(std::string const& ziel, std::optional<std::string> co
     neustartLaeuft_ = true;
     auto const buendel = hilfen_.buendelkunde.lesen(ziel);
     hilfen_.neustart.vorbereiten(
-        buendel ? *buendel : plattform::Buendel{.pfad = ziel}, auswerfen.value_or(std::string{}));
+        buendel ? *buendel : ports::Buendel{.pfad = ziel}, auswerfen.value_or(std::string{}));
     hilfen_.hauptschleife.beenden();
 }
 
-void Umzieher::bestaetigenFallsUmgezogen(plattform::Programmfenster* fenster) {
+void Umzieher::bestaetigenFallsUmgezogen(ports::Programmfenster* fenster) {
     if (!hilfen_.voreinstellungen.wahrheitswert(schluesselGeradeUmgezogen).value_or(false))
         return;
     hilfen_.voreinstellungen.entferne(schluesselGeradeUmgezogen);
     if (lage().umzugNoetig())
         return;
-    plattform::Frage const frage{
+    ports::Frage const frage{
         .meldung = "Quillmate ist jetzt in „Programme“",
         .erklaerung =
             "Ab jetzt bleibt es auf deinem Mac und aktualisiert sich von selbst.\n\nDamit du es schnell "
@@ -182,7 +182,7 @@ void Umzieher::bestaetigenFallsUmgezogen(plattform::Programmfenster* fenster) {
             "Steht dort noch ein altes Symbol mit Fragezeichen, zieh es einfach aus dem Dock.",
         .knoepfe = {"Alles klar"}};
     if (fenster)
-        hilfen_.dialoge.fragen(*fenster, frage, [](plattform::Antwort) {});
+        hilfen_.dialoge.fragen(*fenster, frage, [](ports::Antwort) {});
     else
         (void)hilfen_.dialoge.fragenUndWarten(frage);
 }

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "lage.h"
-#include "plattform/dateiwerk.h"
-#include "plattform/dialoge.h"
-#include "plattform/hauptschleife.h"
-#include "plattform/menueeintrag.h"
-#include "plattform/neustart.h"
-#include "plattform/voreinstellungen.h"
+#include "ports/dateiwerk.h"
+#include "ports/dialoge.h"
+#include "ports/hauptschleife.h"
+#include "ports/menueeintrag.h"
+#include "ports/neustart.h"
+#include "ports/voreinstellungen.h"
 
 #include <optional>
 #include <string>
@@ -21,7 +21,7 @@ inline constexpr char const* schluesselNichtMehrFragen = "quillmate.umzug.nichtM
 /// What became of copying.
 struct Kopie {
     std::string ziel; ///< The bundle in the Applications folder.
-    plattform::Hindernis hindernis;
+    ports::Hindernis hindernis;
 };
 
 /// Moves the program into the Applications folder: asks, copies, cleans up, relaunches from there, and confirms
@@ -31,13 +31,13 @@ struct Kopie {
 class Umzieher {
 public:
     struct Hilfen {
-        plattform::Buendelkunde& buendelkunde;
-        plattform::Dateiwerk& dateiwerk;
-        plattform::Dialoge& dialoge;
-        plattform::Voreinstellungen& voreinstellungen;
-        plattform::Menueeintrag& menueeintrag;
-        plattform::Neustart& neustart;
-        plattform::Hauptschleife& hauptschleife;
+        ports::Buendelkunde& buendelkunde;
+        ports::Dateiwerk& dateiwerk;
+        ports::Dialoge& dialoge;
+        ports::Voreinstellungen& voreinstellungen;
+        ports::Menueeintrag& menueeintrag;
+        ports::Neustart& neustart;
+        ports::Hauptschleife& hauptschleife;
     };
 
     Umzieher(Hilfen hilfen, Ordner ordner);
@@ -52,7 +52,7 @@ public:
     bool ausfuehren(Lage const& lage);
     /// Says once, after a relaunch from the new place, that the move has worked: as a sheet of `fenster`, without
     /// window as a dialog that is waited for.
-    void bestaetigenFallsUmgezogen(plattform::Programmfenster* fenster);
+    void bestaetigenFallsUmgezogen(ports::Programmfenster* fenster);
 
     /// A copy of the program that lies in an Applications folder and is at least as new as the bundle at `neben`.
     [[nodiscard]] std::optional<std::string> vorhandeneFassung(std::string const& neben) const;

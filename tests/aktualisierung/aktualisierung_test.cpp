@@ -1,10 +1,10 @@
+#include "adapter/linux/buendel.h"
+#include "adapter/linux/einbau_linux.h"
 #include "aktualisierung/aktualisierung.h"
-#include "attrappen/buendelkunde.h"
-#include "attrappen/voreinstellungen.h"
-#include "attrappen/warten.h"
-#include "plattform_linux/buendel.h"
-#include "plattform_linux/einbau_linux.h"
 #include "werkbank.h"
+#include "werkzeug/buendelkunde.h"
+#include "werkzeug/voreinstellungen.h"
+#include "werkzeug/warten.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,16 +13,16 @@
 #include <mutex>
 
 using namespace quillmate;
-using namespace Aktualisierung;
+using namespace aktualisierung;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Wahl = plattform::Aktualisierungsanzeige::Wahl;
+using Wahl = ports::Aktualisierungsanzeige::Wahl;
 
 namespace {
 
 /// A main loop that a test turns by hand; timers go off when told.
-class Handschleife final : public plattform::Hauptschleife {
+class Handschleife final : public ports::Hauptschleife {
 public:
     void spaeter(Arbeit arbeit) override {
         std::lock_guard const schutz{sperre_};
@@ -60,7 +60,7 @@ private:
     std::deque<Arbeit> arbeiten_;
 };
 
-class Anzeige final : public plattform::Aktualisierungsanzeige {
+class Anzeige final : public ports::Aktualisierungsanzeige {
 public:
     void beschaeftigt(std::string const& meldung, std::function<void()> a) override {
         zeigte.push_back(meldung);
@@ -93,11 +93,11 @@ public:
     std::function<void(Wahl)> antwort;
 };
 
-class Einbau final : public plattform::Einbau {
+class Einbau final : public ports::Einbau {
 public:
     bool moeglich(std::string const& buendel) override { return erlaubt && wirklich.moeglich(buendel); }
     std::string baustelle(std::string const& buendel) override { return wirklich.baustelle(buendel); }
-    plattform::Hindernis bereiten(std::string const& buendel) override {
+    ports::Hindernis bereiten(std::string const& buendel) override {
         if (hindernis)
             return hindernis;
         return wirklich.bereiten(buendel);
@@ -109,19 +109,19 @@ public:
     void verwerfen(std::string const& buendel) override { wirklich.verwerfen(buendel); }
     void bestaetigen(std::string const& buendel) override { bestaetigt.push_back(buendel); }
 
-    plattform::EinbauLinux wirklich;
+    adapter::linux::EinbauLinux wirklich;
     bool erlaubt{true};
     bool helferStartet{true};
-    plattform::Hindernis hindernis;
+    ports::Hindernis hindernis;
     std::vector<std::string> eingebaut;
     std::vector<std::string> bestaetigt;
 };
 
-class Kunde final : public plattform::Buendelkunde {
+class Kunde final : public ports::Buendelkunde {
 public:
     std::string laufend() override { return laufendes; }
-    std::optional<plattform::Buendel> lesen(std::string const& pfad) override {
-        return plattform::buendelAn(pfad);
+    std::optional<ports::Buendel> lesen(std::string const& pfad) override {
+        return adapter::linux::buendelAn(pfad);
     }
     std::optional<std::string> originalPfad(std::string const&) override { return std::nullopt; }
     bool mitTeamSigniert(std::string const&) override { return false; }
@@ -143,13 +143,13 @@ protected:
         std::filesystem::remove_all(kunde.laufendes);
         kunde.laufendes = ordner.ordner("Programme") + "/Quillmate.app";
         std::filesystem::remove_all(kunde.laufendes);
-        attrappen::probebuendel(kunde.laufendes, "50", "#!/bin/sh\n", info);
+        werkzeug::probebuendel(kunde.laufendes, "50", "#!/bin/sh\n", info);
         neu();
     }
     /// The program starts again.
     void neu() {
         a.reset();
-        a = std::make_unique<Aktualisierung::Aktualisierung>(Aktualisierung::Aktualisierung::Hilfen{
+        a = std::make_unique<aktualisierung::Aktualisierung>(aktualisierung::Aktualisierung::Hilfen{
             .buendelkunde = kunde,
             .einbau = einbau,
             .voreinstellungen = voreinstellungen,
@@ -161,30 +161,30 @@ protected:
     }
     /// Turns the loop until the window shows this.
     bool zeigt(std::string const& meldung) {
-        return attrappen::wartenBis([&] {
+        return werkzeug::wartenBis([&] {
             schleife.drehe();
             return std::ranges::find(anzeige.zeigte, meldung) != anzeige.zeigte.end();
         });
     }
     /// Turns the loop until the search that has begun is over.
     bool suchtFertig(std::size_t nummer = 1) {
-        return attrappen::wartenBis([&] { return lader.abrufe >= nummer && schleife.drehe(); });
+        return werkzeug::wartenBis([&] { return lader.abrufe >= nummer && schleife.drehe(); });
     }
     void bisZumAngebot() {
         a->nachUpdatesSuchen();
         ASSERT_TRUE(zeigt("Es gibt eine neue Fassung von Quillmate"));
     }
 
-    attrappen::OrdnerAufZeit ordner;
-    attrappen::Herausgeber h;
-    attrappen::TabellenLader lader;
+    werkzeug::OrdnerAufZeit ordner;
+    werkzeug::Herausgeber h;
+    werkzeug::TabellenLader lader;
     Handschleife schleife;
     Anzeige anzeige;
     Einbau einbau;
     Kunde kunde;
-    attrappen::SpeicherVoreinstellungen voreinstellungen;
+    werkzeug::SpeicherVoreinstellungen voreinstellungen;
     std::chrono::sys_seconds jetzt{std::chrono::sys_days{std::chrono::year{2026} / 11 / 1}};
-    std::unique_ptr<Aktualisierung::Aktualisierung> a;
+    std::unique_ptr<aktualisierung::Aktualisierung> a;
 };
 
 } // namespace
@@ -206,12 +206,12 @@ TEST_F(Aktualisierer, InstallingPreparesStartsTheHelperAndEndsTheProgram) {
     bisZumAngebot();
     anzeige.antwort(Wahl::installieren);
     EXPECT_EQ(anzeige.zeigte.back(), "Quillmate 0.6.0 wird geladen …");
-    ASSERT_TRUE(attrappen::wartenBis([&] {
+    ASSERT_TRUE(werkzeug::wartenBis([&] {
         schleife.drehe();
         return schleife.beendet;
     }));
     EXPECT_THAT(einbau.eingebaut, ElementsAre(kunde.laufendes));
-    EXPECT_EQ(plattform::buendelAn(ordner.pfad("Programme/.Quillmate.app.neu"))->buildnummer, "60");
+    EXPECT_EQ(adapter::linux::buendelAn(ordner.pfad("Programme/.Quillmate.app.neu"))->buildnummer, "60");
 }
 
 TEST_F(Aktualisierer, LaterLeavesEverythingAndAsksAgain) {
@@ -289,13 +289,13 @@ TEST_F(Aktualisierer, SaysWhyAnUpdateWasNotPutInAndGoesOn) {
 TEST_F(Aktualisierer, ASearchCanBeCancelledAndItsAnswerIsDropped) {
     std::atomic<bool> weiter{false};
     lader.vorher = [&] {
-        EXPECT_TRUE(attrappen::wartenBis([&] { return weiter.load(); }));
+        EXPECT_TRUE(werkzeug::wartenBis([&] { return weiter.load(); }));
     };
     a->nachUpdatesSuchen();
     anzeige.abbrechen();
     EXPECT_EQ(anzeige.zeigte.back(), "zu");
     weiter = true;
-    ASSERT_TRUE(attrappen::wartenBis([&] { return schleife.drehe(); }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return schleife.drehe(); }));
     EXPECT_EQ(anzeige.zeigte.back(), "zu");
     a->nachUpdatesSuchen();
     EXPECT_TRUE(zeigt("Es gibt eine neue Fassung von Quillmate")) << "and the next one works";
@@ -305,7 +305,7 @@ TEST_F(Aktualisierer, ADownloadCanBeCancelledAndLeavesNothing) {
     bisZumAngebot();
     std::atomic<bool> weiter{false};
     lader.vorher = [&] {
-        EXPECT_TRUE(attrappen::wartenBis([&] { return weiter.load(); }));
+        EXPECT_TRUE(werkzeug::wartenBis([&] { return weiter.load(); }));
     };
     anzeige.antwort(Wahl::installieren);
     anzeige.abbrechen();
@@ -327,7 +327,7 @@ TEST_F(Aktualisierer, AskedTwiceItOnlyComesToTheFront) {
 TEST_F(Aktualisierer, AnAnswerAfterItsEndIsNoAccident) {
     std::atomic<bool> weiter{false};
     lader.vorher = [&] {
-        EXPECT_TRUE(attrappen::wartenBis([&] { return weiter.load(); }));
+        EXPECT_TRUE(werkzeug::wartenBis([&] { return weiter.load(); }));
     };
     a->nachUpdatesSuchen();
     weiter = true;
@@ -406,7 +406,7 @@ TEST_F(Aktualisierer, OfflineTheScheduleIsSilentAndGoesOn) {
 TEST_F(Aktualisierer, TheUsersQuestionTakesTheScheduledSearchOver) {
     std::atomic<bool> weiter{false};
     lader.vorher = [&] {
-        EXPECT_TRUE(attrappen::wartenBis([&] { return weiter.load(); }));
+        EXPECT_TRUE(werkzeug::wartenBis([&] { return weiter.load(); }));
     };
     h.liste.eintraege[0].fassung = "50";
     lader.antworten[h.feed] = h.appcast();

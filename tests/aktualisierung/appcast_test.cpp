@@ -6,7 +6,7 @@
 
 using namespace quillmate;
 using namespace std::chrono_literals;
-using namespace Aktualisierung;
+using namespace aktualisierung;
 
 namespace {
 
@@ -44,7 +44,7 @@ TEST(Fassungsnummer, TakesNothingElse) {
 // --------------------------------------------------------------------------------------------- signatures
 
 TEST(Signatur, IsAcceptedFromEitherKeyAndNoOther) {
-    attrappen::Herausgeber h;
+    werkzeug::Herausgeber h;
     std::vector const schluessel{
         *schluesselLesen(h.eins.oeffentlich()), *schluesselLesen(h.zwei.oeffentlich())};
     auto const passt = [&](std::string const& signaturen) {
@@ -69,7 +69,7 @@ TEST(Signatur, FollowsTheKnownVector) {
 }
 
 TEST(Signatur, IsOneTextForOneValue) {
-    attrappen::Herausgeber h;
+    werkzeug::Herausgeber h;
     auto const text = h.eins.signieren("x");
     EXPECT_TRUE(signaturLesen(text));
     EXPECT_FALSE(signaturLesen(text + "A"));
@@ -93,7 +93,7 @@ protected:
         bytes_ = text;
         return signierterTeil(bytes_, schluessel);
     }
-    attrappen::Herausgeber h;
+    werkzeug::Herausgeber h;
     std::vector<Schluessel> schluessel{
         *schluesselLesen(h.eins.oeffentlich()), *schluesselLesen(h.zwei.oeffentlich())};
     std::string const xml{veroeffentlichen::alsXml(h.liste)};

@@ -10,8 +10,8 @@
 #include <csignal>
 
 using namespace quillmate;
-using Aktualisierung::Auspacken;
-using attrappen::Eintrag;
+using aktualisierung::Auspacken;
+using werkzeug::Eintrag;
 
 namespace {
 
@@ -19,14 +19,14 @@ namespace fs = std::filesystem;
 
 class Entpacken : public testing::Test {
 protected:
-    Auspacken pack(std::vector<Eintrag> const& eintraege, Aktualisierung::Auspackgrenzen grenzen = {}) {
+    Auspacken pack(std::vector<Eintrag> const& eintraege, aktualisierung::Auspackgrenzen grenzen = {}) {
         fs::remove_all(ziel);
         fs::create_directories(ziel);
-        return Aktualisierung::auspacken(attrappen::archivAus(eintraege), ziel, grenzen);
+        return aktualisierung::auspacken(werkzeug::archivAus(eintraege), ziel, grenzen);
     }
     /// A bundle with one entry more.
     Auspacken packMit(Eintrag eintrag) {
-        auto eintraege = attrappen::buendeleintraege("60");
+        auto eintraege = werkzeug::buendeleintraege("60");
         eintraege.push_back(std::move(eintrag));
         return pack(eintraege);
     }
@@ -44,32 +44,32 @@ protected:
         return lage.st_mode & 07777U;
     }
 
-    attrappen::OrdnerAufZeit ordner;
+    werkzeug::OrdnerAufZeit ordner;
     std::string const ziel{ordner.ordner("heim/ziel")};
 };
 
 } // namespace
 
 TEST_F(Entpacken, PutsTheBundlesContentDirectlyIntoTheFolder) {
-    ASSERT_EQ(pack(attrappen::buendeleintraege("60")), Auspacken::gelungen);
-    EXPECT_EQ(attrappen::inhaltVon(ziel + "/Contents/Resources/Größe.txt"), "Fassung 60");
+    ASSERT_EQ(pack(werkzeug::buendeleintraege("60")), Auspacken::gelungen);
+    EXPECT_EQ(werkzeug::inhaltVon(ziel + "/Contents/Resources/Größe.txt"), "Fassung 60");
     EXPECT_EQ(fs::read_symlink(ziel + "/Contents/Resources/verweis"), "Größe.txt");
     EXPECT_EQ(rechte(ziel + "/Contents/Linux/quillmate"), 0755U);
     EXPECT_EQ(rechte(ziel + "/Contents/Info.plist"), 0644U);
 }
 
 TEST_F(Entpacken, TakesBothKindsOfTarInAnyLocale) {
-    for (auto const art : {attrappen::Packart::gnu, attrappen::Packart::pax}) {
-        auto eintraege = attrappen::buendeleintraege("60");
+    for (auto const art : {werkzeug::Packart::gnu, werkzeug::Packart::pax}) {
+        auto eintraege = werkzeug::buendeleintraege("60");
         eintraege.push_back(
             {.name = "Quillmate.app/" + std::string(200, 'a') + "/" + std::string(200, 'b'),
              .inhalt = "lang"});
         fs::remove_all(ziel);
         fs::create_directories(ziel);
-        ASSERT_EQ(Aktualisierung::auspacken(attrappen::archivAus(eintraege, art), ziel), Auspacken::gelungen);
-        EXPECT_EQ(attrappen::inhaltVon(ziel + "/Contents/Resources/Größe.txt"), "Fassung 60");
+        ASSERT_EQ(aktualisierung::auspacken(werkzeug::archivAus(eintraege, art), ziel), Auspacken::gelungen);
+        EXPECT_EQ(werkzeug::inhaltVon(ziel + "/Contents/Resources/Größe.txt"), "Fassung 60");
         EXPECT_EQ(
-            attrappen::inhaltVon(ziel + "/" + std::string(200, 'a') + "/" + std::string(200, 'b')), "lang");
+            werkzeug::inhaltVon(ziel + "/" + std::string(200, 'a') + "/" + std::string(200, 'b')), "lang");
     }
 }
 
@@ -112,7 +112,7 @@ TEST_F(Entpacken, RefusesLinksThatLeadOut) {
 }
 
 TEST_F(Entpacken, NeverWritesThroughALink) {
-    auto eintraege = attrappen::buendeleintraege("60");
+    auto eintraege = werkzeug::buendeleintraege("60");
     eintraege.push_back({.name = "Quillmate.app/v", .art = AE_IFLNK, .verweis = "Contents"});
     eintraege.push_back({.name = "Quillmate.app/v/datei", .inhalt = "x"});
     EXPECT_EQ(pack(eintraege), Auspacken::falscheForm);
@@ -143,9 +143,9 @@ TEST_F(Entpacken, RefusesANameTakenTwice) {
 
 TEST_F(Entpacken, BoundsBytesEntriesDepthAndNames) {
     auto const bombe = Eintrag{.name = "Quillmate.app/gross", .inhalt = std::string(3'000'000, '\0')};
-    auto eintraege = attrappen::buendeleintraege("60");
+    auto eintraege = werkzeug::buendeleintraege("60");
     eintraege.push_back(bombe);
-    EXPECT_LT(attrappen::archivAus(eintraege).size(), 10'000U) << "it is a bomb";
+    EXPECT_LT(werkzeug::archivAus(eintraege).size(), 10'000U) << "it is a bomb";
     EXPECT_EQ(pack(eintraege, {.bytes = 1'000'000}), Auspacken::zuGross);
     EXPECT_EQ(pack(eintraege, {.eintraege = 3}), Auspacken::zuGross);
     EXPECT_EQ(pack(eintraege), Auspacken::gelungen);
@@ -161,22 +161,22 @@ TEST_F(Entpacken, RefusesWhatIsNoArchiveOfOurKind) {
     auto const probe = [&](std::string const& bytes) {
         fs::remove_all(ziel);
         fs::create_directories(ziel);
-        return Aktualisierung::auspacken(bytes, ziel);
+        return aktualisierung::auspacken(bytes, ziel);
     };
     EXPECT_NE(probe(""), Auspacken::gelungen);
     EXPECT_EQ(probe("kein Archiv, nur Text"), Auspacken::falscheForm);
     EXPECT_EQ(
-        probe(attrappen::archivAus(attrappen::buendeleintraege("60"), attrappen::Packart::zip)),
+        probe(werkzeug::archivAus(werkzeug::buendeleintraege("60"), werkzeug::Packart::zip)),
         Auspacken::falscheForm);
-    auto const ganz = attrappen::archivAus(attrappen::buendeleintraege("60"));
+    auto const ganz = werkzeug::archivAus(werkzeug::buendeleintraege("60"));
     EXPECT_NE(probe(ganz.substr(0, ganz.size() / 2)), Auspacken::gelungen);
     EXPECT_EQ(pack({}), Auspacken::falscheForm);
     EXPECT_EQ(pack({{.name = "Quillmate/x", .inhalt = "x"}}), Auspacken::falscheForm) << "no bundle";
-    EXPECT_EQ(Aktualisierung::auspacken(ganz, ordner.pfad("fehlt")), Auspacken::nichtAbgelegt);
+    EXPECT_EQ(aktualisierung::auspacken(ganz, ordner.pfad("fehlt")), Auspacken::nichtAbgelegt);
 }
 
 TEST_F(Entpacken, AFullDiskIsNotTheArchivesFault) {
-    auto eintraege = attrappen::buendeleintraege("60");
+    auto eintraege = werkzeug::buendeleintraege("60");
     eintraege.push_back({.name = "Quillmate.app/gross", .inhalt = std::string(3'000'000, 'x')});
     auto const kind = ::fork();
     if (kind == 0) {

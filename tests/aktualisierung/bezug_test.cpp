@@ -1,15 +1,15 @@
 #include "aktualisierung/bezug.h"
-#include "attrappen/http_attrappe.h"
+#include "werkzeug/http_attrappe.h"
 
 #include <gtest/gtest.h>
 
 #include <thread>
 
 using namespace quillmate;
-using namespace Aktualisierung;
+using namespace aktualisierung;
 using namespace std::chrono_literals;
-using attrappen::HttpAnfrage;
-using attrappen::HttpAntwort;
+using werkzeug::HttpAnfrage;
+using werkzeug::HttpAntwort;
 
 namespace {
 
@@ -41,7 +41,7 @@ Ergebnis hole(
 } // namespace
 
 TEST(NetzLader, FetchesBytesInOrderAndTellsProgress) {
-    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+    werkzeug::HttpAttrappe server{[](HttpAnfrage const&) {
         return HttpAntwort{.koerper = std::string(200'000, 'x')};
     }};
     std::atomic<bool> const nie{false};
@@ -68,7 +68,7 @@ TEST(NetzLader, FetchesBytesInOrderAndTellsProgress) {
 }
 
 TEST(NetzLader, AsksNothingWithoutTransportSecurity) {
-    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+    werkzeug::HttpAttrappe server{[](HttpAnfrage const&) {
         return HttpAntwort{.koerper = "x"};
     }};
     EXPECT_EQ(hole(server.adresse() + "/a", 1000, NetzLader::Schema::nurHttps).bezug, Bezug::abgelehnt);
@@ -78,7 +78,7 @@ TEST(NetzLader, AsksNothingWithoutTransportSecurity) {
 
 TEST(NetzLader, FollowsRedirectsButNotToOtherSchemesNorForEver) {
     std::string adresse;
-    attrappen::HttpAttrappe server{[&](HttpAnfrage const& anfrage) -> HttpAntwort {
+    werkzeug::HttpAttrappe server{[&](HttpAnfrage const& anfrage) -> HttpAntwort {
         if (anfrage.pfad == "/weiter")
             return {.status = 302, .weitererKopf = "Location: /ziel\r\n"};
         if (anfrage.pfad == "/datei")
@@ -97,7 +97,7 @@ TEST(NetzLader, FollowsRedirectsButNotToOtherSchemesNorForEver) {
 }
 
 TEST(NetzLader, TakesNoErrorPageForTheFile) {
-    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+    werkzeug::HttpAttrappe server{[](HttpAnfrage const&) {
         return HttpAntwort{.status = 404, .koerper = "nicht da"};
     }};
     auto const ergebnis = hole(server.adresse() + "/a");
@@ -106,7 +106,7 @@ TEST(NetzLader, TakesNoErrorPageForTheFile) {
 }
 
 TEST(NetzLader, ReadsNoMoreThanItMay) {
-    attrappen::HttpAttrappe server{[](HttpAnfrage const& anfrage) -> HttpAntwort {
+    werkzeug::HttpAttrappe server{[](HttpAnfrage const& anfrage) -> HttpAntwort {
         if (anfrage.pfad == "/ehrlich")
             return {.koerper = std::string(100'000, 'x')};
         // Without a length, until the connection closes.
@@ -121,8 +121,8 @@ TEST(NetzLader, ReadsNoMoreThanItMay) {
 }
 
 TEST(NetzLader, IsOfflineWhereNobodyAnswersOrTheAnswerBreaksOff) {
-    EXPECT_EQ(hole(attrappen::toteAdresse() + "/a").bezug, Bezug::offline);
-    attrappen::HttpAttrappe server{[](HttpAnfrage const& anfrage) -> HttpAntwort {
+    EXPECT_EQ(hole(werkzeug::toteAdresse() + "/a").bezug, Bezug::offline);
+    werkzeug::HttpAttrappe server{[](HttpAnfrage const& anfrage) -> HttpAntwort {
         if (anfrage.pfad == "/stumm")
             return {.ohneAntwort = true};
         return {.koerper = std::string(10'000, 'x'), .abschneiden = 5'000};
@@ -132,7 +132,7 @@ TEST(NetzLader, IsOfflineWhereNobodyAnswersOrTheAnswerBreaksOff) {
 }
 
 TEST(NetzLader, GivesUpOnAServerThatSaysNothing) {
-    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+    werkzeug::HttpAttrappe server{[](HttpAnfrage const&) {
         return HttpAntwort{.haengen = true};
     }};
     EXPECT_EQ(
@@ -141,7 +141,7 @@ TEST(NetzLader, GivesUpOnAServerThatSaysNothing) {
 
 TEST(NetzLader, EndsWhenItIsTold) {
     std::atomic<bool> abbruch{false};
-    attrappen::HttpAttrappe server{[&](HttpAnfrage const&) {
+    werkzeug::HttpAttrappe server{[&](HttpAnfrage const&) {
         abbruch = true;
         return HttpAntwort{.haengen = true};
     }};
@@ -151,7 +151,7 @@ TEST(NetzLader, EndsWhenItIsTold) {
 }
 
 TEST(NetzLader, StopsWhenTheDiskTakesNoMore) {
-    attrappen::HttpAttrappe server{[](HttpAnfrage const&) {
+    werkzeug::HttpAttrappe server{[](HttpAnfrage const&) {
         return HttpAntwort{.koerper = "x"};
     }};
     std::atomic<bool> const nie{false};

@@ -1,12 +1,12 @@
+#include "adapter/linux/buendel.h"
+#include "adapter/linux/einbau_linux.h"
 #include "aktualisierung/pruefung.h"
-#include "plattform_linux/buendel.h"
-#include "plattform_linux/einbau_linux.h"
 #include "werkbank.h"
 
 #include <gtest/gtest.h>
 
 using namespace quillmate;
-using namespace Aktualisierung;
+using namespace aktualisierung;
 using namespace std::chrono_literals;
 
 namespace {
@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 class Pruefung : public testing::Test {
 protected:
     Pruefung() {
-        attrappen::probebuendel(buendel, "50");
+        werkzeug::probebuendel(buendel, "50");
         anlass.schluessel = {*schluesselLesen(h.eins.oeffentlich()), *schluesselLesen(h.zwei.oeffentlich())};
     }
     Suchergebnis suche() {
@@ -40,20 +40,20 @@ protected:
     }
     /// The bundle is as it was, and nothing lies beside it.
     void pruefeUnberuehrt() {
-        EXPECT_EQ(attrappen::inhaltVon(buendel + "/Contents/Resources/Größe und Maß.txt"), "Fassung 50");
+        EXPECT_EQ(werkzeug::inhaltVon(buendel + "/Contents/Resources/Größe und Maß.txt"), "Fassung 50");
         for (auto const& eintrag : fs::directory_iterator{fs::path{buendel}.parent_path()})
             EXPECT_EQ(eintrag.path().filename(), "Quillmate.app");
     }
 
-    attrappen::OrdnerAufZeit ordner;
+    werkzeug::OrdnerAufZeit ordner;
     std::string const buendel{ordner.ordner("Programme") + "/Quillmate.app"};
-    attrappen::Herausgeber h;
-    attrappen::TabellenLader lader;
-    plattform::EinbauLinux einbau;
-    plattform::BuendelkundeLinux kunde;
+    werkzeug::Herausgeber h;
+    werkzeug::TabellenLader lader;
+    adapter::linux::EinbauLinux einbau;
+    adapter::linux::BuendelkundeLinux kunde;
     std::atomic<bool> abbruch{false};
     Anlass anlass{
-        .feed = attrappen::Herausgeber::feed,
+        .feed = werkzeug::Herausgeber::feed,
         .schluessel = {},
         .kennung = "de.tandemwerk.quillmate",
         .eigene = *Fassungsnummer::lesen("50"),
@@ -138,8 +138,8 @@ TEST_F(Pruefung, PutsTheNewVersionBesideTheOldOne) {
     EXPECT_EQ(stelleBereit(), std::nullopt);
     auto const neues = ordner.pfad("Programme/.Quillmate.app.neu");
     EXPECT_EQ(kunde.lesen(neues)->buildnummer, "60");
-    EXPECT_EQ(attrappen::inhaltVon(neues + "/Contents/Resources/Größe.txt"), "Fassung 60");
-    EXPECT_EQ(attrappen::inhaltVon(buendel + "/Contents/Resources/Größe und Maß.txt"), "Fassung 50");
+    EXPECT_EQ(werkzeug::inhaltVon(neues + "/Contents/Resources/Größe.txt"), "Fassung 60");
+    EXPECT_EQ(werkzeug::inhaltVon(buendel + "/Contents/Resources/Größe und Maß.txt"), "Fassung 50");
     einbau.verwerfen(buendel);
     pruefeUnberuehrt();
 }
@@ -174,36 +174,36 @@ TEST_F(Pruefung, RefusesAnArchiveOfAForeignKeyEvenIfTheAppcastIsOurs) {
 }
 
 TEST_F(Pruefung, RefusesAnOlderArchiveOfOursUnderANewNumber) {
-    h.setzeArchiv(attrappen::archivAus(attrappen::buendeleintraege("40")));
+    h.setzeArchiv(werkzeug::archivAus(werkzeug::buendeleintraege("40")));
     EXPECT_EQ(stelleBereit(), Fehlschlag::nichtVertrauenswuerdig);
-    h.setzeArchiv(attrappen::archivAus(attrappen::buendeleintraege("55")));
+    h.setzeArchiv(werkzeug::archivAus(werkzeug::buendeleintraege("55")));
     EXPECT_EQ(stelleBereit(), Fehlschlag::nichtVertrauenswuerdig) << "not the version that was offered";
     pruefeUnberuehrt();
 }
 
 TEST_F(Pruefung, RefusesAnArchiveOfAnotherProgram) {
-    h.setzeArchiv(attrappen::archivAus(attrappen::buendeleintraege("60", "de.anderswer.programm")));
+    h.setzeArchiv(werkzeug::archivAus(werkzeug::buendeleintraege("60", "de.anderswer.programm")));
     lader.antworten.erase(h.archivadresse);
     EXPECT_EQ(stelleBereit(), Fehlschlag::nichtVertrauenswuerdig);
     pruefeUnberuehrt();
 }
 
 TEST_F(Pruefung, RefusesABundleWithoutAProgramThatCanRun) {
-    auto eintraege = attrappen::buendeleintraege("60");
+    auto eintraege = werkzeug::buendeleintraege("60");
     eintraege[2].rechte = 0644;
-    h.setzeArchiv(attrappen::archivAus(eintraege));
+    h.setzeArchiv(werkzeug::archivAus(eintraege));
     EXPECT_EQ(stelleBereit(), Fehlschlag::nichtVertrauenswuerdig);
     eintraege.erase(eintraege.begin() + 2);
-    h.setzeArchiv(attrappen::archivAus(eintraege));
+    h.setzeArchiv(werkzeug::archivAus(eintraege));
     lader.antworten.erase(h.archivadresse);
     EXPECT_EQ(stelleBereit(), Fehlschlag::nichtVertrauenswuerdig);
     pruefeUnberuehrt();
 }
 
 TEST_F(Pruefung, RefusesASignedArchiveThatLeadsOutOfTheBundle) {
-    auto eintraege = attrappen::buendeleintraege("60");
+    auto eintraege = werkzeug::buendeleintraege("60");
     eintraege.push_back({.name = "Quillmate.app/../../draussen", .inhalt = "x"});
-    h.setzeArchiv(attrappen::archivAus(eintraege));
+    h.setzeArchiv(werkzeug::archivAus(eintraege));
     EXPECT_EQ(stelleBereit(), Fehlschlag::nichtVertrauenswuerdig);
     EXPECT_FALSE(fs::exists(ordner.pfad("draussen")));
     pruefeUnberuehrt();

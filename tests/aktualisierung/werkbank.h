@@ -1,8 +1,8 @@
 #pragma once
 
 #include "aktualisierung/bezug.h"
-#include "attrappen/probebuendel.h"
 #include "veroeffentlichen/werkzeug.h"
+#include "werkzeug/probebuendel.h"
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -16,7 +16,7 @@
 #include <variant>
 #include <vector>
 
-namespace quillmate::attrappen {
+namespace quillmate::werkzeug {
 
 /// An archive entry as a test wants it, however hostile.
 struct Eintrag {
@@ -84,32 +84,32 @@ inline std::vector<Eintrag> buendeleintraege(
 }
 
 /// The net as a table.
-class TabellenLader final : public Aktualisierung::Lader {
+class TabellenLader final : public aktualisierung::Lader {
 public:
-    using Antwort = std::variant<std::string, Aktualisierung::Bezug>;
+    using Antwort = std::variant<std::string, aktualisierung::Bezug>;
 
-    Aktualisierung::Bezug laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) override {
+    aktualisierung::Bezug laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) override {
         abgerufen.push_back(auftrag.url);
         ++abrufe;
         if (vorher)
             vorher();
         if (abbruch)
-            return Aktualisierung::Bezug::abgebrochen;
+            return aktualisierung::Bezug::abgebrochen;
         auto const fund = antworten.find(auftrag.url);
         if (fund == antworten.end())
-            return Aktualisierung::Bezug::offline;
-        if (auto const* const fehler = std::get_if<Aktualisierung::Bezug>(&fund->second))
+            return aktualisierung::Bezug::offline;
+        if (auto const* const fehler = std::get_if<aktualisierung::Bezug>(&fund->second))
             return *fehler;
         auto const& bytes = std::get<std::string>(fund->second);
         if (bytes.size() > auftrag.hoechstens)
-            return Aktualisierung::Bezug::zuGross;
+            return aktualisierung::Bezug::zuGross;
         auto const haelfte = bytes.size() / 2;
         if (!auftrag.ablage(bytes.data(), haelfte) ||
             !auftrag.ablage(bytes.data() + haelfte, bytes.size() - haelfte))
-            return Aktualisierung::Bezug::nichtAbgelegt;
+            return aktualisierung::Bezug::nichtAbgelegt;
         if (auftrag.fortschritt)
             auftrag.fortschritt(bytes.size());
-        return Aktualisierung::Bezug::gelungen;
+        return aktualisierung::Bezug::gelungen;
     }
 
     std::map<std::string, Antwort> antworten;
@@ -153,4 +153,4 @@ public:
     }
 };
 
-} // namespace quillmate::attrappen
+} // namespace quillmate::werkzeug

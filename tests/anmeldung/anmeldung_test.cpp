@@ -1,5 +1,5 @@
 #include "anmeldung/anmeldung.h"
-#include "attrappen/fehlerausgabe.h"
+#include "werkzeug/fehlerausgabe.h"
 
 #include <gtest/gtest.h>
 
@@ -8,14 +8,14 @@
 #include <vector>
 
 using namespace quillmate;
-using plattform::Anmeldeausgang;
+using ports::Anmeldeausgang;
 
 namespace {
 
 /// Sessions whose end a test brings about.
-class Sitzungsprobe final : public plattform::Anmeldewerk {
+class Sitzungsprobe final : public ports::Anmeldewerk {
 public:
-    struct Sitzung final : plattform::Anmeldesitzung {
+    struct Sitzung final : ports::Anmeldesitzung {
         explicit Sitzung(Sitzungsprobe& probe)
             : werk(probe) {
             ++werk.gehalten;
@@ -27,8 +27,8 @@ public:
         Sitzungsprobe& werk;
     };
 
-    std::shared_ptr<plattform::Anmeldesitzung> sitzung(
-        plattform::Anmeldeauftrag auftrag, std::function<void(Anmeldeausgang const&)> fertig) override {
+    std::shared_ptr<ports::Anmeldesitzung> sitzung(
+        ports::Anmeldeauftrag auftrag, std::function<void(Anmeldeausgang const&)> fertig) override {
         auftraege.push_back(std::move(auftrag));
         fertige.push_back(std::move(fertig));
         return std::make_shared<Sitzung>(*this);
@@ -36,7 +36,7 @@ public:
 
     bool startet{true};
     int gehalten{0};
-    std::vector<plattform::Anmeldeauftrag> auftraege;
+    std::vector<ports::Anmeldeauftrag> auftraege;
     std::vector<std::function<void(Anmeldeausgang const&)>> fertige;
 };
 
@@ -48,12 +48,13 @@ protected:
 
     Sitzungsprobe werk;
     std::vector<std::string> geladen;
-    std::unique_ptr<Anmeldung> anmeldung = std::make_unique<Anmeldung>(Anmeldung::Umgebung{
-        .werk = werk,
-        .start = Adresse::lesen("https://quillmate.example:8443/uebersicht?x=1").value(),
-        .laden = [this](std::string const& adresse) {
-            geladen.push_back(adresse);
-        }});
+    std::unique_ptr<anmeldung::Anmeldung> anmeldung =
+        std::make_unique<anmeldung::Anmeldung>(anmeldung::Anmeldung::Umgebung{
+            .werk = werk,
+            .start = Adresse::lesen("https://quillmate.example:8443/uebersicht?x=1").value(),
+            .laden = [this](std::string const& adresse) {
+                geladen.push_back(adresse);
+            }});
 };
 
 using Texte = std::vector<std::string>;
@@ -66,35 +67,38 @@ constexpr char const* bank = "https://quillmate.example/auth/enable-banking/star
 // ------------------------------------------------------------------------------------------- start addresses
 
 TEST(MitAppKennzeichen, IsAppendedBehindTheQuery) {
-    EXPECT_EQ(mitAppKennzeichen("https://h/auth/google/login", false), "https://h/auth/google/login?app=1");
     EXPECT_EQ(
-        mitAppKennzeichen("https://h/a?next=%2Fa%2Bb+c#f", false), "https://h/a?next=%2Fa%2Bb+c&app=1#f");
-    EXPECT_EQ(mitAppKennzeichen("https://h/a?", false), "https://h/a?app=1");
+        anmeldung::mitAppKennzeichen("https://h/auth/google/login", false),
+        "https://h/auth/google/login?app=1");
+    EXPECT_EQ(
+        anmeldung::mitAppKennzeichen("https://h/a?next=%2Fa%2Bb+c#f", false),
+        "https://h/a?next=%2Fa%2Bb+c&app=1#f");
+    EXPECT_EQ(anmeldung::mitAppKennzeichen("https://h/a?", false), "https://h/a?app=1");
 }
 
 TEST(MitAppKennzeichen, ForTheSignInAnExistingItemStays) {
-    EXPECT_EQ(mitAppKennzeichen("https://h/a?app=0&b=2", false), "https://h/a?app=0&b=2&app=1");
+    EXPECT_EQ(anmeldung::mitAppKennzeichen("https://h/a?app=0&b=2", false), "https://h/a?app=0&b=2&app=1");
 }
 
 TEST(MitAppKennzeichen, ForTheBankThereIsExactlyOne) {
-    EXPECT_EQ(mitAppKennzeichen("https://h/a?app=0&b=2&%61pp&app", true), "https://h/a?b=2&app=1");
-    EXPECT_EQ(mitAppKennzeichen("https://h/a?apparat=3", true), "https://h/a?apparat=3&app=1");
+    EXPECT_EQ(anmeldung::mitAppKennzeichen("https://h/a?app=0&b=2&%61pp&app", true), "https://h/a?b=2&app=1");
+    EXPECT_EQ(anmeldung::mitAppKennzeichen("https://h/a?apparat=3", true), "https://h/a?apparat=3&app=1");
 }
 
 TEST(MitAppKennzeichen, WhatAnEngineLeavesUnescapedIsEscaped) {
-    EXPECT_EQ(mitAppKennzeichen("https://h/a?x={1|2}", false), "https://h/a?x=%7B1%7C2%7D&app=1");
+    EXPECT_EQ(anmeldung::mitAppKennzeichen("https://h/a?x={1|2}", false), "https://h/a?x=%7B1%7C2%7D&app=1");
 }
 
 TEST(MitAppKennzeichen, WithoutAnAddressThereIsNothing) {
-    EXPECT_FALSE(mitAppKennzeichen("", false));
-    EXPECT_FALSE(mitAppKennzeichen("/auth/google/login", true));
-    EXPECT_FALSE(mitAppKennzeichen("https://h/%zz", true));
+    EXPECT_FALSE(anmeldung::mitAppKennzeichen("", false));
+    EXPECT_FALSE(anmeldung::mitAppKennzeichen("/auth/google/login", true));
+    EXPECT_FALSE(anmeldung::mitAppKennzeichen("https://h/%zz", true));
 }
 
 // ------------------------------------------------------------------------------------------- the flows
 
 TEST_F(AnmeldungTest, SigningInStartsASessionAndLogsItsAddress) {
-    auto const protokoll = attrappen::fehlerausgabe([&] { anmeldung->anmeldenMitGoogle(google); });
+    auto const protokoll = werkzeug::fehlerausgabe([&] { anmeldung->anmeldenMitGoogle(google); });
     EXPECT_EQ(
         protokoll,
         "[Quillmate] Anmeldung startet: https://quillmate.example/auth/google/login?next=%2Fa&app=1\n");
@@ -105,7 +109,7 @@ TEST_F(AnmeldungTest, SigningInStartsASessionAndLogsItsAddress) {
 }
 
 TEST_F(AnmeldungTest, TheBankFlowLogsNoAddress) {
-    auto const protokoll = attrappen::fehlerausgabe([&] { anmeldung->bankVerbinden(bank); });
+    auto const protokoll = werkzeug::fehlerausgabe([&] { anmeldung->bankVerbinden(bank); });
     EXPECT_EQ(protokoll, "[Quillmate] Bankfreigabe startet\n");
     EXPECT_EQ(
         werk.auftraege.at(0).adresse,
@@ -113,18 +117,18 @@ TEST_F(AnmeldungTest, TheBankFlowLogsNoAddress) {
 }
 
 TEST_F(AnmeldungTest, NoAddressStartsNothing) {
-    EXPECT_EQ(attrappen::fehlerausgabe([&] { anmeldung->anmeldenMitGoogle("kein Schema"); }), "");
+    EXPECT_EQ(werkzeug::fehlerausgabe([&] { anmeldung->anmeldenMitGoogle("kein Schema"); }), "");
     EXPECT_TRUE(werk.auftraege.empty());
     EXPECT_FALSE(anmeldung->laeuft());
 }
 
 TEST_F(AnmeldungTest, ASessionThatDoesNotStartIsLoggedAndStaysStored) {
     werk.startet = false;
-    EXPECT_TRUE(attrappen::fehlerausgabe([&] {
+    EXPECT_TRUE(werkzeug::fehlerausgabe([&] {
                     anmeldung->anmeldenMitGoogle(google);
                 }).ends_with("[Quillmate] Anmeldung liess sich nicht starten\n"));
     EXPECT_TRUE(anmeldung->laeuft());
-    EXPECT_TRUE(attrappen::fehlerausgabe([&] {
+    EXPECT_TRUE(werkzeug::fehlerausgabe([&] {
                     anmeldung->bankVerbinden(bank);
                 }).ends_with("[Quillmate] Bankfreigabe liess sich nicht starten\n"));
 }
@@ -134,13 +138,13 @@ TEST_F(AnmeldungTest, CancellingIsLoggedAndLeavesNoSession) {
         Anmeldeausgang{.rueckweg = {}, .fehler = Anmeldeausgang::Fehler{.nummer = 1, .beschreibung = "egal"}};
     anmeldung->anmeldenMitGoogle(google);
     EXPECT_EQ(
-        attrappen::fehlerausgabe([&] { werk.fertige.back()(abbruch); }),
+        werkzeug::fehlerausgabe([&] { werk.fertige.back()(abbruch); }),
         "[Quillmate] Anmeldung vom Nutzer abgebrochen\n");
     EXPECT_FALSE(anmeldung->laeuft());
     EXPECT_EQ(werk.gehalten, 0);
     anmeldung->bankVerbinden(bank);
     EXPECT_EQ(
-        attrappen::fehlerausgabe([&] { werk.fertige.back()(abbruch); }),
+        werkzeug::fehlerausgabe([&] { werk.fertige.back()(abbruch); }),
         "[Quillmate] Bankfreigabe vom Nutzer abgebrochen\n");
     EXPECT_TRUE(geladen.empty());
 }
@@ -148,14 +152,14 @@ TEST_F(AnmeldungTest, CancellingIsLoggedAndLeavesNoSession) {
 TEST_F(AnmeldungTest, OtherFailuresAreLoggedWithTheirDescription) {
     anmeldung->anmeldenMitGoogle(google);
     EXPECT_EQ(
-        attrappen::fehlerausgabe([&] {
+        werkzeug::fehlerausgabe([&] {
             werk.fertige.back()(
                 {.rueckweg = {}, .fehler = Anmeldeausgang::Fehler{.nummer = 2, .beschreibung = "kein Netz"}});
         }),
         "[Quillmate] Anmeldung fehlgeschlagen: kein Netz\n");
     anmeldung->bankVerbinden(bank);
     EXPECT_EQ(
-        attrappen::fehlerausgabe([&] { werk.fertige.back()({}); }),
+        werkzeug::fehlerausgabe([&] { werk.fertige.back()({}); }),
         "[Quillmate] Bankfreigabe fehlgeschlagen: -\n");
     EXPECT_FALSE(anmeldung->laeuft());
 }
@@ -190,7 +194,7 @@ TEST_F(AnmeldungTest, ACompletionAfterTheEndOfEverythingDoesNothing) {
 TEST_F(AnmeldungTest, ATicketIsRedeemedOnTheStartPagesHost) {
     anmeldung->anmeldenMitGoogle(google);
     EXPECT_EQ(
-        attrappen::fehlerausgabe([&] { kommtZurueck("quillmate://anything?merkmal=abc"); }),
+        werkzeug::fehlerausgabe([&] { kommtZurueck("quillmate://anything?merkmal=abc"); }),
         "[Quillmate] löse Anmeldung ein\n");
     EXPECT_EQ(geladen, Texte{"https://quillmate.example:8443/auth/app/anmelden?merkmal=abc"});
     EXPECT_FALSE(anmeldung->laeuft());
@@ -208,7 +212,7 @@ TEST_F(AnmeldungTest, AnEmptyTicketIsRedeemedButAMissingOneIsNot) {
          {"quillmate://x", "quillmate://x?merkmal", "quillmate://x?Merkmal=1",
           "quillmate://x?a=merkmal=1#merkmal=1", "quillmate://x?merkmal&merkmal=1"})
         EXPECT_EQ(
-            attrappen::fehlerausgabe([&] { anmeldung->einloesen(ohne); }),
+            werkzeug::fehlerausgabe([&] { anmeldung->einloesen(ohne); }),
             "[Quillmate] Rückweg ohne Merkmal: " + std::string{ohne} + "\n");
     EXPECT_EQ(geladen.size(), 1U);
 }
@@ -216,7 +220,7 @@ TEST_F(AnmeldungTest, AnEmptyTicketIsRedeemedButAMissingOneIsNot) {
 TEST_F(AnmeldungTest, ABankCallbackShowsTheBankPageWithWhatItSays) {
     anmeldung->bankVerbinden(bank);
     EXPECT_EQ(
-        attrappen::fehlerausgabe([&] { kommtZurueck("quillmate://bank?client=7&bank=ok&x=1"); }),
+        werkzeug::fehlerausgabe([&] { kommtZurueck("quillmate://bank?client=7&bank=ok&x=1"); }),
         "[Quillmate] Bankfreigabe kehrt in die App zurück\n");
     EXPECT_EQ(geladen, Texte{"https://quillmate.example:8443/bank?client=7&bank=ok"});
 }
@@ -236,7 +240,7 @@ TEST_F(AnmeldungTest, OnlyTheHostBankIsABankCallback) {
           "quillmate:bank?client=7", "quillmate:/bank?client=7", "quillmate://?bank=ok",
           "quillmate://x@y?bank", "", "quillmate://bank?a b"})
         EXPECT_EQ(
-            attrappen::fehlerausgabe([&] { anmeldung->bankRueckweg(fremd); }),
+            werkzeug::fehlerausgabe([&] { anmeldung->bankRueckweg(fremd); }),
             "[Quillmate] Unbekannter Bank-Rückweg\n")
             << fremd;
     EXPECT_TRUE(geladen.empty());
@@ -245,7 +249,7 @@ TEST_F(AnmeldungTest, OnlyTheHostBankIsABankCallback) {
 TEST(AnmeldungOhneHost, AStartPageWithoutHostLoadsNothing) {
     Sitzungsprobe werk;
     int geladen = 0;
-    Anmeldung anmeldung{
+    anmeldung::Anmeldung anmeldung{
         {.werk = werk, .start = Adresse::lesen("about:blank").value(), .laden = [&](std::string const&) {
              ++geladen;
          }}};

@@ -1,7 +1,7 @@
 #include "anmeldung/anmeldung.h"
 #include "anmeldung/browseranmeldung.h"
-#include "attrappen/fehlerausgabe.h"
-#include "attrappen/warteblatt.h"
+#include "werkzeug/fehlerausgabe.h"
+#include "werkzeug/warteblatt.h"
 
 #include <gtest/gtest.h>
 
@@ -11,11 +11,11 @@
 #include <vector>
 
 using namespace quillmate;
-using plattform::Anmeldeausgang;
+using ports::Anmeldeausgang;
 
 namespace {
 
-class Browser final : public plattform::Standardprogramm {
+class Browser final : public ports::Standardprogramm {
 public:
     void oeffnen(std::string const& adresse) override { geoeffnet.push_back(adresse); }
     std::vector<std::string> geoeffnet;
@@ -23,8 +23,7 @@ public:
 
 class BrowseranmeldungTest : public testing::Test {
 protected:
-    std::shared_ptr<plattform::Anmeldesitzung> sitzung(
-        std::string adresse = "https://h.example/start?app=1") {
+    std::shared_ptr<ports::Anmeldesitzung> sitzung(std::string adresse = "https://h.example/start?app=1") {
         return werk->sitzung(
             {.adresse = std::move(adresse), .rueckwegschema = "quillmate", .meldung = "M", .erklaerung = "E"},
             [this](Anmeldeausgang const& ausgang) { ausgaenge.push_back(ausgang); });
@@ -32,21 +31,22 @@ protected:
     /// What is logged about an address that arrives; it must not be obeyed.
     std::string verworfen(std::string const& adresse) {
         bool angenommen = true;
-        auto const protokoll = attrappen::fehlerausgabe([&] { angenommen = werk->rueckweg(adresse); });
+        auto const protokoll = werkzeug::fehlerausgabe([&] { angenommen = werk->rueckweg(adresse); });
         EXPECT_FALSE(angenommen) << adresse;
         return protokoll;
     }
 
     Browser browser;
-    attrappen::WarteblattwerkAttrappe blaetter;
+    werkzeug::WarteblattwerkAttrappe blaetter;
     bool einrichtbar{true};
     int eingerichtet{0};
     std::vector<Anmeldeausgang> ausgaenge;
-    std::unique_ptr<Browseranmeldung> werk = std::make_unique<Browseranmeldung>(Browseranmeldung::Umgebung{
-        .standardprogramm = browser, .warteblaetter = blaetter, .rueckwegEinrichten = [this] {
-            ++eingerichtet;
-            return einrichtbar;
-        }});
+    std::unique_ptr<anmeldung::Browseranmeldung> werk =
+        std::make_unique<anmeldung::Browseranmeldung>(anmeldung::Browseranmeldung::Umgebung{
+            .standardprogramm = browser, .warteblaetter = blaetter, .rueckwegEinrichten = [this] {
+                ++eingerichtet;
+                return einrichtbar;
+            }});
 };
 
 constexpr char const* keine = "[Quillmate] Rückweg verworfen: es läuft keine Anmeldung\n";
@@ -172,7 +172,7 @@ TEST_F(BrowseranmeldungTest, ASessionThatOutlivesItsMakerIsDead) {
 
 TEST_F(BrowseranmeldungTest, TheWholeRoadOfASignIn) {
     std::vector<std::string> geladen;
-    Anmeldung anmeldung{
+    anmeldung::Anmeldung anmeldung{
         {.werk = *werk,
          .start = Adresse::lesen("https://quillmate.example/uebersicht").value(),
          .laden = [&](std::string const& adresse) {

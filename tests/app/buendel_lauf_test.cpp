@@ -1,5 +1,5 @@
 // The built bundle runs wherever it is put: program, reader and resources find each other.
-#include "attrappen/ordner_auf_zeit.h"
+#include "werkzeug/ordner_auf_zeit.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -55,7 +55,7 @@ protected:
     }
 
     static constexpr auto text = "Rechnung 4711, Betrag 12,50 EUR\n";
-    quillmate::attrappen::OrdnerAufZeit ordner;
+    quillmate::werkzeug::OrdnerAufZeit ordner;
     std::string const app{ordner.pfad("Größe und Maß/Mein Quillmate.app")};
     std::string const programm{app + "/Contents/Linux/quillmate"};
 };

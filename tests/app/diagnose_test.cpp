@@ -1,5 +1,5 @@
 #include "app/diagnose.h"
-#include "attrappen/ordner_auf_zeit.h"
+#include "werkzeug/ordner_auf_zeit.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -15,13 +15,13 @@ struct FesterLeser final : Texterkennung::Leser {
 };
 
 std::string textZeile(std::string const& name, std::optional<std::string> text) {
-    attrappen::OrdnerAufZeit const ordner;
+    werkzeug::OrdnerAufZeit const ordner;
     FesterLeser leser;
     leser.text = std::move(text);
     Texterkennung::Zwischenspeicher const speicher{ordner.pfad("texte")};
     Texterkennung::Erkenner erkenner{leser, speicher};
     auto const pfad = ordner.datei(name, "x");
-    auto zeile = Diagnose::textZeile(pfad, erkenner);
+    auto zeile = app::diagnose::textZeile(pfad, erkenner);
     zeile.replace(zeile.find(ordner.pfad()), ordner.pfad().size(), "ORDNER");
     return zeile;
 }
@@ -30,41 +30,41 @@ std::string textZeile(std::string const& name, std::optional<std::string> text) 
 
 TEST(DiagnoseArgumente, FirstOccurrenceCountsAndTheLastArgumentHasNoValue) {
     std::vector<char const*> const a{"quillmate", "--text", "t", "--scan", "s", "--scan", "z"};
-    EXPECT_EQ(Diagnose::wertNach(a, "--scan"), "s");
-    EXPECT_EQ(Diagnose::wertNach(a, "--text"), "t");
+    EXPECT_EQ(app::diagnose::wertNach(a, "--scan"), "s");
+    EXPECT_EQ(app::diagnose::wertNach(a, "--text"), "t");
     std::vector<char const*> const b{"quillmate", "--scan"};
-    EXPECT_EQ(Diagnose::wertNach(b, "--scan"), std::nullopt);
+    EXPECT_EQ(app::diagnose::wertNach(b, "--scan"), std::nullopt);
     std::vector<char const*> const c{"--scan", "s"}; // position 0 counts too
-    EXPECT_EQ(Diagnose::wertNach(c, "--scan"), "s");
-    EXPECT_EQ(Diagnose::wertNach(c, "--text"), std::nullopt);
+    EXPECT_EQ(app::diagnose::wertNach(c, "--scan"), "s");
+    EXPECT_EQ(app::diagnose::wertNach(c, "--text"), std::nullopt);
 }
 
 TEST(DiagnoseScan, LineIsCompactJsonInFixedOrder) {
-    attrappen::OrdnerAufZeit const ordner;
+    werkzeug::OrdnerAufZeit const ordner;
     ordner.datei("ä \"1\".pdf", "12345");
     ordner.datei("kein.txt", "x");
     EXPECT_EQ(
-        Diagnose::scanZeile(ordner.pfad()), R"({"wurzel":")" + ordner.pfad() +
-                                                R"(","anzahl":1,"grenze_erreicht":false,"funde":[{"pfad":")" +
-                                                ordner.pfad() + R"(/ä \"1\".pdf","groesse":5}]})");
+        app::diagnose::scanZeile(ordner.pfad()),
+        R"({"wurzel":")" + ordner.pfad() + R"(","anzahl":1,"grenze_erreicht":false,"funde":[{"pfad":")" +
+            ordner.pfad() + R"(/ä \"1\".pdf","groesse":5}]})");
 }
 
 TEST(DiagnoseScan, AFolderThatIsNoneHasNoFinds) {
     EXPECT_EQ(
-        Diagnose::scanZeile("/gibt/es/nicht"),
+        app::diagnose::scanZeile("/gibt/es/nicht"),
         R"({"wurzel":"/gibt/es/nicht","anzahl":0,"grenze_erreicht":false,"funde":[]})");
 }
 
 TEST(DiagnoseScan, TheLimitIsReachedWith5000FindsAndNotWith4999) {
-    attrappen::OrdnerAufZeit const ordner;
+    werkzeug::OrdnerAufZeit const ordner;
     for (int i = 0; i < 4999; ++i)
         ordner.datei(std::to_string(i) + ".pdf");
-    auto zeile = nlohmann::json::parse(Diagnose::scanZeile(ordner.pfad()));
+    auto zeile = nlohmann::json::parse(app::diagnose::scanZeile(ordner.pfad()));
     EXPECT_EQ(zeile["anzahl"], 4999);
     EXPECT_EQ(zeile["grenze_erreicht"], false);
     ordner.datei("noch einer.pdf");
     ordner.datei("und einer.pdf");
-    zeile = nlohmann::json::parse(Diagnose::scanZeile(ordner.pfad()));
+    zeile = nlohmann::json::parse(app::diagnose::scanZeile(ordner.pfad()));
     EXPECT_EQ(zeile["anzahl"], 5000);
     EXPECT_EQ(zeile["grenze_erreicht"], true);
     EXPECT_EQ(zeile["funde"].size(), 5000U);

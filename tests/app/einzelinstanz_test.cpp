@@ -1,7 +1,7 @@
 #include "app/einzelinstanz.h"
-#include "attrappen/fehlerausgabe.h"
-#include "attrappen/ordner_auf_zeit.h"
-#include "attrappen/programme.h"
+#include "werkzeug/fehlerausgabe.h"
+#include "werkzeug/ordner_auf_zeit.h"
+#include "werkzeug/programme.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -19,9 +19,9 @@
 #include <utility>
 
 using namespace quillmate;
-using attrappen::fehlerausgabe;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using werkzeug::fehlerausgabe;
 
 namespace {
 
@@ -31,15 +31,15 @@ constexpr char const* sperreDemo = "quillmate-demo-einzelinstanz.lock";
 
 class Einzelinstanz : public testing::Test {
 protected:
-    std::optional<AppEinzelinstanz> belege(std::optional<std::string> const& kennung) {
-        std::optional<AppEinzelinstanz> sperre;
-        protokolliert =
-            fehlerausgabe([&] { sperre = AppEinzelinstanz::belegen(kennung, ordner.pfad(), programme); });
+    std::optional<app::AppEinzelinstanz> belege(std::optional<std::string> const& kennung) {
+        std::optional<app::AppEinzelinstanz> sperre;
+        protokolliert = fehlerausgabe(
+            [&] { sperre = app::AppEinzelinstanz::belegen(kennung, ordner.pfad(), programme); });
         return sperre;
     }
 
-    attrappen::OrdnerAufZeit ordner;
-    attrappen::LaufendeProgrammeAttrappe programme;
+    werkzeug::OrdnerAufZeit ordner;
+    werkzeug::LaufendeProgrammeAttrappe programme;
     std::string protokolliert;
 };
 
@@ -54,8 +54,8 @@ public:
         kind_ = ::fork();
         if (kind_ == 0) {
             ::close(hin[1]);
-            attrappen::LaufendeProgrammeAttrappe keine;
-            auto const sperre = AppEinzelinstanz::belegen(kennung, ordner, keine);
+            werkzeug::LaufendeProgrammeAttrappe keine;
+            auto const sperre = app::AppEinzelinstanz::belegen(kennung, ordner, keine);
             char const meldung = sperre ? 'j' : 'n';
             char ende = 0;
             bool const gesagt = ::write(zurueck[1], &meldung, 1) == 1;
@@ -167,15 +167,15 @@ TEST_F(Einzelinstanz, TheLockIsGivenBackWithItsObjectAndTheFileStays) {
 TEST_F(Einzelinstanz, NothingIsWrittenIntoTheFile) {
     ordner.datei(sperreMain, "von frueher");
     EXPECT_TRUE(belege("de.tandemwerk.quillmate"));
-    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad(sperreMain)), "von frueher");
+    EXPECT_EQ(werkzeug::inhaltVon(ordner.pfad(sperreMain)), "von frueher");
 }
 
 TEST_F(Einzelinstanz, WhereNoLockFileCanBeMadeTheProgramDoesNotStart) {
     programme.kennungen = {"de.tandemwerk.quillmate"};
-    std::optional<AppEinzelinstanz> sperre;
+    std::optional<app::AppEinzelinstanz> sperre;
     EXPECT_EQ(
         fehlerausgabe(
-            [&] { sperre = AppEinzelinstanz::belegen(std::nullopt, ordner.pfad("fehlt"), programme); }),
+            [&] { sperre = app::AppEinzelinstanz::belegen(std::nullopt, ordner.pfad("fehlt"), programme); }),
         "[Quillmate] Einzelinstanz-Sperre konnte nicht angelegt werden\n");
     EXPECT_FALSE(sperre);
     EXPECT_THAT(programme.aktiviert, ElementsAre("de.tandemwerk.quillmate"));

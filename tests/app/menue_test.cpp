@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-using namespace quillmate::Menue;
+using namespace quillmate::app::menue;
 
 namespace {
 

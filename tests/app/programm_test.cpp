@@ -1,5 +1,5 @@
 // The built program as a process, as a script would call it.
-#include "attrappen/ordner_auf_zeit.h"
+#include "werkzeug/ordner_auf_zeit.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -11,7 +11,7 @@
 #include <memory>
 #include <string>
 
-using quillmate::attrappen::OrdnerAufZeit;
+using quillmate::werkzeug::OrdnerAufZeit;
 
 namespace {
 

@@ -39,7 +39,7 @@ bool imKind(std::function<bool()> const& pruefen) {
 TEST(Umgebung, TheLibrariesSpeakGermanInASessionOfAnotherLanguage) {
     EXPECT_TRUE(imKind([] {
         ::setenv("LANGUAGE", "en_US:en", 1);
-        auto const vorher = Umgebung::einrichten(true);
+        auto const vorher = app::umgebung::einrichten(true);
         return wert("LANGUAGE") == "de" && vorher.at("LANGUAGE") == "en_US:en";
     }));
 }
@@ -49,7 +49,7 @@ TEST(Umgebung, WhereTheSessionHasNoLocaleThereIsOneThatTranslates) {
         EXPECT_TRUE(imKind([gesetzt] {
             if (*gesetzt)
                 ::setenv("LC_ALL", gesetzt, 1);
-            auto const vorher = Umgebung::einrichten(true);
+            auto const vorher = app::umgebung::einrichten(true);
             auto const davor = *gesetzt ? std::optional<std::string>{gesetzt} : std::nullopt;
             return std::string{std::setlocale(LC_MESSAGES, nullptr)} == "C.UTF-8" &&
                    vorher.at("LC_ALL") == davor;
@@ -59,7 +59,7 @@ TEST(Umgebung, WhereTheSessionHasNoLocaleThereIsOneThatTranslates) {
 TEST(Umgebung, ALocaleOfTheSessionStaysAsItIs) {
     EXPECT_TRUE(imKind([] {
         ::setenv("LC_ALL", "C.UTF-8", 1);
-        auto const vorher = Umgebung::einrichten(true);
+        auto const vorher = app::umgebung::einrichten(true);
         return wert("LC_ALL") == "C.UTF-8" && !vorher.contains("LC_ALL");
     }));
 }
@@ -67,12 +67,12 @@ TEST(Umgebung, ALocaleOfTheSessionStaysAsItIs) {
 TEST(Umgebung, WithoutAGraphicsProcessorTheToolkitLooksForNoGraphicsLibrary) {
     EXPECT_TRUE(imKind([] {
         ::unsetenv("GDK_DEBUG");
-        auto const vorher = Umgebung::einrichten(false);
+        auto const vorher = app::umgebung::einrichten(false);
         return wert("GDK_DEBUG") == "gl-disable" && vorher.at("GDK_DEBUG") == std::nullopt;
     }));
     EXPECT_TRUE(imKind([] {
         ::setenv("GDK_DEBUG", "events", 1);
-        auto const vorher = Umgebung::einrichten(false);
+        auto const vorher = app::umgebung::einrichten(false);
         return wert("GDK_DEBUG") == "events" && !vorher.contains("GDK_DEBUG");
     })) << "what the user has set stays";
 }
@@ -82,15 +82,15 @@ TEST(Umgebung, NoOtherProgramGetsAWayIntoTheEngine) {
          {"WEBKIT_INSPECTOR_SERVER", "WEBKIT_INSPECTOR_HTTP_SERVER", "WEBKIT_INJECTED_BUNDLE_PATH"})
         EXPECT_TRUE(imKind([name] {
             ::setenv(name, "127.0.0.1:1", 1);
-            auto const vorher = Umgebung::einrichten(true);
+            auto const vorher = app::umgebung::einrichten(true);
             return !wert(name) && vorher.at(name) == "127.0.0.1:1";
         })) << name;
 }
 
 TEST(Umgebung, WhatWasNotThereIsToldApartFromWhatWasEmpty) {
-    EXPECT_TRUE(imKind([] { return Umgebung::einrichten(true).at("LANGUAGE") == std::nullopt; }));
+    EXPECT_TRUE(imKind([] { return app::umgebung::einrichten(true).at("LANGUAGE") == std::nullopt; }));
     EXPECT_TRUE(imKind([] {
         ::setenv("LANGUAGE", "", 1);
-        return Umgebung::einrichten(true).at("LANGUAGE") == "";
+        return app::umgebung::einrichten(true).at("LANGUAGE") == "";
     }));
 }

@@ -1,5 +1,5 @@
 // Updates know the system by ports alone.
 #include "aktualisierung/aktualisierung.h"
 #ifdef VERBOTEN
-#include "plattform_linux/einbau_linux.h"
+#include "adapter/linux/einbau_linux.h"
 #endif

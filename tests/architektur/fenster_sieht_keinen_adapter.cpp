@@ -2,5 +2,5 @@
 #include "fenster/fenster.h"
 
 #ifdef VERBOTEN
-#include "plattform_gtk/webansicht_gtk.h"
+#include "adapter/gtk/webansicht_gtk.h"
 #endif

@@ -2,5 +2,5 @@
 #include "grundlage/protokoll.h"
 
 #ifdef VERBOTEN
-#include "plattform/uhr.h"
+#include "ports/uhr.h"
 #endif

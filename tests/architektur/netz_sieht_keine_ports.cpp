@@ -2,5 +2,5 @@
 #include "netz/http.h"
 
 #ifdef VERBOTEN
-#include "plattform/uhr.h"
+#include "ports/uhr.h"
 #endif

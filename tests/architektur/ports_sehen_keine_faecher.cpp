@@ -1,5 +1,5 @@
 // Ports do not know who uses them.
-#include "plattform/uhr.h"
+#include "ports/uhr.h"
 
 #ifdef VERBOTEN
 #include "ordner/fund.h"

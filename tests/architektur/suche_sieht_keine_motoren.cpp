@@ -2,5 +2,5 @@
 #include "macscan/suche.h"
 
 #ifdef VERBOTEN
-#include "texterkennung_leser/leser_im_prozess.h"
+#include "leser/motoren/leser_im_prozess.h"
 #endif

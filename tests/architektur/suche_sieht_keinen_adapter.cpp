@@ -2,5 +2,5 @@
 #include "macscan/suche.h"
 
 #ifdef VERBOTEN
-#include "plattform_linux/verzeichnisse.h"
+#include "adapter/linux/verzeichnisse.h"
 #endif

@@ -1,5 +1,5 @@
 // The move knows the system by ports alone.
 #include "umzug/umzug.h"
 #ifdef VERBOTEN
-#include "plattform_linux/dateiwerk_linux.h"
+#include "adapter/linux/dateiwerk_linux.h"
 #endif

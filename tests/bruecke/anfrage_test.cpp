@@ -14,14 +14,14 @@ using namespace quillmate;
 namespace {
 
 std::optional<std::int64_t> idVon(std::string_view zahl) {
-    auto const nachricht = entschluesseln(R"({"aktion":"x","id":)" + std::string{zahl} + "}");
+    auto const nachricht = bruecke::entschluesseln(R"({"aktion":"x","id":)" + std::string{zahl} + "}");
     return nachricht ? std::optional{nachricht->id} : std::nullopt;
 }
 
-Argumente argumenteAus(std::string_view rest) {
-    auto const nachricht = entschluesseln(R"({"aktion":"x","id":1,)" + std::string{rest} + "}");
+bruecke::Argumente argumenteAus(std::string_view rest) {
+    auto const nachricht = bruecke::entschluesseln(R"({"aktion":"x","id":1,)" + std::string{rest} + "}");
     EXPECT_TRUE(nachricht) << rest;
-    return nachricht ? nachricht->argumente : Argumente{};
+    return nachricht ? nachricht->argumente : bruecke::Argumente{};
 }
 
 Adresse start(std::string_view text) {
@@ -29,7 +29,7 @@ Adresse start(std::string_view text) {
 }
 
 bool darf(std::string const& dokument, std::string_view startseite = "https://quillmate.example/uebersicht") {
-    return darfSprechen({.hauptrahmen = true, .dokument = dokument}, start(startseite));
+    return bruecke::darfSprechen({.hauptrahmen = true, .dokument = dokument}, start(startseite));
 }
 
 std::string wiederholt(std::string_view teil, std::size_t anzahl) {
@@ -43,7 +43,7 @@ std::string wiederholt(std::string_view teil, std::size_t anzahl) {
 } // namespace
 
 TEST(Anfrage, AMessageIsAnObjectWithActionAndNumber) {
-    auto const nachricht = entschluesseln(R"({"aktion":"suchStand","id":7})");
+    auto const nachricht = bruecke::entschluesseln(R"({"aktion":"suchStand","id":7})");
     ASSERT_TRUE(nachricht);
     EXPECT_EQ(nachricht->aktion, "suchStand");
     EXPECT_EQ(nachricht->id, 7);
@@ -80,8 +80,8 @@ TEST(Anfrage, AnythingElseIsNotUnderstood) {
           R"({"aktion":"x","id":1e999})",
           "{\"aktion\":\"\xFF\",\"id\":1}",
           R"({"aktion":"\ud800","id":1})"})
-        EXPECT_FALSE(entschluesseln(json)) << json;
-    EXPECT_FALSE(entschluesseln(std::string_view{"{\"aktion\":\"x\",\0\"id\":1}", 22}));
+        EXPECT_FALSE(bruecke::entschluesseln(json)) << json;
+    EXPECT_FALSE(bruecke::entschluesseln(std::string_view{"{\"aktion\":\"x\",\0\"id\":1}", 22}));
 }
 
 TEST(Anfrage, AnIntegerIsANumberWithoutFractionHoweverItIsWritten) {
@@ -113,12 +113,12 @@ TEST(Anfrage, IntegersMustFitInto64SignedBits) {
 }
 
 TEST(Anfrage, OfTwoValuesForOneKeyTheLastCounts) {
-    auto const nachricht = entschluesseln(R"({"aktion":"a","id":1,"id":2,"aktion":"b"})");
+    auto const nachricht = bruecke::entschluesseln(R"({"aktion":"a","id":1,"id":2,"aktion":"b"})");
     ASSERT_TRUE(nachricht);
     EXPECT_EQ(nachricht->aktion, "b");
     EXPECT_EQ(nachricht->id, 2);
-    EXPECT_FALSE(entschluesseln(R"({"aktion":"a","id":1,"id":"2"})"));
-    EXPECT_FALSE(entschluesseln(R"({"aktion":"a","id":1,"id":{}})"));
+    EXPECT_FALSE(bruecke::entschluesseln(R"({"aktion":"a","id":1,"id":"2"})"));
+    EXPECT_FALSE(bruecke::entschluesseln(R"({"aktion":"a","id":1,"id":{}})"));
 }
 
 TEST(Anfrage, AValueOfAnotherTypeCountsAsAbsent) {
@@ -128,7 +128,7 @@ TEST(Anfrage, AValueOfAnotherTypeCountsAsAbsent) {
     EXPECT_FALSE(argumente.ganzzahl("client_id"));
     EXPECT_FALSE(argumente.wahr("alles"));
     EXPECT_FALSE(argumente.wahr("fotos"));
-    EXPECT_EQ(argumente.liste("stichworte"), Argumente::Liste{});
+    EXPECT_EQ(argumente.liste("stichworte"), bruecke::Argumente::Liste{});
     EXPECT_FALSE(argumente.text("server"));
     EXPECT_FALSE(argumente.text("datum"));
 }
@@ -149,24 +149,26 @@ TEST(Anfrage, EmptyTextsAreTextsButNotNonEmptyOnes) {
 
 TEST(Anfrage, AListHoldsTextsAndNothingElse) {
     EXPECT_EQ(
-        argumenteAus(R"("stichworte":["a","","ü"])").liste("stichworte"), (Argumente::Liste{"a", "", "ü"}));
-    EXPECT_EQ(argumenteAus(R"("stichworte":[])").liste("stichworte"), Argumente::Liste{});
+        argumenteAus(R"("stichworte":["a","","ü"])").liste("stichworte"),
+        (bruecke::Argumente::Liste{"a", "", "ü"}));
+    EXPECT_EQ(argumenteAus(R"("stichworte":[])").liste("stichworte"), bruecke::Argumente::Liste{});
     for (auto const* const inhalt :
          {R"(["a",1])", R"(["a",null])", R"(["a",true,"b"])", R"(["a",["b"]])", R"([["a"]])",
           R"([{"a":"b"},"c"])", R"([1.5,"a"])", R"({"0":"a"})"})
         EXPECT_EQ(
-            argumenteAus(R"("stichworte":)" + std::string{inhalt}).liste("stichworte"), Argumente::Liste{})
+            argumenteAus(R"("stichworte":)" + std::string{inhalt}).liste("stichworte"),
+            bruecke::Argumente::Liste{})
             << inhalt;
 }
 
 TEST(Anfrage, AListAfterABrokenOneIsReadAgain) {
     auto const argumente = argumenteAus(R"("stichworte":["a",[1]],"betrag_texte":["1,00"])");
-    EXPECT_EQ(argumente.liste("stichworte"), Argumente::Liste{});
-    EXPECT_EQ(argumente.liste("betrag_texte"), Argumente::Liste{"1,00"});
+    EXPECT_EQ(argumente.liste("stichworte"), bruecke::Argumente::Liste{});
+    EXPECT_EQ(argumente.liste("betrag_texte"), bruecke::Argumente::Liste{"1,00"});
 }
 
 TEST(Anfrage, AListTooLongToBeMeantIsRefusedAndNotKept) {
-    auto const grenze = Argumente::hoechsteListe;
+    auto const grenze = bruecke::Argumente::hoechsteListe;
     auto const liste = [](std::size_t anzahl) {
         return R"("stichworte":["x")" + wiederholt(R"(,"x")", anzahl - 1) + "]";
     };
@@ -181,24 +183,27 @@ TEST(Anfrage, DepthAndBreadthOfWhatNobodyAsksForCostNothing) {
     // What costs more than a look at each byte runs into the test program's time limit.
     auto const tief = R"({"aktion":"x","x":)" + std::string(zehnMegabyte / 2, '[') +
                       std::string(zehnMegabyte / 2, ']') + R"(,"id":1})";
-    EXPECT_EQ(entschluesseln(tief).value().id, 1);
+    EXPECT_EQ(bruecke::entschluesseln(tief).value().id, 1);
     auto const tiefeObjekte = R"({"aktion":"x","stichworte":)" + wiederholt(R"({"a":)", zehnMegabyte / 6) +
                               "1" + std::string(zehnMegabyte / 6, '}') + R"(,"id":1})";
-    EXPECT_EQ(entschluesseln(tiefeObjekte).value().argumente.liste("stichworte"), Argumente::Liste{});
+    EXPECT_EQ(
+        bruecke::entschluesseln(tiefeObjekte).value().argumente.liste("stichworte"),
+        bruecke::Argumente::Liste{});
     auto const breit = R"({"aktion":"x","id":1)" + wiederholt(R"(,"abc":[1,2])", zehnMegabyte / 12) + "}";
-    EXPECT_EQ(entschluesseln(breit).value().id, 1);
+    EXPECT_EQ(bruecke::entschluesseln(breit).value().id, 1);
     auto const langerText = R"({"aktion":"x","id":1,"token":")" + std::string(zehnMegabyte, 'a') + "\"}";
-    EXPECT_EQ(entschluesseln(langerText).value().argumente.text("token").value().size(), zehnMegabyte);
-    EXPECT_FALSE(entschluesseln(std::string(zehnMegabyte, '[')));
-    EXPECT_FALSE(entschluesseln(std::string(zehnMegabyte, '"')));
+    EXPECT_EQ(
+        bruecke::entschluesseln(langerText).value().argumente.text("token").value().size(), zehnMegabyte);
+    EXPECT_FALSE(bruecke::entschluesseln(std::string(zehnMegabyte, '[')));
+    EXPECT_FALSE(bruecke::entschluesseln(std::string(zehnMegabyte, '"')));
 }
 
 TEST(Anfrage, AMessageBeyondTheLimitIsNotLookedAt) {
     std::string const anfang = R"({"aktion":"x","id":1,"token":")";
-    auto const genau = anfang + std::string(hoechsteNachricht - anfang.size() - 2, 'a') + "\"}";
-    ASSERT_EQ(genau.size(), hoechsteNachricht);
-    EXPECT_TRUE(entschluesseln(genau));
-    EXPECT_FALSE(entschluesseln(genau + " "));
+    auto const genau = anfang + std::string(bruecke::hoechsteNachricht - anfang.size() - 2, 'a') + "\"}";
+    ASSERT_EQ(genau.size(), bruecke::hoechsteNachricht);
+    EXPECT_TRUE(bruecke::entschluesseln(genau));
+    EXPECT_FALSE(bruecke::entschluesseln(genau + " "));
 }
 
 TEST(Anfrage, RandomBytesNeverDoMoreThanBeingRefused) {
@@ -211,7 +216,7 @@ TEST(Anfrage, RandomBytesNeverDoMoreThanBeingRefused) {
         for (int n = 0; n <= i % 4; ++n)
             text[zufall() % text.size()] = static_cast<char>(byte(zufall));
         auto const laenge = i % 2 == 0 ? text.size() : zufall() % text.size();
-        auto const nachricht = entschluesseln(text.substr(0, laenge));
+        auto const nachricht = bruecke::entschluesseln(text.substr(0, laenge));
         EXPECT_LE(nachricht ? nachricht->aktion.size() : 0, laenge);
     }
 }
@@ -226,7 +231,7 @@ TEST(Anfrage, PagesOfOwnHostsMaySpeak) {
 }
 
 TEST(Anfrage, FramesMayNotSpeakWhateverTheirPageIs) {
-    EXPECT_FALSE(darfSprechen(
+    EXPECT_FALSE(bruecke::darfSprechen(
         {.hauptrahmen = false, .dokument = "https://quillmate.example/uebersicht"},
         start("https://quillmate.example/uebersicht")));
 }

@@ -1,10 +1,10 @@
-#include "attrappen/dialoge.h"
-#include "attrappen/fehlerausgabe.h"
-#include "attrappen/fensterwerk.h"
-#include "attrappen/hauptschleife.h"
-#include "attrappen/programme.h"
 #include "bruecke/bruecke.h"
 #include "macscan/suchwelt.h"
+#include "werkzeug/dialoge.h"
+#include "werkzeug/fehlerausgabe.h"
+#include "werkzeug/fensterwerk.h"
+#include "werkzeug/hauptschleife.h"
+#include "werkzeug/programme.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -22,11 +22,11 @@
 #include <vector>
 
 using namespace quillmate;
-using attrappen::fehlerausgabe;
-using attrappen::wartenBis;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using werkzeug::fehlerausgabe;
+using werkzeug::wartenBis;
 
 namespace {
 
@@ -40,7 +40,7 @@ struct Antwort {
 /// is at the latest with this object.
 class Lesehalt {
 public:
-    explicit Lesehalt(attrappen::Suchwelt& welt) {
+    explicit Lesehalt(werkzeug::Suchwelt& welt) {
         welt.heim.datei("Desktop/rechnung.pdf", "Rechnung 119,00 EUR");
         welt.leser.vorher = [lage = lage_] {
             setze(lage->liest);
@@ -70,11 +70,11 @@ class BrueckeTest : public testing::Test {
 protected:
     BrueckeTest() { baueBruecke(); }
 
-    void baueBruecke(Bruecke::PortalOeffnen portalOeffnen = {}) {
+    void baueBruecke(bruecke::Bruecke::PortalOeffnen portalOeffnen = {}) {
         bruecke.reset();
         bruecke.emplace(
             web, std::move(portalOeffnen),
-            Brueckenumgebung{
+            bruecke::Brueckenumgebung{
                 .schleife = schleife,
                 .ordnertafel = tafel,
                 .arbeitsfaden = welt.arbeitsfaden,
@@ -140,19 +140,19 @@ protected:
         return anfrage;
     }
 
-    attrappen::HandSchleife schleife; // before the search, which speaks through it to its end
-    attrappen::Suchwelt welt;
-    attrappen::OrdnertafelAttrappe tafel;
-    attrappen::AktualisiererAttrappe aktualisierer;
-    plattform::Aktualisierer* nachsehen{&aktualisierer}; ///< What baueBruecke() gives the bridge.
+    werkzeug::HandSchleife schleife; // before the search, which speaks through it to its end
+    werkzeug::Suchwelt welt;
+    werkzeug::OrdnertafelAttrappe tafel;
+    werkzeug::AktualisiererAttrappe aktualisierer;
+    ports::Aktualisierer* nachsehen{&aktualisierer}; ///< What baueBruecke() gives the bridge.
     MacScan::Suche suche{welt.umgebung()};
-    Umzugslage lage{.ort = "programme", .umzugNoetig = false};
-    plattform::Webansicht::Empfaenger niemand;
-    std::shared_ptr<attrappen::WebansichtAttrappe> web{
-        std::make_shared<attrappen::WebansichtAttrappe>("web", niemand, std::make_shared<attrappen::Buch>())};
-    plattform::Absender seite{.hauptrahmen = true, .dokument = "https://quillmate.example/belege"};
+    bruecke::Umzugslage lage{.ort = "programme", .umzugNoetig = false};
+    ports::Webansicht::Empfaenger niemand;
+    std::shared_ptr<werkzeug::WebansichtAttrappe> web{
+        std::make_shared<werkzeug::WebansichtAttrappe>("web", niemand, std::make_shared<werkzeug::Buch>())};
+    ports::Absender seite{.hauptrahmen = true, .dokument = "https://quillmate.example/belege"};
     std::int64_t zaehler{0};
-    std::optional<Bruecke> bruecke;
+    std::optional<bruecke::Bruecke> bruecke;
 };
 
 Json const portalwunsch{{"kennung", "a"}, {"client_id", 1}, {"token", "t"}};
@@ -247,7 +247,7 @@ TEST_F(BrueckeTest, A10MegabyteMessageIsServed) {
 
 TEST_F(BrueckeTest, ForeignPagesAndFramesAreAnsweredLikeAnUnknownActionAndLogged) {
     struct Fall {
-        plattform::Absender absender;
+        ports::Absender absender;
         std::string_view protokoll;
     };
     for (auto const& [absender, erwartet] :
@@ -343,14 +343,14 @@ TEST_F(BrueckeTest, AfterTheDeathOfThePageItsRepliesAreDropped) {
 }
 
 TEST_F(BrueckeTest, AnActionDuringWhichThePageChangesAnswersNobody) {
-    baueBruecke([this](Portalanfrage const&) {
+    baueBruecke([this](bruecke::Portalanfrage const&) {
         web->zeige("https://quillmate.example/uebersicht");
         return Json{{"geoeffnet", true}};
     });
     seite = web->zeige("https://quillmate.example/belege");
     beginne("portalOeffnen", 1, portalwunsch);
     EXPECT_THAT(antworten(), IsEmpty());
-    baueBruecke([this](Portalanfrage const&) -> Json {
+    baueBruecke([this](bruecke::Portalanfrage const&) -> Json {
         web->zeige("https://quillmate.example/uebersicht");
         throw std::bad_alloc{};
     });
@@ -385,7 +385,7 @@ TEST_F(BrueckeTest, ACountThatDocumentsShareIsToldToTheOneThatIsShown) {
 }
 
 TEST_F(BrueckeTest, AReplyThatIsNoJsonIsDroppedWithoutAWord) {
-    baueBruecke([](Portalanfrage const&) { return Json{{"name", "\xFF"}}; });
+    baueBruecke([](bruecke::Portalanfrage const&) { return Json{{"name", "\xFF"}}; });
     EXPECT_EQ(fehlerausgabe([&] { beginne("portalOeffnen", 1, portalwunsch); }), "");
     EXPECT_THAT(antworten(), IsEmpty());
 }
@@ -533,8 +533,8 @@ TEST_F(BrueckeTest, WithoutPortalsThePageIsToldSo) {
 }
 
 TEST_F(BrueckeTest, APortalRequestIsPassedOnAndItsReplyBack) {
-    std::vector<Portalanfrage> anfragen;
-    baueBruecke([&](Portalanfrage const& anfrage) {
+    std::vector<bruecke::Portalanfrage> anfragen;
+    baueBruecke([&](bruecke::Portalanfrage const& anfrage) {
         anfragen.push_back(anfrage);
         return Json{{"geoeffnet", true}};
     });
@@ -559,7 +559,7 @@ TEST_F(BrueckeTest, APortalRequestIsPassedOnAndItsReplyBack) {
 }
 
 TEST_F(BrueckeTest, AnIncompletePortalRequestIsRefused) {
-    baueBruecke([](Portalanfrage const&) -> Json {
+    baueBruecke([](bruecke::Portalanfrage const&) -> Json {
         ADD_FAILURE();
         return {};
     });
@@ -580,7 +580,7 @@ TEST_F(BrueckeTest, AnIncompletePortalRequestIsRefused) {
 }
 
 TEST_F(BrueckeTest, TheBridgeMayEndWhileAPortalIsAskedFor) {
-    baueBruecke([&](Portalanfrage const&) {
+    baueBruecke([&](bruecke::Portalanfrage const&) {
         bruecke.reset();
         return Json{{"abgebrochen", true}};
     });
@@ -835,7 +835,7 @@ TEST_F(BrueckeTest, WithoutUpdaterTheReplyIsEmptyToo) {
 }
 
 TEST_F(BrueckeTest, AnActionThatBreaksOffIsLoggedAndAnswered) {
-    baueBruecke([](Portalanfrage const&) -> Json { throw std::bad_alloc{}; });
+    baueBruecke([](bruecke::Portalanfrage const&) -> Json { throw std::bad_alloc{}; });
     auto const zeile = fehlerausgabe([&] {
         EXPECT_EQ(
             rufe("portalOeffnen", portalwunsch),

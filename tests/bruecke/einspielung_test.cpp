@@ -7,10 +7,10 @@
 #include <string>
 #include <string_view>
 
-using quillmate::Bruecke;
-using quillmate::einspielungsskript;
-using quillmate::ganzzahlAus;
-using quillmate::Programmangaben;
+using quillmate::bruecke::Bruecke;
+using quillmate::bruecke::einspielungsskript;
+using quillmate::bruecke::ganzzahlAus;
+using quillmate::bruecke::Programmangaben;
 
 namespace {
 

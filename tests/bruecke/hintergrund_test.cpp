@@ -1,6 +1,6 @@
-#include "attrappen/stell_uhr.h"
-#include "attrappen/warten.h"
 #include "bruecke/hintergrund.h"
+#include "werkzeug/stell_uhr.h"
+#include "werkzeug/warten.h"
 
 #include <gtest/gtest.h>
 
@@ -14,11 +14,11 @@
 using namespace quillmate;
 
 TEST(Hintergrund, WorkRunsInOrderOnOneThreadOfLowPriority) {
-    attrappen::ZaehlenderArbeitsfaden arbeitsfaden;
+    werkzeug::ZaehlenderArbeitsfaden arbeitsfaden;
     std::vector<int> reihenfolge;
     std::vector<std::thread::id> faeden;
     std::atomic<int> fertig{0};
-    Hintergrund hintergrund{arbeitsfaden};
+    bruecke::Hintergrund hintergrund{arbeitsfaden};
     EXPECT_EQ(arbeitsfaden.anzahl, 0); // no thread before the first work
     for (int i = 0; i < 100; ++i)
         hintergrund.ausfuehren([&, i](std::stop_token const&) {
@@ -26,7 +26,7 @@ TEST(Hintergrund, WorkRunsInOrderOnOneThreadOfLowPriority) {
             faeden.push_back(std::this_thread::get_id());
             ++fertig;
         });
-    ASSERT_TRUE(attrappen::wartenBis([&] { return fertig == 100; }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return fertig == 100; }));
     for (int i = 0; i < 100; ++i)
         EXPECT_EQ(reihenfolge[static_cast<std::size_t>(i)], i);
     EXPECT_EQ(std::set<std::thread::id>(faeden.begin(), faeden.end()).size(), 1U);
@@ -35,11 +35,11 @@ TEST(Hintergrund, WorkRunsInOrderOnOneThreadOfLowPriority) {
 }
 
 TEST(Hintergrund, EndWaitsForTheWorkUnderWay) {
-    attrappen::ZaehlenderArbeitsfaden arbeitsfaden;
+    werkzeug::ZaehlenderArbeitsfaden arbeitsfaden;
     std::latch begonnen{1};
     std::latch weiter{1};
     std::atomic<bool> fertig{false};
-    std::optional<Hintergrund> hintergrund{std::in_place, arbeitsfaden};
+    std::optional<bruecke::Hintergrund> hintergrund{std::in_place, arbeitsfaden};
     hintergrund->ausfuehren([&](std::stop_token const&) {
         begonnen.count_down();
         weiter.wait();
@@ -55,14 +55,14 @@ TEST(Hintergrund, EndWaitsForTheWorkUnderWay) {
 }
 
 TEST(Hintergrund, EndAsksTheWorkUnderWayToStopAndDropsTheRest) {
-    attrappen::ZaehlenderArbeitsfaden arbeitsfaden;
+    werkzeug::ZaehlenderArbeitsfaden arbeitsfaden;
     std::latch begonnen{1};
     bool gebeten = false;
     bool weitergemacht = false;
-    std::optional<Hintergrund> hintergrund{std::in_place, arbeitsfaden};
+    std::optional<bruecke::Hintergrund> hintergrund{std::in_place, arbeitsfaden};
     hintergrund->ausfuehren([&](std::stop_token const& ende) {
         begonnen.count_down();
-        gebeten = attrappen::wartenBis([&] { return ende.stop_requested(); });
+        gebeten = werkzeug::wartenBis([&] { return ende.stop_requested(); });
     });
     hintergrund->ausfuehren([&](std::stop_token const&) { weitergemacht = true; });
     begonnen.wait();
@@ -72,12 +72,12 @@ TEST(Hintergrund, EndAsksTheWorkUnderWayToStopAndDropsTheRest) {
 }
 
 TEST(Hintergrund, EndWithoutWorkDoesNotWait) {
-    attrappen::ZaehlenderArbeitsfaden arbeitsfaden;
-    { Hintergrund const nie{arbeitsfaden}; }
+    werkzeug::ZaehlenderArbeitsfaden arbeitsfaden;
+    { bruecke::Hintergrund const nie{arbeitsfaden}; }
     std::atomic<bool> fertig{false};
     {
-        Hintergrund einmal{arbeitsfaden};
+        bruecke::Hintergrund einmal{arbeitsfaden};
         einmal.ausfuehren([&](std::stop_token const&) { fertig = true; });
-        ASSERT_TRUE(attrappen::wartenBis([&] { return fertig.load(); }));
+        ASSERT_TRUE(werkzeug::wartenBis([&] { return fertig.load(); }));
     }
 }

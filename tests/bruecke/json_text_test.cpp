@@ -6,7 +6,7 @@
 #include <limits>
 
 using quillmate::Json;
-using quillmate::jsonText;
+using quillmate::bruecke::jsonText;
 
 TEST(JsonText, ObjectsAreWrittenWithoutBlanksInTheirOrder) {
     EXPECT_EQ(

@@ -4,7 +4,7 @@
 
 #include <string>
 
-using quillmate::zitat;
+using quillmate::bruecke::zitat;
 
 TEST(Zitat, EmptyTextIsTwoQuotes) {
     EXPECT_EQ(zitat(""), "\"\"");

@@ -4,8 +4,8 @@
 #include "demo/hilfsordner.h"
 #include "grundlage/datei.h"
 #include "grundlage/text.h"
+#include "leser/motoren/leser_im_prozess.h"
 #include "texterkennung/heuristik.h"
-#include "texterkennung_leser/leser_im_prozess.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -150,7 +150,7 @@ std::string entscheidung(std::string const& pfad, std::optional<std::string> con
 }
 
 TEST_F(Beispiele, EveryDecisionIsTheOneThatReadingGivesAndAmountsAndDatesCanBeRead) {
-    Texterkennung::LeserImProzess leser;
+    leser::motoren::LeserImProzess leser;
     int fotos = 0;
     int lesbareFotos = 0;
     for (auto const& datei : dateien) {

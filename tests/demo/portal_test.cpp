@@ -5,7 +5,7 @@
 #include "demo/portal.h"
 #include "demo/portalzertifikat.h"
 #include "grundlage/datei.h"
-#include "texterkennung_leser/leser_im_prozess.h"
+#include "leser/motoren/leser_im_prozess.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -175,7 +175,7 @@ TEST(Portalrechnungen, EachIsAReadableReceiptForABookingThatHasNoSample) {
         }
     ASSERT_EQ(rechnungen.size(), ohneBeleg.size());
     Hilfsordner const ordner;
-    Texterkennung::LeserImProzess leser;
+    leser::motoren::LeserImProzess leser;
     for (std::size_t i = 0; i < rechnungen.size(); ++i) {
         auto const pfad = ordner.pfad() + "/rechnung.pdf";
         ASSERT_TRUE(schreibeAtomar(pfad, rechnungen[i].pdf, Dauerhaft::nein));

@@ -1,8 +1,8 @@
 // The overview page in the real web engine, on a display of the test's own, with the real service behind it and a
 // stand-in for the program's window.quillmateApp.
-#include "attrappen/anzeige.h"
 #include "demo/dienstprozess.h"
 #include "demo/hilfsordner.h"
+#include "werkzeug/anzeige.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -59,7 +59,7 @@ class EchteSeite : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         // Until the end of the process: whoever still talks to a display that goes away ends the process.
-        static attrappen::Anzeige const anzeige;
+        static werkzeug::Anzeige const anzeige;
         gtk_init();
     }
 

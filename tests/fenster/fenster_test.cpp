@@ -1,12 +1,12 @@
-#include "attrappen/dialoge.h"
-#include "attrappen/download.h"
-#include "attrappen/fehlerausgabe.h"
-#include "attrappen/fensterwerk.h"
-#include "attrappen/hauptschleife.h"
-#include "attrappen/programme.h"
 #include "fenster/fenster.h"
 #include "fenster/seiten.h"
 #include "macscan/suchwelt.h"
+#include "werkzeug/dialoge.h"
+#include "werkzeug/download.h"
+#include "werkzeug/fehlerausgabe.h"
+#include "werkzeug/fensterwerk.h"
+#include "werkzeug/hauptschleife.h"
+#include "werkzeug/programme.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,20 +19,20 @@
 #include <vector>
 
 using namespace quillmate;
-using attrappen::fehlerausgabe;
-using plattform::Entscheidung;
-using plattform::Navigationsart;
+using ports::Entscheidung;
+using ports::Navigationsart;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using werkzeug::fehlerausgabe;
 
 namespace {
 
 constexpr char const* startseite = "https://quillmate.example/uebersicht";
 
 /// Downloads below a folder of the test, or none.
-class Downloadordner final : public plattform::Standardorte {
+class Downloadordner final : public ports::Standardorte {
 public:
     Pfade pfade() override {
         return {.schreibtisch = {}, .dokumente = {}, .downloads = downloads, .wolke = {}};
@@ -41,7 +41,7 @@ public:
 };
 
 /// A portal's window that a test closes.
-class PortalAttrappe final : public Portalansicht {
+class PortalAttrappe final : public fenster::Portalansicht {
 public:
     explicit PortalAttrappe(bool& sichtbar)
         : sichtbar_(sichtbar) {}
@@ -56,9 +56,9 @@ class FensterTest : public testing::Test {
 protected:
     FensterTest() { orte.downloads = welt.heim.pfad("Downloads"); }
 
-    Fenster& baue() {
+    fenster::Fenster& baue() {
         aufbau = fehlerausgabe([&] {
-            haupt.emplace(Fensterumgebung{
+            haupt.emplace(fenster::Fensterumgebung{
                 .werk = werk,
                 .dialoge = dialoge,
                 .schleife = schleife,
@@ -76,15 +76,16 @@ protected:
                      .aktualisierer = nullptr,
                      .merkliste = welt.merkliste,
                      .suche = suche,
-                     .umzugLage = [] { return Umzugslage{.ort = "programme", .umzugNoetig = false}; },
+                     .umzugLage =
+                         [] { return bruecke::Umzugslage{.ort = "programme", .umzugNoetig = false}; },
                      .start = Adresse::lesen(start).value()},
                 .portale = portale,
                 .anmeldung = anmeldung});
         });
         return *haupt;
     }
-    attrappen::WebansichtAttrappe& web() { return *werk.ansichten.front(); }
-    plattform::Webansicht::Empfaenger& engine() { return web().empfaenger(); }
+    werkzeug::WebansichtAttrappe& web() { return *werk.ansichten.front(); }
+    ports::Webansicht::Empfaenger& engine() { return web().empfaenger(); }
     std::vector<std::string>& buch() { return werk.buch->zeilen; }
 
     Entscheidung navigation(
@@ -99,33 +100,33 @@ protected:
                     .contentDisposition = contentDisposition,
                     .darstellbar = darstellbar});
     }
-    plattform::Webansicht* neuesFenster(std::optional<std::string> const& adresse, bool zielrahmen = false) {
+    ports::Webansicht* neuesFenster(std::optional<std::string> const& adresse, bool zielrahmen = false) {
         return engine().neuesFenster(
             web(), {.adresse = adresse, .zielrahmen = zielrahmen},
-            [this](plattform::Webansicht::Empfaenger& empfaenger) { return werk.verwandte(empfaenger); });
+            [this](ports::Webansicht::Empfaenger& empfaenger) { return werk.verwandte(empfaenger); });
     }
-    std::shared_ptr<attrappen::DownloadAttrappe> download() {
-        auto neuer = std::make_shared<attrappen::DownloadAttrappe>();
+    std::shared_ptr<werkzeug::DownloadAttrappe> download() {
+        auto neuer = std::make_shared<werkzeug::DownloadAttrappe>();
         engine().heruntergeladen(web(), neuer);
         return neuer;
     }
 
     std::string start{startseite};
-    attrappen::HandSchleife schleife;
-    attrappen::Suchwelt welt;
+    werkzeug::HandSchleife schleife;
+    werkzeug::Suchwelt welt;
     MacScan::Suche suche{welt.umgebung()};
-    attrappen::OrdnertafelAttrappe tafel;
-    attrappen::FensterwerkAttrappe werk;
-    attrappen::DialogeAttrappe dialoge;
-    attrappen::StandardprogrammAttrappe browser;
+    werkzeug::OrdnertafelAttrappe tafel;
+    werkzeug::FensterwerkAttrappe werk;
+    werkzeug::DialogeAttrappe dialoge;
+    werkzeug::StandardprogrammAttrappe browser;
     Downloadordner orte;
-    Portalanschluss portale;
-    Anmeldeanschluss anmeldung;
+    fenster::Portalanschluss portale;
+    fenster::Anmeldeanschluss anmeldung;
     std::string aufbau; ///< What the construction logged.
-    std::optional<Fenster> haupt;
+    std::optional<fenster::Fenster> haupt;
 };
 
-plattform::Ladefehler netzfehler(std::string beschreibung = "Kein Netz") {
+ports::Ladefehler netzfehler(std::string beschreibung = "Kein Netz") {
     return {.bereich = "netz", .nummer = -1009, .beschreibung = std::move(beschreibung)};
 }
 
@@ -140,7 +141,7 @@ TEST_F(FensterTest, ConstructionShowsTheLoadingPageAndLoadsTheStartPage) {
                     "web1 neu", "fenster1 neu", "fenster1 titel Quillmate", "fenster1 inhalt",
                     "fenster1 groesseMerken QuillmateHauptfenster", "web1 ladenHtml",
                     "web1 laden https://quillmate.example/uebersicht 60"));
-    EXPECT_THAT(web().htmls, ElementsAre(ladeseite()));
+    EXPECT_THAT(web().htmls, ElementsAre(fenster::ladeseite()));
     EXPECT_EQ(aufbau, "[Quillmate] lade https://quillmate.example/uebersicht\n");
 }
 
@@ -162,11 +163,11 @@ TEST_F(FensterTest, WindowHasItsSizeAndTheWebViewAsContent) {
 TEST_F(FensterTest, WebViewKeepsItsDataAndHasBridgeScriptHandlerAndGestures) {
     baue();
     auto const& einrichtung = werk.einrichtungen.front();
-    EXPECT_EQ(einrichtung.datenhaltung, plattform::Webansicht::Einrichtung::Datenhaltung::hauptfenster);
+    EXPECT_EQ(einrichtung.datenhaltung, ports::Webansicht::Einrichtung::Datenhaltung::hauptfenster);
     ASSERT_EQ(einrichtung.skripte.size(), 1U);
     EXPECT_EQ(
         einrichtung.skripte.front().quelltext,
-        einspielungsskript(
+        bruecke::einspielungsskript(
             {.kurzfassung = "1.2", .buildnummer = "3", .ort = "programme", .umzugNoetig = false}));
     EXPECT_TRUE(einrichtung.skripte.front().nurHauptrahmen);
     EXPECT_EQ(einrichtung.nachrichtenname, "quillmate");
@@ -261,7 +262,7 @@ TEST_F(FensterTest, AFailureOfPrintingIsLoggedAndAnnounced) {
     schleife.laufen();
     EXPECT_EQ(
         web().skripte.back(),
-        meldeskript("Das Drucken hat nicht geklappt: Der Drucker wurde nicht gefunden.", false));
+        fenster::meldeskript("Das Drucken hat nicht geklappt: Der Drucker wurde nicht gefunden.", false));
 }
 
 // --- where navigations may go ---------------------------------------------------------------------------------------
@@ -413,7 +414,7 @@ TEST_F(FensterTest, AFailedLoadIsLoggedAndShown) {
     EXPECT_EQ(
         fehlerausgabe([&] { engine().fehlgeschlagen(web(), netzfehler("a<b & c>")); }),
         "[Quillmate] FEHLER netz -1009: a<b & c>\n");
-    EXPECT_EQ(web().htmls.back(), fehlerseite("a<b & c>"));
+    EXPECT_EQ(web().htmls.back(), fenster::fehlerseite("a<b & c>"));
     EXPECT_THAT(web().htmls.back(), HasSubstr("a&lt;b &amp; c>"));
     EXPECT_EQ(buch().back(), "web1 ladenErsatz https://quillmate.example/uebersicht");
 }
@@ -462,7 +463,7 @@ TEST_F(FensterTest, ASecondDeathWithinAMinuteShowsTheErrorPage) {
         fehlerausgabe([&] { engine().prozessGestorben(web(), "abgestürzt"); }),
         "[Quillmate] Webprozess erneut beendet (abgestürzt): die Fehlerseite wird gezeigt\n");
     EXPECT_EQ(buch().back(), "web1 ladenErsatz https://quillmate.example/uebersicht");
-    EXPECT_EQ(web().htmls.back(), absturzseite("abgestürzt"));
+    EXPECT_EQ(web().htmls.back(), fenster::absturzseite("abgestürzt"));
 }
 
 TEST_F(FensterTest, ADeathLongAfterTheReloadGetsAReloadOfItsOwn) {
@@ -599,7 +600,7 @@ TEST_F(FensterTest, WhereNoViewCanBeMadeThereIsNoWindow) {
     EXPECT_EQ(
         engine().neuesFenster(
             web(), {.adresse = "https://quillmate.example/belege"},
-            [](plattform::Webansicht::Empfaenger&) { return nullptr; }),
+            [](ports::Webansicht::Empfaenger&) { return nullptr; }),
         nullptr);
     EXPECT_EQ(fenster.nebenfensterzahl(), 0U);
 }
@@ -619,7 +620,8 @@ TEST_F(FensterTest, ADownloadGoesToTheDownloadsFolderAndIsAnnounced) {
     EXPECT_THAT(web().skripte, IsEmpty()); // later
     schleife.laufen();
     EXPECT_THAT(
-        web().skripte, ElementsAre(meldeskript("Gespeichert: „rechnung.pdf“ im Ordner „Downloads“.", true)));
+        web().skripte,
+        ElementsAre(fenster::meldeskript("Gespeichert: „rechnung.pdf“ im Ordner „Downloads“.", true)));
     EXPECT_TRUE(std::filesystem::exists(pfad));
 }
 
@@ -628,12 +630,12 @@ TEST_F(FensterTest, ADownloadNeverOverwrites) {
     welt.heim.datei("Downloads/rechnung.pdf", "alt");
     (void)fehlerausgabe(
         [&] { EXPECT_EQ(download()->fragt("rechnung.pdf"), welt.heim.pfad("Downloads/rechnung 2.pdf")); });
-    EXPECT_EQ(attrappen::inhaltVon(welt.heim.pfad("Downloads/rechnung.pdf")), "alt");
+    EXPECT_EQ(werkzeug::inhaltVon(welt.heim.pfad("Downloads/rechnung.pdf")), "alt");
 }
 
 TEST_F(FensterTest, DownloadsAtTheSameTimeGetDifferentNames) {
     baue();
-    std::vector<std::shared_ptr<attrappen::DownloadAttrappe>> alle;
+    std::vector<std::shared_ptr<werkzeug::DownloadAttrappe>> alle;
     std::set<std::string> pfade;
     (void)fehlerausgabe([&] {
         for (int i = 0; i < 20; ++i) {
@@ -666,7 +668,7 @@ TEST_F(FensterTest, AFailedDownloadIsAnnouncedAndGivesItsNameBack) {
         "[Quillmate] Download fehlgeschlagen: Die Verbindung ist \"weg\" .\n");
     schleife.laufen();
     EXPECT_THAT(
-        web().skripte, ElementsAre(meldeskript(
+        web().skripte, ElementsAre(fenster::meldeskript(
                            "Das Herunterladen hat nicht geklappt: Die Verbindung ist \"weg\" .", false)));
     EXPECT_FALSE(std::filesystem::exists(welt.heim.pfad("Downloads/rechnung.pdf")));
 }
@@ -681,7 +683,7 @@ TEST_F(FensterTest, ADownloadWhoseNameSomebodyTookMeanwhileIsAnnouncedUnderItsNe
         fehlerausgabe([&] { EXPECT_EQ(datei->fragt("rechnung.pdf"), zweiter); }),
         "[Quillmate] Download nach rechnung 2.pdf\n");
     EXPECT_EQ(fenster.letzterDownload(), zweiter);
-    EXPECT_EQ(attrappen::inhaltVon(welt.heim.pfad("Downloads/rechnung.pdf")), "fremd");
+    EXPECT_EQ(werkzeug::inhaltVon(welt.heim.pfad("Downloads/rechnung.pdf")), "fremd");
     EXPECT_EQ(fehlerausgabe([&] { datei->fertig(); }), "[Quillmate] Download fertig: " + zweiter + "\n");
 }
 
@@ -713,8 +715,8 @@ TEST_F(FensterTest, EachFinishedDownloadIsAnnouncedUnderItsOwnName) {
     schleife.laufen();
     EXPECT_THAT(
         web().skripte, ElementsAre(
-                           meldeskript("Gespeichert: „a.pdf“ im Ordner „Downloads“.", true),
-                           meldeskript("Gespeichert: „b.pdf“ im Ordner „Downloads“.", true)));
+                           fenster::meldeskript("Gespeichert: „a.pdf“ im Ordner „Downloads“.", true),
+                           fenster::meldeskript("Gespeichert: „b.pdf“ im Ordner „Downloads“.", true)));
 }
 
 TEST_F(FensterTest, AMissingDownloadsFolderIsMade) {
@@ -865,10 +867,11 @@ TEST_F(FensterTest, AFileInputIsAnsweredWithTheChosenFilesOrNothing) {
 class PortalTest : public FensterTest {
 protected:
     PortalTest() {
-        portale.nachschlagen = [](std::string_view kennung) -> std::optional<Portaleintrag> {
+        portale.nachschlagen = [](std::string_view kennung) -> std::optional<fenster::Portaleintrag> {
             if (kennung != "laden")
                 return std::nullopt;
-            return Portaleintrag{.kennung = "laden", .name = "Laden", .adresse = "https://laden.test/"};
+            return fenster::Portaleintrag{
+                .kennung = "laden", .name = "Laden", .adresse = "https://laden.test/"};
         };
         portale.erfragen = [this](std::optional<std::string> const& name) {
             gefragt.push_back(name);
@@ -876,7 +879,7 @@ protected:
                 waehrenddessen();
             return eingegeben;
         };
-        portale.fenster = [this](Portalauftrag auftrag) -> std::unique_ptr<Portalansicht> {
+        portale.fenster = [this](fenster::Portalauftrag auftrag) -> std::unique_ptr<fenster::Portalansicht> {
             auftraege.push_back(std::move(auftrag));
             sichtbarkeiten.push_back(std::make_unique<bool>(false));
             return std::make_unique<PortalAttrappe>(*sichtbarkeiten.back());
@@ -888,13 +891,13 @@ protected:
 
     std::vector<std::optional<std::string>> gefragt;
     std::function<void()> waehrenddessen;
-    std::optional<Portaleintrag> eingegeben;
-    std::vector<Portalauftrag> auftraege;
+    std::optional<fenster::Portaleintrag> eingegeben;
+    std::vector<fenster::Portalauftrag> auftraege;
     std::vector<std::unique_ptr<bool>> sichtbarkeiten;
 };
 
 TEST_F(PortalTest, AnIncompleteAccessIsRefusedBeforeThePortalIsLookedUp) {
-    portale.nachschlagen = [](std::string_view) -> std::optional<Portaleintrag> {
+    portale.nachschlagen = [](std::string_view) -> std::optional<fenster::Portaleintrag> {
         ADD_FAILURE();
         return std::nullopt;
     };
@@ -1087,7 +1090,7 @@ TEST_F(PortalTest, EventsAfterTheEndReachNobody) {
 
 TEST_F(PortalTest, EventsInTheWindowsOwnEndReachNobodyAndHarmNothing) {
     /// Reports its own closing while it is destroyed.
-    class Abschied final : public Portalansicht {
+    class Abschied final : public fenster::Portalansicht {
     public:
         explicit Abschied(std::function<void(Json const&)> ereignis)
             : ereignis_(std::move(ereignis)) {}
@@ -1098,7 +1101,7 @@ TEST_F(PortalTest, EventsInTheWindowsOwnEndReachNobodyAndHarmNothing) {
     private:
         std::function<void(Json const&)> ereignis_;
     };
-    portale.fenster = [](Portalauftrag auftrag) -> std::unique_ptr<Portalansicht> {
+    portale.fenster = [](fenster::Portalauftrag auftrag) -> std::unique_ptr<fenster::Portalansicht> {
         return std::make_unique<Abschied>(std::move(auftrag.ereignis));
     };
     baue();

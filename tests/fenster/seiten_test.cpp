@@ -10,7 +10,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 TEST(Seiten, LoadingPageHasItsTextAndColours) {
-    auto const seite = ladeseite();
+    auto const seite = fenster::ladeseite();
     EXPECT_THAT(seite, HasSubstr(R"(<meta name="color-scheme" content="light">)"));
     EXPECT_THAT(seite, HasSubstr("html, body { margin: 0; height: 100%; }"));
     EXPECT_THAT(seite, HasSubstr("linear-gradient(180deg, #FCFEFC 0%, #EAF5ED 100%)"));
@@ -21,7 +21,7 @@ TEST(Seiten, LoadingPageHasItsTextAndColours) {
 }
 
 TEST(Seiten, ErrorPageHasItsTextsInOrder) {
-    auto const seite = fehlerseite("Kein Netz");
+    auto const seite = fenster::fehlerseite("Kein Netz");
     EXPECT_THAT(seite, HasSubstr(R"(<meta name="color-scheme" content="light">)"));
     EXPECT_THAT(seite, HasSubstr("linear-gradient(180deg, #fcfdfb 0%, #eef4ef 100%)"));
     EXPECT_THAT(
@@ -39,18 +39,18 @@ TEST(Seiten, ErrorPageHasItsTextsInOrder) {
 }
 
 TEST(Seiten, OnlyAmpersandsAndLessThanSignsAreEscaped) {
-    EXPECT_THAT(fehlerseite("a<b & c>"), HasSubstr("<p class=\"leise\">a&lt;b &amp; c></p>"));
-    EXPECT_THAT(fehlerseite("&lt; \"'"), HasSubstr("<p class=\"leise\">&amp;lt; \"'</p>"));
-    EXPECT_THAT(fehlerseite("<script>alert(1)</script>"), Not(HasSubstr("<script")));
+    EXPECT_THAT(fenster::fehlerseite("a<b & c>"), HasSubstr("<p class=\"leise\">a&lt;b &amp; c></p>"));
+    EXPECT_THAT(fenster::fehlerseite("&lt; \"'"), HasSubstr("<p class=\"leise\">&amp;lt; \"'</p>"));
+    EXPECT_THAT(fenster::fehlerseite("<script>alert(1)</script>"), Not(HasSubstr("<script")));
 }
 
 TEST(Seiten, AnEndlessDescriptionIsCut) {
-    EXPECT_LT(fehlerseite(std::string(10'000'000, 'x')).size(), 10'000U);
-    EXPECT_THAT(fehlerseite("\xFF"), HasSubstr("\xEF\xBF\xBD"));
+    EXPECT_LT(fenster::fehlerseite(std::string(10'000'000, 'x')).size(), 10'000U);
+    EXPECT_THAT(fenster::fehlerseite("\xFF"), HasSubstr("\xEF\xBF\xBD"));
 }
 
 TEST(Seiten, TheCrashPageSaysSomethingElse) {
-    auto const seite = absturzseite("Der Anzeigeprozess ist <abgestürzt>");
+    auto const seite = fenster::absturzseite("Der Anzeigeprozess ist <abgestürzt>");
     EXPECT_THAT(seite, HasSubstr("mehrmals abgest&uuml;rzt"));
     EXPECT_THAT(seite, HasSubstr("Der Anzeigeprozess ist &lt;abgestürzt>"));
     EXPECT_THAT(seite, HasSubstr("Ablage &rarr; Neu laden"));
@@ -78,15 +78,15 @@ std::string const ende = "\n  document.body.appendChild(d);\n  setTimeout(() => 
 } // namespace
 
 TEST(Meldeskript, ScriptIsThePromisedTextToTheByte) {
-    EXPECT_EQ(meldeskript("Text", false), vorKnopf + "Text\";\n  " + ende);
-    EXPECT_EQ(meldeskript("Text", true), vorKnopf + "Text\";\n  " + knopf + ende);
+    EXPECT_EQ(fenster::meldeskript("Text", false), vorKnopf + "Text\";\n  " + ende);
+    EXPECT_EQ(fenster::meldeskript("Text", true), vorKnopf + "Text\";\n  " + knopf + ende);
 }
 
 TEST(Meldeskript, QuotesBackslashesAndLineBreaksDoNotBreakTheScript) {
-    EXPECT_EQ(meldeskript("a\"b", false), vorKnopf + R"(a\"b)" + "\";\n  " + ende);
-    EXPECT_EQ(meldeskript("a\\b", false), vorKnopf + R"(a\\b)" + "\";\n  " + ende);
-    EXPECT_EQ(meldeskript("\\\"", false), vorKnopf + R"(\\\")" + "\";\n  " + ende);
-    EXPECT_EQ(meldeskript("a\nb", false), vorKnopf + "a b\";\n  " + ende);
-    EXPECT_EQ(meldeskript("a\r\nb", false), vorKnopf + "a  b\";\n  " + ende);
-    EXPECT_EQ(meldeskript("„ü“ 'x' \xFF", false), vorKnopf + "„ü“ 'x' \xEF\xBF\xBD\";\n  " + ende);
+    EXPECT_EQ(fenster::meldeskript("a\"b", false), vorKnopf + R"(a\"b)" + "\";\n  " + ende);
+    EXPECT_EQ(fenster::meldeskript("a\\b", false), vorKnopf + R"(a\\b)" + "\";\n  " + ende);
+    EXPECT_EQ(fenster::meldeskript("\\\"", false), vorKnopf + R"(\\\")" + "\";\n  " + ende);
+    EXPECT_EQ(fenster::meldeskript("a\nb", false), vorKnopf + "a b\";\n  " + ende);
+    EXPECT_EQ(fenster::meldeskript("a\r\nb", false), vorKnopf + "a  b\";\n  " + ende);
+    EXPECT_EQ(fenster::meldeskript("„ü“ 'x' \xFF", false), vorKnopf + "„ü“ 'x' \xEF\xBF\xBD\";\n  " + ende);
 }

@@ -1,5 +1,5 @@
-#include "attrappen/ordner_auf_zeit.h"
 #include "fenster/zieldatei.h"
+#include "werkzeug/ordner_auf_zeit.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -16,13 +16,13 @@
 #include <vector>
 
 using namespace quillmate;
-using attrappen::inhaltVon;
-using attrappen::OrdnerAufZeit;
+using werkzeug::inhaltVon;
+using werkzeug::OrdnerAufZeit;
 
 namespace {
 
 std::string belegt(OrdnerAufZeit const& ordner, std::string_view name) {
-    auto ziel = Zieldatei::belegen(ordner.pfad(), name);
+    auto ziel = fenster::Zieldatei::belegen(ordner.pfad(), name);
     if (!ziel)
         return "nichts";
     ziel->behalten();
@@ -40,63 +40,63 @@ TEST(SichererDateiname, AnOrdinaryNameStaysAsItIs) {
     for (auto const* const name :
          {"rechnung.pdf", "Rechnung Nr. 5 (März).pdf", "export", "archiv.tar.gz", "名前.pdf", "a'b\"c.pdf",
           "100%.pdf"})
-        EXPECT_EQ(sichererDateiname(name), name);
+        EXPECT_EQ(fenster::sichererDateiname(name), name);
 }
 
 TEST(SichererDateiname, OnlyTheLastComponentIsLeft) {
-    EXPECT_EQ(sichererDateiname("../../.ssh/config"), "config");
-    EXPECT_EQ(sichererDateiname("/etc/passwd"), "passwd");
-    EXPECT_EQ(sichererDateiname("C:\\Users\\a\\rechnung.pdf"), "rechnung.pdf");
-    EXPECT_EQ(sichererDateiname("a/b\\c/d.pdf"), "d.pdf");
+    EXPECT_EQ(fenster::sichererDateiname("../../.ssh/config"), "config");
+    EXPECT_EQ(fenster::sichererDateiname("/etc/passwd"), "passwd");
+    EXPECT_EQ(fenster::sichererDateiname("C:\\Users\\a\\rechnung.pdf"), "rechnung.pdf");
+    EXPECT_EQ(fenster::sichererDateiname("a/b\\c/d.pdf"), "d.pdf");
 }
 
 TEST(SichererDateiname, NamesThatAreNoneBecomeDownload) {
     for (auto const* const name : {"", "/", "a/", "a\\", "   ", "\xE2\x80\xAE"})
-        EXPECT_EQ(sichererDateiname(name), "Download") << name;
+        EXPECT_EQ(fenster::sichererDateiname(name), "Download") << name;
 }
 
 TEST(SichererDateiname, NothingIsHiddenAndNothingIsAFolder) {
-    EXPECT_EQ(sichererDateiname("."), "_");
-    EXPECT_EQ(sichererDateiname(".."), "_.");
-    EXPECT_EQ(sichererDateiname("../.."), "_.");
-    EXPECT_EQ(sichererDateiname(".bashrc"), "_bashrc");
-    EXPECT_EQ(sichererDateiname(" .bashrc"), "_bashrc");
+    EXPECT_EQ(fenster::sichererDateiname("."), "_");
+    EXPECT_EQ(fenster::sichererDateiname(".."), "_.");
+    EXPECT_EQ(fenster::sichererDateiname("../.."), "_.");
+    EXPECT_EQ(fenster::sichererDateiname(".bashrc"), "_bashrc");
+    EXPECT_EQ(fenster::sichererDateiname(" .bashrc"), "_bashrc");
 }
 
 TEST(SichererDateiname, ControlCharactersAndTurnersOfTextDisappear) {
-    EXPECT_EQ(sichererDateiname(std::string_view{"a\0b\n\x1b\x7f.pdf", 10}), "a_b___.pdf");
+    EXPECT_EQ(fenster::sichererDateiname(std::string_view{"a\0b\n\x1b\x7f.pdf", 10}), "a_b___.pdf");
     EXPECT_EQ(
-        sichererDateiname("rechnung\xE2\x80\xAE"
-                          "fdp.exe"),
+        fenster::sichererDateiname("rechnung\xE2\x80\xAE"
+                                   "fdp.exe"),
         "rechnungfdp.exe");
     EXPECT_EQ(
-        sichererDateiname("a\xE2\x80\x8E"
-                          "b\xE2\x81\xA6"
-                          "c\xE2\x81\xA9.pdf"),
+        fenster::sichererDateiname("a\xE2\x80\x8E"
+                                   "b\xE2\x81\xA6"
+                                   "c\xE2\x81\xA9.pdf"),
         "abc.pdf");
-    EXPECT_EQ(sichererDateiname("a–b…c.pdf"), "a–b…c.pdf"); // their neighbours in Unicode
+    EXPECT_EQ(fenster::sichererDateiname("a–b…c.pdf"), "a–b…c.pdf"); // their neighbours in Unicode
 }
 
 TEST(SichererDateiname, BrokenUtf8IsRepaired) {
-    EXPECT_EQ(sichererDateiname("f\xFCr.pdf"), "f\xEF\xBF\xBDr.pdf");
+    EXPECT_EQ(fenster::sichererDateiname("f\xFCr.pdf"), "f\xEF\xBF\xBDr.pdf");
 }
 
 TEST(SichererDateiname, ALongNameIsCutButKeepsItsExtension) {
-    auto const name = sichererDateiname(std::string(5000, 'a') + ".pdf");
+    auto const name = fenster::sichererDateiname(std::string(5000, 'a') + ".pdf");
     EXPECT_EQ(name.size(), 200U);
     EXPECT_TRUE(name.ends_with("a.pdf"));
     std::string umlaute;
     for (int i = 0; i < 3000; ++i)
         umlaute += "ü";
-    auto const kurz = sichererDateiname("x" + umlaute + ".pdf");
+    auto const kurz = fenster::sichererDateiname("x" + umlaute + ".pdf");
     EXPECT_LE(kurz.size(), 200U);
     EXPECT_TRUE(kurz.ends_with("ü.pdf"));
-    EXPECT_EQ(sichererDateiname("a." + std::string(5000, 'b')).size(), 200U);
+    EXPECT_EQ(fenster::sichererDateiname("a." + std::string(5000, 'b')).size(), 200U);
 }
 
 TEST(Zieldatei, AFreeNameIsTakenAndAFileStandsForIt) {
     OrdnerAufZeit const ordner;
-    auto const ziel = Zieldatei::belegen(ordner.pfad(), "rechnung.pdf");
+    auto const ziel = fenster::Zieldatei::belegen(ordner.pfad(), "rechnung.pdf");
     ASSERT_TRUE(ziel);
     EXPECT_EQ(ziel->pfad(), ordner.pfad("rechnung.pdf"));
     EXPECT_EQ(ziel->name(), "rechnung.pdf");
@@ -151,18 +151,18 @@ TEST(Zieldatei, NoNumberIsTheLast) {
 
 TEST(Zieldatei, AFolderThatTakesNoFilesGivesNothing) {
     OrdnerAufZeit const ordner;
-    EXPECT_FALSE(Zieldatei::belegen(ordner.pfad("fehlt"), "a.pdf"));
+    EXPECT_FALSE(fenster::Zieldatei::belegen(ordner.pfad("fehlt"), "a.pdf"));
     EXPECT_EQ(errno, ENOENT);
-    EXPECT_FALSE(Zieldatei::belegen(ordner.datei("datei"), "a.pdf"));
+    EXPECT_FALSE(fenster::Zieldatei::belegen(ordner.datei("datei"), "a.pdf"));
     EXPECT_EQ(errno, ENOTDIR);
 }
 
 TEST(Zieldatei, ANameThatWasNotKeptIsGivenBack) {
     OrdnerAufZeit const ordner;
-    { auto const ziel = Zieldatei::belegen(ordner.pfad(), "a.pdf"); }
+    { auto const ziel = fenster::Zieldatei::belegen(ordner.pfad(), "a.pdf"); }
     EXPECT_EQ(anzahlIn(ordner.pfad()), 0U);
     {
-        auto ziel = Zieldatei::belegen(ordner.pfad(), "a.pdf");
+        auto ziel = fenster::Zieldatei::belegen(ordner.pfad(), "a.pdf");
         ziel->behalten();
     }
     EXPECT_EQ(anzahlIn(ordner.pfad()), 1U);
@@ -171,14 +171,14 @@ TEST(Zieldatei, ANameThatWasNotKeptIsGivenBack) {
 TEST(Zieldatei, WhatSomebodyElsePutThereIsNotRemoved) {
     OrdnerAufZeit const ordner;
     {
-        auto const gefuellt = Zieldatei::belegen(ordner.pfad(), "gefuellt.pdf");
+        auto const gefuellt = fenster::Zieldatei::belegen(ordner.pfad(), "gefuellt.pdf");
         ordner.datei("gefuellt.pdf", "Inhalt");
-        auto const ersetzt = Zieldatei::belegen(ordner.pfad(), "ersetzt.pdf");
+        auto const ersetzt = fenster::Zieldatei::belegen(ordner.pfad(), "ersetzt.pdf");
         ordner.datei("neu");
         std::filesystem::rename(ordner.pfad("neu"), ordner.pfad("ersetzt.pdf"));
-        auto const weg = Zieldatei::belegen(ordner.pfad(), "weg.pdf");
+        auto const weg = fenster::Zieldatei::belegen(ordner.pfad(), "weg.pdf");
         std::filesystem::remove(ordner.pfad("weg.pdf"));
-        auto const verwiesen = Zieldatei::belegen(ordner.pfad(), "verwiesen.pdf");
+        auto const verwiesen = fenster::Zieldatei::belegen(ordner.pfad(), "verwiesen.pdf");
         std::filesystem::remove(ordner.pfad("verwiesen.pdf"));
         std::filesystem::create_symlink("ersetzt.pdf", ordner.pfad("verwiesen.pdf"));
     }
@@ -190,8 +190,8 @@ TEST(Zieldatei, WhatSomebodyElsePutThereIsNotRemoved) {
 
 TEST(Zieldatei, AMovedClaimIsGivenBackOnce) {
     OrdnerAufZeit const ordner;
-    auto erste = Zieldatei::belegen(ordner.pfad(), "a.pdf");
-    auto zweite = Zieldatei::belegen(ordner.pfad(), "b.pdf");
+    auto erste = fenster::Zieldatei::belegen(ordner.pfad(), "a.pdf");
+    auto zweite = fenster::Zieldatei::belegen(ordner.pfad(), "b.pdf");
     auto const genommen = std::move(*erste);
     *erste = std::move(*zweite);
     EXPECT_EQ(anzahlIn(ordner.pfad()), 2U);

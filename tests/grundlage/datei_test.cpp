@@ -1,5 +1,5 @@
-#include "attrappen/ordner_auf_zeit.h"
 #include "grundlage/datei.h"
+#include "werkzeug/ordner_auf_zeit.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,8 +13,8 @@
 #include <thread>
 
 using namespace quillmate;
-using attrappen::inhaltVon;
-using attrappen::OrdnerAufZeit;
+using werkzeug::inhaltVon;
+using werkzeug::OrdnerAufZeit;
 
 TEST(Datei, ReadsWholeFilesWithRoomAroundThem) {
     OrdnerAufZeit const ordner;

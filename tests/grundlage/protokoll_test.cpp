@@ -1,5 +1,5 @@
-#include "attrappen/fehlerausgabe.h"
 #include "grundlage/protokoll.h"
+#include "werkzeug/fehlerausgabe.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-using quillmate::attrappen::fehlerausgabe;
+using quillmate::werkzeug::fehlerausgabe;
 
 TEST(Protokoll, LineIsPrefixTextAndLineFeed) {
     EXPECT_EQ(fehlerausgabe([] { quillmate::protokoll("Grüße: 1"); }), "[Quillmate] Grüße: 1\n");

@@ -1,6 +1,6 @@
-#include "attrappen/ordner_auf_zeit.h"
 #include "grundlage/datei.h"
 #include "grundlage/pruefsumme.h"
+#include "werkzeug/ordner_auf_zeit.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@ TEST(Pruefsumme, Sha256OfKnownTextsIsTheStandardsOwn) { // FIPS 180-4 examples
 }
 
 TEST(Pruefsumme, FileAndMemoryGiveTheSameDigestAcrossManyBlocks) {
-    attrappen::OrdnerAufZeit const ordner;
+    werkzeug::OrdnerAufZeit const ordner;
     std::string inhalt;
     for (int i = 0; i < 200'000; ++i)
         inhalt += std::to_string(i);

@@ -1,6 +1,6 @@
-#include "attrappen/http_attrappe.h"
-#include "attrappen/warten.h"
 #include "macscan/fortschrittsmelder.h"
+#include "werkzeug/http_attrappe.h"
+#include "werkzeug/warten.h"
 
 #include <gtest/gtest.h>
 
@@ -9,20 +9,20 @@
 
 using namespace quillmate;
 using namespace quillmate::MacScan;
-using attrappen::HttpAntwort;
-using attrappen::HttpAttrappe;
+using werkzeug::HttpAntwort;
+using werkzeug::HttpAttrappe;
 
 namespace {
 
 /// A service that answers each report only when the test lets it.
 struct Langsam {
     std::counting_semaphore<> erlaubt{0};
-    HttpAttrappe server{[this](attrappen::HttpAnfrage const&) {
+    HttpAttrappe server{[this](werkzeug::HttpAnfrage const&) {
         erlaubt.acquire();
         return HttpAntwort{};
     }};
-    Dienst dienst;
-    Zugang zugang{.server = server.adresse(), .clientId = 1, .token = "t"};
+    dienst::Dienst dienst;
+    dienst::Zugang zugang{.server = server.adresse(), .clientId = 1, .token = "t"};
 
     std::vector<std::string> koerper() const {
         std::vector<std::string> texte;
@@ -36,9 +36,9 @@ struct Langsam {
 
 TEST(Fortschrittsmelder, ReportsThatArriveWhileOneIsOnItsWayAreDropped) {
     Langsam l;
-    Fortschrittsmelder melder{l.dienst, l.zugang};
+    MacScan::Fortschrittsmelder melder{l.dienst, l.zugang};
     melder.melden(1, 10);
-    ASSERT_TRUE(attrappen::wartenBis([&] { return l.koerper().size() == 1; }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return l.koerper().size() == 1; }));
     melder.melden(2, 10);
     melder.melden(3, 10);
     l.erlaubt.release(2);
@@ -50,9 +50,9 @@ TEST(Fortschrittsmelder, ReportsThatArriveWhileOneIsOnItsWayAreDropped) {
 
 TEST(Fortschrittsmelder, TheFinalReportIsSentAfterTheOneOnItsWayAndWaitedFor) {
     Langsam l;
-    Fortschrittsmelder melder{l.dienst, l.zugang};
+    MacScan::Fortschrittsmelder melder{l.dienst, l.zugang};
     melder.melden(1, 10);
-    ASSERT_TRUE(attrappen::wartenBis([&] { return l.koerper().size() == 1; }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return l.koerper().size() == 1; }));
     std::atomic<bool> zurueck{false};
     std::jthread ende{[&] {
         melder.zuletzt(10, 10);
@@ -60,7 +60,7 @@ TEST(Fortschrittsmelder, TheFinalReportIsSentAfterTheOneOnItsWayAndWaitedFor) {
     }};
     EXPECT_EQ(l.koerper().size(), 1U);
     l.erlaubt.release();
-    ASSERT_TRUE(attrappen::wartenBis([&] { return l.koerper().size() == 2; }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return l.koerper().size() == 2; }));
     EXPECT_FALSE(zurueck);
     l.erlaubt.release();
     ende.join();
@@ -68,11 +68,11 @@ TEST(Fortschrittsmelder, TheFinalReportIsSentAfterTheOneOnItsWayAndWaitedFor) {
 }
 
 TEST(Fortschrittsmelder, AfterAFailedReportTheNextOneIsSent) {
-    Dienst dienst;
-    HttpAttrappe server{[](attrappen::HttpAnfrage const&) {
+    dienst::Dienst dienst;
+    HttpAttrappe server{[](werkzeug::HttpAnfrage const&) {
         return HttpAntwort{.ohneAntwort = true};
     }};
-    Fortschrittsmelder melder{dienst, {.server = server.adresse(), .clientId = 1, .token = "t"}};
+    MacScan::Fortschrittsmelder melder{dienst, {.server = server.adresse(), .clientId = 1, .token = "t"}};
     melder.zuletzt(1, 2);
     melder.zuletzt(2, 2);
     EXPECT_EQ(server.anfragenAn("/progress-update").size(), 2U);

@@ -12,7 +12,7 @@
 
 using namespace quillmate;
 using namespace quillmate::MacScan;
-using attrappen::wartenBis;
+using werkzeug::wartenBis;
 using namespace std::chrono_literals;
 
 namespace {
@@ -21,8 +21,8 @@ using Texte = std::vector<std::string>;
 
 class GezielteSuche : public testing::Test {
 protected:
-    Json suche(Suchanfrage anfrage) {
-        Suche s{welt.umgebung()};
+    Json suche(MacScan::Suchanfrage anfrage) {
+        MacScan::Suche s{welt.umgebung()};
         anfrage.zugang = welt.zugang();
         anfrage.transactionId = 77;
         s.gezieltSuchen(anfrage, welt.melder());
@@ -35,36 +35,36 @@ protected:
         if (tag > 0) {
             // The year is far ahead, so that the birth time (now) is not the more recent one.
             auto const zeit = std::chrono::duration_cast<std::chrono::seconds>(
-                datumAus("2037-01-" + std::string{tag < 10 ? "0" : ""} + std::to_string(tag))
+                MacScan::datumAus("2037-01-" + std::string{tag < 10 ? "0" : ""} + std::to_string(tag))
                     ->time_since_epoch());
             std::array<timespec, 2> const zeiten{{{zeit.count(), 0}, {zeit.count(), 0}}};
             EXPECT_EQ(::utimensat(AT_FDCWD, pfad.c_str(), zeiten.data(), 0), 0);
         }
         return pfad;
     }
-    attrappen::Suchwelt welt;
+    werkzeug::Suchwelt welt;
 };
 
 } // namespace
 
 TEST(Suchbegriffe, ShortWordsAreDroppedAndOthersPutInLowerCase) {
-    auto const begriffe =
-        suchbegriffe({.stichworte = {"Bahn", "DB", "Kfz", "ÄRZTE"}, .betragTexte = {"1.234,56", ""}});
+    auto const begriffe = MacScan::suchbegriffe(
+        {.stichworte = {"Bahn", "DB", "Kfz", "ÄRZTE"}, .betragTexte = {"1.234,56", ""}});
     EXPECT_EQ(begriffe.worte, (Texte{"bahn", "ärzte"}));
     EXPECT_EQ(begriffe.betraege, Texte{"1234,56"});
 }
 
 TEST(Suchbegriffe, EachKindOfTermThatWasGivenNeedsAHit) {
-    auto const beides = suchbegriffe({.stichworte = {"Bahn"}, .betragTexte = {"49,90", "49.90"}});
+    auto const beides = MacScan::suchbegriffe({.stichworte = {"Bahn"}, .betragTexte = {"49,90", "49.90"}});
     EXPECT_TRUE(beides.passt("BAHN 49.90"));
     EXPECT_FALSE(beides.passt("Bahn 50,00"));
     EXPECT_FALSE(beides.passt("Bus 49,90"));
-    EXPECT_TRUE(suchbegriffe({.betragTexte = {"1234,56"}}).passt("Summe: 1 234,56 €"));
-    EXPECT_TRUE(suchbegriffe({.stichworte = {"Bahn"}}).passt("Eisenbahn"));
+    EXPECT_TRUE(MacScan::suchbegriffe({.betragTexte = {"1234,56"}}).passt("Summe: 1 234,56 €"));
+    EXPECT_TRUE(MacScan::suchbegriffe({.stichworte = {"Bahn"}}).passt("Eisenbahn"));
 }
 
 TEST_F(GezielteSuche, WithoutUsableTermsItRefusesAndTheNextSearchMayRun) {
-    Suche s{welt.umgebung()};
+    MacScan::Suche s{welt.umgebung()};
     s.gezieltSuchen({.stichworte = {"DB", ""}, .betragTexte = {""}}, welt.melder());
     EXPECT_EQ(
         welt.alleMeldungen().at(0).dump(),
@@ -105,7 +105,7 @@ TEST_F(GezielteSuche, FilesDatedNearTheBookingComeFirst) {
     belege("20.pdf", "49,90", 20);
     belege("28.pdf", "49,90", 28);
     belege("30.pdf", "49,90", 30);
-    auto const meldung = suche({.betragTexte = {"49,90"}, .datum = datumAus("2037-01-13")});
+    auto const meldung = suche({.betragTexte = {"49,90"}, .datum = MacScan::datumAus("2037-01-13")});
     EXPECT_EQ(meldung["treffer"], Json::array({"12.pdf", "10.pdf", "20.pdf", "1.pdf", "28.pdf"}));
 }
 
@@ -139,7 +139,7 @@ TEST_F(GezielteSuche, AFailedAttachmentIsMissingAndTheNextOneIsTried) {
 
 TEST_F(GezielteSuche, RefusedAttachmentsAreNotTriedAgain) {
     belege("1.pdf", "49,90");
-    welt.service.antworte("/attach-receipt", attrappen::HttpAntwort{.status = 503});
+    welt.service.antworte("/attach-receipt", werkzeug::HttpAntwort{.status = 503});
     EXPECT_EQ(suche({.betragTexte = {"49,90"}})["treffer"], Json::array());
     EXPECT_EQ(welt.service.hochgeladen("/attach-receipt").size(), 1U);
 }
@@ -165,9 +165,9 @@ TEST_F(GezielteSuche, WhileAnythingRunsAnotherSearchIsRefused) {
     welt.leser.vorher = [&] {
         EXPECT_TRUE(wartenBis([&] { return weiter.load(); }));
     };
-    Suche s{welt.umgebung()};
+    MacScan::Suche s{welt.umgebung()};
     s.gezieltSuchen({.zugang = welt.zugang(), .betragTexte = {"49,90"}}, welt.melder());
-    attrappen::Suchwelt andere;
+    werkzeug::Suchwelt andere;
     s.gezieltSuchen({.betragTexte = {"1,00"}}, andere.melder());
     s.starten({.zugang = welt.zugang()}, andere.melder());
     ASSERT_EQ(andere.alleMeldungen().size(), 2U);
@@ -185,7 +185,7 @@ TEST_F(GezielteSuche, ImagesOfARememberedFolderAreCounted) {
     welt.heim.datei("Fotos/tief/b.HEIC", std::string(9000, 'x'));
     welt.heim.datei("Fotos/klein.png", std::string(7999, 'x'));
     welt.heim.datei("Fotos/c.pdf", std::string(9000, 'x'));
-    Suche s{welt.umgebung()};
+    MacScan::Suche s{welt.umgebung()};
     EXPECT_EQ(s.bilderZaehlen(kennung), 2);
     EXPECT_EQ(s.bilderZaehlen("0000000000000000"), std::nullopt); // unknown is not zero
     welt.lesezeichen.verschlossen.insert(welt.heim.pfad("Fotos"));
@@ -196,7 +196,7 @@ TEST_F(GezielteSuche, ImagesOfARememberedFolderAreCounted) {
 TEST_F(GezielteSuche, ACountThatIsToldToStopReadsNoFurtherFolder) {
     auto const kennung = welt.merke("Fotos");
     welt.heim.datei("Fotos/tief/a.jpg", std::string(8000, 'x'));
-    Suche s{welt.umgebung()};
+    MacScan::Suche s{welt.umgebung()};
     std::stop_source ende;
     EXPECT_EQ(s.bilderZaehlen(kennung, ende.get_token()), 1);
     ende.request_stop();
@@ -220,7 +220,7 @@ TEST_F(GezielteSuche, DestroyingTheSearchEndsItBetweenFiles) {
     welt.leser.vorher = [&] {
         EXPECT_TRUE(wartenBis([&] { return zerstoert.load(); }));
     };
-    auto s = std::make_unique<Suche>(welt.umgebung());
+    auto s = std::make_unique<MacScan::Suche>(welt.umgebung());
     s->gezieltSuchen({.zugang = welt.zugang(), .betragTexte = {"49,90"}}, welt.melder());
     ASSERT_TRUE(wartenBis([&] { return s->laeuft(); }));
     std::jthread zerstoerer{[&] {

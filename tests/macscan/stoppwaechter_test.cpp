@@ -1,7 +1,7 @@
-#include "attrappen/http_attrappe.h"
-#include "attrappen/stell_uhr.h"
-#include "attrappen/warten.h"
 #include "macscan/stoppwaechter.h"
+#include "werkzeug/http_attrappe.h"
+#include "werkzeug/stell_uhr.h"
+#include "werkzeug/warten.h"
 
 #include <gtest/gtest.h>
 
@@ -11,9 +11,9 @@
 
 using namespace quillmate;
 using namespace quillmate::MacScan;
-using attrappen::HttpAntwort;
-using attrappen::HttpAttrappe;
-using attrappen::wartenBis;
+using werkzeug::HttpAntwort;
+using werkzeug::HttpAttrappe;
+using werkzeug::wartenBis;
 using namespace std::chrono_literals;
 
 namespace {
@@ -28,19 +28,19 @@ protected:
 
     std::mutex sperre;
     std::string antwort{R"({"gestoppt":false})"};
-    HttpAttrappe server{[this](attrappen::HttpAnfrage const&) {
+    HttpAttrappe server{[this](werkzeug::HttpAnfrage const&) {
         std::lock_guard const schutz{sperre};
         return HttpAntwort{.koerper = antwort};
     }};
-    Zugang zugang{.server = server.adresse(), .clientId = 1, .token = "t"};
-    Dienst dienst;
-    attrappen::StellUhr uhr;
+    dienst::Zugang zugang{.server = server.adresse(), .clientId = 1, .token = "t"};
+    dienst::Dienst dienst;
+    werkzeug::StellUhr uhr;
 };
 
 } // namespace
 
 TEST_F(Waechter, FirstQuestionOfARunIsAskedAtOnce) {
-    StoppWaechter waechter{dienst, uhr};
+    MacScan::StoppWaechter waechter{dienst, uhr};
     waechter.neuerLauf();
     EXPECT_FALSE(waechter.gestoppt(zugang));
     EXPECT_EQ(fragen(), 1);
@@ -48,7 +48,7 @@ TEST_F(Waechter, FirstQuestionOfARunIsAskedAtOnce) {
 }
 
 TEST_F(Waechter, TwoQuestionsWithinTwoSecondsMakeOneRequest) {
-    StoppWaechter waechter{dienst, uhr};
+    MacScan::StoppWaechter waechter{dienst, uhr};
     waechter.neuerLauf();
     (void)waechter.gestoppt(zugang);
     uhr.vor(1999ms);
@@ -63,7 +63,7 @@ TEST_F(Waechter, TwoQuestionsWithinTwoSecondsMakeOneRequest) {
 }
 
 TEST_F(Waechter, AnAnswerWithoutABooleanLeavesTheState) {
-    StoppWaechter waechter{dienst, uhr};
+    MacScan::StoppWaechter waechter{dienst, uhr};
     waechter.neuerLauf();
     for (auto const* const text : {"{}", R"({"gestoppt":"true"})", R"({"gestoppt":1})", "<html>", "[]"}) {
         antworte(text);
@@ -76,16 +76,16 @@ TEST_F(Waechter, AnAnswerWithoutABooleanLeavesTheState) {
 }
 
 TEST_F(Waechter, AFailedQuestionWaitsTheFullTwoSecondsToo) {
-    StoppWaechter waechter{dienst, uhr};
+    MacScan::StoppWaechter waechter{dienst, uhr};
     waechter.neuerLauf();
-    Zugang const tot{.server = attrappen::toteAdresse(), .clientId = 1, .token = "t"};
+    dienst::Zugang const tot{.server = werkzeug::toteAdresse(), .clientId = 1, .token = "t"};
     EXPECT_FALSE(waechter.gestoppt(tot));
     EXPECT_FALSE(waechter.gestoppt(zugang));
     EXPECT_EQ(fragen(), 0);
 }
 
 TEST_F(Waechter, OnceStoppedNobodyIsAskedAgainButAskingItselfStoresWhatTheServiceSays) {
-    StoppWaechter waechter{dienst, uhr};
+    MacScan::StoppWaechter waechter{dienst, uhr};
     waechter.neuerLauf();
     antworte(R"({"gestoppt":true})");
     EXPECT_TRUE(waechter.gestoppt(zugang));
@@ -97,7 +97,7 @@ TEST_F(Waechter, OnceStoppedNobodyIsAskedAgainButAskingItselfStoresWhatTheServic
 }
 
 TEST_F(Waechter, PollerAsksAtOnceAndSparesTheCallersTheirRequests) {
-    StoppWaechter waechter{dienst, uhr, 1h};
+    MacScan::StoppWaechter waechter{dienst, uhr, 1h};
     waechter.neuerLauf();
     waechter.hintergrund(zugang);
     EXPECT_EQ(fragen(), 1);
@@ -107,7 +107,7 @@ TEST_F(Waechter, PollerAsksAtOnceAndSparesTheCallersTheirRequests) {
 }
 
 TEST_F(Waechter, PollerFindsTheStopAndEnds) {
-    StoppWaechter waechter{dienst, uhr, 5ms};
+    MacScan::StoppWaechter waechter{dienst, uhr, 5ms};
     waechter.neuerLauf();
     waechter.hintergrund(zugang);
     antworte(R"({"gestoppt":true})");
@@ -121,7 +121,7 @@ TEST_F(Waechter, PollerFindsTheStopAndEnds) {
 }
 
 TEST_F(Waechter, StartingThePollerTwiceStartsOne) {
-    StoppWaechter waechter{dienst, uhr, 1h};
+    MacScan::StoppWaechter waechter{dienst, uhr, 1h};
     waechter.neuerLauf();
     waechter.hintergrund(zugang);
     waechter.hintergrund(zugang);
@@ -129,7 +129,7 @@ TEST_F(Waechter, StartingThePollerTwiceStartsOne) {
 }
 
 TEST_F(Waechter, EndingThePollerLetsTheCallersAskAgain) {
-    StoppWaechter waechter{dienst, uhr, 5ms};
+    MacScan::StoppWaechter waechter{dienst, uhr, 5ms};
     waechter.neuerLauf();
     waechter.hintergrund(zugang);
     ASSERT_TRUE(wartenBis([&] { return fragen() >= 3; }));
@@ -151,7 +151,7 @@ TEST_F(Waechter, EndingThePollerLetsTheCallersAskAgain) {
 }
 
 TEST_F(Waechter, AStopFromThisSideHoldsAgainstTheServicesNoUntilTheNextRun) {
-    StoppWaechter waechter{dienst, uhr};
+    MacScan::StoppWaechter waechter{dienst, uhr};
     waechter.neuerLauf();
     waechter.anhalten();
     EXPECT_TRUE(waechter.gestoppt(zugang));
@@ -163,12 +163,12 @@ TEST_F(Waechter, AStopFromThisSideHoldsAgainstTheServicesNoUntilTheNextRun) {
 TEST_F(Waechter, AnAnswerToTheLastRunsQuestionDoesNotStopTheNextRun) {
     std::latch unterwegs{1};
     std::latch weiter{1};
-    HttpAttrappe langsam{[&](attrappen::HttpAnfrage const&) {
+    HttpAttrappe langsam{[&](werkzeug::HttpAnfrage const&) {
         unterwegs.count_down();
         weiter.wait();
         return HttpAntwort{.koerper = R"({"gestoppt":true})"};
     }};
-    StoppWaechter waechter{dienst, uhr, 1h};
+    MacScan::StoppWaechter waechter{dienst, uhr, 1h};
     waechter.neuerLauf();
     std::jthread alteFrage{[&] {
         (void)waechter.fragen({.server = langsam.adresse(), .clientId = 1, .token = "t"});

@@ -1,5 +1,5 @@
-#include "attrappen/stell_uhr.h"
 #include "macscan/suchstand.h"
+#include "werkzeug/stell_uhr.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ namespace {
 
 class SuchStand : public testing::Test {
 protected:
-    attrappen::StellUhr uhr;
+    werkzeug::StellUhr uhr;
     MacScan::SuchStand stand{uhr};
 };
 

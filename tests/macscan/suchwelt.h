@@ -1,11 +1,11 @@
 #pragma once
 
-#include "attrappen/http_attrappe.h"
-#include "attrappen/ordner_auf_zeit.h"
-#include "attrappen/stell_uhr.h"
-#include "attrappen/voreinstellungen.h"
-#include "attrappen/warten.h"
 #include "macscan/suche.h"
+#include "werkzeug/http_attrappe.h"
+#include "werkzeug/ordner_auf_zeit.h"
+#include "werkzeug/stell_uhr.h"
+#include "werkzeug/voreinstellungen.h"
+#include "werkzeug/warten.h"
 
 #include <unistd.h>
 
@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-namespace quillmate::attrappen {
+namespace quillmate::werkzeug {
 
 /// "Recognises" a file by taking its bytes for its text; an empty file has no text.
 class WoertlicherLeser final : public Texterkennung::Leser {
@@ -39,7 +39,7 @@ public:
 };
 
 /// A cloud drive that fetches what it is asked for, or not.
-class WolkeAttrappe final : public plattform::Wolke {
+class WolkeAttrappe final : public ports::Wolke {
 public:
     bool vorhanden() const override { return true; }
     void anfordern(std::string const& pfad) override {
@@ -106,10 +106,10 @@ public:
             .dienst = dienst,
             .uhr = uhr,
             .arbeitsfaden = arbeitsfaden,
-            .wolke = wolkeVorhanden ? static_cast<plattform::Wolke&>(wolke) : keineWolke,
+            .wolke = wolkeVorhanden ? static_cast<ports::Wolke&>(wolke) : keineWolke,
             .leser = leserzahl};
     }
-    [[nodiscard]] MacScan::Zugang zugang() const {
+    [[nodiscard]] dienst::Zugang zugang() const {
         return {.server = service.server().adresse(), .clientId = 5, .token = "t"};
     }
 
@@ -142,10 +142,10 @@ public:
     WoertlicherLeser leser;
     Texterkennung::Zwischenspeicher speicher{heim.pfad("cache/texte")};
     Texterkennung::Erkenner erkenner{leser, speicher};
-    MacScan::Dienst dienst;
+    dienst::Dienst dienst;
     StellUhr uhr;
     ZaehlenderArbeitsfaden arbeitsfaden;
-    plattform::KeineWolke keineWolke;
+    ports::KeineWolke keineWolke;
     WolkeAttrappe wolke;
     bool wolkeVorhanden{false};
     int leserzahl{2};
@@ -155,4 +155,4 @@ private:
     std::vector<Json> meldungen;
 };
 
-} // namespace quillmate::attrappen
+} // namespace quillmate::werkzeug

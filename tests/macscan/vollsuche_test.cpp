@@ -1,7 +1,7 @@
-#include "attrappen/fehlerausgabe.h"
 #include "grundlage/pruefsumme.h"
 #include "macscan/datum.h"
 #include "suchwelt.h"
+#include "werkzeug/fehlerausgabe.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,8 +13,8 @@
 
 using namespace quillmate;
 using namespace quillmate::MacScan;
-using attrappen::HttpAntwort;
-using attrappen::wartenBis;
+using werkzeug::HttpAntwort;
+using werkzeug::wartenBis;
 using namespace std::chrono_literals;
 
 namespace {
@@ -27,9 +27,9 @@ constexpr char const* brief = "Lieber Onkel Hans, uns geht es allen gut";
 class Vollsuche : public testing::Test {
 protected:
     /// A whole run; all its messages.
-    std::vector<Json> laufe(Scanauftrag auftrag = {}) {
+    std::vector<Json> laufe(MacScan::Scanauftrag auftrag = {}) {
         auftrag.zugang = welt.zugang();
-        Suche suche{welt.umgebung()};
+        MacScan::Suche suche{welt.umgebung()};
         suche.starten(auftrag, welt.melder());
         EXPECT_TRUE(wartenBis([&] { return !suche.laeuft(); }));
         bericht = suche.stand.bericht();
@@ -63,19 +63,19 @@ protected:
         ASSERT_EQ(::utimensat(AT_FDCWD, pfad.c_str(), zeiten.data(), 0), 0);
     }
 
-    attrappen::Suchwelt welt;
+    werkzeug::Suchwelt welt;
     Json bericht;
 };
 
 } // namespace
 
 TEST(LeserAnzahl, IsOneLessThanTheCoresButTwoToEight) {
-    EXPECT_EQ(leserAnzahl(4), 3);
-    EXPECT_EQ(leserAnzahl(2), 2);
-    EXPECT_EQ(leserAnzahl(1), 2);
-    EXPECT_EQ(leserAnzahl(16), 8);
-    EXPECT_EQ(leserAnzahl(9), 8);
-    EXPECT_GE(aktiveKerne(), 1);
+    EXPECT_EQ(MacScan::leserAnzahl(4), 3);
+    EXPECT_EQ(MacScan::leserAnzahl(2), 2);
+    EXPECT_EQ(MacScan::leserAnzahl(1), 2);
+    EXPECT_EQ(MacScan::leserAnzahl(16), 8);
+    EXPECT_EQ(MacScan::leserAnzahl(9), 8);
+    EXPECT_GE(MacScan::aktiveKerne(), 1);
 }
 
 TEST_F(Vollsuche, ReceiptsOfAllPlacesReachTheServiceAndThePageIsTold) {
@@ -311,7 +311,7 @@ TEST_F(Vollsuche, AStopDuringTheFileSearchEndsTheRunWithTheStopMessage) {
 TEST_F(Vollsuche, AStopWhileReadingStartsNoFurtherUpload) {
     for (int i = 0; i < 20; ++i)
         welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", belegtext);
-    Suche suche{welt.umgebung()};
+    MacScan::Suche suche{welt.umgebung()};
     welt.leser.vorher = [&] {
         suche.anhalten();
     };
@@ -331,7 +331,7 @@ TEST_F(Vollsuche, ASecondStartWhileOneRunsIsRefusedAndLeavesTheFirstAlone) {
     welt.leser.vorher = [&] {
         EXPECT_TRUE(wartenBis([&] { return weiter.load(); }));
     };
-    Suche suche{welt.umgebung()};
+    MacScan::Suche suche{welt.umgebung()};
     suche.starten({.zugang = welt.zugang()}, welt.melder());
     std::vector<Json> zweite;
     suche.starten(
@@ -353,7 +353,7 @@ TEST_F(Vollsuche, DestroyingTheSearchEndsARunningScan) {
     welt.service.antworte("/upload", HttpAntwort{.haengen = true}); // would take two minutes
     auto const beginn = std::chrono::steady_clock::now();
     {
-        Suche suche{welt.umgebung()};
+        MacScan::Suche suche{welt.umgebung()};
         suche.starten({.zugang = welt.zugang()}, welt.melder());
         ASSERT_TRUE(wartenBis([&] { return !welt.service.server().anfragenAn("/upload").empty(); }));
     }
@@ -403,7 +403,8 @@ TEST_F(Vollsuche, ProgressIsReportedAtMostOnceASecondAndAtTheEnd) {
 
 TEST_F(Vollsuche, AFileExactlyOnTheEarliestDateIsKept) {
     auto const grenze =
-        std::chrono::duration_cast<std::chrono::seconds>(datumAus("2030-01-01")->time_since_epoch()).count();
+        std::chrono::duration_cast<std::chrono::seconds>(MacScan::datumAus("2030-01-01")->time_since_epoch())
+            .count();
     setzeTag(welt.heim.datei("Desktop/davor.pdf", belegtext), grenze - 1);
     setzeTag(welt.heim.datei("Desktop/genau.pdf", belegtext), grenze);
     welt.service.antworte("/local-scan-preference", R"({"min_file_date":"2030-01-01"})");
@@ -461,7 +462,7 @@ TEST_F(Vollsuche, ProgressIsReportedEachFullSecond) {
 TEST_F(Vollsuche, AStopOfTheServiceWhileReadingIsFoundByThePoller) {
     for (int i = 0; i < 20; ++i)
         welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", belegtext);
-    Suche suche{welt.umgebung()};
+    MacScan::Suche suche{welt.umgebung()};
     welt.leser.vorher = [&] {
         welt.service.antworte("/progress", R"({"gestoppt":true})");
         EXPECT_TRUE(wartenBis([&] { return suche.stoppWaechter.gestoppt(welt.zugang()); }));
@@ -474,7 +475,7 @@ TEST_F(Vollsuche, AStopOfTheServiceWhileReadingIsFoundByThePoller) {
 
 TEST_F(Vollsuche, AStopOfOneRunDoesNotReachTheNext) {
     welt.heim.datei("Desktop/a.pdf", belegtext);
-    Suche suche{welt.umgebung()};
+    MacScan::Suche suche{welt.umgebung()};
     welt.leser.vorher = [&, erste = true]() mutable {
         if (std::exchange(erste, false))
             suche.anhalten();
@@ -519,7 +520,7 @@ TEST_F(Vollsuche, TheLogTellsTheRun) {
     welt.heim.datei("Desktop/a.pdf", belegtext);
     welt.heim.datei("Desktop/b.jpg", brief);
     welt.heim.datei("Documents/.c.pdf.icloud");
-    auto const text = attrappen::fehlerausgabe([&] { laufe(); });
+    auto const text = werkzeug::fehlerausgabe([&] { laufe(); });
     EXPECT_EQ(
         text, "[Quillmate] MacScan: Desktop, 0 geladen\n"
               "[Quillmate] MacScan: Documents, 0 geladen\n"
@@ -532,11 +533,11 @@ TEST_F(Vollsuche, TheLogTellsTheRun) {
 TEST_F(Vollsuche, TheLogTellsStopsAndTheImageSearch) {
     auto const kennung = welt.merke("Fotos");
     welt.heim.datei("Fotos/a.jpg", belegtext + std::string(8000, ' '));
-    Suche suche{welt.umgebung()};
+    MacScan::Suche suche{welt.umgebung()};
     welt.leser.vorher = [&] {
         suche.anhalten();
     };
-    auto const text = attrappen::fehlerausgabe([&] {
+    auto const text = werkzeug::fehlerausgabe([&] {
         suche.starten({.zugang = welt.zugang(), .nurOrdner = kennung}, welt.melder());
         EXPECT_TRUE(wartenBis([&] { return !suche.laeuft(); }));
     });
@@ -546,6 +547,6 @@ TEST_F(Vollsuche, TheLogTellsStopsAndTheImageSearch) {
               "[Quillmate] MacScan: vom Nutzer gestoppt nach 0 von 1 Dateien\n");
     welt.service.antworte("/progress", R"({"gestoppt":true})");
     EXPECT_EQ(
-        attrappen::fehlerausgabe([&] { laufe(); }),
+        werkzeug::fehlerausgabe([&] { laufe(); }),
         "[Quillmate] MacScan: vom Nutzer gestoppt, noch waehrend der Dateisuche\n");
 }

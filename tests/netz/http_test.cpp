@@ -1,8 +1,8 @@
-#include "attrappen/http_attrappe.h"
-#include "attrappen/ordner_auf_zeit.h"
-#include "attrappen/warten.h"
 #include "grundlage/datei.h"
 #include "netz/http.h"
+#include "werkzeug/http_attrappe.h"
+#include "werkzeug/ordner_auf_zeit.h"
+#include "werkzeug/warten.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,9 +14,9 @@
 
 using namespace quillmate;
 using namespace quillmate::netz;
-using attrappen::HttpAnfrage;
-using attrappen::HttpAntwort;
-using attrappen::HttpAttrappe;
+using werkzeug::HttpAnfrage;
+using werkzeug::HttpAntwort;
+using werkzeug::HttpAttrappe;
 using namespace std::chrono_literals;
 
 TEST(MitAbfrage, ReplacesTheQueryAndEscapesEverythingThatIsNotPlain) {
@@ -58,7 +58,7 @@ struct Sendeprobe {
             .inhaltstyp = "text/probe"};
     }
 
-    attrappen::OrdnerAufZeit ordner;
+    werkzeug::OrdnerAufZeit ordner;
     HttpAttrappe server;
     Deskriptor datei;
     Leitungen leitungen;
@@ -122,7 +122,7 @@ TEST(Dateisenden, AConnectionThatDiedMeanwhileCostsNothing) {
                    ? HttpAntwort{.roh = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok", .abschneiden = 40}
                    : HttpAntwort{};
     }};
-    attrappen::OrdnerAufZeit const ordner;
+    werkzeug::OrdnerAufZeit const ordner;
     auto const inhalt = zaehlbytes(200'000);
     auto const datei = oeffneDatei(ordner.datei("a", inhalt));
     Leitungen leitungen;
@@ -171,7 +171,7 @@ TEST(Senden, EachTransportErrorHasAGermanSentence) {
     }
     Leitungen leitungen;
     EXPECT_EQ(
-        leitungen.senden({.url = attrappen::toteAdresse() + "/"}, 20s).fehler,
+        leitungen.senden({.url = werkzeug::toteAdresse() + "/"}, 20s).fehler,
         "Es kam keine Verbindung zum Server zustande.");
 }
 
@@ -184,7 +184,7 @@ TEST(Senden, CancellingEndsWhatIsUnderWayAndWhatComesLater) {
     Sendeprobe p{{.haengen = true}};
     auto anfrage = p.anfrage("x");
     auto laufend = std::async(std::launch::async, [&] { return p.leitungen.senden(anfrage, 60s); });
-    ASSERT_TRUE(attrappen::wartenBis([&] { return !p.server.anfragen().empty(); }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return !p.server.anfragen().empty(); }));
     p.leitungen.abbrechen();
     EXPECT_EQ(laufend.get().fehler, "Die Übertragung wurde beendet.");
     EXPECT_FALSE(p.leitungen.senden(anfrage, 60s).status);

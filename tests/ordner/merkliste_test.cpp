@@ -1,5 +1,5 @@
-#include "attrappen/voreinstellungen.h"
 #include "ordner/merkliste.h"
+#include "werkzeug/voreinstellungen.h"
 
 #include <gtest/gtest.h>
 
@@ -24,8 +24,8 @@ protected:
         return urls;
     }
 
-    attrappen::SpeicherVoreinstellungen voreinstellungen;
-    attrappen::SpeicherLesezeichen lesezeichen;
+    werkzeug::SpeicherVoreinstellungen voreinstellungen;
+    werkzeug::SpeicherLesezeichen lesezeichen;
     Ordner::Merkliste merkliste{voreinstellungen, lesezeichen};
 };
 
@@ -201,7 +201,7 @@ TEST(Gemerkt, NameIsTheLastPathComponent) {
 }
 
 TEST(Auswaehlen, PanelHasTheProgramsTexts) {
-    struct Tafel final : plattform::Ordnertafel {
+    struct Tafel final : ports::Ordnertafel {
         std::optional<std::string> waehlen(Texte const& t) override {
             texte = t;
             return "/gewaehlt";

@@ -1,6 +1,6 @@
-#include "attrappen/ordner_auf_zeit.h"
-#include "attrappen/voreinstellungen.h"
 #include "ordner/orte.h"
+#include "werkzeug/ordner_auf_zeit.h"
+#include "werkzeug/voreinstellungen.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -13,8 +13,8 @@ namespace {
 
 class Orte : public testing::Test {
 protected:
-    attrappen::OrdnerAufZeit heim;
-    attrappen::FesteStandardorte standardorte{heim.pfad()};
+    werkzeug::OrdnerAufZeit heim;
+    werkzeug::FesteStandardorte standardorte{heim.pfad()};
 
     std::vector<std::string> zustaende() {
         std::vector<std::string> ergebnis;

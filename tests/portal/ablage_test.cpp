@@ -1,5 +1,5 @@
-#include "attrappen/ordner_auf_zeit.h"
 #include "portal/ablage.h"
+#include "werkzeug/ordner_auf_zeit.h"
 
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -27,8 +27,8 @@ constexpr char const* verwaist = "quillmate-portal-0A1B2C3D-0000-4000-8000-01234
 } // namespace
 
 TEST(Portalablage, AFolderIsTheUsersOwnAndNamedWithAUuid) {
-    attrappen::OrdnerAufZeit const tmp;
-    Portalablage ablage{tmp.pfad("noch/nicht/da")};
+    werkzeug::OrdnerAufZeit const tmp;
+    portal::Portalablage ablage{tmp.pfad("noch/nicht/da")};
     auto const ordner = ablage.neuerOrdner();
     ASSERT_TRUE(ordner);
     auto const name = fs::path{*ordner}.filename().string();
@@ -42,15 +42,15 @@ TEST(Portalablage, AFolderIsTheUsersOwnAndNamedWithAUuid) {
 }
 
 TEST(Portalablage, WhereNoFolderCanBeMadeThereIsNone) {
-    attrappen::OrdnerAufZeit const tmp;
-    EXPECT_FALSE(Portalablage{tmp.datei("datei")}.neuerOrdner());
+    werkzeug::OrdnerAufZeit const tmp;
+    EXPECT_FALSE(portal::Portalablage{tmp.datei("datei")}.neuerOrdner());
 }
 
 TEST(Portalablage, FoldersInUseAreBounded) {
-    attrappen::OrdnerAufZeit const tmp;
-    Portalablage ablage{tmp.pfad()};
+    werkzeug::OrdnerAufZeit const tmp;
+    portal::Portalablage ablage{tmp.pfad()};
     auto const erster = ablage.neuerOrdner().value();
-    for (std::size_t i = 1; i < Portalablage::hoechstensOffen; ++i)
+    for (std::size_t i = 1; i < portal::Portalablage::hoechstensOffen; ++i)
         ASSERT_TRUE(ablage.neuerOrdner()) << i;
     EXPECT_FALSE(ablage.neuerOrdner());
     ablage.entfernen(erster);
@@ -58,8 +58,8 @@ TEST(Portalablage, FoldersInUseAreBounded) {
 }
 
 TEST(Portalablage, RemovingTakesTheFolderWithItsContents) {
-    attrappen::OrdnerAufZeit const tmp;
-    Portalablage ablage{tmp.pfad()};
+    werkzeug::OrdnerAufZeit const tmp;
+    portal::Portalablage ablage{tmp.pfad()};
     auto const ordner = ablage.neuerOrdner().value();
     fs::create_directories(ordner + "/a/b");
     std::ofstream{ordner + "/a/b/beleg.pdf"} << "x";
@@ -69,8 +69,8 @@ TEST(Portalablage, RemovingTakesTheFolderWithItsContents) {
 }
 
 TEST(Portalablage, OnlyItsOwnFoldersAreRemoved) {
-    attrappen::OrdnerAufZeit const tmp;
-    Portalablage ablage{tmp.pfad()};
+    werkzeug::OrdnerAufZeit const tmp;
+    portal::Portalablage ablage{tmp.pfad()};
     auto const fremd = tmp.ordner(verwaist);
     ablage.entfernen(fremd);
     ablage.entfernen(tmp.pfad());
@@ -80,9 +80,9 @@ TEST(Portalablage, OnlyItsOwnFoldersAreRemoved) {
 }
 
 TEST(Portalablage, ItsEndRemovesWhatIsLeft) {
-    attrappen::OrdnerAufZeit const tmp;
+    werkzeug::OrdnerAufZeit const tmp;
     {
-        Portalablage ablage{tmp.pfad()};
+        portal::Portalablage ablage{tmp.pfad()};
         (void)ablage.neuerOrdner();
         (void)ablage.neuerOrdner();
         EXPECT_EQ(anzahl(tmp.pfad()), 2U);
@@ -91,27 +91,27 @@ TEST(Portalablage, ItsEndRemovesWhatIsLeft) {
 }
 
 TEST(Portalablage, FoldersOfARunThatCrashedAreSweptAtTheNextStart) {
-    attrappen::OrdnerAufZeit const tmp;
+    werkzeug::OrdnerAufZeit const tmp;
     auto const kind = ::fork();
     if (kind == 0) {
-        Portalablage ablage{tmp.pfad()};
+        portal::Portalablage ablage{tmp.pfad()};
         auto const ordner = ablage.neuerOrdner();
         std::ofstream{ordner.value_or("") + "/beleg.pdf"} << "x";
         ::raise(SIGKILL);
     }
     ::waitpid(kind, nullptr, 0);
     ASSERT_EQ(anzahl(tmp.pfad()), 1U);
-    Portalablage{tmp.pfad()}.aufraeumen();
+    portal::Portalablage{tmp.pfad()}.aufraeumen();
     EXPECT_EQ(anzahl(tmp.pfad()), 0U);
 }
 
 TEST(Portalablage, AFolderInWhichAnotherProcessWorksStays) {
-    attrappen::OrdnerAufZeit const tmp;
-    Portalablage ablage{tmp.pfad()};
+    werkzeug::OrdnerAufZeit const tmp;
+    portal::Portalablage ablage{tmp.pfad()};
     auto const ordner = ablage.neuerOrdner().value();
     auto const kind = ::fork();
     if (kind == 0) {
-        Portalablage andere{tmp.pfad()};
+        portal::Portalablage andere{tmp.pfad()};
         andere.aufraeumen();
         ::_exit(0);
     }
@@ -122,7 +122,7 @@ TEST(Portalablage, AFolderInWhichAnotherProcessWorksStays) {
 }
 
 TEST(Portalablage, SweepingTouchesNothingThatOnlyLooksAlike) {
-    attrappen::OrdnerAufZeit const tmp;
+    werkzeug::OrdnerAufZeit const tmp;
     auto const ziel = tmp.ordner("wichtig");
     tmp.datei("wichtig/brief.txt", "x");
     auto const verweis = tmp.pfad(verwaist);
@@ -131,50 +131,52 @@ TEST(Portalablage, SweepingTouchesNothingThatOnlyLooksAlike) {
     auto const kurz = tmp.ordner("quillmate-portal-");
     auto const anders = tmp.ordner("quillmate-portal-meine-Belege-von-2026-bitte-behalten");
     auto const klein = tmp.ordner("quillmate-portal-0a1b2c3d-0000-4000-8000-0123456789ab");
-    Portalablage{tmp.pfad()}.aufraeumen();
+    portal::Portalablage{tmp.pfad()}.aufraeumen();
     EXPECT_TRUE(fs::exists(ziel + "/brief.txt"));
     for (auto const& bleibt : {verweis, datei, kurz, anders, klein})
         EXPECT_TRUE(fs::exists(bleibt)) << bleibt;
 }
 
 TEST(Portalablage, ALinkInAStaleFolderIsRemovedButNotFollowed) {
-    attrappen::OrdnerAufZeit const tmp;
+    werkzeug::OrdnerAufZeit const tmp;
     tmp.datei("wichtig/brief.txt", "x");
     fs::create_directory_symlink(tmp.pfad("wichtig"), tmp.ordner(verwaist) + "/verweis");
-    Portalablage{tmp.pfad()}.aufraeumen();
+    portal::Portalablage{tmp.pfad()}.aufraeumen();
     EXPECT_FALSE(fs::exists(tmp.pfad(verwaist)));
     EXPECT_TRUE(fs::exists(tmp.pfad("wichtig/brief.txt")));
 }
 
 TEST(Portalablage, SweepingAFolderThatDoesNotExistDoesNothing) {
-    attrappen::OrdnerAufZeit const tmp;
-    Portalablage{tmp.pfad("fehlt")}.aufraeumen();
+    werkzeug::OrdnerAufZeit const tmp;
+    portal::Portalablage{tmp.pfad("fehlt")}.aufraeumen();
     EXPECT_FALSE(fs::exists(tmp.pfad("fehlt")));
 }
 
 TEST(Belegname, IsTheLastComponentOnly) {
-    EXPECT_EQ(belegname("2026/11/Rechnung 7.pdf"), "Rechnung 7.pdf");
-    EXPECT_EQ(belegname("../../etc/passwd"), "passwd");
-    EXPECT_EQ(belegname("ordner/"), "ordner");
-    EXPECT_EQ(belegname("Rechnung \"Mai\".pdf"), "Rechnung \"Mai\".pdf");
+    EXPECT_EQ(portal::belegname("2026/11/Rechnung 7.pdf"), "Rechnung 7.pdf");
+    EXPECT_EQ(portal::belegname("../../etc/passwd"), "passwd");
+    EXPECT_EQ(portal::belegname("ordner/"), "ordner");
+    EXPECT_EQ(portal::belegname("Rechnung \"Mai\".pdf"), "Rechnung \"Mai\".pdf");
     for (auto const* const nichts : {"", ".", "..", "/", "a/..", "\n\t"})
-        EXPECT_EQ(belegname(nichts), "") << nichts;
+        EXPECT_EQ(portal::belegname(nichts), "") << nichts;
 }
 
 TEST(Belegname, LosesControlCharactersAndBrokenBytes) {
-    EXPECT_EQ(belegname("a\r\nContent-Type: x\r\n.pdf"), "aContent-Type: x.pdf");
+    EXPECT_EQ(portal::belegname("a\r\nContent-Type: x\r\n.pdf"), "aContent-Type: x.pdf");
     EXPECT_EQ(
-        belegname("\xE2\x80\xAE"
-                  "fdp.exe"),
+        portal::belegname("\xE2\x80\xAE"
+                          "fdp.exe"),
         "fdp.exe");
-    EXPECT_EQ(belegname("R\xFC.pdf"), "R\xEF\xBF\xBD.pdf");
+    EXPECT_EQ(portal::belegname("R\xFC.pdf"), "R\xEF\xBF\xBD.pdf");
 }
 
 TEST(Belegname, ALongNameIsCutAndKeepsItsExtension) {
-    EXPECT_EQ(belegname(std::string(500, 'a') + ".pdf"), std::string(196, 'a') + ".pdf");
+    EXPECT_EQ(portal::belegname(std::string(500, 'a') + ".pdf"), std::string(196, 'a') + ".pdf");
     std::string umlaute;
     for (int i = 0; i < 200; ++i)
         umlaute += "ä";
-    EXPECT_EQ(belegname("x" + umlaute + ".pdf"), "x" + umlaute.substr(0, 194) + ".pdf"); // no half of an "ä"
-    EXPECT_EQ(belegname("a." + std::string(500, 'b')).size(), 200U);
+    EXPECT_EQ(
+        portal::belegname("x" + umlaute + ".pdf"),
+        "x" + umlaute.substr(0, 194) + ".pdf"); // no half of an "ä"
+    EXPECT_EQ(portal::belegname("a." + std::string(500, 'b')).size(), 200U);
 }

@@ -1,8 +1,8 @@
-#include "attrappen/http_attrappe.h"
-#include "attrappen/ordner_auf_zeit.h"
-#include "attrappen/warten.h"
 #include "grundlage/pruefsumme.h"
 #include "portal/belegversand.h"
+#include "werkzeug/http_attrappe.h"
+#include "werkzeug/ordner_auf_zeit.h"
+#include "werkzeug/warten.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -16,14 +16,14 @@
 #include <mutex>
 
 using namespace quillmate;
-using attrappen::HttpAnfrage;
-using attrappen::HttpAntwort;
-using attrappen::HttpAttrappe;
+using werkzeug::HttpAnfrage;
+using werkzeug::HttpAntwort;
+using werkzeug::HttpAttrappe;
 
 namespace {
 
 namespace fs = std::filesystem;
-using Meldungen = std::vector<Portalmeldung>;
+using Meldungen = std::vector<portal::Portalmeldung>;
 using Abfrage = std::vector<std::pair<std::string, std::string>>;
 
 constexpr char const* uebergabeGescheitert = "Der Beleg konnte nicht an Quillmate übergeben werden.";
@@ -33,7 +33,7 @@ Adresse adresse(std::string_view text) {
     return Adresse::lesen(text).value();
 }
 
-Belegziel zielAn(std::string const& basis, std::optional<std::int64_t> buchung = {}) {
+portal::Belegziel zielAn(std::string const& basis, std::optional<std::int64_t> buchung = {}) {
     return {
         .basis = adresse(basis),
         .clientId = 42,
@@ -54,19 +54,20 @@ protected:
     Meldungen gesendet(std::string const& datei, std::optional<std::int64_t> buchung = {}) {
         auto const sammlung = std::make_shared<Sammlung>();
         versand->senden(
-            zielAn(server->adresse() + "/pfad?x=1#f", buchung), datei, [sammlung](Portalmeldung const& m) {
+            zielAn(server->adresse() + "/pfad?x=1#f", buchung), datei,
+            [sammlung](portal::Portalmeldung const& m) {
                 std::lock_guard const schutz{sammlung->sperre};
                 sammlung->meldungen.push_back(m);
             });
-        EXPECT_TRUE(attrappen::wartenBis([&] { return !fs::exists(fs::path{datei}.parent_path()); }));
+        EXPECT_TRUE(werkzeug::wartenBis([&] { return !fs::exists(fs::path{datei}.parent_path()); }));
         std::lock_guard const schutz{sammlung->sperre};
         return sammlung->meldungen;
     }
-    Portalmeldung ende(HttpAntwort antwortJetzt, std::optional<std::int64_t> buchung = {}) {
+    portal::Portalmeldung ende(HttpAntwort antwortJetzt, std::optional<std::int64_t> buchung = {}) {
         antworte(std::move(antwortJetzt));
         auto const meldungen = gesendet(beleg("r.pdf", "%PDF-1.4"), buchung);
         EXPECT_EQ(meldungen.size(), 2U);
-        return meldungen.empty() ? Portalmeldung{} : meldungen.back();
+        return meldungen.empty() ? portal::Portalmeldung{} : meldungen.back();
     }
 
     void antworte(HttpAntwort neue) {
@@ -78,26 +79,26 @@ protected:
         std::mutex sperre;
         Meldungen meldungen;
     };
-    attrappen::OrdnerAufZeit tmp;
+    werkzeug::OrdnerAufZeit tmp;
     std::mutex antwortsperre;
     HttpAntwort antwort{.koerper = "{}"}; // guarded by antwortsperre
     std::unique_ptr<HttpAttrappe> server = std::make_unique<HttpAttrappe>([this](HttpAnfrage const&) {
         std::lock_guard const schutz{antwortsperre};
         return antwort;
     });
-    Portalablage ablage{tmp.pfad()};
-    std::unique_ptr<Belegversand> versand = std::make_unique<Belegversand>(ablage);
+    portal::Portalablage ablage{tmp.pfad()};
+    std::unique_ptr<portal::Belegversand> versand = std::make_unique<portal::Belegversand>(ablage);
 };
 
-Portalmeldung fehler(std::string text) {
-    return {.status = Portalstatus::fehler, .nachricht = std::move(text)};
+portal::Portalmeldung fehler(std::string text) {
+    return {.status = portal::Portalstatus::fehler, .nachricht = std::move(text)};
 }
-Portalmeldung importiert(std::string text) {
-    return {.status = Portalstatus::importiert, .nachricht = std::move(text)};
+portal::Portalmeldung importiert(std::string text) {
+    return {.status = portal::Portalstatus::importiert, .nachricht = std::move(text)};
 }
 
-Portalmeldung ausgang(int status, std::string_view koerper, bool mitBuchung) {
-    return belegausgang({.status = status, .fehler = {}}, koerper, mitBuchung);
+portal::Portalmeldung ausgang(int status, std::string_view koerper, bool mitBuchung) {
+    return portal::belegausgang({.status = status, .fehler = {}}, koerper, mitBuchung);
 }
 
 } // namespace
@@ -128,7 +129,8 @@ TEST_F(BelegversandTest, ANewReceiptIsSentToTheLetter) {
             "Content-Type: application/pdf\r\n\r\n" +
             inhalt + "\r\n--" + grenze + "--\r\n");
     EXPECT_EQ(
-        meldungen.at(0), (Portalmeldung{.status = Portalstatus::wird_importiert, .nachricht = geladen}));
+        meldungen.at(0),
+        (portal::Portalmeldung{.status = portal::Portalstatus::wird_importiert, .nachricht = geladen}));
 }
 
 TEST_F(BelegversandTest, WithABookingItIsAttachedToIt) {
@@ -162,20 +164,20 @@ TEST(Belegadresse, KeepsSchemeHostAndPortOfTheServiceOnly) {
     auto ziel = zielAn("https://api.quillmate.example:8443/uebersicht?a=b#c", 7);
     ziel.token = "t";
     EXPECT_EQ(
-        belegadresse(ziel, "h", "n"), "https://api.quillmate.example:8443/transactions/7/"
-                                      "attach-receipt?token=t&merge=false&portal=hetzner");
-    EXPECT_FALSE(belegadresse(zielAn("about:blank"), "h", "n"));
-    EXPECT_FALSE(belegadresse(zielAn("file:///x"), "h", "n"));
+        portal::belegadresse(ziel, "h", "n"), "https://api.quillmate.example:8443/transactions/7/"
+                                              "attach-receipt?token=t&merge=false&portal=hetzner");
+    EXPECT_FALSE(portal::belegadresse(zielAn("about:blank"), "h", "n"));
+    EXPECT_FALSE(portal::belegadresse(zielAn("file:///x"), "h", "n"));
 }
 
 TEST_F(BelegversandTest, AnAddressThatCannotBeFormedIsReported) {
     auto const datei = beleg("r.pdf", "x");
     auto const meldungen = std::make_shared<Sammlung>();
-    versand->senden(zielAn("about:blank"), datei, [meldungen](Portalmeldung const& m) {
+    versand->senden(zielAn("about:blank"), datei, [meldungen](portal::Portalmeldung const& m) {
         std::lock_guard const schutz{meldungen->sperre};
         meldungen->meldungen.push_back(m);
     });
-    ASSERT_TRUE(attrappen::wartenBis([&] { return !fs::exists(fs::path{datei}.parent_path()); }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return !fs::exists(fs::path{datei}.parent_path()); }));
     std::lock_guard const schutz{meldungen->sperre};
     EXPECT_EQ(meldungen->meldungen, Meldungen{fehler(uebergabeGescheitert)});
 }
@@ -205,7 +207,7 @@ TEST_F(BelegversandTest, AFileThatCannotBeReadIsReported) {
 TEST_F(BelegversandTest, ExactlyFiftyMebibytesAreSentAndOneByteMoreIsRefused) {
     auto const gross = beleg("gross.pdf", "%PDF-1.4");
     fs::resize_file(gross, 52'428'800);
-    EXPECT_EQ(gesendet(gross).back().status, Portalstatus::importiert);
+    EXPECT_EQ(gesendet(gross).back().status, portal::Portalstatus::importiert);
     ASSERT_EQ(server->anfragen().size(), 1U);
     auto const koerper = server->anfragen()[0].koerper;
     auto const anfang = koerper.find("\r\n\r\n") + 4;
@@ -227,21 +229,21 @@ TEST(BelegversandSpeicher, AFileOfFiftyMebibytesIsNeverInMemoryAsAWhole) {
     HttpAttrappe server{[](HttpAnfrage const&) {
         return HttpAntwort{.koerper = "{}"};
     }};
-    attrappen::OrdnerAufZeit const tmp;
+    werkzeug::OrdnerAufZeit const tmp;
     auto const kind = ::fork();
     if (kind == 0) {
-        Portalablage ablage{tmp.pfad()};
-        Belegversand versand{ablage};
+        portal::Portalablage ablage{tmp.pfad()};
+        portal::Belegversand versand{ablage};
         auto const datei = ablage.neuerOrdner().value_or("") + "/gross.pdf";
         std::ofstream{datei} << "%PDF-1.4";
         fs::resize_file(datei, 52'428'800);
         rusage vorher{};
         ::getrusage(RUSAGE_SELF, &vorher);
         std::atomic<bool> gut{false};
-        versand.senden(zielAn(server.adresse()), datei, [&](Portalmeldung const& m) {
-            gut = m.status == Portalstatus::importiert;
+        versand.senden(zielAn(server.adresse()), datei, [&](portal::Portalmeldung const& m) {
+            gut = m.status == portal::Portalstatus::importiert;
         });
-        bool const weg = attrappen::wartenBis([&] { return !fs::exists(fs::path{datei}.parent_path()); });
+        bool const weg = werkzeug::wartenBis([&] { return !fs::exists(fs::path{datei}.parent_path()); });
         rusage nachher{};
         ::getrusage(RUSAGE_SELF, &nachher);
         ::_exit(!gut || !weg ? 1 : nachher.ru_maxrss - vorher.ru_maxrss < 20L * 1024 ? 0 : 2); // KiB
@@ -279,11 +281,11 @@ TEST_F(BelegversandTest, AnAnswerOfTheServiceEndsTheUpload) {
 TEST_F(BelegversandTest, NobodyListensAtAll) {
     auto const datei = beleg("r.pdf", "x");
     auto const meldungen = std::make_shared<Sammlung>();
-    versand->senden(zielAn(attrappen::toteAdresse()), datei, [meldungen](Portalmeldung const& m) {
+    versand->senden(zielAn(werkzeug::toteAdresse()), datei, [meldungen](portal::Portalmeldung const& m) {
         std::lock_guard const schutz{meldungen->sperre};
         meldungen->meldungen.push_back(m);
     });
-    ASSERT_TRUE(attrappen::wartenBis([&] { return !fs::exists(fs::path{datei}.parent_path()); }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return !fs::exists(fs::path{datei}.parent_path()); }));
     std::lock_guard const schutz{meldungen->sperre};
     EXPECT_EQ(
         meldungen->meldungen.back(),
@@ -317,7 +319,7 @@ TEST(Belegausgang, WithABookingOnlyTheStatusCounts) {
 TEST(Belegausgang, WithoutABookingTheFirstFindingCounts) {
     struct Fall {
         char const* antwort;
-        Portalmeldung meldung;
+        portal::Portalmeldung meldung;
     };
     std::vector<Fall> const faelle{
         {R"({"cost_capped":true,"is_receipt":false,"reasoning":"Genug für heute."})",
@@ -343,7 +345,7 @@ TEST(Belegausgang, AnythingElseIsAFailure) {
         EXPECT_EQ(ausgang(200, koerper, true), fehler(uebergabeGescheitert)) << koerper;
     EXPECT_EQ(ausgang(200, std::string(500'000, '['), false), fehler(uebergabeGescheitert));
     EXPECT_EQ(
-        belegausgang({.status = {}, .fehler = "Kein Netz."}, "{}", false),
+        portal::belegausgang({.status = {}, .fehler = "Kein Netz."}, "{}", false),
         fehler("Import fehlgeschlagen: Kein Netz."));
 }
 
@@ -357,19 +359,20 @@ TEST_F(BelegversandTest, ManyFilesAreSentFourAtATime) {
         int const n = ++gerade;
         for (int bisher = hoechstens; n > bisher && !hoechstens.compare_exchange_weak(bisher, n);) {
         }
-        (void)attrappen::wartenBis([&] { return weiter.load(); });
+        (void)werkzeug::wartenBis([&] { return weiter.load(); });
         --gerade;
         return HttpAntwort{.koerper = "{}"};
     }};
     std::atomic<int> fertige{0};
     for (int i = 0; i < 12; ++i)
-        versand->senden(zielAn(langsamer.adresse()), beleg("r.pdf", "x"), [&](Portalmeldung const& m) {
-            if (m.status == Portalstatus::importiert)
-                ++fertige;
-        });
-    ASSERT_TRUE(attrappen::wartenBis([&] { return gerade == 4; }));
+        versand->senden(
+            zielAn(langsamer.adresse()), beleg("r.pdf", "x"), [&](portal::Portalmeldung const& m) {
+                if (m.status == portal::Portalstatus::importiert)
+                    ++fertige;
+            });
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return gerade == 4; }));
     weiter = true;
-    ASSERT_TRUE(attrappen::wartenBis([&] { return fertige == 12; }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return fertige == 12; }));
     EXPECT_EQ(hoechstens, 4);
 }
 
@@ -377,11 +380,11 @@ TEST_F(BelegversandTest, TheEndOfTheProgramEndsUploadsAndLeavesNoFolder) {
     antworte({.haengen = true});
     std::atomic<int> enden{0};
     for (int i = 0; i < 8; ++i)
-        versand->senden(zielAn(server->adresse()), beleg("r.pdf", "x"), [&](Portalmeldung const& m) {
-            if (m.status == Portalstatus::fehler)
+        versand->senden(zielAn(server->adresse()), beleg("r.pdf", "x"), [&](portal::Portalmeldung const& m) {
+            if (m.status == portal::Portalstatus::fehler)
                 ++enden;
         });
-    ASSERT_TRUE(attrappen::wartenBis([&] { return server->anfragen().size() == 4; }));
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return server->anfragen().size() == 4; }));
     versand.reset();
     EXPECT_EQ(enden, 4); // those under way
     EXPECT_TRUE(fs::is_empty(tmp.pfad()));

@@ -39,14 +39,14 @@ std::string gut(std::string_view bytes, std::string_view name = "rechnung.pdf") 
 }
 
 std::string fehlerAus(std::string antwort) {
-    auto const ergebnis = erfasstePdf(std::move(antwort));
+    auto const ergebnis = portal::erfasstePdf(std::move(antwort));
     auto const* const fehler = std::get_if<std::string>(&ergebnis);
     return fehler ? *fehler : "kein Fehler";
 }
 
 std::string nameAus(std::string_view name) {
-    auto const ergebnis = erfasstePdf(gut("%PDF-1.4", name));
-    auto const* const pdf = std::get_if<ErfasstePdf>(&ergebnis);
+    auto const ergebnis = portal::erfasstePdf(gut("%PDF-1.4", name));
+    auto const* const pdf = std::get_if<portal::ErfasstePdf>(&ergebnis);
     return pdf ? pdf->name : "keine PDF";
 }
 
@@ -55,21 +55,21 @@ std::string nameAus(std::string_view name) {
 TEST(Base64, DecodesAllLengthsAndAllBytes) {
     std::string alle;
     for (int i = 0; i < 256; ++i) {
-        EXPECT_EQ(ausBase64(alsBase64(alle)), alle);
+        EXPECT_EQ(portal::ausBase64(alsBase64(alle)), alle);
         alle += static_cast<char>(i);
     }
-    EXPECT_EQ(ausBase64(""), "");
+    EXPECT_EQ(portal::ausBase64(""), "");
 }
 
 TEST(Base64, AnythingElseIsRefused) {
     for (auto const* const text :
          {"A", "AB", "ABC", "ABCDE", "AB=C", "====", "A===", "AB C", "ABC\n", "ABC-", "ÄBC"})
-        EXPECT_FALSE(ausBase64(text)) << text;
+        EXPECT_FALSE(portal::ausBase64(text)) << text;
 }
 
 TEST(ErfasstePdf, AGoodAnswerGivesNameAndBytes) {
-    auto const ergebnis = erfasstePdf(gut("%PDF-1.4\n...", "Rechnung Mai.PDF"));
-    auto const* const pdf = std::get_if<ErfasstePdf>(&ergebnis);
+    auto const ergebnis = portal::erfasstePdf(gut("%PDF-1.4\n...", "Rechnung Mai.PDF"));
+    auto const* const pdf = std::get_if<portal::ErfasstePdf>(&ergebnis);
     ASSERT_NE(pdf, nullptr);
     EXPECT_EQ(pdf->name, "Rechnung Mai.PDF");
     EXPECT_EQ(pdf->daten, "%PDF-1.4\n...");
@@ -106,7 +106,7 @@ TEST(ErfasstePdf, TheMarkMustStandWithinTheFirst1024Bytes) {
 
 TEST(ErfasstePdf, ExactlyFiftyMebibytesAreTakenAndOneByteMoreIsNot) {
     std::string bytes = "%PDF-1.4";
-    bytes.resize(hoechsterBeleg, 'x');
+    bytes.resize(portal::hoechsterBeleg, 'x');
     EXPECT_EQ(fehlerAus(gut(bytes)), "kein Fehler");
     bytes += 'x';
     EXPECT_EQ(fehlerAus(gut(bytes)), nichtLesbar);
@@ -123,7 +123,7 @@ TEST(ErfasstePdf, TheNameIsALastComponentThatEndsInPdf) {
     EXPECT_EQ(nameAus(".."), "rechnung.pdf");
     EXPECT_EQ(nameAus("x.PDF"), "x.PDF");
     EXPECT_EQ(nameAus(R"(a\r\nb.pdf)"), "ab.pdf");
-    auto const ohne = erfasstePdf(R"({"ok":true,"daten":"JVBERi0x","name":7})");
-    ASSERT_TRUE(std::holds_alternative<ErfasstePdf>(ohne));
-    EXPECT_EQ(std::get<ErfasstePdf>(ohne).name, "rechnung.pdf");
+    auto const ohne = portal::erfasstePdf(R"({"ok":true,"daten":"JVBERi0x","name":7})");
+    ASSERT_TRUE(std::holds_alternative<portal::ErfasstePdf>(ohne));
+    EXPECT_EQ(std::get<portal::ErfasstePdf>(ohne).name, "rechnung.pdf");
 }

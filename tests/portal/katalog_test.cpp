@@ -78,15 +78,15 @@ Adresse adresse(std::string_view text) {
 } // namespace
 
 TEST(Katalog, Holds327EntriesBeginningWithAmazonWebServices) {
-    ASSERT_EQ(PortalZiel::alle().size(), 327U);
-    EXPECT_EQ(PortalZiel::alle().front().kennung, "aws");
-    EXPECT_EQ(PortalZiel::alle().front().name, "Amazon Web Services");
+    ASSERT_EQ(portal::PortalZiel::alle().size(), 327U);
+    EXPECT_EQ(portal::PortalZiel::alle().front().kennung, "aws");
+    EXPECT_EQ(portal::PortalZiel::alle().front().name, "Amazon Web Services");
 }
 
 TEST(Katalog, HasTheAgreedNamesInTheAgreedOrderAndElevenMore) {
     std::vector<std::string> vereinbarte;
     std::set<std::string_view> gesehen;
-    for (auto const& ziel : PortalZiel::alle())
+    for (auto const& ziel : portal::PortalZiel::alle())
         if (weitere.contains(ziel.kennung))
             gesehen.insert(ziel.kennung);
         else
@@ -97,7 +97,7 @@ TEST(Katalog, HasTheAgreedNamesInTheAgreedOrderAndElevenMore) {
 
 TEST(Katalog, KeysAreUniqueAsciiWords) {
     std::set<std::string> kennungen;
-    for (auto const& ziel : PortalZiel::alle()) {
+    for (auto const& ziel : portal::PortalZiel::alle()) {
         EXPECT_TRUE(kennungen.insert(ziel.kennung).second) << ziel.kennung;
         EXPECT_EQ(ziel.kennung.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_"), std::string::npos);
         EXPECT_NE(ziel.kennung, "weiteres");
@@ -119,16 +119,16 @@ TEST(Katalog, KnownKeysHaveTheirNames) {
         {"ups", "UPS"},
         {"wuerth", "Würth"}};
     for (auto const& [kennung, name] : paare) {
-        auto const* const ziel = PortalZiel::mitKennung(kennung);
+        auto const* const ziel = portal::PortalZiel::mitKennung(kennung);
         ASSERT_NE(ziel, nullptr) << kennung;
         EXPECT_EQ(ziel->name, name);
     }
     for (auto const* const kennung : {"", "weiteres", "AWS", "aws ", "gibt_es_nicht"})
-        EXPECT_EQ(PortalZiel::mitKennung(kennung), nullptr) << kennung;
+        EXPECT_EQ(portal::PortalZiel::mitKennung(kennung), nullptr) << kennung;
 }
 
 TEST(Katalog, EveryAddressIsAPlainHttpsAddress) {
-    for (auto const& ziel : PortalZiel::alle()) {
+    for (auto const& ziel : portal::PortalZiel::alle()) {
         auto const& text = ziel.adresse.text();
         EXPECT_EQ(ziel.adresse.schema(), "https") << text;
         EXPECT_TRUE(ziel.adresse.wirt()) << text;
@@ -152,7 +152,7 @@ TEST(Katalog, NoAddressLeadsOverARedirectorOrAStranger) {
     std::set<std::string> const umleiter{"bit.ly",     "goo.gl", "t.co",     "tinyurl.com", "lnkd.in",
                                          "onelink.me", "ow.ly",  "app.link", "awin1.com",   "linktr.ee"};
     std::map<std::string, std::set<std::string>> nachBereich;
-    for (auto const& ziel : PortalZiel::alle())
+    for (auto const& ziel : portal::PortalZiel::alle())
         nachBereich[bereich(*ziel.adresse.wirt())].insert(ziel.kennung);
     for (auto const& [name, kennungen] : nachBereich) {
         EXPECT_FALSE(umleiter.contains(name)) << name;
@@ -163,7 +163,8 @@ TEST(Katalog, NoAddressLeadsOverARedirectorOrAStranger) {
 }
 
 TEST(WeiteresPortal, ANameKeepsOnlyItsInnerText) {
-    auto const ziel = PortalZiel::weiteres("\t \n Mein\tPortal \r\n", adresse("https://portal.example/a"));
+    auto const ziel =
+        portal::PortalZiel::weiteres("\t \n Mein\tPortal \r\n", adresse("https://portal.example/a"));
     EXPECT_EQ(ziel.kennung, "weiteres");
     EXPECT_EQ(ziel.name, "MeinPortal");
     EXPECT_EQ(ziel.adresse.text(), "https://portal.example/a");
@@ -173,11 +174,14 @@ TEST(WeiteresPortal, ANameIsCutTo120Characters) {
     std::string lang;
     for (int i = 0; i < 130; ++i)
         lang += "ü";
-    EXPECT_EQ(PortalZiel::weiteres(lang, adresse("https://portal.example/")).name, lang.substr(0, 240));
+    EXPECT_EQ(
+        portal::PortalZiel::weiteres(lang, adresse("https://portal.example/")).name, lang.substr(0, 240));
 }
 
 TEST(WeiteresPortal, WithoutANameTheHostIsTheNameAndWithoutAHostAFixedText) {
-    EXPECT_EQ(PortalZiel::weiteres("", adresse("https://Portal.example:8443/a")).name, "portal.example");
-    EXPECT_EQ(PortalZiel::weiteres(" \t\n", adresse("https://portal.example/a")).name, "portal.example");
-    EXPECT_EQ(PortalZiel::weiteres("", adresse("about:blank")).name, "Weiteres Portal");
+    EXPECT_EQ(
+        portal::PortalZiel::weiteres("", adresse("https://Portal.example:8443/a")).name, "portal.example");
+    EXPECT_EQ(
+        portal::PortalZiel::weiteres(" \t\n", adresse("https://portal.example/a")).name, "portal.example");
+    EXPECT_EQ(portal::PortalZiel::weiteres("", adresse("about:blank")).name, "Weiteres Portal");
 }

@@ -1,6 +1,6 @@
-#include "attrappen/adressdialog.h"
-#include "attrappen/voreinstellungen.h"
 #include "portal/portaladresse.h"
+#include "werkzeug/adressdialog.h"
+#include "werkzeug/voreinstellungen.h"
 
 #include <gtest/gtest.h>
 
@@ -11,23 +11,23 @@ namespace {
 using Texte = std::vector<std::string>;
 
 std::optional<std::string> normal(std::string_view text) {
-    auto const adresse = PortalAdresse::normalisieren(text);
+    auto const adresse = portal::PortalAdresse::normalisieren(text);
     return adresse ? std::optional{adresse->text()} : std::nullopt;
 }
 
 class PortalAdresseTest : public testing::Test {
 protected:
     void gespeichert(Texte const& texte) {
-        voreinstellungen.setzeTextliste(PortalAdresse::schluessel, texte);
+        voreinstellungen.setzeTextliste(portal::PortalAdresse::schluessel, texte);
     }
     Texte gespeichert() {
-        return voreinstellungen.textliste(PortalAdresse::schluessel).value_or(Texte{"nichts"});
+        return voreinstellungen.textliste(portal::PortalAdresse::schluessel).value_or(Texte{"nichts"});
     }
-    void merken(std::string_view text) { portale.merken(PortalAdresse::normalisieren(text).value()); }
+    void merken(std::string_view text) { portale.merken(portal::PortalAdresse::normalisieren(text).value()); }
 
-    attrappen::SpeicherVoreinstellungen voreinstellungen;
-    attrappen::GetippterDialog dialog;
-    PortalAdresse portale{voreinstellungen, dialog};
+    werkzeug::SpeicherVoreinstellungen voreinstellungen;
+    werkzeug::GetippterDialog dialog;
+    portal::PortalAdresse portale{voreinstellungen, dialog};
 };
 
 } // namespace
@@ -95,9 +95,9 @@ TEST_F(PortalAdresseTest, WithoutAHistoryTheListIsEmpty) {
 }
 
 TEST_F(PortalAdresseTest, AMalformedHistoryReadsAsEmpty) {
-    voreinstellungen.werte[PortalAdresse::schluessel] = std::string{"keine Liste"};
+    voreinstellungen.werte[portal::PortalAdresse::schluessel] = std::string{"keine Liste"};
     EXPECT_TRUE(portale.verlauf().empty());
-    voreinstellungen.setzeDatenliste(PortalAdresse::schluessel, {"https://a.example/"});
+    voreinstellungen.setzeDatenliste(portal::PortalAdresse::schluessel, {"https://a.example/"});
     EXPECT_TRUE(portale.verlauf().empty());
 }
 
@@ -124,18 +124,18 @@ TEST_F(PortalAdresseTest, The26thAddressPushesOutTheOldest) {
 
 TEST_F(PortalAdresseTest, TheHistorySurvivesInTheUsersDefaults) {
     merken("a.example/");
-    PortalAdresse spaeter{voreinstellungen, dialog};
+    portal::PortalAdresse spaeter{voreinstellungen, dialog};
     EXPECT_EQ(spaeter.verlauf(), Texte{"https://a.example/"});
 }
 
 TEST(Passende, CompletesWithAndWithoutSchemeWhateverTheCase) {
     Texte const adressen{
         "https://www.portal.example/a", "https://portal.example/", "https://anders.example/portal"};
-    EXPECT_EQ(PortalAdresse::passende(adressen, ""), adressen);
-    EXPECT_EQ(PortalAdresse::passende(adressen, "POR"), (Texte{adressen[0], adressen[1]}));
-    EXPECT_EQ(PortalAdresse::passende(adressen, "www.p"), (Texte{adressen[0], adressen[1]}));
-    EXPECT_EQ(PortalAdresse::passende(adressen, "https://an"), Texte{adressen[2]});
-    EXPECT_TRUE(PortalAdresse::passende(adressen, "xyz").empty());
+    EXPECT_EQ(portal::PortalAdresse::passende(adressen, ""), adressen);
+    EXPECT_EQ(portal::PortalAdresse::passende(adressen, "POR"), (Texte{adressen[0], adressen[1]}));
+    EXPECT_EQ(portal::PortalAdresse::passende(adressen, "www.p"), (Texte{adressen[0], adressen[1]}));
+    EXPECT_EQ(portal::PortalAdresse::passende(adressen, "https://an"), Texte{adressen[2]});
+    EXPECT_TRUE(portal::PortalAdresse::passende(adressen, "xyz").empty());
 }
 
 TEST_F(PortalAdresseTest, TheDialogSaysWhatItIsFor) {

@@ -1,13 +1,13 @@
-#include "attrappen/download.h"
-#include "attrappen/fehlerausgabe.h"
-#include "attrappen/fensterwerk.h"
-#include "attrappen/hauptschleife.h"
-#include "attrappen/http_attrappe.h"
-#include "attrappen/ordner_auf_zeit.h"
-#include "attrappen/portalleiste.h"
-#include "attrappen/warten.h"
 #include "portal/erfassung.h"
 #include "portal/portalfenster.h"
+#include "werkzeug/download.h"
+#include "werkzeug/fehlerausgabe.h"
+#include "werkzeug/fensterwerk.h"
+#include "werkzeug/hauptschleife.h"
+#include "werkzeug/http_attrappe.h"
+#include "werkzeug/ordner_auf_zeit.h"
+#include "werkzeug/portalleiste.h"
+#include "werkzeug/warten.h"
 
 #include <gtest/gtest.h>
 
@@ -20,10 +20,10 @@
 #include <vector>
 
 using namespace quillmate;
-using attrappen::HttpAnfrage;
-using attrappen::HttpAntwort;
-using attrappen::HttpAttrappe;
-using plattform::Entscheidung;
+using ports::Entscheidung;
+using werkzeug::HttpAnfrage;
+using werkzeug::HttpAntwort;
+using werkzeug::HttpAttrappe;
 
 namespace {
 
@@ -35,14 +35,14 @@ constexpr char const* pdfAntwort =
 class PortalFensterTest : public testing::Test {
 protected:
     void oeffnen(std::optional<std::int64_t> buchung = {}) {
-        portal = std::make_unique<PortalFenster>(
-            PortalFenster::Umgebung{
+        portal = std::make_unique<portal::PortalFenster>(
+            portal::PortalFenster::Umgebung{
                 .werk = werk,
                 .leisten = leisten,
                 .schleife = schleife,
                 .ablage = ablage,
                 .versand = *versand},
-            PortalFenster::Auftrag{
+            portal::PortalFenster::Auftrag{
                 .ziel =
                     {.kennung = "hetzner",
                      .name = "Hetzner",
@@ -55,9 +55,9 @@ protected:
                     ereignisse.push_back(ereignis.dump());
                 }});
     }
-    [[nodiscard]] attrappen::WebansichtAttrappe& web() const { return *werk.ansichten.at(0); }
-    [[nodiscard]] plattform::Webansicht::Empfaenger& empfaenger() const { return web().empfaenger(); }
-    [[nodiscard]] attrappen::ProgrammfensterAttrappe& fenster() const { return *werk.fensters.at(0); }
+    [[nodiscard]] werkzeug::WebansichtAttrappe& web() const { return *werk.ansichten.at(0); }
+    [[nodiscard]] ports::Webansicht::Empfaenger& empfaenger() const { return web().empfaenger(); }
+    [[nodiscard]] werkzeug::ProgrammfensterAttrappe& fenster() const { return *werk.fensters.at(0); }
 
     Entscheidung navigiert(
         std::optional<std::string> adresse, bool alsDownload = false, bool hauptrahmen = true) const {
@@ -71,15 +71,15 @@ protected:
                     .contentDisposition = std::move(contentDisposition),
                     .darstellbar = darstellbar});
     }
-    std::shared_ptr<attrappen::DownloadAttrappe> download() const {
-        auto neuer = std::make_shared<attrappen::DownloadAttrappe>("https://portal.example/r.pdf");
+    std::shared_ptr<werkzeug::DownloadAttrappe> download() const {
+        auto neuer = std::make_shared<werkzeug::DownloadAttrappe>("https://portal.example/r.pdf");
         empfaenger().heruntergeladen(web(), neuer);
         return neuer;
     }
     /// Runs the main loop until something is so.
     template<typename Bedingung>
     [[nodiscard]] bool laeuftBis(Bedingung bedingung) {
-        return attrappen::wartenBis([&] {
+        return werkzeug::wartenBis([&] {
             schleife.laufen();
             return bedingung();
         });
@@ -89,18 +89,18 @@ protected:
         return std::ranges::find(werk.buch->zeilen, zeile) != werk.buch->zeilen.end();
     }
 
-    attrappen::OrdnerAufZeit tmp;
+    werkzeug::OrdnerAufZeit tmp;
     HttpAntwort antwort{.koerper = "{}"};
     HttpAttrappe server{[this](HttpAnfrage const&) {
         return antwort;
     }};
-    attrappen::FensterwerkAttrappe werk;
-    attrappen::PortalleistenwerkAttrappe leisten;
-    attrappen::HandSchleife schleife;
-    Portalablage ablage{tmp.pfad()};
-    std::unique_ptr<Belegversand> versand = std::make_unique<Belegversand>(ablage);
+    werkzeug::FensterwerkAttrappe werk;
+    werkzeug::PortalleistenwerkAttrappe leisten;
+    werkzeug::HandSchleife schleife;
+    portal::Portalablage ablage{tmp.pfad()};
+    std::unique_ptr<portal::Belegversand> versand = std::make_unique<portal::Belegversand>(ablage);
     std::vector<std::string> ereignisse;
-    std::unique_ptr<PortalFenster> portal;
+    std::unique_ptr<portal::PortalFenster> portal;
 };
 
 using Texte = std::vector<std::string>;
@@ -117,7 +117,7 @@ std::string ereignis(std::string const& status, std::string const& nachricht, st
 TEST_F(PortalFensterTest, ItsViewHasThePortalsOwnDataAndNoBridge) {
     oeffnen();
     auto const& einrichtung = werk.einrichtungen.at(0);
-    EXPECT_EQ(einrichtung.datenhaltung, plattform::Webansicht::Einrichtung::Datenhaltung::portale);
+    EXPECT_EQ(einrichtung.datenhaltung, ports::Webansicht::Einrichtung::Datenhaltung::portale);
     EXPECT_TRUE(einrichtung.skripte.empty());
     EXPECT_TRUE(einrichtung.nachrichtenname.empty());
     EXPECT_FALSE(einrichtung.nachrichten);
@@ -208,7 +208,7 @@ TEST_F(PortalFensterTest, WhatCanBeShownIsShownUnlessItIsAnAttachment) {
 TEST_F(PortalFensterTest, ANewWindowIsLoadedInTheSameView) {
     oeffnen();
     int gemacht = 0;
-    auto const verwandte = [&](plattform::Webansicht::Empfaenger& wer) {
+    auto const verwandte = [&](ports::Webansicht::Empfaenger& wer) {
         ++gemacht;
         return werk.verwandte(wer);
     };
@@ -228,7 +228,7 @@ TEST_F(PortalFensterTest, ANewWindowIsLoadedInTheSameView) {
 
 TEST_F(PortalFensterTest, AServerThatCannotProveWhoItIsGetsAPageWithoutAWayAround) {
     oeffnen();
-    auto const protokoll = attrappen::fehlerausgabe([&] {
+    auto const protokoll = werkzeug::fehlerausgabe([&] {
         empfaenger().fehlgeschlagen(
             web(), {.bereich = "zertifikat",
                     .nummer = 1,
@@ -287,13 +287,13 @@ TEST_F(PortalFensterTest, AfterACrashThePageCanBeLoadedAgain) {
 
 TEST_F(PortalFensterTest, AReportIsShownAndSentAsAnEvent) {
     oeffnen();
-    portal->melden(Portalstatus::wird_importiert, "A");
+    portal->melden(portal::Portalstatus::wird_importiert, "A");
     EXPECT_EQ(leisten.status, "A");
-    EXPECT_EQ(leisten.ton, plattform::Textton::ruhig);
-    portal->melden(Portalstatus::fehler, "B");
-    EXPECT_EQ(leisten.ton, plattform::Textton::fehler);
-    portal->melden(Portalstatus::importiert, "C");
-    EXPECT_EQ(leisten.ton, plattform::Textton::ruhig);
+    EXPECT_EQ(leisten.ton, ports::Textton::ruhig);
+    portal->melden(portal::Portalstatus::fehler, "B");
+    EXPECT_EQ(leisten.ton, ports::Textton::fehler);
+    portal->melden(portal::Portalstatus::importiert, "C");
+    EXPECT_EQ(leisten.ton, ports::Textton::ruhig);
     EXPECT_EQ(
         ereignisse,
         (Texte{ereignis("wird_importiert", "A"), ereignis("fehler", "B"), ereignis("importiert", "C")}));
@@ -302,7 +302,7 @@ TEST_F(PortalFensterTest, AReportIsShownAndSentAsAnEvent) {
 TEST_F(PortalFensterTest, WithABookingEventsNameItButTheLastOneDoesNot) {
     oeffnen(4711);
     portal->zeigen();
-    portal->melden(Portalstatus::importiert, "A");
+    portal->melden(portal::Portalstatus::importiert, "A");
     fenster().schliessen();
     EXPECT_EQ(
         ereignisse,
@@ -312,13 +312,13 @@ TEST_F(PortalFensterTest, WithABookingEventsNameItButTheLastOneDoesNot) {
 TEST_F(PortalFensterTest, AReportFromAnotherThreadComesByTheMainLoop) {
     oeffnen();
     std::thread{[&] {
-        portal->melden(Portalstatus::importiert, "A");
+        portal->melden(portal::Portalstatus::importiert, "A");
     }}.join();
     EXPECT_TRUE(ereignisse.empty());
     schleife.laufen();
     EXPECT_EQ(ereignisse, Texte{ereignis("importiert", "A")});
     std::thread{[&] {
-        portal->melden(Portalstatus::importiert, "zu spät");
+        portal->melden(portal::Portalstatus::importiert, "zu spät");
     }}.join();
     portal.reset();
     schleife.laufen();
@@ -336,9 +336,9 @@ TEST_F(PortalFensterTest, ClosingRightAfterOpeningSaysThatThePortalIsClosed) {
 TEST_F(PortalFensterTest, AfterClosingNothingIsReportedAndThePageIsLetGo) {
     oeffnen();
     portal->zeigen();
-    portal->melden(Portalstatus::fehler, "letzte");
+    portal->melden(portal::Portalstatus::fehler, "letzte");
     fenster().schliessen();
-    portal->melden(Portalstatus::importiert, "danach");
+    portal->melden(portal::Portalstatus::importiert, "danach");
     portal->aktuellePDFUebernehmen();
     EXPECT_EQ(ereignisse.back(), ereignis("geschlossen", "letzte"));
     EXPECT_EQ(ereignisse.size(), 2U);
@@ -427,8 +427,8 @@ TEST_F(PortalFensterTest, WithoutATemporaryFolderADownloadCannotBePrepared) {
 
 TEST_F(PortalFensterTest, APageCannotStartDownloadsWithoutEnd) {
     oeffnen();
-    std::vector<std::shared_ptr<attrappen::DownloadAttrappe>> alle;
-    for (std::size_t i = 0; i < PortalFenster::hoechsteDownloads; ++i) {
+    std::vector<std::shared_ptr<werkzeug::DownloadAttrappe>> alle;
+    for (std::size_t i = 0; i < portal::PortalFenster::hoechsteDownloads; ++i) {
         alle.push_back(download());
         EXPECT_TRUE(alle.back()->fragt("r.pdf"));
     }
@@ -483,7 +483,7 @@ TEST_F(PortalFensterTest, TheButtonAsksThePageOnceAndRestsUntilItAnswers) {
     EXPECT_FALSE(leisten.knopfAktiv);
     EXPECT_EQ(leisten.status, "Aktuelle PDF wird direkt aus dem Portal übernommen …");
     ASSERT_EQ(web().rufe.size(), 1U);
-    EXPECT_EQ(web().rufe[0].rumpf, erfassungsskript);
+    EXPECT_EQ(web().rufe[0].rumpf, portal::erfassungsskript);
     EXPECT_TRUE(web().rufe[0].werte.empty());
     leisten.angaben.gedrueckt(); // a second click on its way
     EXPECT_EQ(web().rufe.size(), 1U);
@@ -505,7 +505,7 @@ TEST_F(PortalFensterTest, AScriptThatFailsIsTold) {
     EXPECT_EQ(
         ereignisse.back(),
         ereignis("fehler", "Die aktuelle PDF konnte nicht gelesen werden: Die Seite ist weg. Ganz weg."));
-    EXPECT_EQ(leisten.ton, plattform::Textton::fehler);
+    EXPECT_EQ(leisten.ton, ports::Textton::fehler);
 }
 
 TEST_F(PortalFensterTest, APageThatIsNoPdfIsTold) {

@@ -1,6 +1,6 @@
-#include "attrappen/ordner_auf_zeit.h"
 #include "texterkennung/heuristik.h"
 #include "texterkennung/texterkennung.h"
+#include "werkzeug/ordner_auf_zeit.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -15,8 +15,8 @@ using namespace quillmate::Texterkennung;
 namespace {
 
 /// A reader that answers as told and remembers what it was asked.
-struct LeserAttrappe final : Leser {
-    Lesung lesen(int deskriptor, Dateiart art) override {
+struct LeserAttrappe final : Texterkennung::Leser {
+    Texterkennung::Lesung lesen(int deskriptor, Texterkennung::Dateiart art) override {
         ++gelesen;
         zuletzt = art;
         std::string inhalt(100, '\0');
@@ -25,9 +25,9 @@ struct LeserAttrappe final : Leser {
         gesehen = inhalt;
         return antwort;
     }
-    Lesung antwort;
+    Texterkennung::Lesung antwort;
     int gelesen{0};
-    Dateiart zuletzt{};
+    Texterkennung::Dateiart zuletzt{};
     std::string gesehen;
 };
 
@@ -38,10 +38,10 @@ protected:
         return static_cast<std::size_t>(std::distance(
             std::filesystem::directory_iterator{speicher.zwischenspeicherOrdner(), fehler}, {}));
     }
-    attrappen::OrdnerAufZeit ordner;
+    werkzeug::OrdnerAufZeit ordner;
     LeserAttrappe leser;
-    Zwischenspeicher speicher{ordner.pfad("texte")};
-    Erkenner erkenner{leser, speicher};
+    Texterkennung::Zwischenspeicher speicher{ordner.pfad("texte")};
+    Texterkennung::Erkenner erkenner{leser, speicher};
 };
 
 } // namespace
@@ -49,10 +49,10 @@ protected:
 TEST_F(Erkennung, ExtensionInAnyCaseChoosesTheRoad) {
     leser.antwort.text = "x";
     EXPECT_EQ(erkenner.text(ordner.datei("scan.PDF", "pdf-bytes")), "x");
-    EXPECT_EQ(leser.zuletzt, Dateiart::pdf);
+    EXPECT_EQ(leser.zuletzt, Texterkennung::Dateiart::pdf);
     EXPECT_EQ(leser.gesehen, "pdf-bytes");
     EXPECT_EQ(erkenner.text(ordner.datei("foto.HeiC", "y")), "x");
-    EXPECT_EQ(leser.zuletzt, Dateiart::bild);
+    EXPECT_EQ(leser.zuletzt, Texterkennung::Dateiart::bild);
 }
 
 TEST_F(Erkennung, AnotherExtensionHasNoTextAndNoCacheEntry) {
@@ -82,7 +82,7 @@ TEST_F(Erkennung, TheFindingThatThereIsNoTextIsKeptToo) {
 }
 
 TEST_F(Erkennung, AMissingEngineIsNoFindingAboutTheFile) {
-    leser.antwort.art = Lesung::Art::ohneMotor;
+    leser.antwort.art = Texterkennung::Lesung::Art::ohneMotor;
     auto const pfad = ordner.datei("a.jpg", "1");
     EXPECT_FALSE(erkenner.text(pfad));
     EXPECT_EQ(eintraege(), 0U);
@@ -91,20 +91,20 @@ TEST_F(Erkennung, AMissingEngineIsNoFindingAboutTheFile) {
 }
 
 TEST_F(Erkennung, WithoutEngineTheTextLayerIsReturnedAndNotKept) {
-    leser.antwort = {Lesung::Art::ohneMotor, std::string(6001, 'x')};
+    leser.antwort = {Texterkennung::Lesung::Art::ohneMotor, std::string(6001, 'x')};
     auto const pfad = ordner.datei("a.pdf", "1");
     EXPECT_EQ(erkenner.text(pfad), std::string(6000, 'x'));
     EXPECT_EQ(eintraege(), 0U);
-    leser.antwort = {Lesung::Art::gelesen, "erkannt"};
+    leser.antwort = {Texterkennung::Lesung::Art::gelesen, "erkannt"};
     EXPECT_EQ(erkenner.text(pfad), "erkannt");
 }
 
 TEST_F(Erkennung, WantOfMemoryIsNoFindingAboutTheFile) {
-    leser.antwort = {Lesung::Art::ohneMittel, std::nullopt};
+    leser.antwort = {Texterkennung::Lesung::Art::ohneMittel, std::nullopt};
     auto const pfad = ordner.datei("a.pdf", "1");
     EXPECT_FALSE(erkenner.text(pfad));
     EXPECT_EQ(eintraege(), 0U);
-    leser.antwort = {Lesung::Art::gelesen, "jetzt"};
+    leser.antwort = {Texterkennung::Lesung::Art::gelesen, "jetzt"};
     EXPECT_EQ(erkenner.text(pfad), "jetzt");
 }
 
@@ -144,7 +144,7 @@ TEST_F(Erkennung, UnreadableFilesHaveNoTextAndAreNotHandedToTheEngines) {
 
 TEST_F(Erkennung, AFullCacheDiskCostsOnlyTheCache) {
     leser.antwort.text = "x";
-    Zwischenspeicher const kaputt{ordner.datei("datei") + "/texte"};
-    Erkenner ohneSpeicher{leser, kaputt};
+    Texterkennung::Zwischenspeicher const kaputt{ordner.datei("datei") + "/texte"};
+    Texterkennung::Erkenner ohneSpeicher{leser, kaputt};
     EXPECT_EQ(ohneSpeicher.text(ordner.datei("a.pdf", "1")), "x");
 }

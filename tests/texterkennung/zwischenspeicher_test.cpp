@@ -1,6 +1,6 @@
-#include "attrappen/ordner_auf_zeit.h"
 #include "grundlage/pruefsumme.h"
 #include "texterkennung/zwischenspeicher.h"
+#include "werkzeug/ordner_auf_zeit.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 
 using namespace quillmate;
 using namespace quillmate::Texterkennung;
-using attrappen::OrdnerAufZeit;
+using werkzeug::OrdnerAufZeit;
 
 namespace {
 
@@ -29,71 +29,76 @@ TEST(Schluessel, IsTheDigestOfPathSizeTimeAndTag) {
     OrdnerAufZeit const ordner;
     auto const pfad = ordner.datei("a.pdf", "12345");
     setzeZeit(pfad, 1'700'000'000, 0);
-    EXPECT_EQ(zwischenspeicherSchluessel(pfad), schluesselAus(pfad + "|5|1700000000.0|lesart2"));
+    EXPECT_EQ(
+        Texterkennung::zwischenspeicherSchluessel(pfad), schluesselAus(pfad + "|5|1700000000.0|lesart2"));
     setzeZeit(pfad, 1'700'000'000, 250'000'000);
-    EXPECT_EQ(zwischenspeicherSchluessel(pfad), schluesselAus(pfad + "|5|1700000000.25|lesart2"));
-    EXPECT_EQ(zwischenspeicherSchluessel(pfad).size(), 64U);
+    EXPECT_EQ(
+        Texterkennung::zwischenspeicherSchluessel(pfad), schluesselAus(pfad + "|5|1700000000.25|lesart2"));
+    EXPECT_EQ(Texterkennung::zwischenspeicherSchluessel(pfad).size(), 64U);
 }
 
 TEST(Schluessel, TimesThatNoDoubleHoldsExactlyAreWrittenInTheShortestForm) {
     OrdnerAufZeit const ordner;
     auto const pfad = ordner.datei("a.pdf", "1");
     setzeZeit(pfad, 1'700'000'000, 100'000'000);
-    EXPECT_EQ(zwischenspeicherSchluessel(pfad), schluesselAus(pfad + "|1|1700000000.1|lesart2"));
+    EXPECT_EQ(
+        Texterkennung::zwischenspeicherSchluessel(pfad), schluesselAus(pfad + "|1|1700000000.1|lesart2"));
     setzeZeit(pfad, -5, 0);
-    EXPECT_EQ(zwischenspeicherSchluessel(pfad), schluesselAus(pfad + "|1|-5.0|lesart2"));
+    EXPECT_EQ(Texterkennung::zwischenspeicherSchluessel(pfad), schluesselAus(pfad + "|1|-5.0|lesart2"));
 }
 
 TEST(Schluessel, AFileWithoutAttributesIsKeyedByItsPath) {
     EXPECT_EQ(
-        zwischenspeicherSchluessel("/gibt/es/nicht.pdf"),
+        Texterkennung::zwischenspeicherSchluessel("/gibt/es/nicht.pdf"),
         schluesselAus("/gibt/es/nicht.pdf|-1|-1.0|lesart2"));
 }
 
 TEST(Schluessel, SpellingsOfOnePathGiveOneKey) {
     OrdnerAufZeit const ordner;
     auto const pfad = ordner.datei("a.pdf", "x");
-    EXPECT_EQ(zwischenspeicherSchluessel(ordner.pfad() + "/./a.pdf"), zwischenspeicherSchluessel(pfad));
+    EXPECT_EQ(
+        Texterkennung::zwischenspeicherSchluessel(ordner.pfad() + "/./a.pdf"),
+        Texterkennung::zwischenspeicherSchluessel(pfad));
 }
 
 TEST(Schluessel, TouchingChangesIt) {
     OrdnerAufZeit const ordner;
     auto const pfad = ordner.datei("a.pdf", "x");
     setzeZeit(pfad, 1'700'000'000, 0);
-    auto const vorher = zwischenspeicherSchluessel(pfad);
-    EXPECT_EQ(zwischenspeicherSchluessel(pfad), vorher);
+    auto const vorher = Texterkennung::zwischenspeicherSchluessel(pfad);
+    EXPECT_EQ(Texterkennung::zwischenspeicherSchluessel(pfad), vorher);
     setzeZeit(pfad, 1'700'000'001, 0);
-    EXPECT_NE(zwischenspeicherSchluessel(pfad), vorher);
+    EXPECT_NE(Texterkennung::zwischenspeicherSchluessel(pfad), vorher);
 }
 
 TEST(Zwischenspeicher, KeepsTextsAndTheFindingThatThereIsNone) {
     OrdnerAufZeit const ordner;
-    Zwischenspeicher const speicher{ordner.pfad("tief/texte")};
+    Texterkennung::Zwischenspeicher const speicher{ordner.pfad("tief/texte")};
     EXPECT_FALSE(speicher.ausZwischenspeicher("k"));
     speicher.inZwischenspeicher("k", "Grüße\n");
     speicher.inZwischenspeicher("leer", std::nullopt);
     EXPECT_EQ(speicher.ausZwischenspeicher("k")->text, "Grüße\n");
     ASSERT_TRUE(speicher.ausZwischenspeicher("leer"));
     EXPECT_FALSE(speicher.ausZwischenspeicher("leer")->text);
-    EXPECT_EQ(attrappen::inhaltVon(ordner.pfad("tief/texte/k.txt")), "Grüße\n");
+    EXPECT_EQ(werkzeug::inhaltVon(ordner.pfad("tief/texte/k.txt")), "Grüße\n");
 }
 
 TEST(Zwischenspeicher, BrokenUtf8InAnEntryIsRepaired) {
     OrdnerAufZeit const ordner;
     ordner.datei("k.txt", "a\xFF");
-    EXPECT_EQ(Zwischenspeicher{ordner.pfad()}.ausZwischenspeicher("k")->text, "a\xEF\xBF\xBD");
+    EXPECT_EQ(Texterkennung::Zwischenspeicher{ordner.pfad()}.ausZwischenspeicher("k")->text, "a\xEF\xBF\xBD");
 }
 
 TEST(Zwischenspeicher, AnUnwritableFolderCostsOnlyTheCache) {
     OrdnerAufZeit const ordner;
-    Zwischenspeicher const speicher{ordner.datei("datei") + "/texte"};
+    Texterkennung::Zwischenspeicher const speicher{ordner.datei("datei") + "/texte"};
     speicher.inZwischenspeicher("k", "x");
     EXPECT_FALSE(speicher.ausZwischenspeicher("k"));
 }
 
 TEST(Zwischenspeicher, ConcurrentWritersAndReadersSeeWholeEntriesOnly) {
     OrdnerAufZeit const ordner;
-    Zwischenspeicher const speicher{ordner.pfad("texte")};
+    Texterkennung::Zwischenspeicher const speicher{ordner.pfad("texte")};
     std::vector<std::jthread> faeden;
     for (char c = 'a'; c < 'd'; ++c)
         faeden.emplace_back([&speicher, c] {

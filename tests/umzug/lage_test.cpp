@@ -1,5 +1,5 @@
-#include "attrappen/buendelkunde.h"
 #include "umzug/lage.h"
+#include "werkzeug/buendelkunde.h"
 
 #include <gtest/gtest.h>
 
@@ -84,7 +84,7 @@ TEST(Lage, NeedsAMoveFromDownloadsDiskImageAndTemporaryCopyOnly) {
 }
 
 TEST(Lage, OfADevelopersBuildNeedsNoMoveAndOfAShippedOneDoes) {
-    attrappen::FesteBuendelkunde kunde;
+    werkzeug::FesteBuendelkunde kunde;
     auto const pfad = std::string{"/home/anna/quellen/build/Quillmate.app"};
     auto const eigener = Umzug::lage(pfad, kunde, ordner);
     EXPECT_EQ(eigener.ort, Ort::anderswo);
@@ -97,7 +97,7 @@ TEST(Lage, OfADevelopersBuildNeedsNoMoveAndOfAShippedOneDoes) {
 }
 
 TEST(Lage, AsksForASignatureOnlyWhereThePlaceIsNoneOfTheKnown) {
-    attrappen::FesteBuendelkunde kunde;
+    werkzeug::FesteBuendelkunde kunde;
     kunde.signiert = {
         "/Applications/Quillmate.app", "/home/anna/Downloads/Quillmate.app", "/Volumes/Q/Q.app"};
     for (auto const& pfad : kunde.signiert)
@@ -105,7 +105,7 @@ TEST(Lage, AsksForASignatureOnlyWhereThePlaceIsNoneOfTheKnown) {
 }
 
 TEST(Lage, OfATemporaryCopyIsThatOfItsOriginal) {
-    attrappen::FesteBuendelkunde kunde;
+    werkzeug::FesteBuendelkunde kunde;
     kunde.laufendes = "/tmp/AppTranslocation/1/Quillmate.app";
     kunde.originale[kunde.laufendes] = "/home/anna/Schreibtisch/Quillmate.app";
     auto const lage = Umzug::lage(kunde, ordner);
@@ -117,7 +117,7 @@ TEST(Lage, OfATemporaryCopyIsThatOfItsOriginal) {
 }
 
 TEST(Lage, OfATemporaryCopyWithoutKnownOriginalKeepsItsOwnPathAndIsDownloads) {
-    attrappen::FesteBuendelkunde kunde;
+    werkzeug::FesteBuendelkunde kunde;
     kunde.laufendes = "/tmp/AppTranslocation/1/Quillmate.app";
     auto const lage = Umzug::lage(kunde, ordner);
     EXPECT_TRUE(lage.versetzt);
@@ -126,7 +126,7 @@ TEST(Lage, OfATemporaryCopyWithoutKnownOriginalKeepsItsOwnPathAndIsDownloads) {
 }
 
 TEST(Lage, WithoutTemporaryCopyTheOriginalIsTheRunningBundle) {
-    attrappen::FesteBuendelkunde kunde;
+    werkzeug::FesteBuendelkunde kunde;
     kunde.laufendes = "/home/anna/Downloads/Quillmate.app";
     kunde.originale[kunde.laufendes] = "/anders";
     EXPECT_EQ(
@@ -165,13 +165,13 @@ TEST(Grund, IsNamedForDownloadsAndDiskImagesOnly) {
 }
 
 TEST(ZielName, IsTheBundlesNameWithTheEndingApp) {
-    attrappen::FesteBuendelkunde kunde;
+    werkzeug::FesteBuendelkunde kunde;
     kunde.buendel["/a/Datei.app"] = {.pfad = "/a/Datei.app", .name = "Quillmate Demo"};
     EXPECT_EQ(Umzug::zielName("/a/Datei.app", kunde), "Quillmate Demo.app");
 }
 
 TEST(ZielName, WithoutUsableNameIsQuillmate) {
-    attrappen::FesteBuendelkunde kunde;
+    werkzeug::FesteBuendelkunde kunde;
     kunde.buendel["/leer.app"] = {.pfad = "/leer.app", .name = ""};
     kunde.buendel["/ohne.app"] = {.pfad = "/ohne.app"};
     kunde.buendel["/pfad.app"] = {.pfad = "/pfad.app", .name = "../../etc/x"};

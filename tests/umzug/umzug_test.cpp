@@ -1,6 +1,6 @@
-#include "attrappen/fehlerausgabe.h"
-#include "plattform/programmfenster.h"
+#include "ports/programmfenster.h"
 #include "umzugswelt.h"
+#include "werkzeug/fehlerausgabe.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,13 +18,13 @@ constexpr auto inEigenenProgrammen = "/home/anna/Applications/Quillmate.app";
 class Umzieher : public testing::Test {
 protected:
     Umzieher() { w.werk.beschreibbare.insert("/Applications"); }
-    attrappen::Umzugswelt w;
+    werkzeug::Umzugswelt w;
 };
 
-class Fenster final : public plattform::Programmfenster {
+class Fenster final : public ports::Programmfenster {
 public:
     void titel(std::string const&) override {}
-    void inhalt(plattform::Webansicht&) override {}
+    void inhalt(ports::Webansicht&) override {}
     void groesseMerken(std::string const&) override {}
     void zeigen() override {}
     void schliessen() override {}
@@ -262,7 +262,7 @@ TEST_F(Umzieher, TellsWhyCopyingFailedAndLeavesEverythingAsItWas) {
          {Fall{"anlegen", "Der Ordner konnte nicht angelegt werden."},
           Fall{"papierkorb /home/anna/Applications", "Der Papierkorb ist voll."},
           Fall{"kopieren", "Auf dem Datenträger ist kein Platz mehr."}}) {
-        attrappen::Umzugswelt welt;
+        werkzeug::Umzugswelt welt;
         welt.laeuftAus(ausDownloads);
         welt.buendel(inEigenenProgrammen, "3");
         welt.werk.scheitertBei = scheitertBei;
@@ -292,7 +292,7 @@ TEST_F(Umzieher, OnlyLogsThatTheOldCopyCouldNotBeTrashed) {
     w.werk.scheitertBei = "papierkorb";
     bool gelungen = false;
     auto const ausgabe =
-        attrappen::fehlerausgabe([&] { gelungen = w.umzieher.ausfuehren(w.umzieher.lage()); });
+        werkzeug::fehlerausgabe([&] { gelungen = w.umzieher.ausfuehren(w.umzieher.lage()); });
     EXPECT_TRUE(gelungen);
     EXPECT_EQ(
         ausgabe, "[Quillmate] Umzug: Original nicht in den Papierkorb gelegt: Der Papierkorb ist voll.\n");

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "attrappen/buendelkunde.h"
-#include "attrappen/voreinstellungen.h"
 #include "umzug/umzug.h"
+#include "werkzeug/buendelkunde.h"
+#include "werkzeug/voreinstellungen.h"
 
 #include <algorithm>
 #include <deque>
@@ -11,11 +11,11 @@
 #include <utility>
 #include <vector>
 
-namespace quillmate::attrappen {
+namespace quillmate::werkzeug {
 
 /// Folders as a set of paths. Every operation that changes something is written down; the one at which `scheitertBei`
 /// points fails.
-class SpeicherDateiwerk final : public plattform::Dateiwerk {
+class SpeicherDateiwerk final : public ports::Dateiwerk {
 public:
     explicit SpeicherDateiwerk(FesteBuendelkunde& kunde)
         : kunde_(kunde) {}
@@ -25,20 +25,20 @@ public:
     bool derselbe(std::string const& einer, std::string const& anderer) override {
         return gleiche.contains({einer, anderer}) || gleiche.contains({anderer, einer});
     }
-    plattform::Hindernis ordnerAnlegen(std::string const& ordner) override {
+    ports::Hindernis ordnerAnlegen(std::string const& ordner) override {
         if (!schritt("anlegen " + ordner))
             return "Der Ordner konnte nicht angelegt werden.";
         vorhandene.insert(ordner);
         return {};
     }
-    plattform::Hindernis inDenPapierkorb(std::string const& pfad) override {
+    ports::Hindernis inDenPapierkorb(std::string const& pfad) override {
         if (!schritt("papierkorb " + pfad))
             return "Der Papierkorb ist voll.";
         vorhandene.erase(pfad);
         kunde_.buendel.erase(pfad);
         return {};
     }
-    plattform::Hindernis kopieren(std::string const& von, std::string const& nach) override {
+    ports::Hindernis kopieren(std::string const& von, std::string const& nach) override {
         if (!schritt("kopieren " + von + " -> " + nach))
             return "Auf dem Datenträger ist kein Platz mehr.";
         vorhandene.insert(nach);
@@ -50,14 +50,12 @@ public:
     }
     void resteEntfernen(std::string const& nach) override { schritte.push_back("reste " + nach); }
     void downloadmarkenEntfernen(std::string const& pfad) override { schritte.push_back("marken " + pfad); }
-    std::optional<plattform::Datentraeger> datentraeger(std::string const& /*pfad*/) override {
-        return traeger;
-    }
+    std::optional<ports::Datentraeger> datentraeger(std::string const& /*pfad*/) override { return traeger; }
 
     std::set<std::string> beschreibbare;
     std::set<std::string> vorhandene;
     std::set<std::pair<std::string, std::string>> gleiche;
-    std::optional<plattform::Datentraeger> traeger;
+    std::optional<ports::Datentraeger> traeger;
     std::vector<std::string> schritte;
     std::string scheitertBei; ///< Beginning of the step that fails.
 
@@ -71,34 +69,34 @@ private:
 };
 
 /// Answers questions as told, in order; the last button when nothing was told.
-class AntwortendeDialoge final : public plattform::Dialoge {
+class AntwortendeDialoge final : public ports::Dialoge {
 public:
     void fragen(
-        plattform::Programmfenster& fenster, plattform::Frage const& frage,
-        std::function<void(plattform::Antwort)> antwort) override {
+        ports::Programmfenster& fenster, ports::Frage const& frage,
+        std::function<void(ports::Antwort)> antwort) override {
         blattfenster.push_back(&fenster);
         antwort(beantwortet(frage));
     }
-    plattform::Antwort fragenUndWarten(plattform::Frage const& frage) override { return beantwortet(frage); }
+    ports::Antwort fragenUndWarten(ports::Frage const& frage) override { return beantwortet(frage); }
     void eingeben(
-        plattform::Programmfenster&, plattform::Frage const&, std::string const&,
+        ports::Programmfenster&, ports::Frage const&, std::string const&,
         std::function<void(std::optional<std::string>)> antwort) override {
         antwort(std::nullopt);
     }
     void dateienWaehlen(
-        plattform::Dateiwahl const&,
+        ports::Dateiwahl const&,
         std::function<void(std::optional<std::vector<std::string>>)> antwort) override {
         antwort(std::nullopt);
     }
 
     std::deque<std::size_t> knoepfe;
-    std::vector<plattform::Frage> gestellt;
-    std::vector<plattform::Programmfenster*> blattfenster; ///< One for each question that was a sheet.
+    std::vector<ports::Frage> gestellt;
+    std::vector<ports::Programmfenster*> blattfenster; ///< One for each question that was a sheet.
 
 private:
-    plattform::Antwort beantwortet(plattform::Frage const& frage) {
+    ports::Antwort beantwortet(ports::Frage const& frage) {
         gestellt.push_back(frage);
-        plattform::Antwort antwort{.knopf = frage.knoepfe.size() - 1};
+        ports::Antwort antwort{.knopf = frage.knoepfe.size() - 1};
         if (!knoepfe.empty()) {
             antwort.knopf = knoepfe.front();
             knoepfe.pop_front();
@@ -109,10 +107,10 @@ private:
 
 /// Everything that a move needs, with one list of what happened in which order.
 struct Umzugswelt {
-    struct Neustart final : plattform::Neustart {
+    struct Neustart final : ports::Neustart {
         explicit Neustart(Umzugswelt& w)
             : welt(w) {}
-        void vorbereiten(plattform::Buendel const& ziel, std::string const& auswerfen) override {
+        void vorbereiten(ports::Buendel const& ziel, std::string const& auswerfen) override {
             welt.werk.schritte.push_back(
                 "neustart " + ziel.pfad + (auswerfen.empty() ? "" : " auswerfen " + auswerfen));
             merkerBeimNeustart =
@@ -121,7 +119,7 @@ struct Umzugswelt {
         Umzugswelt& welt;
         bool merkerBeimNeustart{false};
     };
-    struct Schleife final : plattform::Hauptschleife {
+    struct Schleife final : ports::Hauptschleife {
         explicit Schleife(Umzugswelt& w)
             : welt(w) {}
         void spaeter(Arbeit arbeit) override { arbeit(); }
@@ -129,10 +127,10 @@ struct Umzugswelt {
         void beenden() override { welt.werk.schritte.push_back("beenden"); }
         Umzugswelt& welt;
     };
-    struct Menue final : plattform::Menueeintrag {
+    struct Menue final : ports::Menueeintrag {
         explicit Menue(Umzugswelt& w)
             : welt(w) {}
-        void eintragen(plattform::Buendel const& buendel) override {
+        void eintragen(ports::Buendel const& buendel) override {
             welt.werk.schritte.push_back("menue " + buendel.pfad);
         }
         Umzugswelt& welt;
@@ -175,4 +173,4 @@ struct Umzugswelt {
     }
 };
 
-} // namespace quillmate::attrappen
+} // namespace quillmate::werkzeug

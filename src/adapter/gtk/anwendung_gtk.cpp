@@ -1,0 +1,287 @@
+#include "anwendung_gtk.h"
+
+#include "nebenschleife.h"
+
+#include <webkit/webkit.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <memory>
+#include <utility>
+
+namespace quillmate::adapter::gtk {
+namespace {
+
+/// Page zoom: the steps of browsers, and their bounds.
+constexpr double zoomschritt = 1.1;
+constexpr double kleinsterZoom = 0.3;
+constexpr double groessterZoom = 5.0;
+
+/// The keys of a menu item as GTK writes them; the first one stands in the menu. Those of browsers come along: on a German
+/// keyboard brackets lie behind AltGr.
+std::vector<std::string> tastenkuerzel(std::string const& taste) {
+    if (taste == "[")
+        return {"<Control>bracketleft", "<Alt>Left"};
+    if (taste == "]")
+        return {"<Control>bracketright", "<Alt>Right"};
+    auto const zeichen = static_cast<unsigned char>(taste.front());
+    std::string kuerzel = std::isupper(zeichen) != 0 ? "<Control><Shift>" : "<Control>";
+    kuerzel += static_cast<char>(std::tolower(zeichen));
+    if (taste == "r")
+        return {kuerzel, "F5"};
+    return {kuerzel};
+}
+
+/// An action of the application that calls `tun` whenever it is activated.
+void handlung(GtkApplication* anwendung, std::string const& name, std::function<void()> tun) {
+    auto const aktion = Objekt<GSimpleAction>::uebernommen(g_simple_action_new(name.c_str(), nullptr));
+    g_signal_connect_data(
+        aktion.get(), "activate", G_CALLBACK(+[](GSimpleAction*, GVariant*, gpointer daten) {
+            (*static_cast<std::function<void()>*>(daten))();
+        }),
+        new std::function<void()>{std::move(tun)},
+        [](gpointer daten, GClosure*) { delete static_cast<std::function<void()>*>(daten); },
+        G_CONNECT_DEFAULT);
+    g_action_map_add_action(G_ACTION_MAP(anwendung), G_ACTION(aktion.get()));
+}
+
+void kuerzelSetzen(
+    GtkApplication* anwendung, std::string const& aktion, std::vector<std::string> const& tasten) {
+    std::vector<char const*> zeiger;
+    for (auto const& taste : tasten)
+        zeiger.push_back(taste.c_str());
+    zeiger.push_back(nullptr);
+    gtk_application_set_accels_for_action(anwendung, aktion.c_str(), zeiger.data());
+}
+
+GtkWidget* mitTastatur(GtkApplication* anwendung) {
+    auto* const fenster = gtk_application_get_active_window(anwendung);
+    return fenster ? gtk_window_get_focus(fenster) : nullptr;
+}
+
+/// The web view of the active window, wherever the keyboard is.
+WebKitWebView* sichtbareAnsicht(GtkWidget* widget) {
+    if (!widget)
+        return nullptr;
+    if (WEBKIT_IS_WEB_VIEW(widget))
+        return WEBKIT_WEB_VIEW(widget);
+    for (auto* kind = gtk_widget_get_first_child(widget); kind; kind = gtk_widget_get_next_sibling(kind))
+        if (auto* const gefunden = sichtbareAnsicht(kind))
+            return gefunden;
+    return nullptr;
+}
+
+struct Bearbeitungsbefehl {
+    char const* inSeiten;  ///< The engine's editing command.
+    char const* inFeldern; ///< The action of GTK's text fields.
+};
+
+Bearbeitungsbefehl bearbeitung(ports::Standardbefehl befehl) {
+    switch (befehl) {
+    case ports::Standardbefehl::widerrufen:
+        return {WEBKIT_EDITING_COMMAND_UNDO, "text.undo"};
+    case ports::Standardbefehl::wiederholen:
+        return {WEBKIT_EDITING_COMMAND_REDO, "text.redo"};
+    case ports::Standardbefehl::ausschneiden:
+        return {WEBKIT_EDITING_COMMAND_CUT, "clipboard.cut"};
+    case ports::Standardbefehl::kopieren:
+        return {WEBKIT_EDITING_COMMAND_COPY, "clipboard.copy"};
+    case ports::Standardbefehl::einsetzen:
+        return {WEBKIT_EDITING_COMMAND_PASTE, "clipboard.paste"};
+    case ports::Standardbefehl::allesAuswaehlen:
+        return {WEBKIT_EDITING_COMMAND_SELECT_ALL, "selection.select-all"};
+    case ports::Standardbefehl::ueber:
+    case ports::Standardbefehl::ausblenden:
+    case ports::Standardbefehl::beenden:
+    case ports::Standardbefehl::fensterSchliessen:
+        break;
+    }
+    return {nullptr, nullptr};
+}
+
+} // namespace
+
+struct AnwendungGtk::Signale {
+    static AnwendungGtk& an(gpointer daten) { return *static_cast<AnwendungGtk*>(daten); }
+
+    static void hochgefahren(GApplication*, gpointer daten) {
+        auto const& angaben = an(daten).angaben_;
+        if (!angaben.symbolordner.empty())
+            gtk_icon_theme_add_search_path(
+                gtk_icon_theme_get_for_display(gdk_display_get_default()), angaben.symbolordner.c_str());
+        gtk_window_set_default_icon_name(angaben.symbol.c_str());
+        // The theme draws a menu bar as a strip of its own; within the header bar its edge would be a stray line.
+        auto const stil = Objekt<GtkCssProvider>::uebernommen(gtk_css_provider_new());
+        gtk_css_provider_load_from_data(
+            stil.get(), ".quillmate-menue { background: none; box-shadow: none; border: none; }", -1);
+        gtk_style_context_add_provider_for_display(
+            gdk_display_get_default(), GTK_STYLE_PROVIDER(stil.get()),
+            GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+    }
+
+    static void aktivieren(GApplication*, gpointer daten) {
+        auto& ich = an(daten);
+        if (!std::exchange(ich.gestartet_, true))
+            ich.rueckrufe_.gestartet();
+        else
+            ich.inDenVordergrund();
+    }
+
+    static void oeffnen(GApplication*, GFile** dateien, int anzahl, char const*, gpointer daten) {
+        auto& ich = an(daten);
+        if (!std::exchange(ich.gestartet_, true))
+            ich.rueckrufe_.gestartet();
+        for (int i = 0; i < anzahl; ++i) {
+            GText const adresse{g_file_get_uri(dateien[i])};
+            if (ich.rueckrufe_.oeffnen)
+                ich.rueckrufe_.oeffnen(textVon(adresse.get()));
+        }
+    }
+};
+
+AnwendungGtk::AnwendungGtk(std::string const& kennung, Programmangaben angaben, Rueckrufe rueckrufe)
+    : angaben_(std::move(angaben))
+    , rueckrufe_(std::move(rueckrufe))
+    , anwendung_(Objekt<AdwApplication>::uebernommen(
+          adw_application_new(kennung.c_str(), G_APPLICATION_HANDLES_OPEN))) {
+    g_set_application_name("Quillmate");
+    g_set_prgname(kennung.c_str()); // The desktop finds our desktop file, and with it icon and name, by this.
+    g_signal_connect_after(anwendung_.get(), "startup", G_CALLBACK(Signale::hochgefahren), this);
+    g_signal_connect(anwendung_.get(), "activate", G_CALLBACK(Signale::aktivieren), this);
+    g_signal_connect(anwendung_.get(), "open", G_CALLBACK(Signale::oeffnen), this);
+}
+
+AnwendungGtk::~AnwendungGtk() {
+    g_signal_handlers_disconnect_by_data(anwendung_.get(), this);
+}
+
+int AnwendungGtk::laufen() {
+    // Arguments have been looked at before; GLib gets none, or it would take its own options out of them.
+    return g_application_run(G_APPLICATION(anwendung_.get()), 0, nullptr);
+}
+
+void AnwendungGtk::beenden() {
+    Nebenschleife::alleBeenden();
+    g_application_quit(G_APPLICATION(anwendung_.get()));
+}
+
+void AnwendungGtk::inDenVordergrund() {
+    // The windows used last come first in the list, and lie on top in the end. A Wayland compositor grants one window per
+    // start: the first that asks.
+    GList* const fenster = gtk_application_get_windows(gtk());
+    if (!fenster) { // A question that is asked before there is a window.
+        Objekt<GListModel> const alle = Objekt<GListModel>::geteilt(gtk_window_get_toplevels());
+        for (guint i = 0; i < g_list_model_get_n_items(alle.get()); ++i)
+            if (auto const eines = Objekt<GtkWindow>::uebernommen(
+                    static_cast<GtkWindow*>(g_list_model_get_item(alle.get(), i)));
+                gtk_widget_get_visible(GTK_WIDGET(eines.get())))
+                gtk_window_present(eines.get());
+        return;
+    }
+    auto const zuletzt = Objekt<GtkWindow>::geteilt(GTK_WINDOW(fenster->data));
+    gtk_window_present(zuletzt.get());
+    for (GList const* stelle = g_list_last(fenster); stelle; stelle = stelle->prev)
+        gtk_window_present(GTK_WINDOW(stelle->data));
+}
+
+void AnwendungGtk::menuebalken(std::vector<ports::Menue> const& menues) {
+    auto const balken = Objekt<GMenu>::uebernommen(g_menu_new());
+    int nummer = 0;
+    for (auto const& menue : menues) {
+        auto const inhalt = Objekt<GMenu>::uebernommen(g_menu_new());
+        auto gruppe = Objekt<GMenu>::uebernommen(g_menu_new());
+        for (auto const& punkt : menue.punkte) {
+            if (std::holds_alternative<ports::Trennstrich>(punkt.wirkung)) {
+                g_menu_append_section(inhalt.get(), nullptr, G_MENU_MODEL(gruppe.get()));
+                gruppe = Objekt<GMenu>::uebernommen(g_menu_new());
+                continue;
+            }
+            auto const name = "menue" + std::to_string(nummer++);
+            if (auto const* const befehl = std::get_if<ports::Standardbefehl>(&punkt.wirkung))
+                handlung(gtk(), name, [this, befehl = *befehl] { ausfuehren(befehl); });
+            else
+                handlung(gtk(), name, std::get<std::function<void()>>(punkt.wirkung));
+            auto const aktion = "app." + name;
+            g_menu_append(gruppe.get(), punkt.titel.c_str(), aktion.c_str());
+            if (!punkt.taste.empty())
+                kuerzelSetzen(gtk(), aktion, tastenkuerzel(punkt.taste));
+        }
+        g_menu_append_section(inhalt.get(), nullptr, G_MENU_MODEL(gruppe.get()));
+        g_menu_append_submenu(balken.get(), menue.titel.c_str(), G_MENU_MODEL(inhalt.get()));
+    }
+    gtk_application_set_menubar(gtk(), G_MENU_MODEL(balken.get()));
+    zoomtasten();
+}
+
+void AnwendungGtk::zoomtasten() {
+    auto const zoomen = [this](std::function<double(double)> const& neu) {
+        if (auto* const ansicht = sichtbareAnsicht(GTK_WIDGET(gtk_application_get_active_window(gtk()))))
+            webkit_web_view_set_zoom_level(
+                ansicht,
+                std::clamp(neu(webkit_web_view_get_zoom_level(ansicht)), kleinsterZoom, groessterZoom));
+    };
+    handlung(gtk(), "groesser", [zoomen] { zoomen([](double zoom) { return zoom * zoomschritt; }); });
+    handlung(gtk(), "kleiner", [zoomen] { zoomen([](double zoom) { return zoom / zoomschritt; }); });
+    handlung(gtk(), "normalgroesse", [zoomen] { zoomen([](double) { return 1.0; }); });
+    kuerzelSetzen(gtk(), "app.groesser", {"<Control>plus", "<Control>equal", "<Control>KP_Add"});
+    kuerzelSetzen(gtk(), "app.kleiner", {"<Control>minus", "<Control>KP_Subtract"});
+    kuerzelSetzen(gtk(), "app.normalgroesse", {"<Control>0", "<Control>KP_0"});
+}
+
+void AnwendungGtk::ausfuehren(ports::Standardbefehl befehl) {
+    auto* const fenster = gtk_application_get_active_window(gtk());
+    switch (befehl) {
+    case ports::Standardbefehl::ueber:
+        ueberZeigen();
+        return;
+    case ports::Standardbefehl::beenden:
+        beenden();
+        return;
+    case ports::Standardbefehl::fensterSchliessen:
+        if (fenster)
+            gtk_window_close(fenster);
+        return;
+    case ports::Standardbefehl::ausblenden:
+        for (GList* stelle = gtk_application_get_windows(gtk()); stelle; stelle = stelle->next)
+            gtk_window_minimize(GTK_WINDOW(stelle->data));
+        return;
+    case ports::Standardbefehl::widerrufen:
+    case ports::Standardbefehl::wiederholen:
+    case ports::Standardbefehl::ausschneiden:
+    case ports::Standardbefehl::kopieren:
+    case ports::Standardbefehl::einsetzen:
+    case ports::Standardbefehl::allesAuswaehlen:
+        break;
+    }
+    auto* const ziel = mitTastatur(gtk());
+    if (!ziel)
+        return;
+    auto const namen = bearbeitung(befehl);
+    if (WEBKIT_IS_WEB_VIEW(ziel))
+        webkit_web_view_execute_editing_command(WEBKIT_WEB_VIEW(ziel), namen.inSeiten);
+    else
+        gtk_widget_activate_action(ziel, namen.inFeldern, nullptr);
+}
+
+void AnwendungGtk::ueberZeigen() {
+    auto* const fenster = adw_about_window_new();
+    auto* const ueber = ADW_ABOUT_WINDOW(fenster);
+    adw_about_window_set_application_name(ueber, "Quillmate");
+    adw_about_window_set_application_icon(ueber, angaben_.symbol.c_str());
+    adw_about_window_set_version(ueber, angaben_.fassung.c_str());
+    adw_about_window_set_developer_name(ueber, "Tandemwerk");
+    adw_about_window_set_website(ueber, angaben_.webseite.c_str());
+    adw_about_window_set_license_type(ueber, GTK_LICENSE_AGPL_3_0);
+    std::vector<char const*> mitwirkende;
+    for (auto const& name : angaben_.mitwirkende)
+        mitwirkende.push_back(name.c_str());
+    mitwirkende.push_back(nullptr);
+    adw_about_window_add_credit_section(ueber, "Mit Hilfe von", mitwirkende.data());
+    gtk_window_set_transient_for(GTK_WINDOW(fenster), gtk_application_get_active_window(gtk()));
+    gtk_window_set_modal(GTK_WINDOW(fenster), TRUE);
+    gtk_window_present(GTK_WINDOW(fenster));
+}
+
+} // namespace quillmate::adapter::gtk

@@ -1,0 +1,251 @@
+#include "dialoge_gtk.h"
+
+#include "glib_halter.h"
+#include "nebenschleife.h"
+#include "programmfenster_gtk.h"
+
+#include <adwaita.h>
+
+#include <algorithm>
+#include <charconv>
+#include <memory>
+#include <utility>
+
+namespace quillmate::adapter::gtk {
+namespace {
+
+/// One open dialog with its answer. Deleted by GTK together with the dialog; an answer that has not been given by then
+/// is given as the last button.
+struct OffeneFrage {
+    std::size_t letzter{0};
+    GtkCheckButton* haken{nullptr};
+    GtkEditable* feld{nullptr};
+    std::function<void(ports::Antwort, std::string const& feld)> antwort;
+
+    void antworten(std::size_t knopf) {
+        if (auto const rueckruf = std::exchange(antwort, nullptr))
+            rueckruf(
+                {.knopf = knopf, .haken = haken && gtk_check_button_get_active(haken)},
+                feld ? textVon(gtk_editable_get_text(feld)) : std::string{});
+    }
+};
+
+void beantwortet(AdwMessageDialog*, char const* kennung, gpointer daten) {
+    auto& frage = *static_cast<OffeneFrage*>(daten);
+    std::size_t knopf = frage.letzter;
+    std::string_view const text{kennung};
+    std::from_chars(text.data(), text.data() + text.size(), knopf);
+    frage.antworten(std::min(knopf, frage.letzter));
+}
+
+void zerstoert(GtkWidget*, gpointer daten) {
+    auto& frage = *static_cast<OffeneFrage*>(daten);
+    // The widgets are going; what they held counts for nothing in an answer that nobody gave.
+    frage.haken = nullptr;
+    frage.feld = nullptr;
+    frage.antworten(frage.letzter);
+}
+
+/// Builds the dialog; the caller shows it.
+GtkWidget* bauen(GtkWindow* ueber, ports::Frage const& frage, std::unique_ptr<OffeneFrage> offen) {
+    auto* const dialog = adw_message_dialog_new(ueber, frage.meldung.c_str(), nullptr);
+    if (!frage.erklaerung.empty())
+        adw_message_dialog_set_body(ADW_MESSAGE_DIALOG(dialog), frage.erklaerung.c_str());
+    offen->letzter = frage.knoepfe.empty() ? 0 : frage.knoepfe.size() - 1;
+    // The default button stands last, at the right, where the desktop has it.
+    for (std::size_t i = frage.knoepfe.size(); i-- > 0;)
+        adw_message_dialog_add_response(
+            ADW_MESSAGE_DIALOG(dialog), std::to_string(i).c_str(), frage.knoepfe[i].c_str());
+    adw_message_dialog_set_default_response(ADW_MESSAGE_DIALOG(dialog), "0");
+    adw_message_dialog_set_close_response(ADW_MESSAGE_DIALOG(dialog), std::to_string(offen->letzter).c_str());
+    if (!frage.warnung)
+        adw_message_dialog_set_response_appearance(ADW_MESSAGE_DIALOG(dialog), "0", ADW_RESPONSE_SUGGESTED);
+    if (!frage.haken.empty()) {
+        auto* const haken = gtk_check_button_new_with_label(frage.haken.c_str());
+        gtk_widget_set_halign(haken, GTK_ALIGN_CENTER);
+        adw_message_dialog_set_extra_child(ADW_MESSAGE_DIALOG(dialog), haken);
+        offen->haken = GTK_CHECK_BUTTON(haken);
+    }
+    auto* const daten = offen.release();
+    g_signal_connect(dialog, "response", G_CALLBACK(beantwortet), daten);
+    g_signal_connect(dialog, "destroy", G_CALLBACK(zerstoert), daten);
+    g_object_weak_ref(
+        G_OBJECT(dialog), [](gpointer zeiger, GObject*) { delete static_cast<OffeneFrage*>(zeiger); }, daten);
+    gtk_window_set_modal(GTK_WINDOW(dialog), TRUE);
+    gtk_window_set_destroy_with_parent(GTK_WINDOW(dialog), TRUE);
+    return dialog;
+}
+
+GtkWindow* gtkFenster(ports::Programmfenster& fenster) {
+    auto* const rahmen = dynamic_cast<ProgrammfensterGtk*>(&fenster);
+    return rahmen ? rahmen->gtkFenster() : nullptr;
+}
+
+/// A file panel that answers once, at the latest when it goes.
+struct OffeneTafel {
+    std::function<void(std::optional<std::vector<std::string>>)> antwort;
+
+    void antworten(std::optional<std::vector<std::string>> pfade) {
+        if (auto const rueckruf = std::exchange(antwort, nullptr))
+            rueckruf(std::move(pfade));
+    }
+};
+
+std::vector<std::string> gewaehlte(GtkFileChooser* tafel) {
+    std::vector<std::string> pfade;
+    auto const dateien = Objekt<GListModel>::uebernommen(gtk_file_chooser_get_files(tafel));
+    for (guint i = 0; i < g_list_model_get_n_items(dateien.get()); ++i) {
+        auto const datei = Objekt<GFile>::uebernommen(G_FILE(g_list_model_get_item(dateien.get(), i)));
+        if (GText const pfad{g_file_get_path(datei.get())})
+            pfade.emplace_back(pfad.get());
+    }
+    return pfade;
+}
+
+void tafelBeantwortet(GtkNativeDialog* tafel, int antwort, gpointer daten) {
+    std::unique_ptr<OffeneTafel> const offen{static_cast<OffeneTafel*>(daten)};
+    if (antwort == GTK_RESPONSE_ACCEPT)
+        offen->antworten(gewaehlte(GTK_FILE_CHOOSER(tafel)));
+    else
+        offen->antworten(std::nullopt);
+    g_object_unref(tafel);
+}
+
+/// A panel over the given window that answers on the main loop.
+void tafelZeigen(
+    GtkFileChooserNative* tafel, std::function<void(std::optional<std::vector<std::string>>)> antwort) {
+    gtk_native_dialog_set_modal(GTK_NATIVE_DIALOG(tafel), TRUE);
+    g_signal_connect(tafel, "response", G_CALLBACK(tafelBeantwortet), new OffeneTafel{std::move(antwort)});
+    gtk_native_dialog_show(GTK_NATIVE_DIALOG(tafel));
+}
+
+} // namespace
+
+void DialogeGtk::fragen(
+    ports::Programmfenster& fenster, ports::Frage const& frage, std::function<void(ports::Antwort)> antwort) {
+    auto offen = std::make_unique<OffeneFrage>();
+    offen->antwort = [antwort = std::move(antwort)](ports::Antwort ergebnis, std::string const&) {
+        antwort(ergebnis);
+    };
+    gtk_window_present(GTK_WINDOW(bauen(gtkFenster(fenster), frage, std::move(offen))));
+}
+
+ports::Antwort DialogeGtk::fragenUndWarten(ports::Frage const& frage) {
+    struct Warten {
+        std::optional<ports::Antwort> ergebnis;
+        Nebenschleife schleife;
+    };
+    auto const warten = std::make_shared<Warten>(); // Shared: the dialog may live longer than this call.
+    auto offen = std::make_unique<OffeneFrage>();
+    offen->antwort = [warten](ports::Antwort antwort, std::string const&) {
+        warten->ergebnis = antwort;
+        warten->schleife.beenden();
+    };
+    auto* const dialog = bauen(nullptr, frage, std::move(offen));
+    gtk_window_set_title(GTK_WINDOW(dialog), "Quillmate"); // It stands in lists of windows by itself.
+    gtk_window_present(GTK_WINDOW(dialog));
+    warten->schleife.laufen();
+    if (!warten->ergebnis) // The program ends. Nobody has agreed to anything.
+        gtk_window_destroy(GTK_WINDOW(dialog));
+    return warten->ergebnis.value_or(
+        ports::Antwort{.knopf = frage.knoepfe.empty() ? 0 : frage.knoepfe.size() - 1});
+}
+
+void DialogeGtk::eingeben(
+    ports::Programmfenster& fenster, ports::Frage const& frage, std::string const& vorgabe,
+    std::function<void(std::optional<std::string>)> antwort) {
+    auto offen = std::make_unique<OffeneFrage>();
+    auto* const feld = gtk_entry_new();
+    gtk_editable_set_text(GTK_EDITABLE(feld), vorgabe.c_str());
+    gtk_entry_set_activates_default(GTK_ENTRY(feld), TRUE);
+    gtk_widget_set_size_request(feld, 260, -1);
+    gtk_accessible_update_property(
+        GTK_ACCESSIBLE(feld), GTK_ACCESSIBLE_PROPERTY_LABEL, frage.erklaerung.c_str(), -1);
+    offen->feld = GTK_EDITABLE(feld);
+    offen->antwort = [antwort = std::move(antwort)](ports::Antwort ergebnis, std::string const& text) {
+        antwort(ergebnis.knopf == 0 ? std::optional{text} : std::nullopt);
+    };
+    auto* const dialog = bauen(gtkFenster(fenster), frage, std::move(offen));
+    adw_message_dialog_set_extra_child(ADW_MESSAGE_DIALOG(dialog), feld);
+    gtk_window_present(GTK_WINDOW(dialog));
+    gtk_widget_grab_focus(feld);
+}
+
+void DialogeGtk::dateienWaehlen(
+    ports::Dateiwahl const& wahl, std::function<void(std::optional<std::vector<std::string>>)> antwort) {
+    auto* const tafel = gtk_file_chooser_native_new(
+        wahl.ordner ? "Ordner auswählen" : (wahl.mehrere ? "Dateien auswählen" : "Datei auswählen"), nullptr,
+        wahl.ordner ? GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER : GTK_FILE_CHOOSER_ACTION_OPEN, "Auswählen",
+        "Abbrechen");
+    gtk_file_chooser_set_select_multiple(GTK_FILE_CHOOSER(tafel), wahl.mehrere ? TRUE : FALSE);
+    if (!wahl.mimetypen.empty() && !wahl.ordner) {
+        auto* const passend = gtk_file_filter_new();
+        gtk_file_filter_set_name(passend, "Passende Dateien");
+        for (auto const& typ : wahl.mimetypen)
+            gtk_file_filter_add_mime_type(passend, typ.c_str());
+        gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(tafel), passend);
+        auto* const alle = gtk_file_filter_new();
+        gtk_file_filter_set_name(alle, "Alle Dateien");
+        gtk_file_filter_add_pattern(alle, "*");
+        gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(tafel), alle);
+        g_object_unref(passend);
+        g_object_unref(alle);
+    }
+    tafelZeigen(tafel, std::move(antwort));
+}
+
+std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
+    Nebenschleife schleife;
+    std::optional<std::string> gewaehlt;
+    // Not the desktop's own panel: it has no place for the hint.
+    G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+    auto* const tafel = GTK_WIDGET(g_object_new(
+        GTK_TYPE_FILE_CHOOSER_DIALOG, "title", texte.titel.c_str(), "action",
+        GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "transient-for", gtk_application_get_active_window(anwendung_),
+        "use-header-bar", 1, "default-width", 820, "default-height", 560, nullptr));
+    gtk_dialog_add_button(GTK_DIALOG(tafel), "Abbrechen", GTK_RESPONSE_CANCEL);
+    auto* const knopf = gtk_dialog_add_button(GTK_DIALOG(tafel), texte.knopf.c_str(), GTK_RESPONSE_ACCEPT);
+    gtk_widget_add_css_class(knopf, "suggested-action");
+    gtk_dialog_set_default_response(GTK_DIALOG(tafel), GTK_RESPONSE_ACCEPT);
+    // Not the list of recently used files, which holds no folders.
+    auto const heim = Objekt<GFile>::uebernommen(g_file_new_for_path(g_get_home_dir()));
+    gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(tafel), heim.get(), nullptr);
+    auto* const hinweis = gtk_label_new(texte.hinweis.c_str());
+    gtk_label_set_wrap(GTK_LABEL(hinweis), TRUE);
+    gtk_widget_add_css_class(hinweis, "dim-label");
+    gtk_widget_set_margin_top(hinweis, 9);
+    gtk_widget_set_margin_bottom(hinweis, 9);
+    gtk_widget_set_margin_start(hinweis, 12);
+    gtk_widget_set_margin_end(hinweis, 12);
+    gtk_box_prepend(GTK_BOX(gtk_dialog_get_content_area(GTK_DIALOG(tafel))), hinweis);
+    G_GNUC_END_IGNORE_DEPRECATIONS
+    gtk_window_set_modal(GTK_WINDOW(tafel), TRUE);
+
+    struct Zustand {
+        Nebenschleife* schleife;
+        std::optional<std::string>* gewaehlt;
+    } zustand{&schleife, &gewaehlt};
+    g_signal_connect(
+        tafel, "response", G_CALLBACK(+[](GtkWidget* dialog, int antwort, gpointer daten) {
+            auto& z = *static_cast<Zustand*>(daten);
+            if (antwort == GTK_RESPONSE_ACCEPT)
+                if (auto pfade = gewaehlte(GTK_FILE_CHOOSER(dialog)); !pfade.empty())
+                    *z.gewaehlt = std::move(pfade.front());
+            gtk_widget_set_visible(dialog, FALSE);
+            z.schleife->beenden();
+        }),
+        &zustand);
+    auto const halter = Objekt<GtkWidget>::geteilt(tafel);
+    g_signal_connect(
+        tafel, "destroy",
+        G_CALLBACK(+[](GtkWidget*, gpointer daten) { static_cast<Zustand*>(daten)->schleife->beenden(); }),
+        &zustand);
+    gtk_window_present(GTK_WINDOW(tafel));
+    schleife.laufen();
+    g_signal_handlers_disconnect_by_data(
+        tafel, &zustand); // None are left on a panel that has been destroyed.
+    gtk_window_destroy(GTK_WINDOW(tafel));
+    return gewaehlt;
+}
+
+} // namespace quillmate::adapter::gtk

@@ -1,0 +1,723 @@
+// WebKitGTK's view behind the port.
+//
+// The parts, in the order in which a page meets them:
+//   making       Einrichtung -> user scripts, message handler, settings, signals
+//   loading      laden(), load-changed, the deadline of every load, the three kinds of failure
+//   deciding     decide-policy and create -> beiNavigation, beiAntwort, neuesFenster
+//   dialogs      script-dialog, run-file-chooser: answered later, exactly once (Einmal)
+//   scripts      skript(), rufen()
+// Signals are disconnected in the destructor, so no callback meets a view that is gone; the answers to asynchronous
+// calls know only whom they answer.
+#include "webansicht_gtk.h"
+
+#include "download_gtk.h"
+#include "druck_gtk.h"
+#include "fehlertext.h"
+#include "grafik.h"
+#include "grundlage/protokoll.h"
+#include "programmfenster_gtk.h"
+
+#include <jsc/jsc.h>
+#include <libsoup/soup.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
+
+namespace quillmate::adapter::gtk {
+namespace {
+
+constexpr char const* adapterschluessel = "quillmate-webansicht";
+
+/// A load loses its connection at one in six of the servers whose certificate is refused.
+constexpr int hoechstensWiederholt = 5;
+
+/// The engine's decisions do not tell whether a clicked link has the attribute "download". A script in a world that no
+/// page can see into does, in every frame, just before the decision.
+constexpr char const* linkwelt = "quillmate-links";
+constexpr char const* linkname = "geklickt";
+constexpr char const* linkskript =
+    "const melde = ja => window.webkit.messageHandlers.geklickt.postMessage(ja);\n"
+    // The decision is asked for within the click. Whoever prevents the click asks for none; the next one is not its.
+    "const merke = ja => { melde(ja); if (ja) setTimeout(() => melde(false)); };\n"
+    "addEventListener('click', ereignis => {\n"
+    "  const link = ereignis.composedPath().find(teil =>\n"
+    "      teil instanceof HTMLAnchorElement || teil instanceof HTMLAreaElement);\n"
+    "  if (link) merke(link.hasAttribute('download'));\n"
+    "}, true);\n"
+    "addEventListener('quillmate-download', () => merke(true), true);";
+
+/// Clicks on a link that is in no document pass no listener but the link's own, and scripts make links only to click
+/// them. So this script, in the page's own world, tells the other one of such a click. All that a page gains by calling
+/// it, it could do by clicking a link of its own. Only links get functions of ours: portals take a page whose general functions
+/// are not the engine's own for one that a robot reads. So a click on what is within such a link is told by nobody.
+constexpr char const* klickskript =
+    "(() => {\n"
+    "  const rufe = Reflect.apply, Ereignis = Event, sende = EventTarget.prototype.dispatchEvent;\n"
+    "  for (const name of ['click', 'dispatchEvent']) {\n"
+    "    const echt = HTMLAnchorElement.prototype[name];\n"
+    "    const {[name]: value} = {[name](...werte) {\n"
+    "      if (this instanceof HTMLAnchorElement && !this.isConnected && this.hasAttribute('download') &&\n"
+    "          (name === 'click' || werte[0]?.type === 'click'))\n"
+    "        rufe(sende, window, [new Ereignis('quillmate-download')]);\n"
+    "      return rufe(echt, this, werte);\n"
+    "    }};\n"
+    "    Object.defineProperty(HTMLAnchorElement.prototype, name,\n"
+    "        {value, writable: true, enumerable: true, configurable: true});\n"
+    "  }\n"
+    "})();";
+
+ports::Navigationsart artVon(WebKitNavigationType art) {
+    switch (art) {
+    case WEBKIT_NAVIGATION_TYPE_LINK_CLICKED:
+        return ports::Navigationsart::link;
+    case WEBKIT_NAVIGATION_TYPE_FORM_SUBMITTED:
+    case WEBKIT_NAVIGATION_TYPE_FORM_RESUBMITTED:
+        return ports::Navigationsart::formular;
+    case WEBKIT_NAVIGATION_TYPE_BACK_FORWARD:
+        return ports::Navigationsart::verlauf;
+    case WEBKIT_NAVIGATION_TYPE_RELOAD:
+        return ports::Navigationsart::neuladen;
+    case WEBKIT_NAVIGATION_TYPE_OTHER:
+        break;
+    }
+    return ports::Navigationsart::anderes;
+}
+
+std::optional<std::string> adresseVon(WebKitNavigationAction* aktion) {
+    auto* const anfrage = webkit_navigation_action_get_request(aktion);
+    char const* const adresse = anfrage ? webkit_uri_request_get_uri(anfrage) : nullptr;
+    if (!adresse || !*adresse)
+        return std::nullopt;
+    return std::string{adresse};
+}
+
+bool sendetEtwas(WebKitNavigationAction* aktion) {
+    auto* const anfrage = webkit_navigation_action_get_request(aktion);
+    char const* const methode = anfrage ? webkit_uri_request_get_http_method(anfrage) : nullptr;
+    return methode && std::string_view{methode} == "POST" && !webkit_navigation_action_is_redirect(aktion);
+}
+
+/// What only the page that holds it can read: as a link it can mean nothing but saving.
+bool istInhaltDerSeite(std::optional<std::string> const& adresse) {
+    return adresse && (adresse->starts_with("blob:") || adresse->starts_with("data:"));
+}
+
+/// `mitAttribut`: whether the link that was clicked last has the attribute "download".
+ports::Navigation navigationVon(WebKitNavigationAction* aktion, bool mitAttribut) {
+    auto const adresse = adresseVon(aktion);
+    auto const art = artVon(webkit_navigation_action_get_navigation_type(aktion));
+    return {
+        .adresse = adresse,
+        .art = art,
+        .alsDownload = art == ports::Navigationsart::link && (mitAttribut || istInhaltDerSeite(adresse)),
+        .hauptrahmen = true,
+        .umgeleitet = webkit_navigation_action_is_redirect(aktion) != FALSE};
+}
+
+ports::Antwortkopf kopfVon(WebKitResponsePolicyDecision* entscheidung) {
+    auto* const antwort = webkit_response_policy_decision_get_response(entscheidung);
+    ports::Antwortkopf kopf;
+    kopf.adresse = textVon(webkit_uri_response_get_uri(antwort));
+    kopf.mimetyp = textVon(webkit_uri_response_get_mime_type(antwort));
+    kopf.status = static_cast<int>(webkit_uri_response_get_status_code(antwort));
+    if (auto* const zeilen = webkit_uri_response_get_http_headers(antwort))
+        kopf.contentDisposition = textVon(soup_message_headers_get_one(zeilen, "Content-Disposition"));
+    kopf.darstellbar = webkit_response_policy_decision_is_mime_type_supported(entscheidung) != FALSE;
+    kopf.hauptrahmen = webkit_response_policy_decision_is_main_frame_main_resource(entscheidung) != FALSE;
+    return kopf;
+}
+
+void entscheiden(WebKitPolicyDecision* entscheidung, ports::Entscheidung wie) {
+    switch (wie) {
+    case ports::Entscheidung::zulassen:
+        webkit_policy_decision_use(entscheidung);
+        break;
+    case ports::Entscheidung::abbrechen:
+        webkit_policy_decision_ignore(entscheidung);
+        break;
+    case ports::Entscheidung::herunterladen:
+        webkit_policy_decision_download(entscheidung);
+        break;
+    }
+}
+
+/// The failures that are no failures: the program, the page or the user ended the load, or it became a download.
+bool istAbbruch(GError const* fehler) {
+    return g_error_matches(fehler, WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED) ||
+           g_error_matches(
+               fehler, WEBKIT_POLICY_ERROR, WEBKIT_POLICY_ERROR_FRAME_LOAD_INTERRUPTED_BY_POLICY_CHANGE) ||
+           g_error_matches(fehler, WEBKIT_MEDIA_ERROR, WEBKIT_MEDIA_ERROR_WILL_HANDLE_LOAD);
+}
+
+/// To save time the engine opens a connection before the load that is to use it. When it refuses the server's certificate
+/// just while the load takes the connection over, it cancels the connection, and all that is told is this.
+bool istVerloreneVerbindung(GError const* fehler) {
+    return g_error_matches(fehler, G_IO_ERROR, G_IO_ERROR_CANCELLED);
+}
+
+std::string beschreibungVon(GTlsCertificateFlags maengel) {
+    if ((maengel & G_TLS_CERTIFICATE_EXPIRED) != 0)
+        return "Das Zertifikat des Servers ist abgelaufen.";
+    if ((maengel & G_TLS_CERTIFICATE_NOT_ACTIVATED) != 0)
+        return "Das Zertifikat des Servers gilt noch nicht.";
+    if ((maengel & G_TLS_CERTIFICATE_BAD_IDENTITY) != 0)
+        return "Das Zertifikat des Servers gilt für eine andere Adresse.";
+    if ((maengel & G_TLS_CERTIFICATE_REVOKED) != 0)
+        return "Das Zertifikat des Servers wurde widerrufen.";
+    if ((maengel & G_TLS_CERTIFICATE_UNKNOWN_CA) != 0)
+        return "Das Zertifikat des Servers stammt von einer unbekannten Stelle.";
+    return "Das Zertifikat des Servers ist ungültig.";
+}
+
+std::string grundVon(WebKitWebProcessTerminationReason grund) {
+    switch (grund) {
+    case WEBKIT_WEB_PROCESS_EXCEEDED_MEMORY_LIMIT:
+        return "Der Anzeigeprozess brauchte zu viel Speicher";
+    case WEBKIT_WEB_PROCESS_TERMINATED_BY_API:
+        return "Der Anzeigeprozess wurde beendet";
+    case WEBKIT_WEB_PROCESS_CRASHED:
+        break;
+    }
+    return "Der Anzeigeprozess ist abgestürzt";
+}
+
+/// A script's dialog that the page waits on. It is closed once, at the latest when the last holder is gone, and always
+/// from the main loop: the engine does not survive a dialog that closes within its own signal.
+class OffenerDialog {
+public:
+    explicit OffenerDialog(WebKitScriptDialog* dialog)
+        : dialog_(webkit_script_dialog_ref(dialog)) {}
+    ~OffenerDialog() { schliessen(); }
+    OffenerDialog(OffenerDialog const&) = delete;
+    OffenerDialog& operator=(OffenerDialog const&) = delete;
+
+    void bestaetigen(bool ja) {
+        if (dialog_)
+            webkit_script_dialog_confirm_set_confirmed(dialog_, ja ? TRUE : FALSE);
+        schliessen();
+    }
+    void eingeben(std::optional<std::string> const& text) {
+        if (dialog_ && text)
+            webkit_script_dialog_prompt_set_text(dialog_, text->c_str());
+        schliessen();
+    }
+    void schliessen() {
+        if (auto* const dialog = std::exchange(dialog_, nullptr))
+            g_idle_add_full(
+                G_PRIORITY_DEFAULT,
+                [](gpointer zeiger) -> gboolean {
+                    webkit_script_dialog_close(static_cast<WebKitScriptDialog*>(zeiger));
+                    return G_SOURCE_REMOVE;
+                },
+                dialog,
+                [](gpointer zeiger) {
+                    webkit_script_dialog_unref(static_cast<WebKitScriptDialog*>(zeiger));
+                });
+    }
+
+private:
+    WebKitScriptDialog* dialog_;
+};
+
+/// A page's request for files. Without an answer the input would stay dead.
+class OffeneDateiwahl {
+public:
+    explicit OffeneDateiwahl(WebKitFileChooserRequest* anfrage)
+        : anfrage_(Objekt<WebKitFileChooserRequest>::geteilt(anfrage)) {}
+    ~OffeneDateiwahl() { antworten(std::nullopt); }
+    OffeneDateiwahl(OffeneDateiwahl const&) = delete;
+    OffeneDateiwahl& operator=(OffeneDateiwahl const&) = delete;
+
+    void antworten(std::optional<std::vector<std::string>> const& pfade) {
+        if (!std::exchange(offen_, false))
+            return;
+        if (!pfade || pfade->empty()) {
+            webkit_file_chooser_request_cancel(anfrage_.get());
+            return;
+        }
+        std::vector<char const*> zeiger;
+        for (auto const& pfad : *pfade)
+            zeiger.push_back(pfad.c_str());
+        zeiger.push_back(nullptr);
+        webkit_file_chooser_request_select_files(anfrage_.get(), zeiger.data());
+    }
+
+private:
+    Objekt<WebKitFileChooserRequest> const anfrage_;
+    bool offen_{true};
+};
+
+} // namespace
+
+struct WebansichtGtk::Signale {
+    static WebansichtGtk& an(gpointer daten) { return *static_cast<WebansichtGtk*>(daten); }
+
+    static void ladeaenderung(WebKitWebView* web, WebKitLoadEvent ereignis, gpointer daten) {
+        auto& ich = an(daten);
+        switch (ereignis) {
+        case WEBKIT_LOAD_STARTED:
+            ich.unterwegs_ = std::exchange(ich.zugelassen_, std::nullopt);
+            ich.unterwegsSendet_ = std::exchange(ich.sendet_, false);
+            if (ich.frist_ == 0)
+                ich.fristBeginnen(ich.unterwegsSendet_ ? ich.sendefrist_ : ich.ladefrist_);
+            ich.empfaenger_.begonnen(ich);
+            break;
+        case WEBKIT_LOAD_REDIRECTED:
+            break;
+        case WEBKIT_LOAD_COMMITTED:
+            ich.festgeschrieben_ = textVon(webkit_web_view_get_uri(web));
+            ++ich.nummer_;
+            ich.wiederholt_ = 0;
+            ich.fristBeenden();
+            break;
+        case WEBKIT_LOAD_FINISHED: {
+            auto const danach = std::exchange(ich.htmlLaedt_, false)
+                                    ? std::exchange(ich.danach_, std::nullopt)
+                                    : std::nullopt;
+            if (!std::exchange(ich.gescheitert_, false))
+                ich.empfaenger_.geladen(ich);
+            if (danach)
+                ich.laden(danach->adresse, danach->frist);
+            break;
+        }
+        }
+    }
+
+    static gboolean ladefehler(
+        WebKitWebView* web, WebKitLoadEvent ereignis, char* adresse, GError* fehler, gpointer daten) {
+        auto& ich = an(daten);
+        ich.gescheitert_ = true; // "finished" follows.
+        // Nothing has been sent yet, and the next try can tell what is wrong.
+        if (istVerloreneVerbindung(fehler) && ereignis != WEBKIT_LOAD_COMMITTED && !ich.unterwegsSendet_ &&
+            ich.wiederholt_ < hoechstensWiederholt) {
+            ++ich.wiederholt_;
+            webkit_web_view_load_uri(web, adresse);
+            return TRUE;
+        }
+        ich.wiederholt_ = 0;
+        ich.fristBeenden();
+        ich.empfaenger_.fehlgeschlagen(
+            ich, {.bereich = textVon(g_quark_to_string(fehler->domain)),
+                  .nummer = fehler->code,
+                  .beschreibung = beschreibungVon(fehler),
+                  .abgebrochen = istAbbruch(fehler),
+                  .adresse = textVon(adresse)});
+        return TRUE; // No page of the engine's own.
+    }
+
+    static gboolean zertifikatfehler(
+        WebKitWebView*, char* adresse, GTlsCertificate*, GTlsCertificateFlags maengel, gpointer daten) {
+        auto& ich = an(daten);
+        ich.gescheitert_ = true;
+        ich.wiederholt_ = 0;
+        ich.fristBeenden();
+        ich.empfaenger_.fehlgeschlagen(
+            ich, {.bereich = "zertifikat",
+                  .nummer = static_cast<int>(maengel),
+                  .beschreibung = beschreibungVon(maengel),
+                  .abgebrochen = false,
+                  .adresse = textVon(adresse),
+                  .zertifikat = true});
+        return TRUE;
+    }
+
+    static gboolean richtlinie(
+        WebKitWebView*, WebKitPolicyDecision* entscheidung, WebKitPolicyDecisionType art, gpointer daten) {
+        auto& ich = an(daten);
+        switch (art) {
+        case WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION:
+        case WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION: {
+            auto* const aktion = webkit_navigation_policy_decision_get_navigation_action(
+                WEBKIT_NAVIGATION_POLICY_DECISION(entscheidung));
+            auto const wie = ich.empfaenger_.beiNavigation(ich, ich.navigation(aktion));
+            if (art == WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION &&
+                wie == ports::Entscheidung::zulassen) {
+                ich.zugelassen_ = adresseVon(aktion);
+                ich.sendet_ = ich.sendet_ || sendetEtwas(aktion);
+            }
+            ich.neuesFensterGeprueft_ =
+                art == WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION && wie == ports::Entscheidung::zulassen;
+            entscheiden(entscheidung, wie);
+            return TRUE;
+        }
+        case WEBKIT_POLICY_DECISION_TYPE_RESPONSE:
+            entscheiden(
+                entscheidung,
+                ich.empfaenger_.beiAntwort(ich, kopfVon(WEBKIT_RESPONSE_POLICY_DECISION(entscheidung))));
+            return TRUE;
+        }
+        return FALSE;
+    }
+
+    static GtkWidget* neuesFenster(WebKitWebView*, WebKitNavigationAction* aktion, gpointer daten) {
+        auto& ich = an(daten);
+        // A link's policy has been asked before; a script's window comes here straight away.
+        bool const geprueft = std::exchange(ich.neuesFensterGeprueft_, false);
+        if (!geprueft &&
+            ich.empfaenger_.beiNavigation(ich, ich.navigation(aktion)) != ports::Entscheidung::zulassen)
+            return nullptr;
+        auto const verwandte = [&ich](Empfaenger& empfaenger) -> std::unique_ptr<ports::Webansicht> {
+            return std::unique_ptr<ports::Webansicht>{new WebansichtGtk{ich, empfaenger}};
+        };
+        auto* const ansicht = ich.empfaenger_.neuesFenster(
+            ich, {.adresse = adresseVon(aktion), .zielrahmen = false}, verwandte);
+        // Another view than the one asked for could not take the request over.
+        auto* const eigene = dynamic_cast<WebansichtGtk*>(ansicht);
+        return eigene ? eigene->widget() : nullptr;
+    }
+
+    static void schliessen(WebKitWebView*, gpointer daten) {
+        auto& ich = an(daten);
+        ich.empfaenger_.schliessen(ich);
+    }
+
+    static void prozessende(WebKitWebView*, WebKitWebProcessTerminationReason grund, gpointer daten) {
+        auto& ich = an(daten);
+        ich.fristBeenden();
+        ich.htmlLaedt_ = false;
+        ich.danach_.reset();
+        ich.festgeschrieben_.clear();
+        ++ich.nummer_;
+        ich.empfaenger_.prozessGestorben(ich, grundVon(grund));
+    }
+
+    static gboolean skriptdialog(WebKitWebView*, WebKitScriptDialog* dialog, gpointer daten) {
+        auto& ich = an(daten);
+        auto const offen = std::make_shared<OffenerDialog>(dialog);
+        std::string const text = textVon(webkit_script_dialog_get_message(dialog));
+        switch (webkit_script_dialog_get_dialog_type(dialog)) {
+        case WEBKIT_SCRIPT_DIALOG_ALERT:
+            ich.empfaenger_.hinweis(ich, text, [offen] { offen->schliessen(); });
+            break;
+        case WEBKIT_SCRIPT_DIALOG_CONFIRM:
+            ich.empfaenger_.bestaetigung(ich, text, [offen](bool ja) { offen->bestaetigen(ja); });
+            break;
+        case WEBKIT_SCRIPT_DIALOG_PROMPT:
+            ich.empfaenger_.eingabe(
+                ich, text, textVon(webkit_script_dialog_prompt_get_default_text(dialog)),
+                [offen](std::optional<std::string> const& eingabe) { offen->eingeben(eingabe); });
+            break;
+        case WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM:
+            offen->bestaetigen(true);
+            break;
+        }
+        return TRUE;
+    }
+
+    static gboolean dateiwahl(WebKitWebView*, WebKitFileChooserRequest* anfrage, gpointer daten) {
+        auto& ich = an(daten);
+        auto const offen = std::make_shared<OffeneDateiwahl>(anfrage);
+        ports::Dateiwahl wahl{
+            .ordner = false,
+            .mehrere = webkit_file_chooser_request_get_select_multiple(anfrage) != FALSE,
+            .mimetypen = {}};
+        if (auto const* typen = webkit_file_chooser_request_get_mime_types(anfrage))
+            for (; *typen; ++typen)
+                wahl.mimetypen.emplace_back(*typen);
+        ich.empfaenger_.dateienWaehlen(
+            ich, wahl,
+            [offen](std::optional<std::vector<std::string>> const& pfade) { offen->antworten(pfade); });
+        return TRUE;
+    }
+
+    /// Camera, microphone, location, notifications: nothing that this program's pages need.
+    static gboolean erlaubnis(WebKitWebView*, WebKitPermissionRequest* anfrage, gpointer) {
+        webkit_permission_request_deny(anfrage);
+        return TRUE;
+    }
+
+    static gboolean kontextmenue(WebKitWebView*, WebKitContextMenu* menue, WebKitHitTestResult*, gpointer) {
+        // Entries that lead nowhere in this program.
+        constexpr std::array tot{
+            WEBKIT_CONTEXT_MENU_ACTION_INSPECT_ELEMENT, WEBKIT_CONTEXT_MENU_ACTION_OPEN_LINK,
+            WEBKIT_CONTEXT_MENU_ACTION_INSERT_EMOJI, WEBKIT_CONTEXT_MENU_ACTION_UNICODE};
+        std::vector<WebKitContextMenuItem*> weg;
+        for (GList* stelle = webkit_context_menu_get_items(menue); stelle; stelle = stelle->next) {
+            auto* const eintrag = static_cast<WebKitContextMenuItem*>(stelle->data);
+            if (std::ranges::find(tot, webkit_context_menu_item_get_stock_action(eintrag)) != tot.end())
+                weg.push_back(eintrag);
+        }
+        for (auto* const eintrag : weg)
+            webkit_context_menu_remove(menue, eintrag);
+        return FALSE;
+    }
+
+    static void nachricht(WebKitUserContentManager*, JSCValue* wert, gpointer daten) {
+        auto& ich = an(daten);
+        GText const json{jsc_value_to_json(wert, 0)};
+        std::string_view text = json ? std::string_view{json.get()} : std::string_view{};
+        if (text.size() > hoechsteNachricht)
+            text = {};
+        auto const geprueft = ich.zeichen_->pruefen(text);
+        // The document's own origin must agree with what the view shows: a message that was under way while another
+        // document took its place belongs to neither.
+        bool const passt = geprueft.hauptrahmen && gehoertZu(ich.festgeschrieben_, geprueft.ursprung);
+        ich.nachrichten_(
+            geprueft.nachricht,
+            {.hauptrahmen = passt, .dokument = ich.festgeschrieben_, .nummer = ich.nummer_});
+    }
+
+    static void linkGeklickt(WebKitUserContentManager*, JSCValue* wert, gpointer daten) {
+        *an(daten).downloadlink_ = jsc_value_is_boolean(wert) && jsc_value_to_boolean(wert);
+    }
+
+    static gboolean fristAbgelaufen(gpointer daten) {
+        auto& ich = an(daten);
+        ich.frist_ = 0;
+        // Of a load that a page began the view does not tell the address before it is committed.
+        auto const adresse =
+            ich.unterwegs_ ? *ich.unterwegs_ : textVon(webkit_web_view_get_uri(ich.web_.get()));
+        webkit_web_view_stop_loading(ich.web_.get()); // Reports a cancelled load, which is silent.
+        ich.empfaenger_.fehlgeschlagen(
+            ich, {.bereich = "zeit",
+                  .nummer = 1,
+                  .beschreibung = "Der Server hat nicht rechtzeitig geantwortet.",
+                  .abgebrochen = false,
+                  .adresse = adresse});
+        return G_SOURCE_REMOVE;
+    }
+};
+
+WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, Empfaenger& empfaenger)
+    : empfaenger_(empfaenger)
+    , inhalte_(Objekt<WebKitUserContentManager>::uebernommen(webkit_user_content_manager_new()))
+    , ladefrist_(einrichtung.ladefrist)
+    , sendefrist_(einrichtung.sendefrist) {
+    nachrichtenAnnehmen(einrichtung);
+    linksBeobachten();
+    for (auto const& skript : einrichtung.skripte) {
+        auto* const nutzerskript = webkit_user_script_new(
+            skript.quelltext.c_str(),
+            skript.nurHauptrahmen ? WEBKIT_USER_CONTENT_INJECT_TOP_FRAME
+                                  : WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES,
+            WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
+        webkit_user_content_manager_add_script(inhalte_.get(), nutzerskript);
+        webkit_user_script_unref(nutzerskript);
+    }
+    web_ = Objekt<WebKitWebView>::geteilt(WEBKIT_WEB_VIEW(g_object_new(
+        WEBKIT_TYPE_WEB_VIEW, "web-context", sitzungen.kontext(), "network-session",
+        sitzungen.sitzung(einrichtung.datenhaltung), "user-content-manager", inhalte_.get(), nullptr)));
+    einstellen();
+    auto* const einstellungen = webkit_web_view_get_settings(web_.get());
+    // A page from the engine's cache would go on waiting for replies that went astray while another one was shown.
+    if (zeichen_)
+        webkit_settings_set_enable_page_cache(einstellungen, FALSE);
+    webkit_settings_set_enable_back_forward_navigation_gestures(
+        einstellungen, einrichtung.wischgesten ? TRUE : FALSE);
+    verbinden();
+}
+
+WebansichtGtk::WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger)
+    : empfaenger_(empfaenger)
+    // The engine gives it the asking view's content, whatever manager it is made with. So its messages arrive there,
+    // and are judged by the document there.
+    , inhalte_(Objekt<WebKitUserContentManager>::geteilt(verwandte.inhalte_.get()))
+    , downloadlink_(verwandte.downloadlink_)
+    , web_(Objekt<WebKitWebView>::geteilt(WEBKIT_WEB_VIEW(g_object_new(
+          WEBKIT_TYPE_WEB_VIEW, "related-view", verwandte.web_.get(), "settings",
+          webkit_web_view_get_settings(verwandte.web_.get()), nullptr))))
+    , ladefrist_(verwandte.ladefrist_)
+    , sendefrist_(verwandte.sendefrist_) {
+    verbinden();
+}
+
+WebansichtGtk::~WebansichtGtk() {
+    fristBeenden();
+    g_object_set_data(G_OBJECT(web_.get()), adapterschluessel, nullptr);
+    g_signal_handlers_disconnect_by_data(web_.get(), this);
+    g_signal_handlers_disconnect_by_data(inhalte_.get(), this);
+    webkit_web_view_try_close(web_.get());
+}
+
+WebansichtGtk* WebansichtGtk::von(WebKitWebView* ansicht) {
+    return static_cast<WebansichtGtk*>(g_object_get_data(G_OBJECT(ansicht), adapterschluessel));
+}
+
+void WebansichtGtk::nachrichtenAnnehmen(Einrichtung const& einrichtung) {
+    if (einrichtung.nachrichtenname.empty() || !einrichtung.nachrichten)
+        return;
+    nachrichten_ = einrichtung.nachrichten;
+    zeichen_.emplace(einrichtung.nachrichtenname);
+    auto const signal = "script-message-received::" + einrichtung.nachrichtenname;
+    g_signal_connect(inhalte_.get(), signal.c_str(), G_CALLBACK(Signale::nachricht), this);
+    webkit_user_content_manager_register_script_message_handler(
+        inhalte_.get(), einrichtung.nachrichtenname.c_str(), nullptr);
+    auto* const skript = webkit_user_script_new(
+        zeichen_->skript().c_str(), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
+        WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
+    webkit_user_content_manager_add_script(inhalte_.get(), skript);
+    webkit_user_script_unref(skript);
+}
+
+void WebansichtGtk::linksBeobachten() {
+    auto const signal = std::string{"script-message-received::"} + linkname;
+    g_signal_connect(inhalte_.get(), signal.c_str(), G_CALLBACK(Signale::linkGeklickt), this);
+    webkit_user_content_manager_register_script_message_handler(inhalte_.get(), linkname, linkwelt);
+    auto* const skript = webkit_user_script_new_for_world(
+        linkskript, WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START,
+        linkwelt, nullptr, nullptr);
+    webkit_user_content_manager_add_script(inhalte_.get(), skript);
+    webkit_user_script_unref(skript);
+    auto* const klicks = webkit_user_script_new(
+        klickskript, WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START,
+        nullptr, nullptr);
+    webkit_user_content_manager_add_script(inhalte_.get(), klicks);
+    webkit_user_script_unref(klicks);
+}
+
+ports::Navigation WebansichtGtk::navigation(WebKitNavigationAction* aktion) {
+    bool const link =
+        webkit_navigation_action_get_navigation_type(aktion) == WEBKIT_NAVIGATION_TYPE_LINK_CLICKED;
+    // Used up: it was said of this click.
+    return navigationVon(aktion, link && std::exchange(*downloadlink_, false));
+}
+
+void WebansichtGtk::einstellen() {
+    auto* const einstellungen = webkit_web_view_get_settings(web_.get());
+    webkit_settings_set_enable_developer_extras(einstellungen, FALSE);
+    webkit_settings_set_javascript_can_open_windows_automatically(einstellungen, FALSE);
+    webkit_settings_set_enable_write_console_messages_to_stdout(einstellungen, FALSE);
+    webkit_settings_set_enable_webrtc(einstellungen, FALSE);
+    webkit_settings_set_enable_media_stream(einstellungen, FALSE);
+    if (!hatGrafikprozessor())
+        webkit_settings_set_hardware_acceleration_policy(
+            einstellungen, WEBKIT_HARDWARE_ACCELERATION_POLICY_NEVER);
+}
+
+void WebansichtGtk::verbinden() {
+    g_object_set_data(G_OBJECT(web_.get()), adapterschluessel, this);
+    gtk_widget_set_vexpand(widget(), TRUE);
+    gtk_widget_set_hexpand(widget(), TRUE);
+    auto const verbinde = [this](char const* signal, GCallback rueckruf) {
+        g_signal_connect(web_.get(), signal, rueckruf, this);
+    };
+    verbinde("load-changed", G_CALLBACK(Signale::ladeaenderung));
+    verbinde("load-failed", G_CALLBACK(Signale::ladefehler));
+    verbinde("load-failed-with-tls-errors", G_CALLBACK(Signale::zertifikatfehler));
+    verbinde("decide-policy", G_CALLBACK(Signale::richtlinie));
+    verbinde("create", G_CALLBACK(Signale::neuesFenster));
+    verbinde("close", G_CALLBACK(Signale::schliessen));
+    verbinde("web-process-terminated", G_CALLBACK(Signale::prozessende));
+    verbinde("script-dialog", G_CALLBACK(Signale::skriptdialog));
+    verbinde("run-file-chooser", G_CALLBACK(Signale::dateiwahl));
+    verbinde("permission-request", G_CALLBACK(Signale::erlaubnis));
+    verbinde("context-menu", G_CALLBACK(Signale::kontextmenue));
+}
+
+void WebansichtGtk::laden(std::string const& adresse, std::chrono::seconds frist) {
+    // A load takes the place of one that has not been committed yet, and the document would never be seen.
+    if (htmlLaedt_) {
+        danach_ = {.adresse = adresse, .frist = frist};
+        return;
+    }
+    fristBeginnen(frist);
+    webkit_web_view_load_uri(web_.get(), adresse.c_str());
+}
+
+void WebansichtGtk::ladenHtml(std::string const& html) {
+    fristBeenden();
+    danach_.reset();
+    htmlLaedt_ = true;
+    webkit_web_view_load_html(web_.get(), html.c_str(), nullptr);
+}
+
+void WebansichtGtk::ladenErsatz(std::string const& html, std::string const& adresse) {
+    fristBeenden();
+    htmlLaedt_ = false;
+    danach_.reset();
+    webkit_web_view_load_alternate_html(web_.get(), html.c_str(), adresse.c_str(), nullptr);
+}
+
+void WebansichtGtk::neuLaden() {
+    if (danach_)
+        return; // It is loaded as soon as it can be.
+    webkit_web_view_reload(web_.get());
+}
+
+void WebansichtGtk::zurueck() {
+    webkit_web_view_go_back(web_.get());
+}
+
+void WebansichtGtk::vorwaerts() {
+    webkit_web_view_go_forward(web_.get());
+}
+
+std::optional<std::string> WebansichtGtk::adresse() const {
+    if (danach_)
+        return danach_->adresse;
+    std::string text = textVon(webkit_web_view_get_uri(web_.get()));
+    if (text.empty() || text == "about:blank")
+        return std::nullopt;
+    return text;
+}
+
+ports::Absender WebansichtGtk::dokument() const {
+    return {.hauptrahmen = true, .dokument = festgeschrieben_, .nummer = nummer_};
+}
+
+void WebansichtGtk::skript(std::string const& quelltext) {
+    // The engine's process may have committed the next document without having told yet. No page can change what
+    // location.origin is. Our own documents have none, also those that stand for an address.
+    auto const ursprung = ursprungVon(festgeschrieben_);
+    auto const skript = ursprung ? "if (location.origin === \"" + *ursprung +
+                                       "\" || location.origin === \"null\") {" + quelltext + "\n}"
+                                 : quelltext;
+    webkit_web_view_evaluate_javascript(
+        web_.get(), skript.data(), static_cast<gssize>(skript.size()), nullptr, nullptr, nullptr, nullptr,
+        nullptr);
+}
+
+void WebansichtGtk::rufen(
+    std::string const& rumpf, std::map<std::string, std::string> const& werte, Skriptantwort antwort) {
+    GVariantBuilder bauer;
+    g_variant_builder_init(&bauer, G_VARIANT_TYPE_VARDICT);
+    for (auto const& [name, wert] : werte)
+        g_variant_builder_add(&bauer, "{sv}", name.c_str(), g_variant_new_string(wert.c_str()));
+    webkit_web_view_call_async_javascript_function(
+        web_.get(), rumpf.data(), static_cast<gssize>(rumpf.size()), g_variant_builder_end(&bauer), nullptr,
+        nullptr, nullptr,
+        [](GObject* quelle, GAsyncResult* ergebnis, gpointer daten) {
+            std::unique_ptr<Skriptantwort> const empfaenger{static_cast<Skriptantwort*>(daten)};
+            GError* roh = nullptr;
+            auto const wert =
+                Objekt<JSCValue>::uebernommen(webkit_web_view_call_async_javascript_function_finish(
+                    WEBKIT_WEB_VIEW(quelle), ergebnis, &roh));
+            GFehler const fehler{roh};
+            if (wert && jsc_value_is_string(wert.get()))
+                (*empfaenger)(textVon(GText{jsc_value_to_string(wert.get())}.get()), {});
+            else if (
+                roh && g_error_matches(roh, WEBKIT_JAVASCRIPT_ERROR, WEBKIT_JAVASCRIPT_ERROR_SCRIPT_FAILED))
+                (*empfaenger)(std::nullopt, textVon(roh->message)); // What the page's own code has thrown.
+            else // The engine's words for the rest are English and help nobody.
+                (*empfaenger)(std::nullopt, "Die Seite hat nicht geantwortet.");
+        },
+        new Skriptantwort{std::move(antwort)});
+}
+
+void WebansichtGtk::drucken(ports::Programmfenster& fenster) {
+    auto* const rahmen = dynamic_cast<ProgrammfensterGtk*>(&fenster);
+    druckenMitDialog(
+        web_.get(), rahmen ? rahmen->gtkFenster() : nullptr,
+        [web = std::weak_ptr{lebt_}](std::string const& beschreibung) {
+            if (auto const ich = web.lock())
+                (*ich)->empfaenger_.druckGescheitert(**ich, beschreibung);
+        });
+}
+
+void WebansichtGtk::downloadBegonnen(WebKitDownload* download) {
+    empfaenger_.heruntergeladen(*this, DownloadGtk::uebernehmen(download));
+}
+
+void WebansichtGtk::fristBeginnen(std::chrono::seconds frist) {
+    fristBeenden();
+    frist_ = g_timeout_add_seconds(static_cast<guint>(frist.count()), Signale::fristAbgelaufen, this);
+}
+
+void WebansichtGtk::fristBeenden() {
+    if (frist_ != 0)
+        g_source_remove(std::exchange(frist_, 0U));
+}
+
+} // namespace quillmate::adapter::gtk

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "glib_halter.h"
+#include "hauptrahmen.h"
+#include "ports/webansicht.h"
+#include "web_sitzung.h"
+
+#include <webkit/webkit.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace quillmate::adapter::gtk {
+
+/// A WebKitWebView. Translates the engine's signals into calls of the Empfaenger and decides nothing.
+/// Threads: main thread.
+class WebansichtGtk final : public ports::Webansicht {
+public:
+    WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, Empfaenger& empfaenger);
+    ~WebansichtGtk() override;
+    WebansichtGtk(WebansichtGtk const&) = delete;
+    WebansichtGtk& operator=(WebansichtGtk const&) = delete;
+
+    void laden(std::string const& adresse, std::chrono::seconds frist) override;
+    void ladenHtml(std::string const& html) override;
+    void ladenErsatz(std::string const& html, std::string const& adresse) override;
+    void neuLaden() override;
+    void zurueck() override;
+    void vorwaerts() override;
+    [[nodiscard]] std::optional<std::string> adresse() const override;
+    [[nodiscard]] ports::Absender dokument() const override;
+    void skript(std::string const& quelltext) override;
+    void rufen(
+        std::string const& rumpf, std::map<std::string, std::string> const& werte,
+        Skriptantwort antwort) override;
+    void drucken(ports::Programmfenster& fenster) override;
+
+    /// The widget to show; borrowed.
+    [[nodiscard]] GtkWidget* widget() const noexcept { return GTK_WIDGET(web_.get()); }
+    /// The adapter of a view; null when it is gone or the view is not ours.
+    [[nodiscard]] static WebansichtGtk* von(WebKitWebView* ansicht);
+    void downloadBegonnen(WebKitDownload* download);
+
+private:
+    struct Signale; ///< The engine's callbacks.
+
+    /// A view for a new window of `verwandte`.
+    WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger);
+    void verbinden();
+    void einstellen();
+    void linksBeobachten();
+    [[nodiscard]] ports::Navigation navigation(WebKitNavigationAction* aktion);
+    void nachrichtenAnnehmen(Einrichtung const& einrichtung);
+    void fristBeginnen(std::chrono::seconds frist);
+    void fristBeenden();
+
+    Empfaenger& empfaenger_;
+    std::optional<Hauptrahmenzeichen> zeichen_;
+    Nachrichtenempfaenger nachrichten_;
+    Objekt<WebKitUserContentManager> inhalte_; ///< Shared by a view and those that its pages opened.
+    /// The last clicked link has the attribute "download". Shared as the content is.
+    std::shared_ptr<bool> downloadlink_{std::make_shared<bool>(false)};
+    Objekt<WebKitWebView> web_;
+    /// This view, for what may end after it.
+    std::shared_ptr<WebansichtGtk*> lebt_{std::make_shared<WebansichtGtk*>(this)};
+    std::string festgeschrieben_; ///< Address of the last committed document.
+    std::uint64_t nummer_{0};     ///< Its number; raised by its death, too.
+    bool htmlLaedt_{false};       ///< A document of ladenHtml() is on its way into the view.
+    struct Ladeauftrag {
+        std::string adresse;
+        std::chrono::seconds frist;
+    };
+    std::optional<Ladeauftrag> danach_; ///< What laden() was asked for meanwhile.
+    std::chrono::seconds ladefrist_;    ///< For loads that begin without laden().
+    std::chrono::seconds sendefrist_;   ///< For those of them that send something first.
+    std::optional<std::string>
+        zugelassen_; ///< Address of the last navigation that was allowed and has not begun.
+    std::optional<std::string> unterwegs_; ///< Address of the load that has begun last.
+    bool sendet_{false};                   ///< The load that is about to begin is one.
+    bool unterwegsSendet_{false};          ///< The load that has begun last is one.
+    int wiederholt_{0};                ///< How often the load under way lost its connection and began anew.
+    bool gescheitert_{false};          ///< The load that is about to finish has failed.
+    guint frist_{0};                   ///< Timer of the load that has no answer yet; 0 for none.
+    bool neuesFensterGeprueft_{false}; ///< The policy for the coming "create" has been asked already.
+};
+
+} // namespace quillmate::adapter::gtk

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace quillmate::ports {
+
+/// Port: the user's default program for an address, the default browser for web addresses.
+/// Threads: main thread.
+class Standardprogramm {
+public:
+    virtual ~Standardprogramm() = default;
+    /// Hands `adresse` over and returns at once. A failure, also a later one, is logged: nobody could act on it.
+    virtual void oeffnen(std::string const& adresse) = 0;
+};
+
+} // namespace quillmate::ports

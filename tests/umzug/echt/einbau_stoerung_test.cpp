@@ -1,0 +1,126 @@
+#include "adapter/linux/buendel.h"
+#include "adapter/linux/einbau_linux.h"
+#include "werkzeug/probebuendel.h"
+#include "werkzeug/systemstoerung.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace quillmate;
+using adapter::linux::Einbauausgang;
+using werkzeug::abbild;
+using werkzeug::Stoerung;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Version 50 in its place, 60 prepared beside it; the helper that exchanges them is disturbed.
+class EinbauMitStoerung : public testing::Test {
+protected:
+    void aufstellen(std::string const& neuesProgramm) {
+        fs::remove_all(ordner.pfad("Programme"));
+        ordner.ordner("Programme");
+        werkzeug::probebuendel(app, "50", "#!/bin/sh\nexit 0\n");
+        werkzeug::probebuendel(neues, "60", neuesProgramm);
+        alt = abbild(app);
+        neu = abbild(neues);
+    }
+    /// Exit code of the helper: 0 put in, 1 not, 2 taken back, 8 more when the call to disturb was never reached;
+    /// 128 + signal when killed.
+    int abschliessen(Stoerung stoerung, int beimAufruf) {
+        auto const kind = ::fork();
+        if (kind == 0) {
+            werkzeug::stoere(stoerung, beimAufruf);
+            auto const ausgang = adapter::linux::einbauAbschliessen(niemand, app, [](std::string const&) {});
+            auto const wert = ausgang == Einbauausgang::eingebaut        ? 0
+                              : ausgang == Einbauausgang::nichtEingebaut ? 1
+                                                                         : 2;
+            ::_exit(wert + (werkzeug::aufrufe() < beimAufruf ? 8 : 0));
+        }
+        int ausgang = 0;
+        ::waitpid(kind, &ausgang, 0);
+        return WIFSIGNALED(ausgang) ? 128 + WTERMSIG(ausgang) : WEXITSTATUS(ausgang);
+    }
+    void stoereUeberall(Stoerung stoerung, std::string const& neuesProgramm, int ungestoert) {
+        for (int aufruf = 1;; ++aufruf) {
+            ASSERT_LT(aufruf, 1000);
+            aufstellen(neuesProgramm);
+            auto const ausgang = abschliessen(stoerung, aufruf);
+            auto const wann = "call " + std::to_string(aufruf);
+            auto const jetzt = abbild(app);
+            EXPECT_TRUE(jetzt == alt || jetzt == neu) << wann << ": no whole bundle in its place";
+            // The next start of whatever is there clears up, and never takes the bundle itself away.
+            adapter::linux::EinbauLinux{}.bestaetigen(app);
+            EXPECT_EQ(abbild(app), jetzt) << wann;
+            bool const ungestoertGelaufen = ausgang >= 8 && ausgang < 128;
+            if (stoerung == Stoerung::toeten || ungestoertGelaufen) {
+                EXPECT_EQ(std::distance(fs::directory_iterator{ordner.pfad("Programme")}, {}), 1) << wann;
+            }
+            if (HasFailure())
+                return;
+            if (ungestoertGelaufen) {
+                EXPECT_EQ(ausgang - 8, ungestoert);
+                EXPECT_GT(aufruf, 5) << "hardly anything was disturbed: the calls do not reach the test";
+                return;
+            }
+        }
+    }
+
+    /// A start without a helper that does not come up: ends with 7, or goes on as the old program, which ends with 0.
+    int startDerNichtHochkommt() const {
+        auto const kind = ::fork();
+        if (kind == 0) {
+            auto const probe = adapter::linux::selbstprobe(app, [](std::string const&) {});
+            ::_exit(7);
+        }
+        int ausgang = 0;
+        ::waitpid(kind, &ausgang, 0);
+        return WEXITSTATUS(ausgang);
+    }
+
+    static constexpr pid_t niemand = 1'000'000'000; ///< A parent that is not ours counts as ended.
+    werkzeug::OrdnerAufZeit ordner;
+    std::string const app{ordner.pfad("Programme/Quillmate.app")};
+    std::string const neues{ordner.pfad("Programme/.Quillmate.app.neu")};
+    std::map<std::string, std::string> alt;
+    std::map<std::string, std::string> neu;
+};
+
+} // namespace
+
+TEST_F(EinbauMitStoerung, KilledAtAnyStepLeavesAWholeBundleInItsPlace) {
+    stoereUeberall(Stoerung::toeten, "#!/bin/sh\nexit 0\n", 0);
+}
+
+TEST_F(EinbauMitStoerung, KilledAtAnyStepOfTakingBackLeavesAWholeBundleInItsPlace) {
+    stoereUeberall(Stoerung::toeten, "#!/bin/sh\nexit 1\n", 2);
+}
+
+TEST_F(EinbauMitStoerung, AFailureAtAnyStepLeavesAWholeBundleInItsPlace) {
+    stoereUeberall(Stoerung::scheitern, "#!/bin/sh\nexit 0\n", 0);
+}
+
+TEST_F(EinbauMitStoerung, AFailureAtAnyStepOfTakingBackLeavesAWholeBundleInItsPlace) {
+    stoereUeberall(Stoerung::scheitern, "#!/bin/sh\nexit 1\n", 2);
+}
+
+TEST_F(EinbauMitStoerung, KilledAtAnyStepAVersionThatNeverComesUpIsGoneAfterItsSecondStart) {
+    bool zurueckgenommen = false;
+    for (int aufruf = 1;; ++aufruf) {
+        ASSERT_LT(aufruf, 1000);
+        aufstellen("#!/bin/sh\nexit 1\n");
+        auto const ausgang = abschliessen(Stoerung::toeten, aufruf);
+        if (ausgang < 128)
+            break;
+        bool const neuesDa = abbild(app) == neu;
+        EXPECT_EQ(startDerNichtHochkommt(), 7) << aufruf;
+        EXPECT_EQ(startDerNichtHochkommt(), neuesDa ? 0 : 7) << aufruf;
+        EXPECT_EQ(abbild(app), alt) << aufruf;
+        zurueckgenommen |= neuesDa;
+        if (HasFailure())
+            return;
+    }
+    EXPECT_TRUE(zurueckgenommen) << "the helper was never killed in between";
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "ports/download.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace quillmate::werkzeug {
+
+/// A download that a test moves on step by step.
+class DownloadAttrappe final : public ports::Download {
+public:
+    explicit DownloadAttrappe(std::string adresse = "https://quillmate.example/datei")
+        : adresse_(std::move(adresse)) {}
+    void empfaenger(Empfaenger empfaenger) override { empfaenger_ = std::move(empfaenger); }
+    [[nodiscard]] std::string adresse() const override { return adresse_; }
+
+    [[nodiscard]] bool hatEmpfaenger() const { return static_cast<bool>(empfaenger_.ziel); }
+    std::optional<std::string> fragt(std::string const& vorschlag) { return empfaenger_.ziel(vorschlag); }
+    void fertig() { empfaenger_.fertig(); }
+    void scheitert(std::string const& beschreibung) { empfaenger_.fehlgeschlagen(beschreibung); }
+
+private:
+    std::string const adresse_;
+    Empfaenger empfaenger_;
+};
+
+} // namespace quillmate::werkzeug

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "ports/warteblatt.h"
+
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace quillmate::werkzeug {
+
+/// Sheets without a screen.
+class WarteblattwerkAttrappe final : public ports::Warteblattwerk {
+public:
+    std::unique_ptr<ports::Warteblatt> zeigen(
+        ports::Wartetext const& text, std::function<void()> abgebrochen) override {
+        if (ohneFenster)
+            return nullptr;
+        texte.push_back(text);
+        abbrechen = std::move(abgebrochen);
+        ++offen;
+        return std::make_unique<Blatt>(offen);
+    }
+
+    std::vector<ports::Wartetext> texte;
+    std::function<void()> abbrechen; ///< Presses "Abbrechen" on the sheet shown last.
+    int offen{0};
+    bool ohneFenster{false};
+
+private:
+    struct Blatt final : ports::Warteblatt {
+        explicit Blatt(int& offene)
+            : offen(offene) {}
+        ~Blatt() override { --offen; }
+        Blatt(Blatt const&) = delete;
+        Blatt& operator=(Blatt const&) = delete;
+        int& offen;
+    };
+};
+
+} // namespace quillmate::werkzeug

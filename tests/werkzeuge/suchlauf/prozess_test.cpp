@@ -1,0 +1,331 @@
+// The terminal scan as a process, against a service under the test's control.
+#include "demo/textpdf.h"
+#include "grundlage/pruefsumme.h"
+#include "leser/prozess/hilfen.h"
+#include "texterkennung/zwischenspeicher.h"
+#include "werkzeug/http_attrappe.h"
+#include "werkzeug/ordner_auf_zeit.h"
+#include "werkzeug/warten.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+using namespace quillmate::werkzeug;
+using quillmate::Texterkennung::kinder;
+using quillmate::Texterkennung::laeuft;
+
+namespace {
+
+class SuchlaufProzess : public testing::Test {
+protected:
+    void starte(std::string const& server, std::string const& token = "streng-geheim") {
+        kind = ::fork();
+        if (kind != 0)
+            return;
+        ::setenv("HOME", heim.pfad().c_str(), 1);
+        for (auto const* const name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME"})
+            ::unsetenv(name);
+        int const datei = ::open(heim.pfad("ausgabe").c_str(), O_WRONLY | O_CREAT, 0600);
+        ::dup2(datei, STDOUT_FILENO);
+        ::dup2(datei, STDERR_FILENO);
+        ::execl(
+            QUILLMATE_SUCHLAUF, "quillmate-suchlauf", "--server", server.c_str(), "--client", "1", "--token",
+            token.c_str(), nullptr);
+        ::_exit(127);
+    }
+    /// Exit status, or nothing when the process does not end in time.
+    std::optional<int> ausgang() {
+        int status = 0;
+        if (!wartenBis([&] { return ::waitpid(kind, &status, WNOHANG) == kind; })) {
+            toeten();
+            return std::nullopt;
+        }
+        kind = -1;
+        return WIFEXITED(status) ? std::optional{WEXITSTATUS(status)} : std::nullopt;
+    }
+
+    void toeten() {
+        ::kill(kind, SIGKILL);
+        ::waitpid(kind, nullptr, 0);
+        kind = -1;
+    }
+    void TearDown() override {
+        if (kind > 0)
+            toeten(); // Of a test that failed.
+    }
+
+    OrdnerAufZeit heim;
+    pid_t kind{-1}; ///< -1: none that is not waited for.
+};
+
+} // namespace
+
+TEST_F(SuchlaufProzess, TellsTheSummaryAndNeverTheToken) {
+    heim.datei("Desktop/a.txt");
+    HttpAttrappe server{[](HttpAnfrage const&) {
+        return HttpAntwort{.koerper = "{}"};
+    }};
+    starte(server.adresse());
+    EXPECT_EQ(ausgang(), 0);
+    auto const text = inhaltVon(heim.pfad("ausgabe"));
+    EXPECT_NE(text.find("Geprüfte Dateien: 0"), std::string::npos) << text;
+    EXPECT_EQ(text.find("streng-geheim"), std::string::npos) << text;
+}
+
+TEST_F(SuchlaufProzess, OneInterruptStopsCleanlyAndASecondEndsACallThatHangs) {
+    heim.datei("Desktop/a.pdf"); // an empty document has no text and is sent
+    HttpAttrappe server{[](HttpAnfrage const& anfrage) {
+        return anfrage.pfad.ends_with("/upload") ? HttpAntwort{.haengen = true}
+                                                 : HttpAntwort{.koerper = "{}"};
+    }};
+    starte(server.adresse());
+    ASSERT_TRUE(wartenBis([&] { return !server.anfragenAn("/upload").empty(); }));
+    ::kill(kind, SIGINT);
+    ASSERT_TRUE(
+        wartenBis([&] { return inhaltVon(heim.pfad("ausgabe")).find("angehalten …") != std::string::npos; }));
+    ::kill(kind, SIGINT);
+    EXPECT_EQ(ausgang(), 130);
+}
+
+namespace {
+
+/// A service that keeps what it gets, and tells the next scan so.
+class Belegdienst {
+public:
+    HttpAntwort behandle(HttpAnfrage const& anfrage) {
+        std::lock_guard const schutz{sperre_};
+        if (anfrage.pfad.ends_with("/seen-paths")) {
+            nlohmann::json pfade = nlohmann::json::array();
+            nlohmann::json hashes = nlohmann::json::object();
+            for (auto const& [pfad, inhalt] : belege_) {
+                pfade.push_back(pfad);
+                hashes[pfad] = quillmate::hexadezimal(quillmate::sha256(inhalt));
+                gemeldet_.emplace(laufVon(anfrage), pfad);
+            }
+            return {.koerper = nlohmann::json{{"paths", pfade}, {"path_hashes", hashes}}.dump()};
+        }
+        if (anfrage.pfad.ends_with("/upload")) {
+            auto const pfad = teil(anfrage.koerper, "name=\"quellpfad\"");
+            if (gemeldet_.contains({laufVon(anfrage), pfad}))
+                ueberfluessig_.insert(pfad);
+            belege_[pfad] = teil(anfrage.koerper, "name=\"file\"");
+        }
+        return {.koerper = "{}"};
+    }
+    /// Contents by path.
+    [[nodiscard]] std::map<std::string, std::string> belege() const {
+        std::lock_guard const schutz{sperre_};
+        return belege_;
+    }
+    /// Paths that came although this very scan had been told that they are known.
+    [[nodiscard]] std::set<std::string> ueberfluessig() const {
+        std::lock_guard const schutz{sperre_};
+        return ueberfluessig_;
+    }
+
+private:
+    static std::string laufVon(HttpAnfrage const& anfrage) {
+        for (auto const& [name, wert] : anfrage.abfrage)
+            if (name == "token")
+                return wert;
+        return {};
+    }
+    /// The content of one part of a multipart body.
+    static std::string teil(std::string const& koerper, std::string_view kennzeichen) {
+        auto const grenze = "\r\n" + koerper.substr(0, koerper.find("\r\n"));
+        auto anfang = koerper.find("\r\n\r\n", koerper.find(kennzeichen));
+        if (anfang == std::string::npos)
+            return {};
+        anfang += std::string_view{"\r\n\r\n"}.size();
+        return koerper.substr(anfang, koerper.find(grenze, anfang) - anfang);
+    }
+
+    mutable std::mutex sperre_; ///< Guards what follows.
+    std::map<std::string, std::string> belege_;
+    std::set<std::pair<std::string, std::string>> gemeldet_; ///< Scan's token and path.
+    std::set<std::string> ueberfluessig_;
+};
+
+/// Receipts whose right text is known, and ways to kill somebody over them.
+class GetoeteterSuchlauf : public SuchlaufProzess {
+protected:
+    static constexpr int anzahl = 60;
+
+    void SetUp() override {
+        for (int i = 0; i < anzahl; ++i) {
+            // No two texts are the same, so that one in the wrong place is noticed. Every tenth is no PDF and has none.
+            std::vector<std::string> const zeilen{
+                fmt::format("Rechnung Nummer {}", 1000 + i), "Musterladen GmbH, Hauptstraße 12",
+                fmt::format("Gesamt {},50 EUR", 10 + i)};
+            bool const ohneText = i % 10 == 9;
+            auto const inhalt =
+                ohneText ? fmt::format("kein PDF, Nummer {}", i) : quillmate::demo::textPdf(zeilen);
+            auto const pfad = heim.datei(fmt::format("Desktop/{:02}.pdf", i), inhalt);
+            texte[pfad] = ohneText ? "" : fmt::format("{}\n", fmt::join(zeilen, "\n"));
+            inhalte[pfad] = inhalt;
+        }
+    }
+    void starte() { SuchlaufProzess::starte(server.adresse(), fmt::format("lauf-{}", ++laeufe)); }
+    [[nodiscard]] std::string eintragsdatei(std::string const& pfad) const {
+        return fmt::format(
+            "{}/{}.txt", heim.pfad(".cache/de.tandemwerk.quillmate/texte"),
+            quillmate::Texterkennung::zwischenspeicherSchluessel(pfad));
+    }
+    /// What the cache says of a file; nothing without an entry.
+    [[nodiscard]] std::optional<std::string> eintrag(std::string const& pfad) const {
+        auto const datei = eintragsdatei(pfad);
+        return std::filesystem::exists(datei) ? std::optional{inhaltVon(datei)} : std::nullopt;
+    }
+    [[nodiscard]] std::size_t eintraege() const {
+        return static_cast<std::size_t>(
+            std::ranges::count_if(texte, [&](auto const& t) { return eintrag(t.first).has_value(); }));
+    }
+    /// Entries that are being written, and what a kill has left of such.
+    [[nodiscard]] std::ptrdiff_t halbeEintraege() const {
+        std::error_code fehler;
+        std::filesystem::directory_iterator const ordner{
+            heim.pfad(".cache/de.tandemwerk.quillmate/texte"), fehler};
+        return std::count_if(
+            begin(ordner), end(ordner), [](auto const& datei) { return datei.path().extension() != ".txt"; });
+    }
+    /// The files that somebody in the process holds open to read them.
+    [[nodiscard]] std::set<std::string> geoeffnete() const {
+        std::set<std::string> alle;
+        std::error_code fehler;
+        auto const prozess = "/proc/" + std::to_string(kind);
+        for (auto const& deskriptor : std::filesystem::directory_iterator{prozess + "/fd", fehler}) {
+            auto const ziel = std::filesystem::read_symlink(deskriptor.path(), fehler).string();
+            if (texte.contains(ziel))
+                alle.insert(ziel);
+        }
+        return alle;
+    }
+    /// Whether no thread of the process will do anything before it is continued; one that waits for the disk stops
+    /// on its way back.
+    static bool stehtStill(pid_t pid) {
+        std::error_code fehler;
+        std::filesystem::directory_iterator const faeden{"/proc/" + std::to_string(pid) + "/task", fehler};
+        return std::all_of(begin(faeden), end(faeden), [](auto const& faden) {
+            auto const zeile = inhaltVon((faden.path() / "stat").string());
+            auto const nachName = zeile.rfind(") ");
+            return nachName != std::string::npos &&
+                   (zeile[nachName + 2] == 'T' || zeile[nachName + 2] == 'D');
+        });
+    }
+    void pruefeEintraege() const {
+        for (auto const& [pfad, text] : texte)
+            EXPECT_EQ(eintrag(pfad).value_or(text), text) << pfad;
+    }
+
+    std::map<std::string, std::string> texte;   ///< Right text by path.
+    std::map<std::string, std::string> inhalte; ///< Bytes by path.
+    Belegdienst dienst;
+    HttpAttrappe server{[this](HttpAnfrage const& anfrage) {
+        return dienst.behandle(anfrage);
+    }};
+    int laeufe{0};
+};
+
+} // namespace
+
+TEST_F(GetoeteterSuchlauf, AKillAtAnyMomentLeavesNoWrongEntryAndLosesNoReceipt) {
+    auto const belege = [&] {
+        return dienst.belege().size();
+    };
+    std::ptrdiff_t halbe = 0;
+    auto const eintragEntsteht = [&] {
+        return halbeEintraege() > halbe;
+    };
+    std::vector<std::function<bool()>> const momente{
+        [&] { return !server.anfragen().empty(); },
+        [&] { return !kinder(kind).empty(); }, // The first reader comes to life.
+        [&] { return eintragEntsteht() || eintraege() >= 5; },
+        [&] { return belege() >= 10; },
+        [&] { return eintragEntsteht() || eintraege() >= 25; },
+        [&] { return eintraege() >= 30; },
+        [&] { return eintragEntsteht() || eintraege() >= 40; },
+        [&] {
+            return belege() >= 45;
+        }};
+    for (auto const& moment : momente) {
+        halbe = halbeEintraege();
+        starte();
+        ASSERT_TRUE(wartenBis(moment));
+        toeten();
+        pruefeEintraege();
+    }
+    starte();
+    EXPECT_EQ(ausgang(), 0);
+    pruefeEintraege();
+    EXPECT_EQ(eintraege(), texte.size());
+    EXPECT_EQ(dienst.belege(), inhalte);
+    EXPECT_TRUE(dienst.ueberfluessig().empty());
+}
+
+TEST_F(GetoeteterSuchlauf, KillingAllReadersCostsOnlyTheFilesBeingReadTheirText) {
+    constexpr std::string_view verlust = "die Datei gilt als Datei ohne Text";
+    auto const verluste = [&] {
+        auto const log = inhaltVon(heim.pfad("ausgabe"));
+        std::size_t bisher = 0;
+        for (auto stelle = log.find(verlust); stelle != std::string::npos;
+             stelle = log.find(verlust, stelle + 1))
+            ++bisher;
+        return bisher;
+    };
+    std::set<std::string> gefaehrdet;
+    starte();
+    for (std::size_t runde = 0; runde < 5; ++runde) {
+        ASSERT_TRUE(wartenBis([&] { return eintraege() >= 10 * runde && !kinder(kind).empty(); }));
+        // Readers that stand still hold their files until they are killed; the program stands still for as long as
+        // it takes to see which files those are.
+        for (auto const einer : kinder(kind))
+            ::kill(einer, SIGSTOP);
+        ASSERT_TRUE(wartenBis([&] {
+            return std::ranges::any_of(geoeffnete(), [&](auto const& pfad) { return !eintrag(pfad); });
+        }));
+        ::kill(kind, SIGSTOP);
+        ASSERT_TRUE(wartenBis([&] { return stehtStill(kind); }));
+        gefaehrdet.merge(geoeffnete());
+        for (auto const einer : kinder(kind)) {
+            ::kill(einer, SIGKILL);
+            ASSERT_TRUE(wartenBis([&] { return !laeuft(einer); }));
+        }
+        ::kill(kind, SIGCONT);
+    }
+    EXPECT_EQ(ausgang(), 0);
+
+    std::size_t ohneText = 0;
+    for (auto const& [pfad, text] : texte) {
+        auto const gelesen = eintrag(pfad);
+        if (gelesen && gelesen->empty() && !text.empty()) {
+            ++ohneText;
+            EXPECT_TRUE(gefaehrdet.contains(pfad)) << pfad;
+        } else {
+            EXPECT_EQ(gelesen.value_or(text), text) << pfad;
+            // Only a reader that was killed before it was ready leaves a file unread.
+            EXPECT_TRUE(gelesen || gefaehrdet.contains(pfad)) << pfad;
+        }
+    }
+    EXPECT_GE(verluste(), 1U); // Somebody was at work.
+    EXPECT_LE(ohneText, verluste());
+    // A PDF without text may be a scan of a receipt and is sent, too.
+    EXPECT_EQ(dienst.belege(), inhalte);
+}
