@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -125,6 +126,42 @@ private:
         liste_; ///< The top-level list that is being read, as long as it may be one.
 };
 
+/// As engines write it: the port only where it is not the scheme's own.
+std::string ursprung(Adressteile const& teile) {
+    auto text = teile.schema + "://" + teile.wirt.value_or("");
+    if (teile.port && Adressteile{.schema = teile.schema}.wirksamerPort() != teile.port)
+        text += ':' + std::to_string(*teile.port);
+    return text;
+}
+
+/// Half a surrogate pair, which a page gets by cutting a text in the middle of a character, as U+FFFD. The page writes it
+/// as an escape:
+/// it can say nothing else, and no reader of JSON takes it. Everything else as it is.
+std::string mitGanzenZeichen(std::string_view json) {
+    std::string text{json};
+    auto const codeBei = [&text](std::size_t stelle) -> unsigned {
+        unsigned code = 0;
+        if (stelle + 6 > text.size() || text[stelle] != '\\' || text[stelle + 1] != 'u')
+            return 0;
+        auto const* const ende = text.data() + stelle + 6;
+        auto const [danach, fehler] = std::from_chars(text.data() + stelle + 2, ende, code, 16);
+        return fehler == std::errc{} && danach == ende ? code : 0;
+    };
+    for (auto stelle = text.find('\\'); stelle != std::string::npos; stelle = text.find('\\', stelle)) {
+        auto const code = codeBei(stelle);
+        bool const hoch = code >= 0xD800 && code < 0xDC00;
+        auto const naechster = hoch ? codeBei(stelle + 6) : 0;
+        if (naechster >= 0xDC00 && naechster < 0xE000) {
+            stelle += 12;
+            continue;
+        }
+        if (hoch || (code >= 0xDC00 && code < 0xE000))
+            text.replace(stelle, 6, "\\ufffd");
+        stelle += 2; // also past the second of two backslashes
+    }
+    return text;
+}
+
 } // namespace
 
 template<typename Typ>
@@ -173,7 +210,7 @@ std::optional<Nachricht> entschluesseln(std::string_view json) {
     if (json.empty() || json.size() > hoechsteNachricht)
         return std::nullopt;
     Leser leser;
-    if (!FremdesJson::sax_parse(json, &leser))
+    if (!FremdesJson::sax_parse(mitGanzenZeichen(json), &leser))
         return std::nullopt;
     auto aktion = leser.werte().text(aktionsschluessel);
     auto const id = leser.werte().ganzzahl(nummernschluessel);
@@ -183,20 +220,15 @@ std::optional<Nachricht> entschluesseln(std::string_view json) {
 }
 
 bool darfSprechen(ports::Absender const& absender, Adresse const& start) {
-    if (!absender.hauptrahmen)
-        return false;
     auto const seite = Adressteile::lesen(absender.dokument);
-    if (!seite || !seite->wirt)
+    // Another origin: of a window that the page opened, or of a document whose place this one has just taken.
+    if (!seite || !seite->wirt || absender.ursprung != ursprung(*seite))
         return false;
-    if (eigeneHosts().contains(*seite->wirt))
+    if (seite->schema == "https" && seite->wirksamerPort() == 443 && eigeneHosts().contains(*seite->wirt))
         return true;
     auto const anfang = Adressteile::lesen(start.text());
-    if (!anfang || seite->wirt != anfang->wirt)
-        return false;
-    auto const port = seite->wirksamerPort();
-    // Schemes without a usual port: alike only among themselves.
-    return port ? port == anfang->wirksamerPort()
-                : !anfang->wirksamerPort() && seite->schema == anfang->schema;
+    return anfang && seite->schema == anfang->schema && seite->wirt == anfang->wirt &&
+           seite->wirksamerPort() == anfang->wirksamerPort();
 }
 
 } // namespace quillmate::bruecke

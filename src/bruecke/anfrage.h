@@ -55,11 +55,11 @@ inline constexpr std::size_t hoechsteNachricht = ports::Webansicht::hoechsteNach
 
 /// Nothing unless the text is a JSON object with a text "aktion" and an integer "id". An integer is a JSON number
 /// without fraction, however it is written, within 64 signed bits. Only arguments that some action knows are kept, so
-/// the result is never larger than the message, whatever that holds.
+/// the result is never larger than the message, whatever that holds. Half a surrogate pair becomes U+FFFD.
 [[nodiscard]] std::optional<Nachricht> entschluesseln(std::string_view json);
 
-/// Whether a page may speak to the bridge: the view's own document, of an own host or of the start page's host and
-/// port.
+/// Whether a document may speak to the bridge: one of the origin of the view's own document, when that is https on an own
+/// host with the usual port, or has the start page's scheme, host and port.
 [[nodiscard]] bool darfSprechen(ports::Absender const& absender, Adresse const& start);
 
 } // namespace quillmate::bruecke

@@ -2,7 +2,6 @@
 // which the dispatcher knows them.
 #include "bruecke.h"
 
-#include "grundlage/adressteile.h"
 #include "grundlage/datei.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
@@ -26,6 +25,8 @@ namespace {
 constexpr std::size_t hoechstensJeBericht = 5000;
 /// Characters of a foreign name in a log line.
 constexpr std::size_t hoechstensImProtokoll = 200;
+/// Origins that the log names while one document is shown: a page can open windows of any.
+constexpr std::size_t hoechstensFremde = 20;
 constexpr std::int64_t hoechstensBilder = 500;
 /// Time for the page to say that the program restarts, before it does.
 constexpr std::chrono::milliseconds umzugsfrist{400};
@@ -40,17 +41,6 @@ std::set<std::string, std::less<>> const& erlaubt() {
         "portalOeffnen",          "macScannen",        "gezieltSuchen",  "bilderZaehlen",
         "inProgrammeVerschieben", "nachUpdatesSuchen", "suchStand"};
     return namen;
-}
-
-/// Who spoke, for the log: never a path or query, which may hold a token.
-std::string sprecher(ports::Absender const& absender) {
-    auto const teile = Adressteile::lesen(absender.dokument);
-    auto const seite = !teile || !teile->wirt
-                           ? std::string{"einer Seite ohne Adresse"}
-                           : fmt::format(
-                                 "{}://{}{}", teile->schema, *teile->wirt,
-                                 teile->port ? fmt::format(":{}", *teile->port) : std::string{});
-    return einzeilig(absender.hauptrahmen ? seite : "einem Rahmen in " + seite, hoechstensImProtokoll);
 }
 
 Json bericht(std::string const& ordner) {
@@ -108,10 +98,9 @@ void Bruecke::Antwortweg::antworte(Json const& ergebnis) const {
     if (!text)
         return;
     // The view is looked up on the main thread only: a lock taken here could make a worker its last owner.
-    schleife_->spaeter([web = web_, dokument = dokument_,
-                        skript = fmt::format("window.__quillmateAntwort({}, {})", id_, *text)] {
-        if (auto const ansicht = web.lock(); ansicht && ansicht->dokument().nummer == dokument)
-            ansicht->skript(skript);
+    schleife_->spaeter([web = web_, dokument = dokument_, werte = fmt::format("[{},{}]", id_, *text)] {
+        if (auto const ansicht = web.lock())
+            ansicht->zustellen(dokument, "__quillmateAntwort", werte);
     });
 }
 
@@ -135,6 +124,10 @@ MacScan::Melder Bruecke::melder(Antwortweg weg) {
 }
 
 void Bruecke::empfangen(std::string_view json, ports::Absender const& absender) {
+    if (!darfSprechen(absender, umgebung_.start)) {
+        fremdeMelden(absender);
+        return;
+    }
     auto const nachricht = entschluesseln(json);
     if (!nachricht) {
         protokoll("Bruecke: unverständliche Nachricht abgewiesen");
@@ -142,12 +135,10 @@ void Bruecke::empfangen(std::string_view json, ports::Absender const& absender) 
     }
     // Also for what outlives this bridge: an action may run the main loop (a panel), and the loop may end the window.
     Antwortweg const weg{*this, absender, nachricht->id};
-    bool const fremd = !darfSprechen(absender, umgebung_.start);
-    if (fremd || !erlaubt().contains(nachricht->aktion)) {
+    if (!erlaubt().contains(nachricht->aktion)) {
         protokoll(fmt::format(
-            "Bruecke: Aktion '{}' ist nicht erlaubt - abgewiesen{}",
-            einzeilig(nachricht->aktion, hoechstensImProtokoll),
-            fremd ? fmt::format(" (gesendet von {})", sprecher(absender)) : std::string{}));
+            "Bruecke: Aktion '{}' ist nicht erlaubt - abgewiesen",
+            einzeilig(nachricht->aktion, hoechstensImProtokoll)));
         weg.antworteFehler(unbekannteAktion);
         return;
     }
@@ -162,6 +153,14 @@ void Bruecke::empfangen(std::string_view json, ports::Absender const& absender) 
         protokoll(fmt::format("Bruecke: Aktion '{}' abgebrochen: {}", nachricht->aktion, fehler.what()));
         weg.antworteFehler("Die Aktion ist unerwartet abgebrochen.");
     }
+}
+
+void Bruecke::fremdeMelden(ports::Absender const& absender) {
+    if (std::exchange(fremdeVon_, absender.nummer) != absender.nummer)
+        fremde_.clear();
+    auto const ursprung = einzeilig(absender.ursprung, hoechstensImProtokoll);
+    if (fremde_.size() < hoechstensFremde && fremde_.insert(ursprung).second)
+        protokoll(fmt::format("Bruecke: Nachrichten von {} werden nicht beachtet", ursprung));
 }
 
 void Bruecke::ordnerWaehlen(Nachricht const& /*nachricht*/, Antwortweg const& weg) {

@@ -18,6 +18,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,10 +55,10 @@ struct Brueckenumgebung {
     Adresse start; ///< The start page: pages of its host and port may speak to the bridge.
 };
 
-/// The web page's way to the native side: decodes a message, judges it, obeys, and answers by a call of
+/// The web page's way to the native side: judges who speaks, decodes the message, obeys, and answers by a call of
 /// `window.__quillmateAntwort` in the main web view, as long as that shows the document that called.
 /// Threads: main thread. Replies may come from any thread inside; they are delivered on the main thread, later.
-/// Errors: none reach the caller. What is not understood or not allowed is logged.
+/// Errors: none reach the caller. What is not understood or not allowed is logged. Who may not speak gets no answer.
 /// Ownership: holds the web view weakly; without it replies are dropped. Destroying stops a count of images that
 /// is under way.
 class Bruecke {
@@ -118,12 +119,17 @@ private:
     void suchStand(Nachricht const& nachricht, Antwortweg const& weg);
     void nachUpdatesSuchen(Nachricht const& nachricht, Antwortweg const& weg);
     void gezaehlt(std::string const& kennung, Json const& ergebnis);
+    /// Logs an origin that may not speak, once for as long as the view shows the same document. It gets no answer: an
+    /// answer to a number that it guessed would settle the page's own call of that number.
+    void fremdeMelden(ports::Absender const& absender);
 
     Brueckenumgebung const umgebung_;
     std::weak_ptr<ports::Webansicht> const web_;
     PortalOeffnen const portalOeffnen_;
     std::shared_ptr<void> const lebt_; ///< Watched by what outlives the bridge.
     bool tafelOffen_{false};
+    std::set<std::string, std::less<>> fremde_; ///< Origins that were logged.
+    std::uint64_t fremdeVon_{0};                ///< Number of the document that was shown then.
     /// Calls that wait for the count of a folder's images, by its identifier. They share one count.
     std::map<std::string, std::vector<Antwortweg>> zaehlungen_;
     Hintergrund hintergrund_; ///< Last member: its thread ends first.

@@ -1,11 +1,12 @@
 #include "einspielung.h"
 
 #include "bruecke.h"
+#include "skripte/einspielung.h"
 #include "zitat.h"
 
-#include <fmt/format.h>
-
+#include <array>
 #include <charconv>
+#include <utility>
 
 namespace quillmate::bruecke {
 
@@ -24,46 +25,23 @@ std::int64_t ganzzahlAus(std::string_view text) noexcept {
 std::string einspielungsskript(Programmangaben const& angaben) {
     // The comments are part of what pages get. An older page is served by the same text, so it changes only together
     // with `fassung`.
-    return fmt::format(
-        R"((() => {{
-  const offen = new Map();
-  let zaehler = 0;
-  window.__quillmateAntwort = (id, ergebnis) => {{
-    const p = offen.get(id);
-    if (!p) return;
-    offen.delete(id);
-    ergebnis && ergebnis.fehler ? p.ab(new Error(ergebnis.fehler)) : p.auf(ergebnis);
-  }};
-  const ruf = (aktion, daten = {{}}) => new Promise((auf, ab) => {{
-    const id = ++zaehler;
-    offen.set(id, {{auf, ab}});
-    window.webkit.messageHandlers.{}.postMessage({{...daten, aktion, id}});
-  }});
-  window.quillmateApp = {{
-    fassung: 3,
-    plattform: 'macos',
-    version: {},
-    build: {},
-    ort: {},
-    aktualisierbar: {},
-    inProgrammeVerschieben: () => ruf('inProgrammeVerschieben'),
-    nachUpdatesSuchen: () => ruf('nachUpdatesSuchen'),
-    ordnerWaehlen: () => ruf('ordnerWaehlen'),
-    gemerkterOrdner: () => ruf('gemerkterOrdner'),
-    gemerkteOrdner: () => ruf('gemerkteOrdner'),
-    ordnerVergessen: (daten) => ruf('ordnerVergessen', daten),
-    portalOeffnen: (daten) => ruf('portalOeffnen', daten),
-    macScannen: (daten) => ruf('macScannen', daten),
-    gezieltSuchen: (daten) => ruf('gezieltSuchen', daten),
-    // Erweiterte Bildersuche (0.4.7): zaehlt lokal. Die Seite zeigt den
-    // Abschnitt ueberhaupt erst, wenn es diese Funktion gibt.
-    bilderZaehlen: (daten) => ruf('bilderZaehlen', daten),
-    // Was die App gerade tut (0.4.12) - die Seite fragt jede Sekunde, lokal, ohne Server.
-    suchStand: () => ruf('suchStand'),
-  }};
-}})();)",
-        Bruecke::name, zitat(angaben.kurzfassung.value_or("")), ganzzahlAus(angaben.buildnummer.value_or("")),
-        zitat(angaben.ort), !angaben.umzugNoetig);
+    std::array<std::pair<std::string_view, std::string>, 5> const werte{{
+        {"QM_NAME", std::string{Bruecke::name}},
+        {"QM_VERSION", zitat(angaben.kurzfassung.value_or(""))},
+        {"QM_BUILD", std::to_string(ganzzahlAus(angaben.buildnummer.value_or("")))},
+        {"QM_ORT", zitat(angaben.ort)},
+        {"QM_AKTUALISIERBAR", angaben.umzugNoetig ? "false" : "true"},
+    }};
+    // In the order of the text, each place once: a value may hold another one's name.
+    std::string skript;
+    std::string_view rest = skripte::einspielung;
+    for (auto const& [platz, wert] : werte) {
+        auto const stelle = rest.find(platz);
+        skript += rest.substr(0, stelle);
+        skript += wert;
+        rest.remove_prefix(stelle + platz.size());
+    }
+    return skript += rest;
 }
 
 } // namespace quillmate::bruecke

@@ -373,11 +373,15 @@ void Fenster::portalEreignis(Json const& ereignis) {
         return;
     // Asked when it is delivered: meanwhile the window may have been led to a page that portals are none of the business
     // of. Such a page's event is lost; a page of the service asks for what is there when it comes.
-    umgebung_.schleife.spaeter([web = std::weak_ptr{web_}, start = umgebung_.start,
-                                skript = "window.__quillmatePortalEreignis?.(" + *text + ")"] {
-        if (auto const ansicht = web.lock(); ansicht && bruecke::darfSprechen(ansicht->dokument(), start))
-            ansicht->skript(skript);
-    });
+    umgebung_.schleife.spaeter(
+        [web = std::weak_ptr{web_}, start = umgebung_.start, werte = "[" + *text + "]"] {
+            auto const ansicht = web.lock();
+            if (!ansicht)
+                return;
+            auto const dokument = ansicht->dokument();
+            if (bruecke::darfSprechen(dokument, start))
+                ansicht->zustellen(dokument.nummer, "__quillmatePortalEreignis", werte);
+        });
 }
 
 } // namespace quillmate::fenster

@@ -33,6 +33,8 @@ struct Navigation {
     bool alsDownload{false}; ///< The page asked to save the target (the attribute "download").
     bool hauptrahmen{true};  ///< False for a frame within the page, where the engine tells.
     bool umgeleitet{false};  ///< The server sent it on from another address.
+    /// Origin of the document with the clicked link, as engines write it; empty where the view does not know.
+    std::string ursprung{};
 };
 
 /// The head of an answer, before its body is looked at.
@@ -65,9 +67,11 @@ struct Fensteranfrage {
     bool zielrahmen{false};             ///< The request names an existing frame or window.
 };
 
-/// Who posted a message to the page's native handler, as the engine knows it, whatever the message says.
+/// Who posted a message to the page's native handler, as the engine knows it, whatever the message says. Frames within a
+/// page have no handler. But other windows that pages opened post, and documents that the view no longer shows.
 struct Absender {
-    bool hauptrahmen{false}; ///< The view's own document, not a frame within it.
+    /// Origin of the document that posted, as engines write it: "https://host", "http://host:port", "null".
+    std::string ursprung;
     std::string dokument; ///< Address of the view's last committed document; empty for one without address.
     /// Number of that document: no other one of the view has it, and none has it once the process that rendered it has
     /// died. Steps within a document (a fragment, history.pushState) keep it; its address is then the one it began with.
@@ -131,9 +135,9 @@ public:
         }
     };
 
-    /// Receives what pages post to `window.webkit.messageHandlers.NAME`.
-    /// `json` is the message as JSON text; empty when it cannot be written as JSON or is longer than
-    /// `hoechsteNachricht`.
+    /// Receives what documents post to `window.webkit.messageHandlers.NAME`.
+    /// `json` is the message as JSON text, as the page says: untrusted bytes. What cannot be written as JSON or is longer
+    /// than `hoechsteNachricht` is not posted; the page's call throws.
     using Nachrichtenempfaenger = std::function<void(std::string_view json, Absender const& absender)>;
     /// Bytes of JSON text per message.
     static constexpr std::size_t hoechsteNachricht = std::size_t{16} * 1024 * 1024;
@@ -177,6 +181,10 @@ public:
     /// Runs a script in the document that dokument() tells; its result and its errors are dropped. A document of another
     /// origin that is just taking that one's place does not run it.
     virtual void skript(std::string const& quelltext) = 0;
+    /// Calls the page's function `window.FUNKTION` with the elements of `werte`, the text of a JSON array, as its
+    /// arguments: in the document of this number and in no other one. Does nothing when that is gone or has no such
+    /// function, or without a message handler.
+    virtual void zustellen(std::uint64_t dokument, std::string const& funktion, std::string const& werte) = 0;
     /// Runs the body of an async function in the page, with `werte` as its string arguments, and hands over the text
     /// that it resolves to; nothing when it throws, resolves to something else, or the page goes away, and then why.
     using Skriptantwort = std::function<void(std::optional<std::string> text, std::string const& fehler)>;

@@ -30,6 +30,8 @@ using werkzeug::fehlerausgabe;
 namespace {
 
 constexpr char const* startseite = "https://quillmate.example/uebersicht";
+ports::Absender const seite{.ursprung = "https://quillmate.example", .dokument = startseite};
+using Zustellung = werkzeug::WebansichtAttrappe::Zustellung;
 
 /// Downloads below a folder of the test, or none.
 class Downloadordner final : public ports::Standardorte {
@@ -177,17 +179,18 @@ TEST_F(FensterTest, WebViewKeepsItsDataAndHasBridgeScriptHandlerAndGestures) {
 TEST_F(FensterTest, MessagesReachTheBridgeWhichAnswersInTheMainView) {
     baue();
     auto const& nachrichten = werk.einrichtungen.front().nachrichten;
-    nachrichten(R"({"aktion":"suchStand","id":7})", {.hauptrahmen = true, .dokument = startseite});
+    nachrichten(R"({"aktion":"suchStand","id":7})", seite);
     schleife.laufen();
-    ASSERT_EQ(web().skripte.size(), 1U);
-    EXPECT_THAT(web().skripte.front(), HasSubstr("window.__quillmateAntwort(7, {\"laeuft\":false"));
+    ASSERT_EQ(web().zustellungen.size(), 1U);
+    EXPECT_EQ(web().zustellungen.front().funktion, "__quillmateAntwort");
+    EXPECT_THAT(web().zustellungen.front().werte, HasSubstr("[7,{\"laeuft\":false"));
 }
 
 TEST_F(FensterTest, MessagesAfterTheEndReachNobody) {
     baue();
     auto const nachrichten = werk.einrichtungen.front().nachrichten;
     haupt.reset();
-    nachrichten(R"({"aktion":"suchStand","id":7})", {.hauptrahmen = true, .dokument = startseite});
+    nachrichten(R"({"aktion":"suchStand","id":7})", seite);
     EXPECT_EQ(schleife.laufen(), 0U);
 }
 
@@ -991,10 +994,10 @@ TEST_F(PortalTest, EveryCallOpensAWindowAndClosedOnesAreLetGo) {
 TEST_F(PortalTest, ThePageOpensPortalsThroughTheBridge) {
     baue();
     werk.einrichtungen.front().nachrichten(
-        R"({"aktion":"portalOeffnen","id":1,"kennung":"laden","client_id":5,"token":"t"})",
-        {.hauptrahmen = true, .dokument = startseite});
+        R"({"aktion":"portalOeffnen","id":1,"kennung":"laden","client_id":5,"token":"t"})", seite);
     schleife.laufen();
-    EXPECT_THAT(web().skripte, ElementsAre(R"(window.__quillmateAntwort(1, {"geoeffnet":true}))"));
+    EXPECT_THAT(
+        web().zustellungen, ElementsAre(Zustellung{"__quillmateAntwort", R"([1,{"geoeffnet":true}])"}));
 }
 
 TEST_F(PortalTest, TheWindowMayEndWhileThePageWaitsForAPortal) {
@@ -1004,9 +1007,7 @@ TEST_F(PortalTest, TheWindowMayEndWhileThePageWaitsForAPortal) {
     waehrenddessen = [&] {
         haupt.reset();
     };
-    nachrichten(
-        R"({"aktion":"portalOeffnen","id":1,"kennung":"weiteres","client_id":5,"token":"t"})",
-        {.hauptrahmen = true, .dokument = startseite});
+    nachrichten(R"({"aktion":"portalOeffnen","id":1,"kennung":"weiteres","client_id":5,"token":"t"})", seite);
     EXPECT_EQ(gefragt.size(), 1U);
     EXPECT_THAT(auftraege, IsEmpty()) << "a portal's window without a main window";
     EXPECT_EQ(schleife.laufen(), 0U);
@@ -1015,11 +1016,12 @@ TEST_F(PortalTest, TheWindowMayEndWhileThePageWaitsForAPortal) {
 TEST_F(FensterTest, WithoutPortalWindowsThePageIsToldSo) {
     baue();
     werk.einrichtungen.front().nachrichten(
-        R"({"aktion":"portalOeffnen","id":1,"kennung":"laden","client_id":5,"token":"t"})",
-        {.hauptrahmen = true, .dokument = startseite});
+        R"({"aktion":"portalOeffnen","id":1,"kennung":"laden","client_id":5,"token":"t"})", seite);
     schleife.laufen();
+    ASSERT_EQ(web().zustellungen.size(), 1U);
     EXPECT_THAT(
-        web().skripte, ElementsAre(HasSubstr("Portalmodus ist in dieser App-Fassung nicht verfügbar.")));
+        web().zustellungen.front().werte,
+        HasSubstr("Portalmodus ist in dieser App-Fassung nicht verfügbar."));
 }
 
 TEST_F(PortalTest, WhatHappensInAPortalIsPassedOnToThePageLater) {
@@ -1027,12 +1029,12 @@ TEST_F(PortalTest, WhatHappensInAPortalIsPassedOnToThePageLater) {
     web().zeige(startseite);
     (void)oeffne("laden");
     auftraege.front().ereignis({{"kennung", "laden"}, {"status", "importiert"}, {"nachricht", "„a“ \"b\""}});
-    EXPECT_THAT(web().skripte, IsEmpty());
+    EXPECT_THAT(web().zustellungen, IsEmpty());
     schleife.laufen();
     EXPECT_THAT(
-        web().skripte,
-        ElementsAre(
-            R"(window.__quillmatePortalEreignis?.({"kennung":"laden","status":"importiert","nachricht":"„a“ \"b\""}))"));
+        web().zustellungen, ElementsAre(Zustellung{
+                                "__quillmatePortalEreignis",
+                                R"([{"kennung":"laden","status":"importiert","nachricht":"„a“ \"b\""}])"}));
 }
 
 TEST_F(PortalTest, OnlyAPageThatMayUseTheBridgeLearnsOfPortals) {
@@ -1042,7 +1044,7 @@ TEST_F(PortalTest, OnlyAPageThatMayUseTheBridgeLearnsOfPortals) {
         web().zeige(fremd);
         fenster.portalEreignis({{"status", "importiert"}});
         schleife.laufen();
-        EXPECT_THAT(web().skripte, IsEmpty()) << fremd;
+        EXPECT_THAT(web().zustellungen, IsEmpty()) << fremd;
     }
 }
 
@@ -1052,18 +1054,18 @@ TEST_F(PortalTest, AnEventIsJudgedByThePageThatIsThereWhenItIsDelivered) {
     fenster.portalEreignis({{"status", "importiert"}});
     web().zeige("https://evil.test/");
     schleife.laufen();
-    EXPECT_THAT(web().skripte, IsEmpty());
+    EXPECT_THAT(web().zustellungen, IsEmpty());
     web().zeige(startseite);
     schleife.laufen();
-    EXPECT_THAT(web().skripte, IsEmpty()) << "it does not wait for the next page";
+    EXPECT_THAT(web().zustellungen, IsEmpty()) << "it does not wait for the next page";
     fenster.portalEreignis({{"status", "importiert"}});
     web().zeige("https://quillmate.example/belege"); // another page of the service
     schleife.laufen();
-    EXPECT_EQ(web().skripte.size(), 1U);
+    EXPECT_EQ(web().zustellungen.size(), 1U);
     web().stirb();
     fenster.portalEreignis({{"status", "geschlossen"}});
     schleife.laufen();
-    EXPECT_EQ(web().skripte.size(), 1U);
+    EXPECT_EQ(web().zustellungen.size(), 1U);
 }
 
 TEST_F(PortalTest, WhatIsNoJsonObjectIsDropped) {
@@ -1076,7 +1078,7 @@ TEST_F(PortalTest, WhatIsNoJsonObjectIsDropped) {
     EXPECT_EQ(schleife.laufen(), 0U);
     fenster.portalEreignis(Json::object());
     schleife.laufen();
-    EXPECT_THAT(web().skripte, ElementsAre("window.__quillmatePortalEreignis?.({})"));
+    EXPECT_THAT(web().zustellungen, ElementsAre(Zustellung{"__quillmatePortalEreignis", "[{}]"}));
 }
 
 TEST_F(PortalTest, EventsAfterTheEndReachNobody) {

@@ -15,6 +15,12 @@ namespace quillmate::werkzeug {
 
 class WebansichtAttrappe;
 
+/// The origin of a web page's address that is written as engines write them.
+inline std::string ursprungVon(std::string const& adresse) {
+    auto const anfang = adresse.find("://");
+    return anfang == std::string::npos ? "null" : adresse.substr(0, adresse.find_first_of("/?#", anfang + 3));
+}
+
 /// Says what has been done to views and windows, in order, and keeps those that are gone apart from those that live.
 struct Buch {
     std::vector<std::string> zeilen;
@@ -54,6 +60,11 @@ public:
         if (beimSkript)
             beimSkript(quelltext);
     }
+    /// Keeps the call, if the document is the one that is shown.
+    void zustellen(std::uint64_t dokument, std::string const& funktion, std::string const& werte) override {
+        if (dokument == dokument_.nummer)
+            zustellungen.push_back({funktion, werte});
+    }
     void rufen(
         std::string const& rumpf, std::map<std::string, std::string> const& werte,
         Skriptantwort antwort) override {
@@ -67,7 +78,8 @@ public:
     [[nodiscard]] Empfaenger& empfaenger() const { return *empfaenger_; }
     /// As when a document is committed: the next number, and this address.
     ports::Absender const& zeige(std::string adresse) {
-        dokument_ = {.hauptrahmen = true, .dokument = std::move(adresse), .nummer = dokument_.nummer + 1};
+        dokument_ = {
+            .ursprung = ursprungVon(adresse), .dokument = std::move(adresse), .nummer = dokument_.nummer + 1};
         return dokument_;
     }
     /// As when the process that renders has died: no document.
@@ -81,6 +93,12 @@ public:
     };
     std::vector<std::string> htmls;
     std::vector<std::string> skripte;
+    struct Zustellung {
+        std::string funktion;
+        std::string werte;
+        friend bool operator==(Zustellung const&, Zustellung const&) = default;
+    };
+    std::vector<Zustellung> zustellungen;
     std::vector<Ruf> rufe;
     std::function<void(std::string const&)> beimSkript;
     ports::Programmfenster* druckfenster{nullptr};
@@ -90,7 +108,7 @@ private:
     Empfaenger* const empfaenger_;
     std::shared_ptr<Buch> const buch_;
     std::optional<std::string> adresse_;
-    ports::Absender dokument_{.hauptrahmen = true, .dokument = {}, .nummer = 0};
+    ports::Absender dokument_{.ursprung = "null", .dokument = {}, .nummer = 0};
 };
 
 /// A window without a screen.

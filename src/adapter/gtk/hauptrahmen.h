@@ -1,46 +1,37 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
+/// The road between a view's own document and the program, which frames have no part in.
+///
+/// The engine delivers what any frame posts and does not say who posted, and nothing in a page's own script world can
+/// keep a secret: a foreign frame can make a window whose Window object it prepares, and have the engine run the scripts
+/// of the next document there. So the message handler is registered only in a named world, which no page sees into. The
+/// script of that world runs in main frames only and adds the document's origin, as the engine knows it. In the page's
+/// world a shim keeps window.webkit.messageHandlers.NAME and hands messages over by a DOM event.
+/// Threads: any; pure functions.
 namespace quillmate::adapter::gtk {
 
-/// Tells messages of a view's own document from those of frames within it.
-///
-/// The engine delivers both through one handler and does not say who posted. So a script that runs only in the main
-/// frame, before any other, wraps the handler's postMessage: it adds a secret of this view and the document's origin,
-/// both held where no page script can read or change them. A frame's message arrives without the secret; so does one
-/// posted through a function that the page got from a frame.
-/// Threads: any; immutable.
-class Hauptrahmenzeichen {
-public:
-    /// `nachrichtenname` is the handler's name. The secret is fresh from the system's random numbers.
-    explicit Hauptrahmenzeichen(std::string nachrichtenname);
+/// The named world of the message handler.
+inline constexpr char const* botenwelt = "quillmate-bruecke";
 
-    /// To be injected at document start, main frame only, as the first script.
-    [[nodiscard]] std::string skript() const;
+/// For the page's world, main frame, document start, before any other script.
+[[nodiscard]] std::string vermittlerskript(std::string_view nachrichtenname);
+/// For the named world, main frame, document start. Texts of more than `grenze` bytes are not taken.
+[[nodiscard]] std::string botenskript(std::string_view nachrichtenname, std::size_t grenze);
+/// Body of a function with the arguments "ursprung", "funktion" and "werte" (a JSON array): calls the page's function of
+/// that name, if there is one, in a document of that origin.
+[[nodiscard]] std::string zustellrumpf(std::string_view nachrichtenname);
 
-    struct Geprueft {
-        std::string_view nachricht; ///< The page's own message as JSON text, within the text that was given.
-        bool hauptrahmen{false};
-        std::string
-            ursprung; ///< Origin of the document that posted ("https://host:port", "null"); main frame only.
-    };
-    /// `json` is what the handler received: the text of an array of secret, origin and message when it comes from the
-    /// main frame, the bare message otherwise.
-    [[nodiscard]] Geprueft pruefen(std::string_view json) const;
+/// For a world that no page sees into, every frame: tells of clicked links.
+[[nodiscard]] std::string linkskript();
+/// For the page's world, every frame: tells that script of clicks which it cannot see.
+[[nodiscard]] std::string klickskript();
 
-private:
-    std::string const name_;
-    std::string const geheimnis_;
-};
-
-/// The origin of a document at this address as engines write it; nothing unless it is http or https and can stand in a
-/// script as it is.
+/// The origin of a document at this address as engines write it; nothing unless it is http or https.
 [[nodiscard]] std::optional<std::string> ursprungVon(std::string_view adresse);
-
-/// Whether `adresse` belongs to `ursprung` as engines write origins: scheme, host in lower case, port unless default.
-[[nodiscard]] bool gehoertZu(std::string_view adresse, std::string_view ursprung);
 
 } // namespace quillmate::adapter::gtk

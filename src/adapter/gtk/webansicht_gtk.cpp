@@ -33,40 +33,37 @@ constexpr char const* adapterschluessel = "quillmate-webansicht";
 /// A load loses its connection at one in six of the servers whose certificate is refused.
 constexpr int hoechstensWiederholt = 5;
 
-/// The engine's decisions do not tell whether a clicked link has the attribute "download". A script in a world that no
-/// page can see into does, in every frame, just before the decision.
+/// The world of links.js, and its message handler.
 constexpr char const* linkwelt = "quillmate-links";
 constexpr char const* linkname = "geklickt";
-constexpr char const* linkskript =
-    "const melde = ja => window.webkit.messageHandlers.geklickt.postMessage(ja);\n"
-    // The decision is asked for within the click. Whoever prevents the click asks for none; the next one is not its.
-    "const merke = ja => { melde(ja); if (ja) setTimeout(() => melde(false)); };\n"
-    "addEventListener('click', ereignis => {\n"
-    "  const link = ereignis.composedPath().find(teil =>\n"
-    "      teil instanceof HTMLAnchorElement || teil instanceof HTMLAreaElement);\n"
-    "  if (link) merke(link.hasAttribute('download'));\n"
-    "}, true);\n"
-    "addEventListener('quillmate-download', () => merke(true), true);";
 
-/// Clicks on a link that is in no document pass no listener but the link's own, and scripts make links only to click
-/// them. So this script, in the page's own world, tells the other one of such a click. All that a page gains by calling
-/// it, it could do by clicking a link of its own. Only links get functions of ours: portals take a page whose general functions
-/// are not the engine's own for one that a robot reads. So a click on what is within such a link is told by nobody.
-constexpr char const* klickskript =
-    "(() => {\n"
-    "  const rufe = Reflect.apply, Ereignis = Event, sende = EventTarget.prototype.dispatchEvent;\n"
-    "  for (const name of ['click', 'dispatchEvent']) {\n"
-    "    const echt = HTMLAnchorElement.prototype[name];\n"
-    "    const {[name]: value} = {[name](...werte) {\n"
-    "      if (this instanceof HTMLAnchorElement && !this.isConnected && this.hasAttribute('download') &&\n"
-    "          (name === 'click' || werte[0]?.type === 'click'))\n"
-    "        rufe(sende, window, [new Ereignis('quillmate-download')]);\n"
-    "      return rufe(echt, this, werte);\n"
-    "    }};\n"
-    "    Object.defineProperty(HTMLAnchorElement.prototype, name,\n"
-    "        {value, writable: true, enumerable: true, configurable: true});\n"
-    "  }\n"
-    "})();";
+/// Adds a script that runs at document start; `welt` is null for the page's own.
+void skriptHinzufuegen(
+    WebKitUserContentManager* inhalte, std::string const& quelltext, WebKitUserContentInjectedFrames wo,
+    char const* welt) {
+    auto* const skript =
+        welt ? webkit_user_script_new_for_world(
+                   quelltext.c_str(), wo, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, welt, nullptr, nullptr)
+             : webkit_user_script_new(
+                   quelltext.c_str(), wo, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
+    webkit_user_content_manager_add_script(inhalte, skript);
+    webkit_user_script_unref(skript);
+}
+
+/// The element of a list that a script of ours has posted.
+Objekt<JSCValue> stelleVon(JSCValue* liste, guint stelle) {
+    return Objekt<JSCValue>::uebernommen(jsc_value_object_get_property_at_index(liste, stelle));
+}
+
+/// Also with zero bytes in it.
+std::string inhaltVon(JSCValue* wert) {
+    std::unique_ptr<GBytes, decltype(&g_bytes_unref)> const bytes{
+        jsc_value_to_string_as_bytes(wert), &g_bytes_unref};
+    gsize laenge = 0;
+    auto const* const anfang =
+        bytes ? static_cast<char const*>(g_bytes_get_data(bytes.get(), &laenge)) : nullptr;
+    return anfang ? std::string{anfang, laenge} : std::string{};
+}
 
 ports::Navigationsart artVon(WebKitNavigationType art) {
     switch (art) {
@@ -102,18 +99,6 @@ bool sendetEtwas(WebKitNavigationAction* aktion) {
 /// What only the page that holds it can read: as a link it can mean nothing but saving.
 bool istInhaltDerSeite(std::optional<std::string> const& adresse) {
     return adresse && (adresse->starts_with("blob:") || adresse->starts_with("data:"));
-}
-
-/// `mitAttribut`: whether the link that was clicked last has the attribute "download".
-ports::Navigation navigationVon(WebKitNavigationAction* aktion, bool mitAttribut) {
-    auto const adresse = adresseVon(aktion);
-    auto const art = artVon(webkit_navigation_action_get_navigation_type(aktion));
-    return {
-        .adresse = adresse,
-        .art = art,
-        .alsDownload = art == ports::Navigationsart::link && (mitAttribut || istInhaltDerSeite(adresse)),
-        .hauptrahmen = true,
-        .umgeleitet = webkit_navigation_action_is_redirect(aktion) != FALSE};
 }
 
 ports::Antwortkopf kopfVon(WebKitResponsePolicyDecision* entscheidung) {
@@ -444,23 +429,28 @@ struct WebansichtGtk::Signale {
         return FALSE;
     }
 
+    /// A list of origin and message, posted by bote.js and by nobody else.
     static void nachricht(WebKitUserContentManager*, JSCValue* wert, gpointer daten) {
         auto& ich = an(daten);
-        GText const json{jsc_value_to_json(wert, 0)};
-        std::string_view text = json ? std::string_view{json.get()} : std::string_view{};
-        if (text.size() > hoechsteNachricht)
-            text = {};
-        auto const geprueft = ich.zeichen_->pruefen(text);
-        // The document's own origin must agree with what the view shows: a message that was under way while another
-        // document took its place belongs to neither.
-        bool const passt = geprueft.hauptrahmen && gehoertZu(ich.festgeschrieben_, geprueft.ursprung);
+        if (!jsc_value_is_array(wert))
+            return;
+        auto const text = inhaltVon(stelleVon(wert, 1).get());
         ich.nachrichten_(
-            geprueft.nachricht,
-            {.hauptrahmen = passt, .dokument = ich.festgeschrieben_, .nummer = ich.nummer_});
+            text.size() > hoechsteNachricht ? std::string_view{} : std::string_view{text},
+            {.ursprung = inhaltVon(stelleVon(wert, 0).get()),
+             .dokument = ich.festgeschrieben_,
+             .nummer = ich.nummer_});
     }
 
+    /// A list of address, origin and whether it is a download, posted by links.js; null when the click is over.
     static void linkGeklickt(WebKitUserContentManager*, JSCValue* wert, gpointer daten) {
-        *an(daten).downloadlink_ = jsc_value_is_boolean(wert) && jsc_value_to_boolean(wert);
+        auto& klick = *an(daten).linkklick_;
+        klick.reset();
+        if (jsc_value_is_array(wert))
+            klick = Linkklick{
+                .adresse = inhaltVon(stelleVon(wert, 0).get()),
+                .ursprung = inhaltVon(stelleVon(wert, 1).get()),
+                .herunterladen = jsc_value_to_boolean(stelleVon(wert, 2).get()) != FALSE};
     }
 
     static gboolean fristAbgelaufen(gpointer daten) {
@@ -487,22 +477,19 @@ WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, E
     , sendefrist_(einrichtung.sendefrist) {
     nachrichtenAnnehmen(einrichtung);
     linksBeobachten();
-    for (auto const& skript : einrichtung.skripte) {
-        auto* const nutzerskript = webkit_user_script_new(
-            skript.quelltext.c_str(),
+    for (auto const& skript : einrichtung.skripte)
+        skriptHinzufuegen(
+            inhalte_.get(), skript.quelltext,
             skript.nurHauptrahmen ? WEBKIT_USER_CONTENT_INJECT_TOP_FRAME
                                   : WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES,
-            WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
-        webkit_user_content_manager_add_script(inhalte_.get(), nutzerskript);
-        webkit_user_script_unref(nutzerskript);
-    }
+            nullptr);
     web_ = Objekt<WebKitWebView>::geteilt(WEBKIT_WEB_VIEW(g_object_new(
         WEBKIT_TYPE_WEB_VIEW, "web-context", sitzungen.kontext(), "network-session",
         sitzungen.sitzung(einrichtung.datenhaltung), "user-content-manager", inhalte_.get(), nullptr)));
     einstellen();
     auto* const einstellungen = webkit_web_view_get_settings(web_.get());
     // A page from the engine's cache would go on waiting for replies that went astray while another one was shown.
-    if (zeichen_)
+    if (nachrichten_)
         webkit_settings_set_enable_page_cache(einstellungen, FALSE);
     webkit_settings_set_enable_back_forward_navigation_gestures(
         einstellungen, einrichtung.wischgesten ? TRUE : FALSE);
@@ -514,7 +501,8 @@ WebansichtGtk::WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger)
     // The engine gives it the asking view's content, whatever manager it is made with. So its messages arrive there,
     // and are judged by the document there.
     , inhalte_(Objekt<WebKitUserContentManager>::geteilt(verwandte.inhalte_.get()))
-    , downloadlink_(verwandte.downloadlink_)
+    , linkklick_(verwandte.linkklick_)
+    , zustellrumpf_(verwandte.zustellrumpf_)
     , web_(Objekt<WebKitWebView>::geteilt(WEBKIT_WEB_VIEW(g_object_new(
           WEBKIT_TYPE_WEB_VIEW, "related-view", verwandte.web_.get(), "settings",
           webkit_web_view_get_settings(verwandte.web_.get()), nullptr))))
@@ -539,39 +527,39 @@ void WebansichtGtk::nachrichtenAnnehmen(Einrichtung const& einrichtung) {
     if (einrichtung.nachrichtenname.empty() || !einrichtung.nachrichten)
         return;
     nachrichten_ = einrichtung.nachrichten;
-    zeichen_.emplace(einrichtung.nachrichtenname);
-    auto const signal = "script-message-received::" + einrichtung.nachrichtenname;
+    auto const& name = einrichtung.nachrichtenname;
+    zustellrumpf_ = zustellrumpf(name);
+    auto const signal = "script-message-received::" + name;
     g_signal_connect(inhalte_.get(), signal.c_str(), G_CALLBACK(Signale::nachricht), this);
-    webkit_user_content_manager_register_script_message_handler(
-        inhalte_.get(), einrichtung.nachrichtenname.c_str(), nullptr);
-    auto* const skript = webkit_user_script_new(
-        zeichen_->skript().c_str(), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
-        WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
-    webkit_user_content_manager_add_script(inhalte_.get(), skript);
-    webkit_user_script_unref(skript);
+    webkit_user_content_manager_register_script_message_handler(inhalte_.get(), name.c_str(), botenwelt);
+    skriptHinzufuegen(
+        inhalte_.get(), botenskript(name, hoechsteNachricht), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
+        botenwelt);
+    skriptHinzufuegen(inhalte_.get(), vermittlerskript(name), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME, nullptr);
 }
 
 void WebansichtGtk::linksBeobachten() {
     auto const signal = std::string{"script-message-received::"} + linkname;
     g_signal_connect(inhalte_.get(), signal.c_str(), G_CALLBACK(Signale::linkGeklickt), this);
     webkit_user_content_manager_register_script_message_handler(inhalte_.get(), linkname, linkwelt);
-    auto* const skript = webkit_user_script_new_for_world(
-        linkskript, WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START,
-        linkwelt, nullptr, nullptr);
-    webkit_user_content_manager_add_script(inhalte_.get(), skript);
-    webkit_user_script_unref(skript);
-    auto* const klicks = webkit_user_script_new(
-        klickskript, WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START,
-        nullptr, nullptr);
-    webkit_user_content_manager_add_script(inhalte_.get(), klicks);
-    webkit_user_script_unref(klicks);
+    skriptHinzufuegen(inhalte_.get(), linkskript(), WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES, linkwelt);
+    skriptHinzufuegen(inhalte_.get(), klickskript(), WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES, nullptr);
 }
 
 ports::Navigation WebansichtGtk::navigation(WebKitNavigationAction* aktion) {
-    bool const link =
-        webkit_navigation_action_get_navigation_type(aktion) == WEBKIT_NAVIGATION_TYPE_LINK_CLICKED;
-    // Used up: it was said of this click.
-    return navigationVon(aktion, link && std::exchange(*downloadlink_, false));
+    ports::Navigation ergebnis{
+        .adresse = adresseVon(aktion),
+        .art = artVon(webkit_navigation_action_get_navigation_type(aktion)),
+        .umgeleitet = webkit_navigation_action_is_redirect(aktion) != FALSE};
+    if (ergebnis.art != ports::Navigationsart::link)
+        return ergebnis;
+    // Used up: it was said of this click. Another frame's link may come between.
+    auto const klick = std::exchange(*linkklick_, std::nullopt);
+    bool const dieser = klick && klick->adresse == ergebnis.adresse;
+    if (dieser)
+        ergebnis.ursprung = klick->ursprung;
+    ergebnis.alsDownload = (dieser && klick->herunterladen) || istInhaltDerSeite(ergebnis.adresse);
+    return ergebnis;
 }
 
 void WebansichtGtk::einstellen() {
@@ -654,7 +642,10 @@ std::optional<std::string> WebansichtGtk::adresse() const {
 }
 
 ports::Absender WebansichtGtk::dokument() const {
-    return {.hauptrahmen = true, .dokument = festgeschrieben_, .nummer = nummer_};
+    return {
+        .ursprung = ursprungVon(festgeschrieben_).value_or("null"),
+        .dokument = festgeschrieben_,
+        .nummer = nummer_};
 }
 
 void WebansichtGtk::skript(std::string const& quelltext) {
@@ -667,6 +658,20 @@ void WebansichtGtk::skript(std::string const& quelltext) {
     webkit_web_view_evaluate_javascript(
         web_.get(), skript.data(), static_cast<gssize>(skript.size()), nullptr, nullptr, nullptr, nullptr,
         nullptr);
+}
+
+void WebansichtGtk::zustellen(std::uint64_t dokument, std::string const& funktion, std::string const& werte) {
+    auto const ursprung = ursprungVon(festgeschrieben_);
+    if (dokument != nummer_ || !ursprung || zustellrumpf_.empty())
+        return;
+    GVariantBuilder bauer;
+    g_variant_builder_init(&bauer, G_VARIANT_TYPE_VARDICT);
+    for (auto const& [name, wert] :
+         {std::pair{"ursprung", &*ursprung}, {"funktion", &funktion}, {"werte", &werte}})
+        g_variant_builder_add(&bauer, "{sv}", name, g_variant_new_string(wert->c_str()));
+    webkit_web_view_call_async_javascript_function(
+        web_.get(), zustellrumpf_.data(), static_cast<gssize>(zustellrumpf_.size()),
+        g_variant_builder_end(&bauer), nullptr, nullptr, nullptr, nullptr, nullptr);
 }
 
 void WebansichtGtk::rufen(

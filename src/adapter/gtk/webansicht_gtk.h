@@ -31,6 +31,7 @@ public:
     [[nodiscard]] std::optional<std::string> adresse() const override;
     [[nodiscard]] ports::Absender dokument() const override;
     void skript(std::string const& quelltext) override;
+    void zustellen(std::uint64_t dokument, std::string const& funktion, std::string const& werte) override;
     void rufen(
         std::string const& rumpf, std::map<std::string, std::string> const& werte,
         Skriptantwort antwort) override;
@@ -56,11 +57,17 @@ private:
     void fristBeenden();
 
     Empfaenger& empfaenger_;
-    std::optional<Hauptrahmenzeichen> zeichen_;
     Nachrichtenempfaenger nachrichten_;
     Objekt<WebKitUserContentManager> inhalte_; ///< Shared by a view and those that its pages opened.
-    /// The last clicked link has the attribute "download". Shared as the content is.
-    std::shared_ptr<bool> downloadlink_{std::make_shared<bool>(false)};
+    /// What links.js has said of the click that goes on.
+    struct Linkklick {
+        std::string adresse;
+        std::string ursprung; ///< Of the document with the link.
+        bool herunterladen{false};
+    };
+    /// Shared as the content is.
+    std::shared_ptr<std::optional<Linkklick>> linkklick_{std::make_shared<std::optional<Linkklick>>()};
+    std::string zustellrumpf_; ///< Empty without message handler.
     Objekt<WebKitWebView> web_;
     /// This view, for what may end after it.
     std::shared_ptr<WebansichtGtk*> lebt_{std::make_shared<WebansichtGtk*>(this)};

@@ -1,0 +1,12 @@
+# Writes one script into one header; see Skripte.cmake. The text stays as it is, but for its last line end.
+file(READ "${SKRIPT}" text)
+string(REGEX REPLACE "\n$" "" text "${text}")
+string(FIND "${text}" ")skript\"" stelle)
+if(NOT stelle EQUAL -1)
+  message(FATAL_ERROR "${SKRIPT}: its text would end the literal")
+endif()
+set(inhalt "#pragma once\n\n#include <string_view>\n\nnamespace quillmate::skripte {\n")
+string(APPEND inhalt "inline constexpr std::string_view ${NAME} = R\"skript(")
+string(APPEND inhalt "${text}")
+string(APPEND inhalt ")skript\";\n} // namespace quillmate::skripte\n")
+file(WRITE "${KOPF}" "${inhalt}")
