@@ -24,8 +24,8 @@ using Json = nlohmann::json;
 struct Dienst::Anruf {
     httplib::Request const& anfrage;
     httplib::Response& antwort;
-    httplib::ContentReader const* leser; ///< Null for requests without a body.
-    std::int64_t nummer{0};              ///< The number in the path.
+    HttpServer::Koerperleser const* leser; ///< Null for requests without a body.
+    std::int64_t nummer{0};                ///< The number in the path.
 };
 
 /// One row of the table of routes.
@@ -135,7 +135,7 @@ bool istGelesen(HttpServer::Koerper const& koerper, httplib::Response& antwort) 
 
 /// The JSON object of a body; refuses and returns nothing for anything else.
 std::optional<Json> liesObjekt(
-    HttpServer& server, httplib::Request const& anfrage, httplib::ContentReader const& leser,
+    HttpServer& server, httplib::Request const& anfrage, HttpServer::Koerperleser const& leser,
     httplib::Response& antwort) {
     auto const koerper = server.liesKoerper(anfrage, leser, hoechstensJson_byte);
     if (!istGelesen(koerper, antwort))
@@ -237,11 +237,11 @@ Dienst::Dienst(HttpServer& server, Speicher& speicher, Auswertung& auswertung, Z
     , speicher_(speicher)
     , auswertung_(auswertung)
     , zugang_(std::move(zugang)) {
-    server_.set_error_handler([](httplib::Request const&, httplib::Response& antwort) {
+    server_.beiFehler([](httplib::Request const&, httplib::Response& antwort) {
         if (antwort.body.empty())
             verweigere(antwort, antwort.status, standardgrund(antwort.status));
     });
-    server_.set_exception_handler(
+    server_.beiAusnahme(
         [](httplib::Request const&, httplib::Response& antwort, std::exception_ptr const& fehler) {
             try {
                 std::rethrow_exception(fehler);
@@ -263,19 +263,19 @@ void Dienst::anmelden(Weg const& weg) {
     };
     auto mitKoerper = [this, &weg](
                           httplib::Request const& anfrage, httplib::Response& antwort,
-                          httplib::ContentReader const& leser) {
+                          HttpServer::Koerperleser const& leser) {
         Anruf anruf{.anfrage = anfrage, .antwort = antwort, .leser = &leser};
         bediene(weg, anruf);
     };
     switch (weg.methode) {
     case Weg::Methode::holen:
-        server_.Get(weg.muster, ohneKoerper);
+        server_.beiGet(weg.muster, ohneKoerper);
         break;
     case Weg::Methode::senden:
-        server_.Post(weg.muster, mitKoerper);
+        server_.beiPost(weg.muster, mitKoerper);
         break;
     case Weg::Methode::setzen:
-        server_.Put(weg.muster, mitKoerper);
+        server_.beiPut(weg.muster, mitKoerper);
         break;
     }
 }
@@ -411,7 +411,7 @@ void Dienst::hochladen(Anruf& anruf) {
         auto const koerper = server_.liesKoerper(anruf.anfrage, *anruf.leser, hoechstensFormular_byte);
         if (!istGelesen(koerper, anruf.antwort))
             return;
-        auto const grenze = grenzeAusTyp(HttpServer::inhaltstyp(anruf.anfrage));
+        auto const grenze = grenzeAusTyp(anruf.anfrage.get_header_value("Content-Type"));
         auto const teile = grenze ? zerlege(koerper.bytes, *grenze) : std::nullopt;
         if (!teile)
             return verweigere(anruf.antwort, 400, "Das Formular ist fehlerhaft.");
@@ -480,7 +480,7 @@ void Dienst::anBuchung(Anruf& anruf) {
         auto const koerper = server_.liesKoerper(anruf.anfrage, *anruf.leser, hoechstensFormular_byte);
         if (!istGelesen(koerper, anruf.antwort))
             return;
-        auto const grenze = grenzeAusTyp(HttpServer::inhaltstyp(anruf.anfrage));
+        auto const grenze = grenzeAusTyp(anruf.anfrage.get_header_value("Content-Type"));
         auto const teile = grenze ? zerlege(koerper.bytes, *grenze) : std::nullopt;
         if (!teile || std::ranges::count(*teile, "files", &Formularteil::name) != 1)
             return verweigere(anruf.antwort, 400, "Das Formular braucht genau einen Teil „files“.");

@@ -5,20 +5,29 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
+#include <exception>
+#include <functional>
 #include <mutex>
 #include <optional>
+#include <regex>
 #include <set>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace quillmate::demo {
 
-/// The library's HTTP server with what a service needs that is called by strangers and stopped by signals:
-/// its own handling of a connection. Requests of any form and length are bounded, a refused body is not read,
-/// and ending does not wait for idle connections.
+/// An HTTP/1.1 server for a service that is called by strangers and stopped by signals: requests of any form and
+/// length are bounded, a refused body is not read, and ending does not wait for idle connections.
 ///
-/// Handlers for requests with a body are registered with a content reader and call liesKoerper().
-/// Threads: bedienen() runs on one; handlers run on many; beenden() may be called from any.
-class HttpServer final : public httplib::Server {
+/// The library's own server can do none of that through its public interface: it reads the rest of a refused body to
+/// its end however long that is, listens with a backlog of five, and looks for its end only every few seconds. So
+/// connections are ours; requests and answers are the library's public types.
+///
+/// Threads:   register handlers before bedienen(); bedienen() runs on one thread; handlers run on many; beenden() may
+///            be called from any.
+class HttpServer final {
 public:
     struct Grenzen {
         std::size_t
@@ -26,8 +35,29 @@ public:
         std::size_t vorrat_byte;    ///< All bodies in memory at one time; further ones wait.
     };
 
+    /// Takes a body in pieces; an answer of false ends the reading.
+    using Stuecknehmer = std::function<bool(std::string_view)>;
+    /// Reads the present request's body. False when the taker stopped it, or it ended early or in a broken form.
+    using Koerperleser = std::function<bool(Stuecknehmer const&)>;
+    using Handler = std::function<void(httplib::Request const&, httplib::Response&)>;
+    using HandlerMitKoerper =
+        std::function<void(httplib::Request const&, httplib::Response&, Koerperleser const&)>;
+    using Ausnahmehandler =
+        std::function<void(httplib::Request const&, httplib::Response&, std::exception_ptr const&)>;
+
     explicit HttpServer(Grenzen grenzen);
-    ~HttpServer() override;
+    ~HttpServer();
+    HttpServer(HttpServer const&) = delete;
+    HttpServer& operator=(HttpServer const&) = delete;
+
+    /// For GET and HEAD of a path that matches the pattern as a whole; the first one registered wins.
+    void beiGet(std::string const& muster, Handler handler);
+    void beiPost(std::string const& muster, HandlerMitKoerper handler);
+    void beiPut(std::string const& muster, HandlerMitKoerper handler);
+    /// May fill in the body of an answer of status 400 and above.
+    void beiFehler(Handler handler) { fehlerhandler_ = std::move(handler); }
+    /// Answers for a handler that has thrown.
+    void beiAusnahme(Ausnahmehandler handler) { ausnahmehandler_ = std::move(handler); }
 
     /// Binds to a loopback port; 0 for any free one. Returns the port, or nothing.
     [[nodiscard]] std::optional<int> binden(int port);
@@ -56,23 +86,33 @@ public:
         HttpServer* server_{nullptr};
         std::size_t anteil_{0};
     };
-    /// The Content-Type of a request, which the request's own header list does not show.
-    [[nodiscard]] static std::string inhaltstyp(httplib::Request const& anfrage);
     /// Reads the present request's body on its handler's thread.
     [[nodiscard]] Koerper liesKoerper(
-        httplib::Request const& anfrage, httplib::ContentReader const& leser, std::size_t hoechstens);
+        httplib::Request const& anfrage, Koerperleser const& leser, std::size_t hoechstens);
 
 private:
-    class Verbindung;
-    bool process_and_close_socket(socket_t sock) override;
+    struct Weg {
+        std::string methode;
+        std::regex muster;
+        HandlerMitKoerper handler;
+    };
 
+    void melde(char const* methode, std::string const& muster, HandlerMitKoerper handler);
+    void bediene(int fd);
+    [[nodiscard]] httplib::Response beantworte(
+        httplib::Request& anfrage, int ablehnung, Koerperleser const& leser) const;
     [[nodiscard]] bool nimmVorrat(std::size_t bytes);
     void gibVorrat(std::size_t bytes);
 
     Grenzen grenzen_;
+    std::vector<Weg> wege_;
+    Handler fehlerhandler_;
+    Ausnahmehandler ausnahmehandler_;
+    int lauscher_{-1};
+    int wecker_; ///< An eventfd: readable from beenden() on.
     std::atomic<bool> endet_{false};
     std::mutex sperre_;
-    std::set<socket_t> offene_; ///< Under sperre_.
+    std::set<int> offene_; ///< Under sperre_.
     std::mutex vorratssperre_;
     std::condition_variable vorratsfrei_;
     std::size_t vorrat_; ///< Under vorratssperre_.

@@ -119,25 +119,26 @@ Webseite::Webseite(HttpServer& server, Zugang zugang, std::string portal)
     : zugang_(std::move(zugang))
     , portal_(std::move(portal))
     , anmeldung_(zugang_) {
-    server.Get("/", [](httplib::Request const& anfrage, httplib::Response& antwort) {
+    server.beiGet("/", [](httplib::Request const& anfrage, httplib::Response& antwort) {
         auto const frage = anfrage.target.find('?');
         sende(antwort, 303, html, {});
         antwort.set_header(
             "Location", "/uebersicht" + (frage == std::string::npos ? "" : anfrage.target.substr(frage)));
     });
-    server.Get("/uebersicht/*", [this](auto const& anfrage, auto& antwort) { uebersicht(anfrage, antwort); });
-    server.Get(
+    server.beiGet(
+        "/uebersicht/*", [this](auto const& anfrage, auto& antwort) { uebersicht(anfrage, antwort); });
+    server.beiGet(
         "/auth/google/login", [this](auto const& anfrage, auto& antwort) { anmeldeseite(anfrage, antwort); });
-    server.Get(
+    server.beiGet(
         "/auth/app/anmelden", [this](auto const& anfrage, auto& antwort) { einloesen(anfrage, antwort); });
-    server.Get("/auth/enable-banking/start", [](auto const& anfrage, auto& antwort) {
+    server.beiGet("/auth/enable-banking/start", [](auto const& anfrage, auto& antwort) {
         bankfreigabe(anfrage, antwort);
     });
-    server.Get("/bank/*", [this](auto const& anfrage, auto& antwort) { bankseite(anfrage, antwort); });
+    server.beiGet("/bank/*", [this](auto const& anfrage, auto& antwort) { bankseite(anfrage, antwort); });
     for (auto const& seitendatei : seitendateien()) {
         if (seitendatei.name.ends_with(".html"))
             continue; // Pages are filled in above.
-        server.Get(
+        server.beiGet(
             "/seite/" + std::string{seitendatei.name},
             [&seitendatei](httplib::Request const&, httplib::Response& antwort) {
                 sende(antwort, 200, typNachEndung(seitendatei.name), std::string{seitendatei.inhalt});

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <fstream>
 #include <memory>
+#include <thread>
 
 namespace quillmate::demo::test {
 namespace {
@@ -165,6 +166,32 @@ TEST_F(HttpTest, EndlessHeaderLinesEndTheConnection) {
     EXPECT_LT(std::chrono::steady_clock::now() - beginn, 10s);
     EXPECT_LT(spitze(), speichermass * 100 * 1024);
     EXPECT_TRUE(antwortetNoch());
+}
+
+TEST_F(HttpTest, HeaderOfSlowlyComingBytesEndsTheConnectionAsAWhole) {
+    Leitung leitung{dienst.port()};
+    ASSERT_TRUE(leitung.sende("GET /clients/1/belege?token=t HTTP/1.1\r\n"));
+    auto const beginn = std::chrono::steady_clock::now();
+    // Each byte would begin a new wait if only the pause between two of them were bounded.
+    while (std::chrono::steady_clock::now() - beginn < 25s && leitung.sende("X"))
+        std::this_thread::sleep_for(200ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - beginn, 20s);
+}
+
+TEST_F(HttpTest, PackedBodyIsRefused) {
+    Leitung leitung{dienst.port()};
+    ASSERT_TRUE(leitung.sende("POST /clients/1/local-scan/stop?token=t HTTP/1.1\r\nHost: x\r\n"
+                              "Content-Encoding: gzip\r\nContent-Length: 2\r\n\r\n{}"));
+    EXPECT_THAT(leitung.empfange(), StartsWith("HTTP/1.1 415"));
+}
+
+TEST_F(HttpTest, HeadGetsTheHeaderOfGetAndNoBody) {
+    Leitung leitung{dienst.port()};
+    ASSERT_TRUE(
+        leitung.sende("HEAD /clients/1/belege?token=t HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"));
+    auto const antwort = leitung.empfange();
+    EXPECT_THAT(antwort, StartsWith("HTTP/1.1 200"));
+    EXPECT_TRUE(antwort.ends_with("\r\n\r\n")) << antwort;
 }
 
 TEST_F(HttpTest, RubbishAndLongAddressesAreRefused) {

@@ -10,7 +10,12 @@ Plist plistLesen(std::string_view bytes) {
     if (bytes.empty() || bytes.size() > std::numeric_limits<std::uint32_t>::max())
         return nullptr;
     plist_t wurzel = nullptr;
-    plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &wurzel);
+    // Not plist_from_memory(): newer releases take further forms there, which nobody writes for us.
+    auto const laenge = static_cast<std::uint32_t>(bytes.size());
+    if (plist_is_binary(bytes.data(), laenge))
+        plist_from_bin(bytes.data(), laenge, &wurzel);
+    else
+        plist_from_xml(bytes.data(), laenge, &wurzel);
     Plist plist{wurzel};
     if (!plist || plist_get_node_type(plist.get()) != PLIST_DICT)
         return nullptr;
