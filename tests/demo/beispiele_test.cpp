@@ -120,7 +120,7 @@ TEST_F(Beispiele, FilesAreWhatTheirKindSays) {
                 << "two invoices with the same bytes";
         }
         if (art == "doppelt") {
-            EXPECT_EQ(nachInhalt[inhalt], datei.at("nummer")) << datei.at("pfad");
+            EXPECT_EQ(nachInhalt[inhalt], datei.at("nummer").get<std::string>()) << datei.at("pfad");
         }
     }
 }

@@ -428,7 +428,7 @@ TEST_F(DienstTest, ParallelUploadsAllArrive) {
     for (auto const& beleg : liste)
         ASSERT_EQ(
             hash(klient.hole(dienst.url(fmt::format("/belege/{}", beleg.at("id").get<int>()))).koerper),
-            beleg.at("hash"));
+            beleg.at("hash").get<std::string>());
 }
 
 TEST_F(DienstTest, WhatWasAnsweredWithSuccessSurvivesAKillAtAnyMoment) {

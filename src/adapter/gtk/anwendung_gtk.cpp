@@ -1,5 +1,6 @@
 #include "anwendung_gtk.h"
 
+#include "naht.h"
 #include "nebenschleife.h"
 
 #include <webkit/webkit.h>
@@ -114,8 +115,7 @@ struct AnwendungGtk::Signale {
         gtk_window_set_default_icon_name(angaben.symbol.c_str());
         // The theme draws a menu bar as a strip of its own; within the header bar its edge would be a stray line.
         auto const stil = Objekt<GtkCssProvider>::uebernommen(gtk_css_provider_new());
-        gtk_css_provider_load_from_data(
-            stil.get(), ".quillmate-menue { background: none; box-shadow: none; border: none; }", -1);
+        naht::stilLaden(stil.get(), ".quillmate-menue { background: none; box-shadow: none; border: none; }");
         gtk_style_context_add_provider_for_display(
             gdk_display_get_default(), GTK_STYLE_PROVIDER(stil.get()),
             GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
@@ -266,22 +266,15 @@ void AnwendungGtk::ausfuehren(ports::Standardbefehl befehl) {
 }
 
 void AnwendungGtk::ueberZeigen() {
-    auto* const fenster = adw_about_window_new();
-    auto* const ueber = ADW_ABOUT_WINDOW(fenster);
-    adw_about_window_set_application_name(ueber, "Quillmate");
-    adw_about_window_set_application_icon(ueber, angaben_.symbol.c_str());
-    adw_about_window_set_version(ueber, angaben_.fassung.c_str());
-    adw_about_window_set_developer_name(ueber, "Tandemwerk");
-    adw_about_window_set_website(ueber, angaben_.webseite.c_str());
-    adw_about_window_set_license_type(ueber, GTK_LICENSE_AGPL_3_0);
-    std::vector<char const*> mitwirkende;
-    for (auto const& name : angaben_.mitwirkende)
-        mitwirkende.push_back(name.c_str());
-    mitwirkende.push_back(nullptr);
-    adw_about_window_add_credit_section(ueber, "Mit Hilfe von", mitwirkende.data());
-    gtk_window_set_transient_for(GTK_WINDOW(fenster), gtk_application_get_active_window(gtk()));
-    gtk_window_set_modal(GTK_WINDOW(fenster), TRUE);
-    gtk_window_present(GTK_WINDOW(fenster));
+    naht::ueberZeigen(
+        gtk_application_get_active_window(gtk()), {.name = "Quillmate",
+                                                   .symbol = angaben_.symbol,
+                                                   .fassung = angaben_.fassung,
+                                                   .hersteller = "Tandemwerk",
+                                                   .webseite = angaben_.webseite,
+                                                   .lizenz = GTK_LICENSE_AGPL_3_0,
+                                                   .mitwirkung = "Mit Hilfe von",
+                                                   .mitwirkende = angaben_.mitwirkende});
 }
 
 } // namespace quillmate::adapter::gtk

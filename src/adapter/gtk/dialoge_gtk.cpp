@@ -1,6 +1,7 @@
 #include "dialoge_gtk.h"
 
 #include "glib_halter.h"
+#include "naht.h"
 #include "nebenschleife.h"
 #include "programmfenster_gtk.h"
 
@@ -30,7 +31,7 @@ struct OffeneFrage {
     }
 };
 
-void beantwortet(AdwMessageDialog*, char const* kennung, gpointer daten) {
+void beantwortet(GtkWidget*, char const* kennung, gpointer daten) {
     auto& frage = *static_cast<OffeneFrage*>(daten);
     std::size_t knopf = frage.letzter;
     std::string_view const text{kennung};
@@ -47,23 +48,20 @@ void zerstoert(GtkWidget*, gpointer daten) {
 }
 
 /// Builds the dialog; the caller shows it.
-GtkWidget* bauen(GtkWindow* ueber, ports::Frage const& frage, std::unique_ptr<OffeneFrage> offen) {
-    auto* const dialog = adw_message_dialog_new(ueber, frage.meldung.c_str(), nullptr);
-    if (!frage.erklaerung.empty())
-        adw_message_dialog_set_body(ADW_MESSAGE_DIALOG(dialog), frage.erklaerung.c_str());
+GtkWidget* bauen(ports::Frage const& frage, std::unique_ptr<OffeneFrage> offen) {
+    auto* const dialog = naht::meldungNeu(frage.meldung, frage.erklaerung);
     offen->letzter = frage.knoepfe.empty() ? 0 : frage.knoepfe.size() - 1;
     // The default button stands last, at the right, where the desktop has it.
     for (std::size_t i = frage.knoepfe.size(); i-- > 0;)
-        adw_message_dialog_add_response(
-            ADW_MESSAGE_DIALOG(dialog), std::to_string(i).c_str(), frage.knoepfe[i].c_str());
-    adw_message_dialog_set_default_response(ADW_MESSAGE_DIALOG(dialog), "0");
-    adw_message_dialog_set_close_response(ADW_MESSAGE_DIALOG(dialog), std::to_string(offen->letzter).c_str());
+        naht::meldungKnopf(dialog, std::to_string(i).c_str(), frage.knoepfe[i].c_str());
+    naht::meldungVorgabe(dialog, "0");
+    naht::meldungSchluss(dialog, std::to_string(offen->letzter).c_str());
     if (!frage.warnung)
-        adw_message_dialog_set_response_appearance(ADW_MESSAGE_DIALOG(dialog), "0", ADW_RESPONSE_SUGGESTED);
+        naht::meldungEmpfohlen(dialog, "0");
     if (!frage.haken.empty()) {
         auto* const haken = gtk_check_button_new_with_label(frage.haken.c_str());
         gtk_widget_set_halign(haken, GTK_ALIGN_CENTER);
-        adw_message_dialog_set_extra_child(ADW_MESSAGE_DIALOG(dialog), haken);
+        naht::meldungZusatz(dialog, haken);
         offen->haken = GTK_CHECK_BUTTON(haken);
     }
     auto* const daten = offen.release();
@@ -71,52 +69,12 @@ GtkWidget* bauen(GtkWindow* ueber, ports::Frage const& frage, std::unique_ptr<Of
     g_signal_connect(dialog, "destroy", G_CALLBACK(zerstoert), daten);
     g_object_weak_ref(
         G_OBJECT(dialog), [](gpointer zeiger, GObject*) { delete static_cast<OffeneFrage*>(zeiger); }, daten);
-    gtk_window_set_modal(GTK_WINDOW(dialog), TRUE);
-    gtk_window_set_destroy_with_parent(GTK_WINDOW(dialog), TRUE);
     return dialog;
 }
 
 GtkWindow* gtkFenster(ports::Programmfenster& fenster) {
     auto* const rahmen = dynamic_cast<ProgrammfensterGtk*>(&fenster);
     return rahmen ? rahmen->gtkFenster() : nullptr;
-}
-
-/// A file panel that answers once, at the latest when it goes.
-struct OffeneTafel {
-    std::function<void(std::optional<std::vector<std::string>>)> antwort;
-
-    void antworten(std::optional<std::vector<std::string>> pfade) {
-        if (auto const rueckruf = std::exchange(antwort, nullptr))
-            rueckruf(std::move(pfade));
-    }
-};
-
-std::vector<std::string> gewaehlte(GtkFileChooser* tafel) {
-    std::vector<std::string> pfade;
-    auto const dateien = Objekt<GListModel>::uebernommen(gtk_file_chooser_get_files(tafel));
-    for (guint i = 0; i < g_list_model_get_n_items(dateien.get()); ++i) {
-        auto const datei = Objekt<GFile>::uebernommen(G_FILE(g_list_model_get_item(dateien.get(), i)));
-        if (GText const pfad{g_file_get_path(datei.get())})
-            pfade.emplace_back(pfad.get());
-    }
-    return pfade;
-}
-
-void tafelBeantwortet(GtkNativeDialog* tafel, int antwort, gpointer daten) {
-    std::unique_ptr<OffeneTafel> const offen{static_cast<OffeneTafel*>(daten)};
-    if (antwort == GTK_RESPONSE_ACCEPT)
-        offen->antworten(gewaehlte(GTK_FILE_CHOOSER(tafel)));
-    else
-        offen->antworten(std::nullopt);
-    g_object_unref(tafel);
-}
-
-/// A panel over the given window that answers on the main loop.
-void tafelZeigen(
-    GtkFileChooserNative* tafel, std::function<void(std::optional<std::vector<std::string>>)> antwort) {
-    gtk_native_dialog_set_modal(GTK_NATIVE_DIALOG(tafel), TRUE);
-    g_signal_connect(tafel, "response", G_CALLBACK(tafelBeantwortet), new OffeneTafel{std::move(antwort)});
-    gtk_native_dialog_show(GTK_NATIVE_DIALOG(tafel));
 }
 
 } // namespace
@@ -127,7 +85,7 @@ void DialogeGtk::fragen(
     offen->antwort = [antwort = std::move(antwort)](ports::Antwort ergebnis, std::string const&) {
         antwort(ergebnis);
     };
-    gtk_window_present(GTK_WINDOW(bauen(gtkFenster(fenster), frage, std::move(offen))));
+    naht::meldungZeigen(bauen(frage, std::move(offen)), gtkFenster(fenster));
 }
 
 ports::Antwort DialogeGtk::fragenUndWarten(ports::Frage const& frage) {
@@ -141,12 +99,11 @@ ports::Antwort DialogeGtk::fragenUndWarten(ports::Frage const& frage) {
         warten->ergebnis = antwort;
         warten->schleife.beenden();
     };
-    auto* const dialog = bauen(nullptr, frage, std::move(offen));
-    gtk_window_set_title(GTK_WINDOW(dialog), "Quillmate"); // It stands in lists of windows by itself.
-    gtk_window_present(GTK_WINDOW(dialog));
+    auto* const dialog = bauen(frage, std::move(offen));
+    naht::meldungZeigen(dialog, nullptr, "Quillmate");
     warten->schleife.laufen();
     if (!warten->ergebnis) // The program ends. Nobody has agreed to anything.
-        gtk_window_destroy(GTK_WINDOW(dialog));
+        naht::meldungWeg(dialog);
     return warten->ergebnis.value_or(
         ports::Antwort{.knopf = frage.knoepfe.empty() ? 0 : frage.knoepfe.size() - 1});
 }
@@ -165,33 +122,15 @@ void DialogeGtk::eingeben(
     offen->antwort = [antwort = std::move(antwort)](ports::Antwort ergebnis, std::string const& text) {
         antwort(ergebnis.knopf == 0 ? std::optional{text} : std::nullopt);
     };
-    auto* const dialog = bauen(gtkFenster(fenster), frage, std::move(offen));
-    adw_message_dialog_set_extra_child(ADW_MESSAGE_DIALOG(dialog), feld);
-    gtk_window_present(GTK_WINDOW(dialog));
+    auto* const dialog = bauen(frage, std::move(offen));
+    naht::meldungZusatz(dialog, feld);
+    naht::meldungZeigen(dialog, gtkFenster(fenster));
     gtk_widget_grab_focus(feld);
 }
 
 void DialogeGtk::dateienWaehlen(
     ports::Dateiwahl const& wahl, std::function<void(std::optional<std::vector<std::string>>)> antwort) {
-    auto* const tafel = gtk_file_chooser_native_new(
-        wahl.ordner ? "Ordner auswählen" : (wahl.mehrere ? "Dateien auswählen" : "Datei auswählen"), nullptr,
-        wahl.ordner ? GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER : GTK_FILE_CHOOSER_ACTION_OPEN, "Auswählen",
-        "Abbrechen");
-    gtk_file_chooser_set_select_multiple(GTK_FILE_CHOOSER(tafel), wahl.mehrere ? TRUE : FALSE);
-    if (!wahl.mimetypen.empty() && !wahl.ordner) {
-        auto* const passend = gtk_file_filter_new();
-        gtk_file_filter_set_name(passend, "Passende Dateien");
-        for (auto const& typ : wahl.mimetypen)
-            gtk_file_filter_add_mime_type(passend, typ.c_str());
-        gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(tafel), passend);
-        auto* const alle = gtk_file_filter_new();
-        gtk_file_filter_set_name(alle, "Alle Dateien");
-        gtk_file_filter_add_pattern(alle, "*");
-        gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(tafel), alle);
-        g_object_unref(passend);
-        g_object_unref(alle);
-    }
-    tafelZeigen(tafel, std::move(antwort));
+    naht::dateitafel(nullptr, wahl, std::move(antwort));
 }
 
 std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
@@ -229,7 +168,7 @@ std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
         tafel, "response", G_CALLBACK(+[](GtkWidget* dialog, int antwort, gpointer daten) {
             auto& z = *static_cast<Zustand*>(daten);
             if (antwort == GTK_RESPONSE_ACCEPT)
-                if (auto pfade = gewaehlte(GTK_FILE_CHOOSER(dialog)); !pfade.empty())
+                if (auto pfade = naht::gewaehlte(GTK_FILE_CHOOSER(dialog)); !pfade.empty())
                     *z.gewaehlt = std::move(pfade.front());
             gtk_widget_set_visible(dialog, FALSE);
             z.schleife->beenden();

@@ -2,6 +2,7 @@
 
 #include "fehlertext.h"
 #include "glib_halter.h"
+#include "naht.h"
 
 #include <algorithm>
 #include <memory>
@@ -106,7 +107,7 @@ void druckdialogeSchliessen() {
     auto* const alle = gtk_window_list_toplevels();
     for (GList* stelle = alle; stelle; stelle = stelle->next)
         if (G_TYPE_CHECK_INSTANCE_TYPE(stelle->data, art))
-            gtk_dialog_response(GTK_DIALOG(stelle->data), GTK_RESPONSE_CANCEL);
+            naht::dialogAntworten(stelle->data, GTK_RESPONSE_CANCEL);
     g_list_free(alle);
 }
 

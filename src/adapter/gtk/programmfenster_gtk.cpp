@@ -1,5 +1,6 @@
 #include "programmfenster_gtk.h"
 
+#include "naht.h"
 #include "webansicht_gtk.h"
 
 #include <adwaita.h>
@@ -69,10 +70,7 @@ GtkWidget* titelzeile(GtkWindow* fenster) {
     gtk_widget_add_css_class(text, "title");
     gtk_label_set_ellipsize(GTK_LABEL(text), PANGO_ELLIPSIZE_END);
     g_object_bind_property(fenster, "title", text, "label", G_BINDING_SYNC_CREATE);
-    auto* const rahmen = adw_squeezer_new();
-    adw_squeezer_add(ADW_SQUEEZER(rahmen), text);
-    adw_squeezer_set_allow_none(ADW_SQUEEZER(rahmen), TRUE);
-    return rahmen;
+    return naht::nurMitPlatz(text);
 }
 
 } // namespace

@@ -32,7 +32,7 @@ TEST(Glaetten, APointSpreadsOverItsNeighbours) {
 TEST(Glaetten, EvenGreyStaysAsItIsUpToTheEdges) {
     for (int const breite : {1, 2, 3, 7})
         for (int const hoehe : {1, 2, 3, 5})
-            for (std::uint8_t const grau : {0, 1, 127, 255}) {
+            for (std::uint8_t const grau : std::initializer_list<std::uint8_t>{0, 1, 127, 255}) {
                 auto bild = einfarbig(breite, hoehe, grau);
                 leser::motoren::glaetten(bild);
                 EXPECT_EQ(bild.punkte, einfarbig(breite, hoehe, grau).punkte) << breite << 'x' << hoehe;
