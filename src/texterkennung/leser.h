@@ -7,21 +7,23 @@ namespace quillmate::Texterkennung {
 
 enum class Dateiart { pdf, bild };
 
-/// Outcome of reading one file.
+/// Outcome of reading one file: a finding about its bytes, or a fault that says nothing about them.
 struct Lesung {
     enum class Art {
-        /// Done with; `text` holds what was found, nothing where there is no text or the file cannot be read.
+        /// The finding. `text` holds what was found; nothing where there is no text, or where these bytes can never be
+        /// read: damaged, locked, or beyond a limit that they would meet again.
         gelesen,
-        /// No recognition engine here. `text` holds what was found without one: the text layer of a PDF that
-        /// recognition would have checked. Says nothing about the file beyond that.
-        ohneMotor,
-        /// Given up for want of memory or descriptors; another time it may be read. `text` as with ohneMotor.
-        ohneMittel,
-        /// There was nobody to read it. Says nothing about the file.
-        ohneLeser,
+        // The faults. Nothing may be concluded from them; another time the file may be read.
+        ohneMotor,  ///< No recognition engine here: language data is missing or cannot be used.
+        ohneMittel, ///< Memory, descriptors or processes ran out on this machine.
+        ohneLeser, ///< Nobody can read here: the installation is broken, or the system cannot lock a reader up.
+        gestoert, ///< Reading failed (EIO), or the process that read was ended by somebody else.
+        gestoppt, ///< The program ends.
     };
     Art art{Art::gelesen};
-    std::optional<std::string> text; ///< UTF-8, at most hoechstensZeichen characters.
+    std::optional<std::string> text{}; ///< UTF-8, at most hoechstensZeichen characters.
+    /// Of ohneLeser and ohneMotor: a German sentence for people. Never said by a process that parsed something.
+    std::string grund{};
 };
 
 /// Port: the engines that parse PDFs and images and recognise text in them. They see an open descriptor and
@@ -35,8 +37,7 @@ public:
     /// Blocks, from milliseconds to many seconds.
     /// Threads: any number at once; none is started, except that
     /// the decoder of HEIC pictures may run one for as long as it decodes.
-    /// Errors: none; a file that cannot
-    /// be read has no text, and want of memory is told by the kind.
+    /// Errors: told by the kind of outcome.
     [[nodiscard]] virtual Lesung lesen(int deskriptor, Dateiart art) = 0;
 };
 

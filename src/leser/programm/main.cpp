@@ -1,6 +1,6 @@
 // quillmate-leser: reads PDFs and pictures for the main program, locked up.
 //
-//   dienst       the order of things: engines, lock-up, then file after file
+//   dienst       the order of things: engines, lock-up, then a child for each file
 //   sandkasten   the lock-up
 //   ../leser     the engines
 //
@@ -15,7 +15,7 @@ int main() {
         auto daten = leser::motoren::sucheSprachdaten(leser::motoren::ueblicheSprachordner());
         auto const stand = leser::motoren::sprachstand(daten);
         auto motoren = std::make_unique<leser::motoren::LeserImProzess>(std::move(daten));
-        motoren->vorwaermen(0); // Engines are made of the open language data when first needed.
+        motoren->vorwaermen(); // Once for all files: children have what is made here.
         return leser::programm::Werkzeug{std::move(motoren), stand};
     });
 }

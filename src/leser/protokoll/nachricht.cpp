@@ -9,9 +9,9 @@ namespace quillmate::leser::protokoll {
 namespace {
 
 // Program and reader come from the same build; after an update under a running program they may not.
-constexpr std::uint8_t fassung = 1;
+constexpr std::uint8_t fassung = 2;
 
-enum class Botschaft : std::uint8_t { bereitschaft = 1, auftrag = 2, antwort = 3 };
+enum class Botschaft : std::uint8_t { bereitschaft = 1, auftrag = 2, antwort = 3, geburt = 4 };
 
 // Bits of the first detail of a Bereitschaft.
 constexpr std::uint8_t riegelLandlock = 1;
@@ -63,11 +63,11 @@ std::optional<Kopf> kopfAus(std::span<std::uint8_t const> bytes, Botschaft botsc
         .laenge = zahl(bytes, 12)};
 }
 
-/// The kinds of outcome that a reader may tell; what became of the reader itself is not for it to say.
+/// The kinds of outcome that a child may tell; what became of the child itself is not for it to say.
 std::optional<Texterkennung::Lesung::Art> lesungsart(std::uint8_t wert) {
     for (auto const art :
          {Texterkennung::Lesung::Art::gelesen, Texterkennung::Lesung::Art::ohneMotor,
-          Texterkennung::Lesung::Art::ohneMittel})
+          Texterkennung::Lesung::Art::ohneMittel, Texterkennung::Lesung::Art::gestoert})
         if (static_cast<std::uint8_t>(art) == wert)
             return art;
     return std::nullopt;
@@ -100,6 +100,14 @@ Kopfbytes alsBytes(Auftrag const& auftrag) {
         .botschaft = Botschaft::auftrag,
         .nummer = auftrag.nummer,
         .erstes = static_cast<std::uint8_t>(auftrag.art)});
+}
+
+Kopfbytes alsBytes(Geburt const& geburt) {
+    return alsBytes(Kopf{
+        .botschaft = Botschaft::geburt,
+        .nummer = geburt.nummer,
+        .erstes = static_cast<std::uint8_t>(geburt.fehler),
+        .laenge = static_cast<std::uint32_t>(geburt.pid)});
 }
 
 std::string antwortBytes(std::uint32_t nummer, Texterkennung::Lesung const& lesung) {
@@ -138,6 +146,15 @@ std::optional<Auftrag> auftragAus(std::span<std::uint8_t const> bytes) {
         if (static_cast<std::uint8_t>(art) == kopf->erstes)
             return Auftrag{kopf->nummer, art};
     return std::nullopt;
+}
+
+std::optional<Geburt> geburtAus(std::span<std::uint8_t const> bytes) {
+    auto const kopf = kopfAus(bytes, Botschaft::geburt);
+    constexpr std::uint32_t hoechstePid = 1U << 22U; // The kernel's own limit.
+    if (!kopf || kopf->zweites != 0 || kopf->laenge > hoechstePid ||
+        (kopf->laenge == 0) == (kopf->erstes == 0))
+        return std::nullopt;
+    return Geburt{kopf->nummer, static_cast<std::int32_t>(kopf->laenge), kopf->erstes};
 }
 
 std::size_t AntwortEingang::noch() const noexcept {

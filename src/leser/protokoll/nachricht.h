@@ -11,18 +11,22 @@
 #include <string>
 #include <string_view>
 
-/// What the main program and a reader say to each other over their socket pair:
+/// What the main program, the template and a child say to each other:
 ///
-///   reader  → program  Bereitschaft   once, after locking itself up
-///   program → reader   Auftrag        with one descriptor (SCM_RIGHTS)
-///   reader  → program  Antwort        with the same number; then the next Auftrag
+///   template → program  Bereitschaft   once, after locking itself up
+///   program → template  Auftrag        with two descriptors (SCM_RIGHTS): the file, and the end of a pipe
+///   template → program  Geburt         with the same number; then the next Auftrag
+///   child → program     Antwort        through that pipe, with the same number; then it ends
+///
+/// The pipe is made for one file, so a child cannot answer for another, whatever number it writes: it does not have
+/// the other's pipe. A pipe carries no descriptors either.
 ///
 /// Every message is a head of 16 bytes; an Antwort may have a text behind it. Numbers are little-endian:
 ///
 ///   0 'Q'  1 'L'  2 version  3 kind  4..7 number  8 first detail  9 second detail  10, 11 zero  12..15 length
 ///
-/// Everything here is pure and takes any bytes. A reader has parsed foreign files, so what it says is foreign
-/// too: whatever is not exactly as above ends it.
+/// (A Geburt has the process number there.) Everything here is pure and takes any bytes. A child has parsed a foreign
+/// file, so what it says is foreign too: whatever is not exactly as above ends it.
 namespace quillmate::leser::protokoll {
 
 inline constexpr std::size_t kopfBytes = 16;
@@ -52,7 +56,16 @@ struct Auftrag {
     friend bool operator==(Auftrag const&, Auftrag const&) = default;
 };
 
+/// What became of an Auftrag: a child was forked, or it could not be.
+struct Geburt {
+    std::uint32_t nummer{0};
+    std::int32_t pid{0}; ///< 0 when there is no child.
+    int fehler{0};       ///< errno then; 0 otherwise.
+    friend bool operator==(Geburt const&, Geburt const&) = default;
+};
+
 [[nodiscard]] Kopfbytes alsBytes(Bereitschaft const& bereitschaft);
+[[nodiscard]] Kopfbytes alsBytes(Geburt const& geburt);
 [[nodiscard]] Kopfbytes alsBytes(Auftrag const& auftrag);
 /// Head and text. Broken UTF-8 is repaired, a text beyond hoechstensTextBytes cut between two code points.
 [[nodiscard]] std::string antwortBytes(std::uint32_t nummer, Texterkennung::Lesung const& lesung);
@@ -60,6 +73,7 @@ struct Auftrag {
 /// Nothing for what is no such message.
 [[nodiscard]] std::optional<Bereitschaft> bereitschaftAus(std::span<std::uint8_t const> bytes);
 [[nodiscard]] std::optional<Auftrag> auftragAus(std::span<std::uint8_t const> bytes);
+[[nodiscard]] std::optional<Geburt> geburtAus(std::span<std::uint8_t const> bytes);
 
 /// Takes the answer to one Auftrag apart as its bytes arrive, in pieces of any size.
 /// Memory: no more than the bytes that arrived, and never more than hoechstensTextBytes.
@@ -74,7 +88,7 @@ public:
     explicit AntwortEingang(std::uint32_t nummer) noexcept
         : nummer_(nummer) {}
 
-    /// Takes what arrived, no more than noch() bytes of it; more is falsch, for nothing follows an answer.
+    /// Takes what arrived, no more than noch() bytes of it; more is falsch.
     Stand nimm(std::span<std::uint8_t const> bytes);
     [[nodiscard]] Stand stand() const noexcept { return stand_; }
     /// How many bytes are still to come, as far as is known; 0 unless offen.

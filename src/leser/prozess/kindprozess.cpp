@@ -15,6 +15,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -29,7 +30,7 @@ constexpr int wegenProzess = 1; // IOPRIO_WHO_PROCESS, which glibc does not name
 constexpr int programmImLeser = 4;
 constexpr int ueberDenFesten = 10; // So that no descriptor is overwritten while the fixed ones are filled.
 
-/// The folder of the language data is all that a reader takes over. OMP_THREAD_LIMIT: the recognition engine
+/// The folder of the language data is all that the template takes over. OMP_THREAD_LIMIT: the recognition engine
 /// would start threads for each line of text and be several times slower for it.
 std::vector<std::string> umgebung() {
     std::vector<std::string> alle{"OMP_THREAD_LIMIT=1", "LC_ALL=C.UTF-8"};
@@ -115,11 +116,12 @@ void rangGeben(pid_t pid, Rang rang) noexcept {
 
 std::optional<Kindprozess> kindStarten(int programm) {
     std::array<int, 2> enden{};
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, enden.data()) != 0)
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, enden.data()) != 0)
         return std::nullopt;
     Kindprozess kind;
     kind.kanal = Deskriptor{enden[0]};
     Deskriptor const anderes{enden[1]};
+    (void)::fcntl(kind.kanal.get(), F_SETFL, O_NONBLOCK); // Of this end only.
     auto const kanal = hochgelegt(anderes.get());
     auto const datei = hochgelegt(programm);
     Startplan plan;
@@ -146,6 +148,25 @@ std::chrono::nanoseconds rechenzeit(pid_t pid) noexcept {
     if (::clock_getcpuclockid(pid, &uhr) != 0 || ::clock_gettime(uhr, &zeit) != 0)
         return {};
     return std::chrono::seconds{zeit.tv_sec} + std::chrono::nanoseconds{zeit.tv_nsec};
+}
+
+std::size_t groesse(pid_t pid) noexcept {
+    std::array<char, 64> pfad{};
+    (void)std::snprintf(pfad.data(), pfad.size(), "/proc/%d/statm", static_cast<int>(pid));
+    Deskriptor const datei{::open(pfad.data(), O_RDONLY | O_CLOEXEC)};
+    std::array<char, 128> zeile{};
+    unsigned long gesamt = 0;
+    unsigned long anwesend = 0;
+    // Size and resident size in pages, in decimal.
+    if (!datei || ::read(datei.get(), zeile.data(), zeile.size() - 1) <= 0 ||
+        std::sscanf(zeile.data(), "%lu %lu", &gesamt, &anwesend) != 2)
+        return 0;
+    return anwesend * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+bool istKind(pid_t pid) noexcept {
+    siginfo_t lage{};
+    return ::waitid(P_PID, static_cast<id_t>(pid), &lage, WEXITED | WNOHANG | WNOWAIT) == 0;
 }
 
 bool geendet(pid_t pid, int& status) noexcept {

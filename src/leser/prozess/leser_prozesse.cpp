@@ -1,24 +1,30 @@
 // Map of this file
 //
-//   lesen()    on the caller's thread: take a reader (hole), give it the file, wait for its answer, put it back.
-//   Waerter    the one thread that starts readers, ends those that have been idle for too long, and waits for
-//              the dead. Callers order a start and wait for it.
+//   lesen()    on the caller's thread: have a child born for the file (geboren), wait for its answer, kill it.
+//   Waerter    the one thread that starts the template, ends it when it has been idle for too long, and waits for
+//              the dead. Whoever needs a template orders it and waits.
 //
-// A reader is at any time in exactly one place: `frei` (idle), on a caller's stack (working), or `sterbende`
-// (told to end, or killed, and not yet waited for). Process numbers stay ours until they are waited for, so a
-// kill never hits a stranger.
+// Each file has a pipe that is made here. Its writing end goes to the template together with the file, and so to the one
+// child that is forked for them; nobody else can answer for the file, and its end is the child's end.
+//
+// All processes are children of this one, also those that the template forks. A child is at any time in exactly one
+// place: on a caller's stack (working) or in `sterbende` (told to end, or killed, and not yet waited for). Process
+// numbers stay ours until they are waited for, so a kill never hits a stranger.
 #include "leser_prozesse.h"
 
+#include "leser/protokoll/ende.h"
 #include "grundlage/datei.h"
 #include "grundlage/protokoll.h"
 #include "kindprozess.h"
 #include "leser/protokoll/nachricht.h"
+#include "leser/protokoll/sanitizer.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,8 +34,8 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstring>
-#include <deque>
 #include <exception>
+#include <expected>
 #include <filesystem>
 #include <limits>
 #include <mutex>
@@ -51,26 +57,36 @@ constexpr std::chrono::milliseconds totenschau{10}; // How often the dying are l
 /// A process that closed its channel is about to be gone; this long its cause of death is waited for.
 constexpr std::chrono::milliseconds fristUrsache{500};
 
-struct Prozess {
-    Kindprozess kind;
-    Rang rang;
-    bool bereit{false};
-    unsigned dateien{0};
-    std::uint32_t nummer{0};
+constexpr std::chrono::milliseconds blickAbstand{100}; // How often a child's size is looked at.
+constexpr std::chrono::seconds geburtsfrist{30};       // A fork takes a millisecond.
+
+struct Vorlage {
+    Kindprozess prozess;
+    std::uint32_t nummer{0}; ///< Of the last order.
+    Texterkennung::Sprachstand sprachstand{Texterkennung::Sprachstand::keine};
 };
 
-Prozess entnommen(std::optional<Prozess>& prozess) {
-    auto besitz = std::move(*prozess);
-    prozess.reset();
-    return besitz;
-}
+/// A child that reads a file for us.
+struct Kind {
+    pid_t pid{-1};
+    Deskriptor pipe;
+    std::uint32_t nummer{0};
+};
 
 enum class Ausgang {
     fertig,
     gestorben,
     unsinn,
-    frist,
+    rechenfrist,
+    wandfrist,
+    zuGross,
     beendet, ///< beenden() was called.
+};
+
+struct Schranken {
+    std::chrono::milliseconds wandfrist;
+    std::chrono::milliseconds rechenfrist;
+    std::size_t speicher{std::numeric_limits<std::size_t>::max()};
 };
 
 /// The path for the log, as the kernel knows it, fit for one line.
@@ -88,10 +104,12 @@ int alsMillisekunden(Uhr::duration dauer) {
     return static_cast<int>(std::clamp<std::int64_t>(ms, 0, std::numeric_limits<int>::max()));
 }
 
-bool auftragSenden(int kanal, leser::protokoll::Auftrag const& auftrag, int deskriptor) {
+/// 0, or errno.
+int auftragSenden(int kanal, leser::protokoll::Auftrag const& auftrag, int datei, int pipe) {
+    std::array const beide{datei, pipe};
     auto bytes = leser::protokoll::alsBytes(auftrag);
     iovec stueck{bytes.data(), bytes.size()};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> beilage{};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof beide)> beilage{};
     msghdr nachricht{};
     nachricht.msg_iov = &stueck;
     nachricht.msg_iovlen = 1;
@@ -100,16 +118,28 @@ bool auftragSenden(int kanal, leser::protokoll::Auftrag const& auftrag, int desk
     auto* const kopf = CMSG_FIRSTHDR(&nachricht);
     kopf->cmsg_level = SOL_SOCKET;
     kopf->cmsg_type = SCM_RIGHTS;
-    kopf->cmsg_len = CMSG_LEN(sizeof(int));
-    std::memcpy(CMSG_DATA(kopf), &deskriptor, sizeof deskriptor);
+    kopf->cmsg_len = CMSG_LEN(sizeof beide);
+    std::memcpy(CMSG_DATA(kopf), beide.data(), sizeof beide);
     // The channel is empty whenever this is sent, so sixteen bytes always fit.
-    return ::sendmsg(kanal, &nachricht, MSG_NOSIGNAL | MSG_DONTWAIT) == static_cast<ssize_t>(bytes.size());
+    return ::sendmsg(kanal, &nachricht, MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size()) ? 0 : errno;
 }
 
-/// Whether an idle reader is as it was left: it neither ended nor said anything.
+/// Whether an idle template is as it was left: it neither ended nor said anything.
 bool still(int kanal) {
     pollfd lage{kanal, POLLIN, 0};
     return ::poll(&lage, 1, 0) == 0;
+}
+
+Texterkennung::Lesung stoerung(Texterkennung::Lesung::Art art) {
+    return {.art = art};
+}
+
+Texterkennung::Lesung ohneLeser(std::string_view warum) {
+    return {
+        .art = Texterkennung::Lesung::Art::ohneLeser,
+        .grund = fmt::format(
+            "Belege können nicht gelesen werden: {}. Es wurde nichts gesendet, was nicht gelesen ist.",
+            warum)};
 }
 
 } // namespace
@@ -152,18 +182,17 @@ struct LeserProzesse::Innen {
     void beenden() noexcept;
 
     // On the caller's thread.
-    std::optional<Prozess> hole();
-    void zurueck(Prozess prozess);
-    void verabschieden(Prozess prozess);
-    std::string toeten(Prozess prozess);
-    bool bereitAbwarten(std::optional<Prozess>& prozess);
-    std::optional<Texterkennung::Lesung> lesenMit(
-        std::optional<Prozess>& prozess, int deskriptor, Texterkennung::Dateiart art);
+    std::expected<Kind, Texterkennung::Lesung> geboren(int deskriptor, Texterkennung::Dateiart art);
+    std::expected<Kind, Texterkennung::Lesung> gebaeren(int deskriptor, Texterkennung::Dateiart art);
+    std::optional<Texterkennung::Lesung> vorlageHolen();
+    std::optional<Texterkennung::Lesung> vorlageStarten();
+    void vorlageAufgeben();
+    Texterkennung::Lesung antwortAbwarten(Kind& kind, int deskriptor, Texterkennung::Dateiart art);
+    Texterkennung::Lesung beurteilt(Ausgang ausgang, std::optional<int> status, int deskriptor);
+    std::optional<int> toeten(pid_t pid, Deskriptor kanal, bool erwartet);
     template<typename Nimm>
-    Ausgang empfange(
-        Prozess const& prozess, std::chrono::milliseconds wandfrist, std::chrono::milliseconds rechenfrist,
-        Nimm const& nimm) const;
-    void startfehlerMelden(std::string const& grund);
+    Ausgang empfange(pid_t pid, int kanal, Schranken const& schranken, Nimm const& nimm) const;
+    Texterkennung::Lesung startfehler(std::string_view satz, std::string const& grund);
     void riegelMelden(leser::protokoll::Riegel riegel);
 
     // On the thread of the keeper.
@@ -172,14 +201,9 @@ struct LeserProzesse::Innen {
     void bestatten();
 
     struct Bestellung {
-        Rang rang;
         bool erledigt{false};
-        std::optional<Prozess> prozess;
+        std::optional<Kindprozess> prozess;
         int fehler{0};
-    };
-    struct Ruhender {
-        Prozess prozess;
-        Uhr::time_point seit;
     };
     struct Sterbender {
         pid_t pid;
@@ -190,21 +214,32 @@ struct LeserProzesse::Innen {
 
     Vorgaben const vorgaben;
     std::string const programm;
-    Deskriptor const programmdatei; // O_PATH
-    Deskriptor const endzeichen;    // Readable once beenden() was called.
+    Deskriptor programmdatei;            // O_PATH. Used by the keeper only.
+    std::atomic<bool> neuOeffnen{false}; // It did not start; by now there may be one in its place that does.
+    Deskriptor const endzeichen;         // Readable once beenden() was called.
     std::atomic<bool> beendet{false};
-    std::atomic<bool> startfehlerGemeldet{false};
     std::once_flag riegelGemeldet;
     std::once_flag sprachstandGemeldet;
     std::once_flag unbrauchbarGemeldet;
+
+    // Taken before `sperre`, and for as long as a template starts.
+    std::mutex vorlagensperre;
+    // Guarded by vorlagensperre.
+    std::optional<Vorlage> vorlage;
+    bool startfehlerGemeldet{false};
+    std::optional<Texterkennung::Lesung>
+        fehlstart; ///< What the last start came to, unless it was a template.
+    Uhr::time_point fehlstartZeit{};
 
     std::mutex sperre;
     std::condition_variable fuerWaerter;
     std::condition_variable fuerBesteller;
     // Guarded by sperre.
-    std::vector<Ruhender> frei;
-    std::deque<Bestellung*> bestellungen;
+    Bestellung* bestellung{nullptr};
     std::vector<Sterbender> sterbende;
+    unsigned lesende{0};
+    bool vorlageDa{false};
+    Uhr::time_point ruhtSeit{};
     bool schluss{false};
 
     std::thread waerter;
@@ -212,91 +247,51 @@ struct LeserProzesse::Innen {
 
 // -------------------------------------------------------------------------------------------- the caller's side
 
-std::optional<Prozess> LeserProzesse::Innen::hole() {
-    Bestellung bestellung{.rang = Rang::desFadens()};
-    std::unique_lock schloss{sperre};
-    while (true) {
-        auto const stelle =
-            std::ranges::find_if(frei, [&](Ruhender const& r) { return r.prozess.rang == bestellung.rang; });
-        if (stelle == frei.end())
-            break;
-        auto prozess = std::move(stelle->prozess);
-        frei.erase(stelle);
-        if (still(prozess.kind.kanal.get()))
-            return prozess;
-        schloss.unlock();
-        (void)toeten(std::move(prozess)); // Died in its sleep, and took no file with it.
-        schloss.lock();
-    }
-    bestellungen.push_back(&bestellung);
-    fuerWaerter.notify_all();
-    fuerBesteller.wait(schloss, [&] { return bestellung.erledigt; });
-    if (!bestellung.prozess)
-        startfehlerMelden(std::strerror(bestellung.fehler));
-    return std::move(bestellung.prozess);
-}
-
-void LeserProzesse::Innen::zurueck(Prozess prozess) {
-    if (prozess.dateien >= vorgaben.dateienJeLeser || beendet) {
-        verabschieden(std::move(prozess));
-        return;
-    }
-    std::scoped_lock const gesperrt{sperre};
-    frei.push_back({std::move(prozess), Uhr::now()});
-    fuerWaerter.notify_all();
-}
-
-/// Lets a reader without work end by itself.
-void LeserProzesse::Innen::verabschieden(Prozess prozess) {
-    prozess.kind.kanal = Deskriptor{};
-    std::scoped_lock const gesperrt{sperre};
-    sterbende.push_back({prozess.kind.pid, {}, Uhr::now() + gnadenfrist});
-    fuerWaerter.notify_all();
-}
-
-/// Kills a reader; returns what it had died of already, nothing when it had not.
-std::string LeserProzesse::Innen::toeten(Prozess prozess) {
+/// Kills a process and leaves it to the keeper. `erwartet`: it is about to end by itself, and what of is wanted; the
+/// status as waitpid() has it, nothing when it had not ended.
+std::optional<int> LeserProzesse::Innen::toeten(pid_t pid, Deskriptor kanal, bool erwartet) {
     int status = 0;
     auto const ende = Uhr::now() + fristUrsache;
-    pollfd lage{prozess.kind.kanal.get(), 0, 0};
-    if (::poll(&lage, 1, 0) > 0) // Hung up: it is about to be gone.
-        while (Uhr::now() < ende) {
-            if (geendet(prozess.kind.pid, status))
-                return todesursache(status);
-            std::this_thread::sleep_for(std::chrono::milliseconds{1});
-        }
-    (void)::kill(prozess.kind.pid, SIGKILL);
+    while (erwartet && Uhr::now() < ende) {
+        if (geendet(pid, status))
+            return status;
+        std::this_thread::sleep_for(std::chrono::milliseconds{1});
+    }
+    (void)::kill(pid, SIGKILL);
     std::scoped_lock const gesperrt{sperre};
-    sterbende.push_back({prozess.kind.pid, std::move(prozess.kind.kanal), Uhr::now(), true});
+    sterbende.push_back({pid, std::move(kanal), Uhr::now(), true});
     fuerWaerter.notify_all();
-    return {};
+    return std::nullopt;
 }
 
 /// Reads from the channel until `nimm` has enough. `nimm(bytes)` returns how many more it wants, 0 for enough,
 /// nothing for nonsense; it is called once without bytes.
 template<typename Nimm>
 Ausgang LeserProzesse::Innen::empfange(
-    Prozess const& prozess, std::chrono::milliseconds wandfrist, std::chrono::milliseconds rechenfrist,
-    Nimm const& nimm) const {
-    auto const wandEnde = Uhr::now() + wandfrist;
-    auto const rechenEnde = rechenzeit(prozess.kind.pid) + rechenfrist;
-    std::array<std::uint8_t, 16'384> puffer; // NOLINT(*-member-init): filled by recv().
+    pid_t pid, int kanal, Schranken const& schranken, Nimm const& nimm) const {
+    auto const wandEnde = Uhr::now() + schranken.wandfrist;
+    auto const rechenEnde = rechenzeit(pid) + schranken.rechenfrist;
+    bool const bewacht = schranken.speicher != std::numeric_limits<std::size_t>::max();
+    std::array<std::uint8_t, 16'384> puffer; // NOLINT(*-member-init): filled by read().
     std::optional<std::size_t> noch = nimm(std::span<std::uint8_t const>{});
     while (noch && *noch > 0) {
         // One thread uses no more processor time than time passes, so it need not be looked at sooner.
-        auto const rest =
-            std::min<Uhr::duration>(wandEnde - Uhr::now(), rechenEnde - rechenzeit(prozess.kind.pid));
+        Uhr::duration const wandrest = wandEnde - Uhr::now();
+        Uhr::duration rest = std::min<Uhr::duration>(wandrest, rechenEnde - rechenzeit(pid));
         if (rest <= Uhr::duration::zero())
-            return Ausgang::frist;
-        std::array<pollfd, 2> lage{{{prozess.kind.kanal.get(), POLLIN, 0}, {endzeichen.get(), POLLIN, 0}}};
+            return wandrest <= Uhr::duration::zero() ? Ausgang::wandfrist : Ausgang::rechenfrist;
+        if (bewacht)
+            rest = std::min<Uhr::duration>(rest, blickAbstand);
+        std::array<pollfd, 2> lage{{{kanal, POLLIN, 0}, {endzeichen.get(), POLLIN, 0}}};
         if (::poll(lage.data(), lage.size(), alsMillisekunden(rest)) < 0 && errno != EINTR)
             return Ausgang::gestorben;
         if (beendet)
             return Ausgang::beendet;
+        if (bewacht && groesse(pid) > schranken.speicher)
+            return Ausgang::zuGross;
         if (lage[0].revents == 0)
             continue;
-        auto const n =
-            ::recv(prozess.kind.kanal.get(), puffer.data(), std::min(*noch, puffer.size()), MSG_DONTWAIT);
+        auto const n = ::read(kanal, puffer.data(), std::min(*noch, puffer.size()));
         if (n < 0 && (errno == EAGAIN || errno == EINTR))
             continue;
         if (n <= 0)
@@ -306,123 +301,270 @@ Ausgang LeserProzesse::Innen::empfange(
     return noch ? Ausgang::fertig : Ausgang::unsinn;
 }
 
-/// Takes `prozess` away when it does not become ready.
-bool LeserProzesse::Innen::bereitAbwarten(std::optional<Prozess>& prozess) {
-    std::vector<std::uint8_t> bytes;
+/// Nobody can read for now; said once in the log until a template starts again.
+Texterkennung::Lesung LeserProzesse::Innen::startfehler(std::string_view satz, std::string const& grund) {
+    if (!std::exchange(startfehlerGemeldet, true))
+        quillmate::protokoll(fmt::format(
+            "Texterkennung: der Leseprozess {} lässt sich nicht starten ({}); Dateien werden nicht gelesen",
+            programm, grund));
+    neuOeffnen = true;
+    fehlstart = ohneLeser(satz);
+    fehlstartZeit = Uhr::now();
+    return *fehlstart;
+}
+
+void LeserProzesse::Innen::vorlageAufgeben() {
+    if (vorlage)
+        (void)toeten(vorlage->prozess.pid, std::move(vorlage->prozess.kanal), false);
+    vorlage.reset();
+}
+
+/// Nothing when there is a template now. Called with vorlagensperre held.
+std::optional<Texterkennung::Lesung> LeserProzesse::Innen::vorlageHolen() {
+    if (vorlage && still(vorlage->prozess.kanal.get()))
+        return std::nullopt;
+    vorlageAufgeben(); // It died while it had nothing to do, and took no file with it.
+    if (fehlstart && Uhr::now() - fehlstartZeit < vorgaben.startpause)
+        return fehlstart;
+    auto fehler = vorlageStarten();
+    if (!fehler) {
+        fehlstart.reset();
+        startfehlerGemeldet = false;
+    }
+    return fehler;
+}
+
+std::optional<Texterkennung::Lesung> LeserProzesse::Innen::vorlageStarten() {
+    Bestellung eigene;
+    {
+        std::unique_lock schloss{sperre};
+        bestellung = &eigene;
+        fuerWaerter.notify_all();
+        fuerBesteller.wait(schloss, [&] { return eigene.erledigt; });
+    }
+    if (!eigene.prozess) {
+        if (eigene.fehler == EAGAIN || eigene.fehler == ENOMEM || eigene.fehler == EMFILE ||
+            eigene.fehler == ENFILE)
+            return stoerung(Texterkennung::Lesung::Art::ohneMittel);
+        return startfehler(
+            "das Programm „quillmate-leser“ fehlt oder lässt sich nicht starten; bitte Quillmate neu "
+            "installieren",
+            std::strerror(eigene.fehler));
+    }
+    vorlage.emplace(Vorlage{.prozess = std::move(*eigene.prozess)});
     std::optional<leser::protokoll::Bereitschaft> bereitschaft;
     auto const ausgang = empfange(
-        *prozess, vorgaben.startfrist, vorgaben.startfrist,
-        [&](std::span<std::uint8_t const> stueck) -> std::optional<std::size_t> {
-            bytes.insert(bytes.end(), stueck.begin(), stueck.end());
-            if (bytes.size() < leser::protokoll::kopfBytes)
-                return protokoll::kopfBytes - bytes.size();
+        vorlage->prozess.pid, vorlage->prozess.kanal.get(),
+        {.wandfrist = vorgaben.startfrist, .rechenfrist = vorgaben.startfrist},
+        [&](std::span<std::uint8_t const> bytes) -> std::optional<std::size_t> {
+            if (bytes.empty())
+                return protokoll::kopfBytes;
             bereitschaft = leser::protokoll::bereitschaftAus(bytes);
             return bereitschaft ? std::optional<std::size_t>{0} : std::nullopt;
         });
     if (ausgang != Ausgang::fertig) {
-        auto const ursache = toeten(entnommen(prozess));
-        if (ausgang == Ausgang::frist)
-            startfehlerMelden("er wird nicht bereit");
-        else if (ausgang == Ausgang::unsinn)
-            startfehlerMelden("er gehört zu einer anderen Fassung");
-        else if (ausgang == Ausgang::gestorben)
-            startfehlerMelden(ursache.empty() ? "er hat sich abgemeldet" : ursache);
-        return false;
+        auto const status =
+            toeten(vorlage->prozess.pid, std::move(vorlage->prozess.kanal), ausgang == Ausgang::gestorben);
+        vorlage.reset();
+        if (ausgang == Ausgang::beendet)
+            return stoerung(Texterkennung::Lesung::Art::gestoppt);
+        if (ausgang == Ausgang::unsinn)
+            return startfehler(
+                "das Programm „quillmate-leser“ gehört zu einer anderen Fassung; bitte Quillmate neu "
+                "installieren",
+                "er gehört zu einer anderen Fassung");
+        if (ausgang != Ausgang::gestorben)
+            return startfehler("das Programm „quillmate-leser“ wird nicht bereit", "er wird nicht bereit");
+        if (status && WIFSIGNALED(*status) && WTERMSIG(*status) == SIGKILL)
+            return stoerung(Texterkennung::Lesung::Art::gestoert);
+        return startfehler(
+            "das Programm „quillmate-leser“ endet sofort; bitte Quillmate neu installieren",
+            status ? todesursache(*status) : "er hat sich abgemeldet");
     }
-    prozess->bereit = true;
-    startfehlerGemeldet = false;
+    if (!bereitschaft->riegel.seccomp && !protokoll::mitSanitizer) {
+        vorlageAufgeben();
+        return startfehler(
+            "dieses System kann Leseprozesse nicht einschließen (Seccomp fehlt)",
+            "Seccomp fehlt, und ohne Seccomp wird nichts Fremdes gelesen");
+    }
     riegelMelden(bereitschaft->riegel);
+    vorlage->sprachstand = bereitschaft->sprachstand;
     std::call_once(sprachstandGemeldet, [&] { Texterkennung::sprachstandMelden(bereitschaft->sprachstand); });
     if (bereitschaft->sprachstand == Texterkennung::Sprachstand::keine)
         std::call_once(unbrauchbarGemeldet, [] {}); // Said already.
-    return true;
-}
-
-void LeserProzesse::Innen::startfehlerMelden(std::string const& grund) {
-    if (!startfehlerGemeldet.exchange(true))
-        quillmate::protokoll(fmt::format(
-            "Texterkennung: der Leseprozess {} lässt sich nicht starten ({}); Dateien werden nicht gelesen",
-            programm, grund));
+    return std::nullopt;
 }
 
 void LeserProzesse::Innen::riegelMelden(leser::protokoll::Riegel riegel) {
-    if (riegel == leser::protokoll::Riegel{true, true, true})
+    if (riegel.landlock || protokoll::mitSanitizer)
         return;
-    std::call_once(riegelGemeldet, [&] {
-        std::string fehlend;
-        for (auto const& [da, name] :
-             {std::pair{riegel.landlock, "Landlock"}, std::pair{riegel.seccomp, "Seccomp"},
-              std::pair{riegel.speichergrenze, "Speichergrenze"}})
-            if (!da)
-                fehlend.append(fehlend.empty() ? "" : ", ").append(name);
-        quillmate::protokoll(fmt::format(
-            "Texterkennung: dieses System kann die Leseprozesse nicht ganz einschließen (es fehlt: {})",
-            fehlend));
+    std::call_once(riegelGemeldet, [] {
+        quillmate::protokoll(
+            "Texterkennung: dieses System kann die Leseprozesse nicht ganz einschließen (es fehlt: "
+            "Landlock)");
     });
 }
 
-Texterkennung::Lesung LeserProzesse::Innen::lesen(int deskriptor, Texterkennung::Dateiart art) {
-    std::optional<Prozess> prozess;
-    try {
-        while (!beendet) {
-            prozess = hole();
-            if (!prozess || (!prozess->bereit && !bereitAbwarten(prozess)))
-                break;
-            if (auto lesung = lesenMit(prozess, deskriptor, art))
-                return *std::move(lesung);
-        }
-    } catch (...) {
-        if (prozess)
-            (void)toeten(entnommen(prozess));
-        throw;
+/// One attempt, with vorlagensperre held and a template there. The template is given up when it does not do as it should.
+std::expected<Kind, Texterkennung::Lesung> LeserProzesse::Innen::gebaeren(
+    int deskriptor, Texterkennung::Dateiart art) {
+    std::array<int, 2> enden{};
+    if (::pipe2(enden.data(), O_CLOEXEC) != 0)
+        return std::unexpected(stoerung(Texterkennung::Lesung::Art::ohneMittel));
+    Kind kind{.pipe = Deskriptor{enden[0]}, .nummer = ++vorlage->nummer};
+    Deskriptor schreibend{enden[1]};
+    (void)::fcntl(kind.pipe.get(), F_SETFL, O_NONBLOCK); // Of this end only.
+    auto const kanal = vorlage->prozess.kanal.get();
+    if (int const fehler = auftragSenden(kanal, {kind.nummer, art}, deskriptor, schreibend.get());
+        fehler != 0) {
+        vorlageAufgeben();
+        return std::unexpected(stoerung(
+            fehler == EPIPE || fehler == ECONNRESET ? Texterkennung::Lesung::Art::gestoert
+                                                    : Texterkennung::Lesung::Art::ohneMittel));
     }
-    return {Texterkennung::Lesung::Art::ohneLeser, std::nullopt};
+    schreibend = Deskriptor{}; // From here on the pipe ends with the child.
+    std::optional<leser::protokoll::Geburt> geburt;
+    auto const ausgang = empfange(
+        vorlage->prozess.pid, kanal, {.wandfrist = geburtsfrist, .rechenfrist = geburtsfrist},
+        [&](std::span<std::uint8_t const> bytes) -> std::optional<std::size_t> {
+            if (bytes.empty())
+                return protokoll::kopfBytes;
+            geburt = leser::protokoll::geburtAus(bytes);
+            return geburt && geburt->nummer == kind.nummer ? std::optional<std::size_t>{0} : std::nullopt;
+        });
+    if (ausgang != Ausgang::fertig || (geburt->pid != 0 && !istKind(geburt->pid))) {
+        vorlageAufgeben();
+        return std::unexpected(stoerung(
+            ausgang == Ausgang::beendet ? Texterkennung::Lesung::Art::gestoppt
+                                        : Texterkennung::Lesung::Art::gestoert));
+    }
+    if (geburt->pid == 0)
+        return std::unexpected(stoerung(Texterkennung::Lesung::Art::ohneMittel));
+    kind.pid = geburt->pid;
+    return kind;
 }
 
-/// Nothing when the reader had ended before it saw the file.
-std::optional<Texterkennung::Lesung> LeserProzesse::Innen::lesenMit(
-    std::optional<Prozess>& prozess, int deskriptor, Texterkennung::Dateiart art) {
-    auto const nummer = ++prozess->nummer;
-    if (!auftragSenden(prozess->kind.kanal.get(), {nummer, art}, deskriptor)) {
-        auto const fehler = errno;
-        (void)toeten(entnommen(prozess));
-        if (fehler == EPIPE || fehler == ECONNRESET)
-            return std::nullopt;
-        return Texterkennung::Lesung{Texterkennung::Lesung::Art::ohneMittel, std::nullopt};
-    }
-    ++prozess->dateien;
-    leser::protokoll::AntwortEingang eingang{nummer};
-    auto const ausgang = empfange(
-        *prozess, vorgaben.wandfrist, vorgaben.rechenfrist,
-        [&](std::span<std::uint8_t const> stueck) -> std::optional<std::size_t> {
-            if (eingang.nimm(stueck) == leser::protokoll::AntwortEingang::Stand::falsch)
-                return std::nullopt;
-            return eingang.noch();
-        });
-    if (ausgang == Ausgang::fertig) {
-        if (eingang.lesung().art == Texterkennung::Lesung::Art::ohneMotor)
-            std::call_once(unbrauchbarGemeldet, [] {
-                Texterkennung::sprachstandMelden(Texterkennung::Sprachstand::unbrauchbar);
-            });
-        // One that ran out of memory may be full of something.
-        if (eingang.lesung().art == Texterkennung::Lesung::Art::ohneMittel)
-            verabschieden(entnommen(prozess));
+std::expected<Kind, Texterkennung::Lesung> LeserProzesse::Innen::geboren(
+    int deskriptor, Texterkennung::Dateiart art) {
+    // A template may be killed like any other process; another one takes the order.
+    constexpr int versuche = 3;
+    auto ergebnis = std::expected<Kind, Texterkennung::Lesung>{
+        std::unexpect, stoerung(Texterkennung::Lesung::Art::gestoppt)};
+    std::scoped_lock const gesperrt{vorlagensperre};
+    for (int versuch = 0; versuch < versuche && !beendet; ++versuch) {
+        if (auto fehler = vorlageHolen())
+            ergebnis = std::unexpected(*std::move(fehler));
         else
-            zurueck(entnommen(prozess));
-        return eingang.lesung();
+            ergebnis = gebaeren(deskriptor, art);
+        if (ergebnis || ergebnis.error().art != Texterkennung::Lesung::Art::gestoert)
+            break;
     }
-    auto const ursache = toeten(entnommen(prozess));
-    if (ausgang == Ausgang::beendet)
-        return Texterkennung::Lesung{Texterkennung::Lesung::Art::ohneLeser, std::nullopt};
-    std::string was = "hat zu lange gebraucht";
-    if (ausgang == Ausgang::unsinn)
-        was = "hat Unsinn geantwortet";
-    else if (ausgang == Ausgang::gestorben)
-        was = "ist daran gestorben" + (ursache.empty() ? "" : " (" + ursache + ")");
-    quillmate::protokoll(fmt::format(
-        "Texterkennung: {}: der Leseprozess {}; die Datei gilt als Datei ohne Text", dateiname(deskriptor),
-        was));
-    return Texterkennung::Lesung{};
+    {
+        std::scoped_lock const auch{sperre};
+        vorlageDa = vorlage.has_value();
+    }
+    return ergebnis;
+}
+
+Texterkennung::Lesung LeserProzesse::Innen::antwortAbwarten(
+    Kind& kind, int deskriptor, Texterkennung::Dateiart art) {
+    rangGeben(kind.pid, Rang::desFadens());
+    leser::protokoll::AntwortEingang eingang{kind.nummer};
+    auto ausgang = Ausgang::gestorben;
+    try {
+        ausgang = empfange(
+            kind.pid, kind.pipe.get(),
+            {.wandfrist = vorgaben.wandfrist,
+             .rechenfrist = vorgaben.rechenfrist,
+             .speicher = art == Texterkennung::Dateiart::pdf ? vorgaben.speicherPdf : vorgaben.speicherBild},
+            [&](std::span<std::uint8_t const> stueck) -> std::optional<std::size_t> {
+                if (eingang.nimm(stueck) == leser::protokoll::AntwortEingang::Stand::falsch)
+                    return std::nullopt;
+                return eingang.noch();
+            });
+    } catch (...) {
+        (void)toeten(kind.pid, std::move(kind.pipe), false);
+        throw;
+    }
+    // Whatever else it has in mind: one answer is all that it may give, and then it ends.
+    auto const status = toeten(kind.pid, std::move(kind.pipe), ausgang == Ausgang::gestorben);
+    if (ausgang != Ausgang::fertig)
+        return beurteilt(ausgang, status, deskriptor);
+    auto lesung = eingang.lesung();
+    if (lesung.art == Texterkennung::Lesung::Art::ohneMotor) {
+        std::call_once(unbrauchbarGemeldet, [] {
+            Texterkennung::sprachstandMelden(Texterkennung::Sprachstand::unbrauchbar);
+        });
+        lesung.grund =
+            "Die Sprachdaten der Texterkennung fehlen oder sind unbrauchbar; Bilder und Scans werden nicht "
+            "gelesen. Bitte die Pakete tesseract-ocr-deu und tesseract-ocr-eng installieren.";
+    }
+    return lesung;
+}
+
+/// What the end of a child without an answer says about its file.
+Texterkennung::Lesung LeserProzesse::Innen::beurteilt(
+    Ausgang ausgang, std::optional<int> status, int deskriptor) {
+    auto const melden = [&](std::string_view was, std::string_view folge) {
+        quillmate::protokoll(
+            fmt::format("Texterkennung: {}: der Leseprozess {}; {}", dateiname(deskriptor), was, folge));
+    };
+    constexpr std::string_view ohneText = "die Datei gilt als Datei ohne Text";
+    constexpr std::string_view spaeter = "die Datei ist jetzt nicht lesbar";
+    switch (ausgang) {
+    case Ausgang::beendet:
+        return stoerung(Texterkennung::Lesung::Art::gestoppt);
+    case Ausgang::wandfrist: // It slept, or its file system hangs; the bytes would not have kept it.
+        melden("ist in der Zeit nicht fertig geworden, ohne zu rechnen", spaeter);
+        return stoerung(Texterkennung::Lesung::Art::gestoert);
+    case Ausgang::gestorben: {
+        bool const signal = status && WIFSIGNALED(*status);
+        int const nummer = !status ? 0 : signal ? WTERMSIG(*status) : WEXITSTATUS(*status);
+        if (status && !signal && nummer == protokoll::endeOhneRiegel)
+            return ohneLeser("dieses System kann Leseprozesse nicht einschließen (Seccomp fehlt)");
+        // Nothing in a child sends itself this one, and we had not yet: the kernel, short of memory, or somebody else.
+        if ((signal && nummer == SIGKILL) || (status && !signal && nummer == protokoll::endeVonAussen)) {
+            melden(signal ? "wurde von außen getötet" : "wurde von außen beendet", spaeter);
+            return stoerung(Texterkennung::Lesung::Art::gestoert);
+        }
+        melden(
+            status ? fmt::format("ist daran gestorben ({})", todesursache(*status)) : "hat sich abgemeldet",
+            ohneText);
+        return {};
+    }
+    case Ausgang::unsinn:
+        melden("hat Unsinn geantwortet", ohneText);
+        return {};
+    case Ausgang::zuGross:
+        melden("ist zu groß geworden", ohneText);
+        return {};
+    case Ausgang::rechenfrist:
+    case Ausgang::fertig:
+        melden("hat zu lange gebraucht", ohneText);
+        return {};
+    }
+    return {};
+}
+
+Texterkennung::Lesung LeserProzesse::Innen::lesen(int deskriptor, Texterkennung::Dateiart art) {
+    struct Anwesenheit { // As long as somebody reads, the template does not rest.
+        Innen& innen;
+        explicit Anwesenheit(Innen& i)
+            : innen(i) {
+            std::scoped_lock const gesperrt{innen.sperre};
+            ++innen.lesende;
+        }
+        Anwesenheit(Anwesenheit const&) = delete;
+        Anwesenheit& operator=(Anwesenheit const&) = delete;
+        ~Anwesenheit() {
+            std::scoped_lock const gesperrt{innen.sperre};
+            --innen.lesende;
+            innen.ruhtSeit = Uhr::now();
+            innen.fuerWaerter.notify_all();
+        }
+    } const anwesenheit{*this};
+    auto kind = geboren(deskriptor, art);
+    return kind ? antwortAbwarten(*kind, deskriptor, art) : std::move(kind).error();
 }
 
 void LeserProzesse::Innen::beenden() noexcept {
@@ -435,30 +577,25 @@ void LeserProzesse::Innen::beenden() noexcept {
 
 /// Starts what was ordered. Starting takes some milliseconds, during which the lock is open.
 void LeserProzesse::Innen::starten(std::unique_lock<std::mutex>& schloss) {
-    while (!bestellungen.empty()) {
-        auto* const bestellung = bestellungen.front();
-        bestellungen.pop_front();
-        schloss.unlock();
-        std::optional<Prozess> prozess;
-        int fehler = ENOENT;
-        try {
-            if (auto kind = programmdatei ? kindStarten(programmdatei.get()) : std::nullopt) {
-                rangGeben(kind->pid, bestellung->rang);
-                prozess.emplace();
-                prozess->kind = std::move(*kind);
-                prozess->rang = bestellung->rang;
-            } else if (programmdatei) {
-                fehler = errno;
-            }
-        } catch (std::exception const&) {
-            fehler = ENOMEM;
-        }
-        schloss.lock();
-        bestellung->prozess = std::move(prozess);
-        bestellung->fehler = fehler;
-        bestellung->erledigt = true;
-        fuerBesteller.notify_all();
+    auto* const auftrag = std::exchange(bestellung, nullptr);
+    if (auftrag == nullptr)
+        return;
+    schloss.unlock();
+    std::optional<Kindprozess> prozess;
+    int fehler = 0;
+    try {
+        if (neuOeffnen.exchange(false) || !programmdatei)
+            programmdatei = oeffnen(programm, O_PATH);
+        if (!programmdatei || !(prozess = kindStarten(programmdatei.get())))
+            fehler = errno;
+    } catch (std::exception const&) {
+        fehler = ENOMEM;
     }
+    schloss.lock();
+    auftrag->prozess = std::move(prozess);
+    auftrag->fehler = fehler;
+    auftrag->erledigt = true;
+    fuerBesteller.notify_all();
 }
 
 /// Waits for those that have ended and kills those that do not end.
@@ -481,30 +618,34 @@ void LeserProzesse::Innen::waerterarbeit() {
         starten(schloss);
         auto const jetzt = Uhr::now();
         auto naechstes = Uhr::time_point::max();
-        std::erase_if(frei, [&](Ruhender& r) {
-            auto const ende = r.seit + vorgaben.leerlauf;
-            if (ende > jetzt) {
-                naechstes = std::min(naechstes, ende);
-                return false;
+        if (vorlageDa && lesende == 0) {
+            naechstes = ruhtSeit + vorgaben.leerlauf;
+            // Nobody reads, so nobody holds its lock for longer than a moment, nor waits for ours with it.
+            if (naechstes <= jetzt && vorlagensperre.try_lock()) {
+                if (vorlage)
+                    sterbende.push_back({vorlage->prozess.pid, {}, jetzt + gnadenfrist});
+                vorlage.reset(); // Closes its channel.
+                vorlageDa = false;
+                naechstes = Uhr::time_point::max();
+                vorlagensperre.unlock();
+            } else {
+                naechstes = std::max(naechstes, jetzt + totenschau);
             }
-            r.prozess.kind.kanal = Deskriptor{};
-            sterbende.push_back({r.prozess.kind.pid, {}, jetzt + gnadenfrist});
-            return true;
-        });
+        }
         bestatten();
         if (!sterbende.empty())
             naechstes = std::min(naechstes, jetzt + totenschau);
-        if (!bestellungen.empty() || schluss)
+        if (bestellung != nullptr || schluss)
             continue;
         if (naechstes == Uhr::time_point::max())
             fuerWaerter.wait(schloss);
         else
             fuerWaerter.wait_until(schloss, naechstes);
     }
-    // The end of the program: nobody has anything to lose any more.
-    for (auto& r : frei)
-        sterbende.push_back({r.prozess.kind.pid, std::move(r.prozess.kind.kanal), Uhr::now(), true});
-    frei.clear();
+    // The end of the program: nobody has anything to lose any more, and nobody is in lesen().
+    if (vorlage)
+        sterbende.push_back({vorlage->prozess.pid, std::move(vorlage->prozess.kanal), Uhr::now(), true});
+    vorlage.reset();
     for (auto& s : sterbende) {
         (void)::kill(s.pid, SIGKILL);
         s.getoetet = true;
@@ -529,7 +670,7 @@ Texterkennung::Lesung LeserProzesse::lesen(int deskriptor, Texterkennung::Dateia
     try {
         return innen_->lesen(deskriptor, art);
     } catch (std::exception const&) {
-        return {Texterkennung::Lesung::Art::ohneMittel, std::nullopt}; // Memory ran out in this process.
+        return {.art = Texterkennung::Lesung::Art::ohneMittel}; // Memory ran out in this process.
     }
 }
 

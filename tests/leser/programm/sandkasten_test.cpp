@@ -14,6 +14,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -21,6 +22,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace quillmate::Texterkennung {
@@ -132,7 +134,7 @@ TEST_F(Eingeschlossen, NothingButTheChannelCanBeWrittenTo) {
 }
 
 TEST_F(Eingeschlossen, TellingCallsAreDeadly) {
-    for (auto const* befehl : {"socket", "lokal", "ausfuehren", "verfolgen", "toeten"}) {
+    for (auto const* befehl : {"socket", "lokal", "ausfuehren", "verfolgen", "toeten", "verschicken"}) {
         std::optional<std::string> text;
         auto const log = fehlerausgabe([&] { text = versuch(befehl); });
         EXPECT_EQ(text, std::nullopt) << befehl;
@@ -140,29 +142,62 @@ TEST_F(Eingeschlossen, TellingCallsAreDeadly) {
     }
 }
 
-TEST_F(Eingeschlossen, TheLimitsAreSetAndCannotBeRaised) {
-    auto const pid = std::stoi(versuch("pid").value_or("0"));
+/// A child that computes, and is there to be looked at from outside.
+class Angehalten : public Eingeschlossen {
+protected:
+    void SetUp() override {
+        Eingeschlossen::SetUp();
+        if (IsSkipped())
+            return;
+        faden = std::jthread{[this] {
+            (void)leser.lesen(datei.get(), Texterkennung::Dateiart::pdf);
+        }};
+        // It computes only when it is locked up.
+        ASSERT_TRUE(werkzeug::wartenBis([&] {
+            auto const alle = kinder(::getpid());
+            if (alle.size() != 2)
+                return false;
+            vorlage = vorlageUnter(alle);
+            kind = kindUnter(alle);
+            return gerechnet(kind) > std::chrono::milliseconds{50};
+        }));
+    }
+    void TearDown() override { (void)!::pwrite(datei.get(), ".", 1, 7); }
+    Deskriptor datei{alsDatei("warten ")};
+    pid_t vorlage{-1};
+    pid_t kind{-1};
+    std::jthread faden;
+};
+
+TEST_F(Angehalten, TheLimitsAreSetAndCannotBeRaised) {
     // The soft limit and the hard one.
-    EXPECT_THAT(worteNach(pid, "limits", "Max core file size"), ElementsAre("0", "0", "bytes"));
-    EXPECT_THAT(worteNach(pid, "limits", "Max processes"), ElementsAre("0", "0", "processes"));
-    EXPECT_THAT(worteNach(pid, "limits", "Max file size"), ElementsAre("0", "0", "bytes"));
+    EXPECT_THAT(worteNach(kind, "limits", "Max core file size"), ElementsAre("0", "0", "bytes"));
+    EXPECT_THAT(worteNach(kind, "limits", "Max processes"), ElementsAre("0", "0", "processes"));
+    EXPECT_THAT(worteNach(kind, "limits", "Max file size"), ElementsAre("0", "0", "bytes"));
     leser::programm::Sandkastengrenzen const grenzen;
     auto const deskriptoren = std::to_string(grenzen.deskriptoren);
-    EXPECT_THAT(worteNach(pid, "limits", "Max open files"), ElementsAre(deskriptoren, deskriptoren, "files"));
-    auto const speicher = std::to_string(grenzen.speicher_byte);
-    EXPECT_THAT(worteNach(pid, "limits", "Max address space"), ElementsAre(speicher, speicher, "bytes"));
+    EXPECT_THAT(
+        worteNach(kind, "limits", "Max open files"), ElementsAre(deskriptoren, deskriptoren, "files"));
+    auto const raum = std::to_string(grenzen.adressraum);
+    EXPECT_THAT(worteNach(kind, "limits", "Max address space"), ElementsAre(raum, raum, "bytes"));
+    auto const speicher = std::to_string(grenzen.speicherPdf);
+    EXPECT_THAT(worteNach(kind, "limits", "Max data size"), ElementsAre(speicher, speicher, "bytes"));
 }
 
-TEST_F(Eingeschlossen, NoPrivilegeIsLeftAndNoneCanBeGained) {
-    auto const pid = std::stoi(versuch("pid").value_or("0"));
-    for (auto const* name : {"CapInh:", "CapPrm:", "CapEff:", "CapAmb:"})
-        EXPECT_THAT(worteNach(pid, "status", name), ElementsAre("0000000000000000")) << name;
-    EXPECT_THAT(worteNach(pid, "status", "NoNewPrivs:"), ElementsAre("1"));
-    EXPECT_THAT(worteNach(pid, "status", "Seccomp:"), ElementsAre("2")); // By a filter.
+TEST_F(Angehalten, NoPrivilegeIsLeftAndNoneCanBeGained) {
+    for (auto const pid : {vorlage, kind}) {
+        for (auto const* name : {"CapInh:", "CapPrm:", "CapEff:", "CapAmb:"})
+            EXPECT_THAT(worteNach(pid, "status", name), ElementsAre("0000000000000000")) << name;
+        EXPECT_THAT(worteNach(pid, "status", "NoNewPrivs:"), ElementsAre("1"));
+        EXPECT_THAT(worteNach(pid, "status", "Seccomp:"), ElementsAre("2")); // By a filter.
+    }
+    EXPECT_THAT(worteNach(vorlage, "status", "Seccomp_filters:"), ElementsAre("1"));
+    EXPECT_THAT(worteNach(kind, "status", "Seccomp_filters:"), ElementsAre("3"));
 }
 
-TEST_F(Eingeschlossen, ItsUsersOtherProcessesCannotLookIntoIt) {
-    EXPECT_FALSE(durchschaubar(std::stoi(versuch("pid").value_or("0"))));
+TEST_F(Angehalten, ItsUsersOtherProcessesCannotLookIntoIt) {
+    EXPECT_FALSE(durchschaubar(kind));
+    EXPECT_FALSE(durchschaubar(vorlage));
     // An ordinary process without privileges is an open book.
     auto const gewoehnlich = ::fork();
     if (gewoehnlich == 0) {
@@ -175,6 +210,12 @@ TEST_F(Eingeschlossen, ItsUsersOtherProcessesCannotLookIntoIt) {
     EXPECT_TRUE(durchschaubar(gewoehnlich));
     ::kill(gewoehnlich, SIGKILL);
     ::waitpid(gewoehnlich, nullptr, 0);
+}
+
+TEST_F(Angehalten, ForksOfAProcessWithOneThread) {
+    EXPECT_THAT(worteNach(vorlage, "status", "Threads:"), ElementsAre("1"));
+    EXPECT_THAT(worteNach(kind, "status", "Threads:"), ElementsAre("1"));
+    EXPECT_THAT(worteNach(kind, "status", "PPid:"), ElementsAre(std::to_string(::getpid())));
 }
 
 class EinzelneSchicht : public ::testing::Test {
@@ -200,9 +241,9 @@ TEST_F(EinzelneSchicht, LandlockAloneDeniesFilesAndFolders) {
 
 TEST_F(EinzelneSchicht, SeccompAloneDeniesFiles) {
     EXPECT_EQ(
-        imKind([] {
+        imKind([filter = leser::programm::kindfilter(3)] {
             leser::programm::privilegienAblegen();
-            return leser::programm::seccompSchliessen(3)
+            return leser::programm::seccompSchliessen(filter)
                        ? ausgang(::open("/etc/passwd", O_RDONLY | O_CLOEXEC), EPERM)
                        : 1;
         }),
@@ -211,9 +252,9 @@ TEST_F(EinzelneSchicht, SeccompAloneDeniesFiles) {
 
 TEST_F(EinzelneSchicht, SeccompAloneKillsWhoeverWantsASocket) {
     EXPECT_EQ(
-        imKind([] {
+        imKind([filter = leser::programm::kindfilter(3)] {
             leser::programm::privilegienAblegen();
-            if (!leser::programm::seccompSchliessen(3))
+            if (!leser::programm::seccompSchliessen(filter))
                 return 1;
             (void)::socket(AF_INET, SOCK_STREAM, 0);
             return gelungen;
@@ -225,12 +266,32 @@ TEST_F(EinzelneSchicht, TheMemoryLimitDeniesMemory) {
     EXPECT_EQ(
         imKind([] {
             constexpr std::size_t grenze = std::size_t{1} << 30U;
-            if (!leser::programm::speicherBegrenzen(grenze))
+            if (!leser::programm::speicherBegrenzen(Texterkennung::Dateiart::bild, {.adressraum = grenze}))
                 return 1;
             void* const p = ::mmap(nullptr, grenze, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
             return ausgang(p == MAP_FAILED ? -1 : 0, ENOMEM);
         }),
         verweigert);
+}
+
+TEST_F(EinzelneSchicht, APdfsMemoryLimitIsTheSmallerOne) {
+    leser::programm::Sandkastengrenzen const grenzen{
+        .speicherPdf = std::size_t{200} << 20U, .speicherBild = std::size_t{400} << 20U};
+    auto const versuch = [&](Texterkennung::Dateiart art) {
+        return imKind([&] {
+            if (!leser::programm::speicherBegrenzen(art, grenzen))
+                return 1;
+            void* const p = ::mmap(
+                nullptr, std::size_t{300} << 20U, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            return ausgang(p == MAP_FAILED ? -1 : 0, ENOMEM);
+        });
+    };
+    EXPECT_EQ(versuch(Texterkennung::Dateiart::pdf), verweigert);
+    EXPECT_EQ(versuch(Texterkennung::Dateiart::bild), gelungen);
+}
+
+TEST_F(EinzelneSchicht, AFilterThatCannotBeMadeIsNoLockUp) {
+    EXPECT_FALSE(leser::programm::seccompSchliessen({}));
 }
 
 TEST_F(EinzelneSchicht, PrivilegesAreGoneAndTheProcessCannotBeLookedInto) {
@@ -247,7 +308,7 @@ TEST_F(EinzelneSchicht, PrivilegesAreGoneAndTheProcessCannotBeLookedInto) {
                 return 2;
             if (::prctl(PR_GET_DUMPABLE, 0, 0, 0, 0) != 0)
                 return 3;
-            for (auto const was : {RLIMIT_CORE, RLIMIT_NPROC, RLIMIT_FSIZE})
+            for (auto const was : {RLIMIT_CORE, RLIMIT_FSIZE})
                 if (rlimit grenze{};
                     ::getrlimit(was, &grenze) != 0 || grenze.rlim_cur != 0 || grenze.rlim_max != 0)
                     return 4;

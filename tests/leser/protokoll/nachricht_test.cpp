@@ -38,10 +38,21 @@ TEST(Nachricht, OrdersAndReadinessSurviveTheWay) {
         }
 }
 
+TEST(Nachricht, ABirthIsEitherAProcessOrAnErrorAndSurvivesTheWay) {
+    for (leser::protokoll::Geburt const geburt :
+         {leser::protokoll::Geburt{7, 4711, 0}, leser::protokoll::Geburt{0xFEDCBA98, 0, 11}})
+        EXPECT_EQ(leser::protokoll::geburtAus(leser::protokoll::alsBytes(geburt)), geburt);
+    EXPECT_FALSE(leser::protokoll::geburtAus(leser::protokoll::alsBytes(leser::protokoll::Geburt{7, 0, 0})));
+    EXPECT_FALSE(
+        leser::protokoll::geburtAus(leser::protokoll::alsBytes(leser::protokoll::Geburt{7, 4711, 11})));
+    EXPECT_FALSE(leser::protokoll::geburtAus(leser::protokoll::alsBytes(
+        leser::protokoll::Geburt{7, -1, 0}))); // Would kill every process of the user.
+}
+
 TEST(Nachricht, AnswersSurviveTheWayInPiecesOfAnySize) {
     for (auto const art :
          {Texterkennung::Lesung::Art::gelesen, Texterkennung::Lesung::Art::ohneMotor,
-          Texterkennung::Lesung::Art::ohneMittel})
+          Texterkennung::Lesung::Art::ohneMittel, Texterkennung::Lesung::Art::gestoert})
         for (auto const& text :
              {std::optional<std::string>{}, std::optional<std::string>{""},
               std::optional<std::string>{"Gebühr 12,50 €\n"}})

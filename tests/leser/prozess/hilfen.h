@@ -9,6 +9,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -61,6 +62,18 @@ inline std::vector<pid_t> kinder(pid_t pid) {
             alle.push_back(kind);
     }
     return alle;
+}
+
+/// Of the processes, the template: it leads the session that its children are in. -1 without one.
+inline pid_t vorlageUnter(std::vector<pid_t> const& alle) {
+    auto const einer = std::ranges::find_if(alle, [](pid_t pid) { return ::getsid(pid) == pid; });
+    return einer != alle.end() ? *einer : -1;
+}
+
+/// The first one that is not the template; -1 without one.
+inline pid_t kindUnter(std::vector<pid_t> const& alle) {
+    auto const einer = std::ranges::find_if(alle, [](pid_t pid) { return ::getsid(pid) != pid; });
+    return einer != alle.end() ? *einer : -1;
 }
 
 } // namespace quillmate::Texterkennung

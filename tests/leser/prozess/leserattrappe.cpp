@@ -19,6 +19,7 @@
 #include <functional>
 #include <map>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -46,7 +47,7 @@ std::string ausgang(long ergebnis) {
 
 void sende(std::string_view bytes) {
     while (!bytes.empty()) {
-        auto const n = ::send(kanal, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        auto const n = ::write(kanal, bytes.data(), bytes.size());
         if (n <= 0)
             return;
         bytes.remove_prefix(static_cast<std::size_t>(n));
@@ -111,6 +112,23 @@ std::string ausfuehrbar() {
 }
 
 /// Computes until somebody puts a dot behind the word.
+std::string sendmsgMitDeskriptor(int datei) {
+    char byte = 'x';
+    iovec stueck{&byte, 1};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> beilage{};
+    msghdr nachricht{};
+    nachricht.msg_iov = &stueck;
+    nachricht.msg_iovlen = 1;
+    nachricht.msg_control = beilage.data();
+    nachricht.msg_controllen = beilage.size();
+    auto* const kopf = reinterpret_cast<cmsghdr*>(beilage.data());
+    kopf->cmsg_level = SOL_SOCKET;
+    kopf->cmsg_type = SCM_RIGHTS;
+    kopf->cmsg_len = CMSG_LEN(sizeof(int));
+    std::memcpy(CMSG_DATA(kopf), &datei, sizeof datei);
+    return ausgang(::sendmsg(kanal, &nachricht, MSG_NOSIGNAL));
+}
+
 std::string warten(int datei) {
     while (!inhalt(datei).ends_with('.')) {
     }
@@ -124,7 +142,8 @@ public:
         auto const trenner = std::min(text.find(' '), text.size());
         auto const wort = text.substr(0, trenner);
         auto const rest = text.substr(std::min(trenner + 1, text.size()));
-        ++nummer_;
+        // Some orders need to know the number of their file: the template counts from 1.
+        auto const nummer = static_cast<std::uint32_t>(std::strtoul(rest.c_str(), nullptr, 10));
         std::map<std::string, std::function<std::string()>, std::less<>> const befehle{
             {"sag",
              [&] {
@@ -137,6 +156,43 @@ public:
             {"pid",
              [] {
                  return std::to_string(::getpid());
+             }},
+            {"nummer", // How many files this process has seen.
+             [&] {
+                 return std::to_string(++gesehen_);
+             }},
+            {"verschicken",
+             [&] {
+                 return sendmsgMitDeskriptor(datei);
+             }},
+            {"fuer-andere", // An answer under every number that another file may have, and none of its own.
+             [&]() -> std::string {
+                 for (std::uint32_t n = 2; n < 50; ++n)
+                     sende(
+                         leser::protokoll::antwortBytes(n, {Texterkennung::Lesung::Art::gelesen, "gelogen"}));
+                 schlafen();
+             }},
+            {"antworten-und-bleiben",
+             [&]() -> std::string {
+                 sende(leser::protokoll::antwortBytes(
+                     nummer, {Texterkennung::Lesung::Art::gelesen, "geblieben"}));
+                 schlafen();
+             }},
+            {"hinaus", // Every other descriptor that there might be.
+             []() -> std::string {
+                 std::string gelungene;
+                 for (int n = 0; n < 64; ++n)
+                     if (n != kanal && ::write(n, "x", 1) > 0)
+                         gelungene += std::to_string(n) + " ";
+                 return gelungene;
+             }},
+            {"mangel",
+             []() -> std::string {
+                 throw std::bad_alloc{};
+             }},
+            {"gestoert",
+             []() -> std::string {
+                 throw std::runtime_error{"EIO"};
              }},
             {"umgebung", umgebung},
             {"deskriptoren", deskriptoren},
@@ -233,7 +289,7 @@ public:
              }},
             {"langsam", // The head of an answer, and then nothing.
              [&]() -> std::string {
-                 sende(leser::protokoll::antwortBytes(nummer_, {Texterkennung::Lesung::Art::gelesen, "abc"})
+                 sende(leser::protokoll::antwortBytes(nummer, {Texterkennung::Lesung::Art::gelesen, "abc"})
                            .substr(0, 17));
                  schlafen();
              }},
@@ -245,13 +301,13 @@ public:
             {"falsche-nummer",
              [&]() -> std::string {
                  sende(leser::protokoll::antwortBytes(
-                     nummer_ + 1, {Texterkennung::Lesung::Art::gelesen, "gelogen"}));
+                     nummer + 1, {Texterkennung::Lesung::Art::gelesen, "gelogen"}));
                  schlafen();
              }},
             {"zuviel", // Its own answer, before the one that the service gives.
              [&] {
                  sende(
-                     leser::protokoll::antwortBytes(nummer_, {Texterkennung::Lesung::Art::gelesen, "erste"}));
+                     leser::protokoll::antwortBytes(nummer, {Texterkennung::Lesung::Art::gelesen, "erste"}));
                  return "zweite";
              }},
         };
@@ -262,11 +318,13 @@ public:
             return {Texterkennung::Lesung::Art::gelesen, befehl->second()};
         } catch (std::bad_alloc const&) {
             return {Texterkennung::Lesung::Art::ohneMittel, std::nullopt};
+        } catch (std::runtime_error const&) {
+            return {Texterkennung::Lesung::Art::gestoert, std::nullopt};
         }
     }
 
 private:
-    std::uint32_t nummer_{0};
+    int gesehen_{0};
 };
 
 } // namespace
