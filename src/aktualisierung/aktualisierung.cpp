@@ -27,11 +27,11 @@ std::optional<std::int64_t> zahl(std::optional<std::string> const& text) {
 
 struct Text {
     char const* meldung;
-    char const* erklaerung;
+    std::string erklaerung;
 };
 
-Text textFuer(Fehlschlag fehlschlag) {
-    switch (fehlschlag) {
+Text textFuer(Fehlschlag const& fehlschlag) {
+    switch (fehlschlag.art) {
     case Fehlschlag::abgebrochen:
         return {"Das Update wurde abgebrochen", "Quillmate bleibt, wie es ist."};
     case Fehlschlag::offline:
@@ -48,10 +48,26 @@ Text textFuer(Fehlschlag fehlschlag) {
             "Das Update wurde abgelehnt", "Was angekommen ist, stammt nicht nachweislich von uns oder wurde "
                                           "unterwegs verändert. Quillmate bleibt, "
                                           "wie es ist."};
-    case Fehlschlag::veraltet:
+    case Fehlschlag::abgelaufen:
         return {
             "Die Auskunft über Updates ist veraltet",
             "Stimmt die Uhr dieses Rechners? Wenn ja, versuche es später noch einmal."};
+    case Fehlschlag::veraltet:
+        return {
+            "Die Auskunft über Updates ist veraltet",
+            "Sie ist älter als eine, die dieser Rechner schon kennt. Versuche es später noch einmal."};
+    case Fehlschlag::abgerissen:
+        return {
+            "Das Update ist unterwegs abgerissen",
+            "Es ist nicht ganz angekommen. Versuche es noch einmal. Quillmate bleibt, wie es ist."};
+    case Fehlschlag::unvollstaendig:
+        return {
+            "Diese Fassung aktualisiert sich nicht",
+            "Ihr fehlen Angaben darüber, welche sie ist. Lade Quillmate neu herunter."};
+    case Fehlschlag::nichtLesbar:
+        return {
+            "Das Update ist gerade nicht zu prüfen",
+            "Die Einstellungen von Quillmate lassen sich nicht lesen. Versuche es später noch einmal."};
     case Fehlschlag::keinPlatz:
         return {
             "Das Update passt nicht auf den Datenträger",
@@ -59,9 +75,33 @@ Text textFuer(Fehlschlag fehlschlag) {
     case Fehlschlag::nichtEinzubauen:
         return {
             "Das Update lässt sich hier nicht einbauen",
-            "Der Ordner, in dem Quillmate liegt, lässt sich nicht ändern. Quillmate bleibt, wie es ist."};
+            fehlschlag.genauer.empty() ? "Quillmate bleibt, wie es ist."
+                                       : fehlschlag.genauer + " Quillmate bleibt, wie es ist."};
     }
     return {"Das Update hat nicht geklappt", "Quillmate bleibt, wie es ist."};
+}
+
+/// Why the bundle cannot be replaced, for people.
+std::string erklaerungFuer(ports::Einbauhindernis const& hindernis) {
+    switch (hindernis.art) {
+    case ports::Einbauhindernis::Art::paketverwaltung:
+        return "Quillmate wurde für alle Benutzer dieses Rechners installiert. Neue Fassungen kommen von "
+               "dort, "
+               "woher auch die anderen Programme sie bekommen.";
+    case ports::Einbauhindernis::Art::nichtBeschreibbar:
+        return fmt::format(
+            "Der Ordner „{}“, in dem Quillmate liegt, lässt sich nicht ändern.", hindernis.ordner);
+    case ports::Einbauhindernis::Art::andereSchreiben:
+        return fmt::format(
+            "In den Ordner „{}“ dürfen auch andere schreiben; sie könnten ein Update austauschen. Lege "
+            "Quillmate "
+            "in einen Ordner, der nur dir gehört.",
+            hindernis.ordner);
+    case ports::Einbauhindernis::Art::ortUnbekannt:
+        return fmt::format(
+            "Wer in den Ordner „{}“ schreiben darf, ist nicht festzustellen.", hindernis.ordner);
+    }
+    return {};
 }
 
 std::string kurzfassungVon(std::optional<ports::Buendel> const& buendel) {
@@ -82,8 +122,13 @@ Aktualisierung::~Aktualisierung() {
 // ------------------------------------------------------------------------------------------------ schedule
 
 void Aktualisierung::starten() {
-    if (!eigenes_ || !zeitplanAus(eigenes_->updates).automatisch || !hilfen_.einbau.moeglich(eigenes_->pfad))
+    if (!eigenes_ || !zeitplanAus(eigenes_->updates).automatisch)
         return;
+    if (auto const hindernis = hilfen_.einbau.hindernis(eigenes_->pfad)) {
+        if (hindernis->art != ports::Einbauhindernis::Art::paketverwaltung)
+            protokoll("Aktualisierung: Hier wird nicht nach Updates gesucht: " + erklaerungFuer(*hindernis));
+        return;
+    }
     auto& voreinstellungen = hilfen_.voreinstellungen;
     // On the first start nobody wants to be greeted with an update; it counts as a check just done.
     if (!zahl(voreinstellungen.text(schluesselLetztePruefung)))
@@ -138,30 +183,27 @@ void Aktualisierung::nachUpdatesSuchen() {
             "Sie ist nicht aus einer Veröffentlichung entstanden und kennt keinen Ort für Updates.");
         return;
     }
-    if (!hilfen_.einbau.moeglich(eigenes_->pfad)) {
-        hilfen_.anzeige.mitteilen(
-            "Die Paketverwaltung hält Quillmate aktuell",
-            "Quillmate wurde für alle Benutzer dieses Rechners installiert. Neue Fassungen kommen von dort, "
-            "woher auch "
-            "die anderen Programme sie bekommen.");
-        return;
-    }
+    if (auto const hindernis = hilfen_.einbau.hindernis(eigenes_->pfad))
+        return meldeHindernis(*hindernis);
     suche(Wunsch::derNutzer);
 }
 
-std::optional<Anlass> Aktualisierung::anlass() const {
+std::expected<Anlass, Fehlschlag> Aktualisierung::anlass() const {
     auto const eigene =
         eigenes_ && eigenes_->buildnummer ? Fassungsnummer::lesen(*eigenes_->buildnummer) : std::nullopt;
     if (!eigene || !eigenes_->kennung || !eigenes_->updates.feed)
-        return std::nullopt;
+        return std::unexpected(Fehlschlag{Fehlschlag::unvollstaendig});
+    auto const gesehen = hilfen_.voreinstellungen.text(schluesselAusgabe);
+    // Without it an old appcast would be as good as a new one.
+    if (!gesehen && !hilfen_.voreinstellungen.lesbar())
+        return std::unexpected(Fehlschlag{Fehlschlag::nichtLesbar});
     Anlass anlass{
         .feed = *eigenes_->updates.feed,
         .schluessel = {},
         .kennung = *eigenes_->kennung,
         .eigene = *eigene,
         .architektur = hilfen_.architektur,
-        .gesehen =
-            static_cast<std::uint64_t>(zahl(hilfen_.voreinstellungen.text(schluesselAusgabe)).value_or(0)),
+        .gesehen = static_cast<std::uint64_t>(zahl(gesehen).value_or(0)),
         .jetzt = hilfen_.jetzt(),
         .auchHttp = hilfen_.auchHttp};
     for (auto const& text : eigenes_->updates.schluessel)
@@ -201,7 +243,7 @@ void Aktualisierung::suche(Wunsch wunsch) {
     auto const grund = anlass();
     if (!grund) {
         if (wunsch == Wunsch::derNutzer)
-            melde(Fehlschlag::dienstfehler);
+            melde(grund.error());
         return;
     }
     zustand_ = Zustand::sucht;
@@ -270,7 +312,7 @@ void Aktualisierung::bieteAn(Angebot const& angebot) {
 void Aktualisierung::installiere(Angebot const& angebot) {
     auto const grund = anlass();
     if (!grund)
-        return melde(Fehlschlag::dienstfehler);
+        return melde(grund.error());
     zustand_ = Zustand::laedt;
     auto const meldung = fmt::format("Quillmate {} wird geladen …", angebot.kurzfassung);
     auto const zeige = [this, meldung, gesamt = angebot.laenge](std::uint64_t geladen) {
@@ -294,32 +336,44 @@ void Aktualisierung::installiere(Angebot const& angebot) {
          &einbau = hilfen_.einbau, &kunde = hilfen_.buendelkunde](std::atomic<bool> const& abbruch) {
             return bereitstellen(angebot, grund, buendel, lader, einbau, kunde, melder, abbruch);
         },
-        [this](std::optional<Fehlschlag> const& fehlschlag) { bereitgestellt(fehlschlag); });
+        [this, angebot](std::optional<Fehlschlag> const& fehlschlag) {
+            bereitgestellt(angebot, fehlschlag);
+        });
 }
 
-void Aktualisierung::bereitgestellt(std::optional<Fehlschlag> fehlschlag) {
+void Aktualisierung::bereitgestellt(Angebot const& angebot, std::optional<Fehlschlag> fehlschlag) {
     zustand_ = Zustand::ruht;
     if (!fehlschlag && !hilfen_.einbau.einbauenNachEnde(eigenes_->pfad)) {
         hilfen_.einbau.verwerfen(eigenes_->pfad);
-        fehlschlag = Fehlschlag::nichtEinzubauen;
+        fehlschlag = Fehlschlag{
+            Fehlschlag::nichtEinzubauen, "Das Hilfsprogramm dafür lässt sich gerade nicht starten."};
     }
     if (fehlschlag)
         return melde(*fehlschlag);
+    hilfen_.voreinstellungen.setzeText(schluesselEingebaut, angebot.fassungstext);
     hilfen_.anzeige.schliessen();
     hilfen_.schleife.beenden();
 }
 
-void Aktualisierung::melde(Fehlschlag fehlschlag) {
+void Aktualisierung::melde(Fehlschlag const& fehlschlag) {
     if (fehlschlag == Fehlschlag::abgebrochen)
         return hilfen_.anzeige.schliessen();
     auto const text = textFuer(fehlschlag);
     hilfen_.anzeige.mitteilen(text.meldung, text.erklaerung);
 }
 
+void Aktualisierung::meldeHindernis(ports::Einbauhindernis const& hindernis) {
+    hilfen_.anzeige.mitteilen(
+        hindernis.art == ports::Einbauhindernis::Art::paketverwaltung
+            ? "Die Paketverwaltung hält Quillmate aktuell"
+            : "Updates lassen sich hier nicht einbauen",
+        erklaerungFuer(hindernis));
+}
+
 // ------------------------------------------------------------------------------------------------ after it
 
 void Aktualisierung::angelaufen() {
-    if (eigenes_ && hilfen_.einbau.moeglich(eigenes_->pfad))
+    if (eigenes_)
         hilfen_.einbau.bestaetigen(eigenes_->pfad);
 }
 
@@ -327,16 +381,31 @@ void Aktualisierung::gestartet() {
     if (!eigenes_)
         return;
     angelaufen();
-    auto const nummer = hilfen_.voreinstellungen.text(schluesselGescheitert);
-    if (!nummer)
-        return;
+    meldeAusgang();
+}
+
+void Aktualisierung::meldeAusgang() {
+    auto const gescheitert = hilfen_.voreinstellungen.text(schluesselGescheitert);
+    auto const eingebaut = hilfen_.voreinstellungen.text(schluesselEingebaut);
     hilfen_.voreinstellungen.entferne(schluesselGescheitert);
+    hilfen_.voreinstellungen.entferne(schluesselEingebaut);
     // Not offered by itself any more; who asks may try again.
-    hilfen_.voreinstellungen.setzeText(schluesselUebersprungen, *nummer);
-    if (eigenes_->buildnummer != *nummer)
+    if (gescheitert)
+        hilfen_.voreinstellungen.setzeText(schluesselUebersprungen, *gescheitert);
+    if (gescheitert && eigenes_->buildnummer != *gescheitert)
         hilfen_.anzeige.mitteilen(
             "Die neue Fassung ließ sich nicht starten",
             fmt::format("Quillmate {} läuft deshalb weiter wie zuvor.", kurzfassungVon(eigenes_)));
+    else if (eingebaut && eigenes_->buildnummer == *eingebaut)
+        hilfen_.anzeige.mitteilen(
+            "Quillmate wurde aktualisiert",
+            fmt::format("Du hast jetzt die Fassung {}.", kurzfassungVon(eigenes_)));
+    else if (eingebaut)
+        hilfen_.anzeige.mitteilen(
+            "Das Update wurde nicht eingebaut", fmt::format(
+                                                    "Quillmate {} läuft weiter wie zuvor. Mit „Nach Updates "
+                                                    "suchen …“ versuchst du es noch einmal.",
+                                                    kurzfassungVon(eigenes_)));
 }
 
 } // namespace quillmate::aktualisierung

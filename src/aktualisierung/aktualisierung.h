@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <expected>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -26,6 +27,8 @@ inline constexpr char const* schluesselAusgabe =
     "quillmate.aktualisierung.ausgabe"; ///< Highest appcast seen.
 /// Build number of a version that was put in and did not start.
 inline constexpr char const* schluesselGescheitert = "quillmate.aktualisierung.gescheitert";
+/// Build number of a version that is being put in; told and removed by the next start.
+inline constexpr char const* schluesselEingebaut = "quillmate.aktualisierung.eingebaut";
 
 /// Keeps the program up to date: looks by itself once in a while, or at once when the user asks, offers what it finds,
 /// and puts it in.
@@ -56,7 +59,7 @@ public:
     /// This version has come up, the one before may go. Before the user is asked anything: an answer may take longer than
     /// anybody watches a version on trial.
     void angelaufen();
-    /// Once the main window is shown: angelaufen(), and tells the user when a newer version had to be taken back.
+    /// Once the main window is shown: angelaufen(), and tells the user what became of an update.
     void gestartet();
     void nachUpdatesSuchen() override;
 
@@ -69,10 +72,12 @@ private:
     void gefunden(Wunsch wunsch, Suchergebnis const& ergebnis);
     void bieteAn(Angebot const& angebot);
     void installiere(Angebot const& angebot);
-    void bereitgestellt(std::optional<Fehlschlag> fehlschlag);
-    void melde(Fehlschlag fehlschlag);
+    void bereitgestellt(Angebot const& angebot, std::optional<Fehlschlag> fehlschlag);
+    void melde(Fehlschlag const& fehlschlag);
+    void meldeHindernis(ports::Einbauhindernis const& hindernis);
+    void meldeAusgang();
     void abbrechen();
-    [[nodiscard]] std::optional<Anlass> anlass() const;
+    [[nodiscard]] std::expected<Anlass, Fehlschlag> anlass() const;
     /// Runs `arbeit` on the worker, then `danach` on the main thread unless this object has gone or the step was ended.
     template<typename Arbeit, typename Danach>
     void nebenher(Arbeit arbeit, Danach danach);

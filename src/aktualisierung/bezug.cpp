@@ -70,7 +70,7 @@ Bezug deute(CURLcode code, Empfang const& empfang) {
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
     case CURLE_SSL_CONNECT_ERROR:
-        return Bezug::offline;
+        return empfang.geladen > 0 ? Bezug::abgerissen : Bezug::offline;
     default:
         return Bezug::abgelehnt;
     }

@@ -12,7 +12,8 @@ namespace quillmate::aktualisierung {
 enum class Bezug {
     gelungen,
     abgebrochen,
-    offline, ///< No connection, or none that holds.
+    offline,    ///< No connection.
+    abgerissen, ///< It began to come and broke off.
     abgelehnt, ///< An answer, but not the wanted one: a status, an address or a certificate that is not accepted.
     zuGross,
     nichtAbgelegt, ///< What came could not be stored.

@@ -4,6 +4,7 @@
 #include "auspacken.h"
 #include "grundlage/protokoll.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -21,6 +22,8 @@ std::optional<Fehlschlag> fehlschlagAus(Bezug bezug) {
         return Fehlschlag::abgebrochen;
     case Bezug::offline:
         return Fehlschlag::offline;
+    case Bezug::abgerissen:
+        return Fehlschlag::abgerissen;
     case Bezug::abgelehnt:
         return Fehlschlag::dienstfehler;
     case Bezug::zuGross:
@@ -44,7 +47,7 @@ std::optional<Fehlschlag> fehlschlagAus(Auspacken ausgang) {
     return Fehlschlag::keinPlatz;
 }
 
-Suchergebnis gescheitert(Fehlschlag grund, std::string_view warum) {
+Suchergebnis gescheitert(Fehlschlag::Art grund, std::string_view warum) {
     protokoll("Aktualisierung: " + std::string{warum});
     return {.fehlschlag = grund};
 }
@@ -101,7 +104,7 @@ Suchergebnis suchen(Anlass const& anlass, Lader& lader, std::atomic<bool> const&
         return gescheitert(
             Fehlschlag::nichtVertrauenswuerdig, "Die Liste der Fassungen hat nicht die erwartete Form");
     if (appcast->gueltigBis <= anlass.jetzt)
-        return gescheitert(Fehlschlag::veraltet, "Die Liste der Fassungen ist abgelaufen");
+        return gescheitert(Fehlschlag::abgelaufen, "Die Liste der Fassungen ist abgelaufen");
     if (appcast->ausgabe < anlass.gesehen)
         return gescheitert(Fehlschlag::veraltet, "Die Liste der Fassungen ist älter als eine frühere");
     Suchergebnis ergebnis{.fehlschlag = std::nullopt, .ausgabe = appcast->ausgabe, .angebot = std::nullopt};
@@ -122,6 +125,11 @@ std::optional<Fehlschlag> bereitstellen(
     auto const archiv = ablage->alles();
     if (!archiv)
         return Fehlschlag::keinPlatz;
+    if (archiv->size() < angebot.laenge) {
+        protokoll(fmt::format(
+            "Aktualisierung: Das Archiv ist abgerissen: {} von {} Bytes", archiv->size(), angebot.laenge));
+        return Fehlschlag::abgerissen;
+    }
     if (archiv->size() != angebot.laenge || !istSigniert(*archiv, angebot.signaturen, anlass.schluessel)) {
         protokoll("Aktualisierung: Das Archiv ist nicht das signierte");
         return Fehlschlag::nichtVertrauenswuerdig;
@@ -140,7 +148,7 @@ std::optional<Fehlschlag> bereitstellen(
             return Fehlschlag::abgebrochen;
         if (auto const hindernis = einbau.bereiten(buendel)) {
             protokoll("Aktualisierung: " + *hindernis);
-            return Fehlschlag::nichtEinzubauen;
+            return Fehlschlag{Fehlschlag::nichtEinzubauen, *hindernis};
         }
         return std::nullopt;
     }();

@@ -11,18 +11,35 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 /// The two long steps of an update, without any window. Both block; call them from a worker.
 namespace quillmate::aktualisierung {
 
-enum class Fehlschlag {
-    abgebrochen,
-    offline,                ///< Trying again later may help.
-    dienstfehler,           ///< The server does not have it, or another answer than expected.
-    nichtVertrauenswuerdig, ///< Not signed by us, or not what was signed. Somebody may have tampered with it.
-    veraltet,               ///< An appcast that has expired, or is older than one seen before.
-    keinPlatz,              ///< The disk does not take it.
-    nichtEinzubauen,        ///< The bundle cannot be exchanged.
+/// Why an update, or the search for one, came to nothing: a kind that decides what people are told, and the cause.
+struct Fehlschlag {
+    enum Art {
+        abgebrochen,
+        offline,                ///< Trying again later may help.
+        abgerissen,             ///< The archive broke off on its way. Trying again helps.
+        dienstfehler,           ///< The server does not have it, or another answer than expected.
+        nichtVertrauenswuerdig, ///< Not signed by us, or not what was signed. Somebody may have tampered with it.
+        abgelaufen,             ///< An appcast beyond its expiry.
+        veraltet,               ///< An appcast older than one seen before.
+        keinPlatz,              ///< The disk does not take it.
+        nichtEinzubauen,        ///< The bundle cannot be exchanged.
+        unvollstaendig,         ///< The own bundle does not say what it is.
+        nichtLesbar, ///< What was seen before cannot be read now, so nothing can be compared with it.
+    };
+    Art art;
+    std::string genauer; ///< German sentence for people, or empty.
+
+    // NOLINTNEXTLINE(google-explicit-constructor): most failures are nothing but their kind.
+    Fehlschlag(Art welcher, std::string satz = {})
+        : art(welcher)
+        , genauer(std::move(satz)) {}
+    friend bool operator==(Fehlschlag const& einer, Art art) noexcept { return einer.art == art; }
+    friend bool operator==(Fehlschlag const&, Fehlschlag const&) = default;
 };
 
 /// Who asks for what.

@@ -1,6 +1,8 @@
 #include "anwendung.h"
 
+#include "adapter/linux/einbaumarke.h"
 #include "adapter/linux/verzeichnisse.h"
+#include "grundlage/protokoll.h"
 #include "grundlage/prozesswerte.h"
 #include "menue.h"
 #include "portalanschluss.h"
@@ -74,6 +76,14 @@ Umzug::Ordner umzugsordner(ports::Standardorte& standardorte) {
         .zuhause = wirklich(adapter::linux::heimordner())};
 }
 
+/// Where the program goes on without one, what needs it fails by itself.
+std::string temporaererOrdner() {
+    auto const ordner = adapter::linux::temporaererOrdner();
+    if (!ordner)
+        protokoll("Für vorübergehende Dateien gibt es keinen Ort: " + ordner.error().text());
+    return ordner.value_or(adapter::linux::keinOrdner);
+}
+
 /// The processor, as downloads are told apart by.
 std::string architektur() {
     utsname angaben{};
@@ -98,6 +108,7 @@ Anwendung::Suchwelt::Suchwelt(ports::Voreinstellungen& voreinstellungen, ports::
 Anwendung::Anwendung(umgebung::Vorher vorher, Deskriptor eigeneProbe)
     : buendel_(adapter::linux::eigenesBuendel())
     , kennung_(adapter::linux::eigeneKennung())
+    , temporaererOrdner_(temporaererOrdner())
     , voreinstellungen_(adapter::linux::VoreinstellungenPlist::dateiFuer(kennung_))
     , oberflaeche_(
           kennung_, ueberQuillmate(buendel_),
@@ -120,7 +131,7 @@ Anwendung::Anwendung(umgebung::Vorher vorher, Deskriptor eigeneProbe)
            .hauptschleife = schleife_},
           umzugsordner(standardorte_))
     , suchwelt_(voreinstellungen_, standardorte_)
-    , einbau_(std::move(vorher), std::move(eigeneProbe))
+    , einbau_(adapter::linux::markenordner(kennung_), std::move(vorher), std::move(eigeneProbe))
     , aktualisierungsanzeige_(oberflaeche_.gtk())
     , aktualisierer_(
           {.buendelkunde = buendelkunde_,
@@ -154,7 +165,7 @@ Anwendung::Anwendung(umgebung::Vorher vorher, Deskriptor eigeneProbe)
                }})
     , adressdialog_(oberflaeche_.gtk())
     , portaladresse_(voreinstellungen_, adressdialog_)
-    , portalablage_(adapter::linux::temporaererOrdner())
+    , portalablage_(temporaererOrdner_)
     , belegversand_(portalablage_) {}
 
 Anwendung::~Anwendung() {
@@ -200,7 +211,7 @@ void Anwendung::gestartet() {
         .standardprogramm = standardprogramm_,
         .standardorte = standardorte_,
         .uhr = suchwelt_.uhr,
-        .temporaererOrdner = adapter::linux::temporaererOrdner(),
+        .temporaererOrdner = temporaererOrdner_,
         .start = startAdresse(),
         .angaben =
             {.kurzfassung = buendel_ ? buendel_->kurzfassung : std::nullopt,

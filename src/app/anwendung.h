@@ -83,6 +83,7 @@ private:
 
     std::optional<ports::Buendel> const buendel_;
     std::string const kennung_;
+    std::string const temporaererOrdner_;
     adapter::linux::VoreinstellungenPlist voreinstellungen_;
     adapter::linux::StandardorteXdg standardorte_;
     adapter::linux::BuendelkundeLinux buendelkunde_;

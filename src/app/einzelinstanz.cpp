@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <functional>
@@ -41,8 +42,14 @@ Bauart bauartVon(std::string_view kennung) {
 Deskriptor sperren(std::string const& pfad) {
     // O_NOFOLLOW: in a temporary folder that all users share, anyone may have put a link there.
     Deskriptor datei{::open(pfad.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0600)};
-    if (!datei)
+    struct stat lage {};
+    if (!datei || ::fstat(datei.get(), &lage) != 0)
         return {};
+    if (!S_ISREG(lage.st_mode)) {
+        datei = {};
+        errno = EINVAL;
+        return {};
+    }
     while (::flock(datei.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno == EINTR)
             continue;
@@ -59,11 +66,16 @@ Deskriptor sperren(std::string const& pfad) {
 AppEinzelinstanz::AppEinzelinstanz(Deskriptor sperrdatei) noexcept
     : sperrdatei_(std::move(sperrdatei)) {}
 
+Deskriptor AppEinzelinstanz::nurSperren(
+    std::optional<std::string> const& kennung, std::string const& ordner) {
+    return sperren(ordner + '/' + bauartVon(kennung ? std::string_view{*kennung} : hauptbau).sperrdatei);
+}
+
 std::optional<AppEinzelinstanz> AppEinzelinstanz::belegen(
-    std::optional<std::string> const& kennung, std::string const& temporaererOrdner,
+    std::optional<std::string> const& kennung, std::string const& ordner,
     ports::LaufendeProgramme& programme) {
     auto const bauart = bauartVon(kennung ? std::string_view{*kennung} : hauptbau);
-    auto sperrdatei = sperren(temporaererOrdner + '/' + bauart.sperrdatei);
+    auto sperrdatei = sperren(ordner + '/' + bauart.sperrdatei);
     if (sperrdatei)
         return AppEinzelinstanz{std::move(sperrdatei)};
     bool const belegt = errno == EWOULDBLOCK;

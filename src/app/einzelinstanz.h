@@ -15,13 +15,18 @@ inline constexpr char const* hauptbau = "de.tandemwerk.quillmate";
 /// Ownership: holds the lock as long as it lives; the system gives it back when the process dies, however that is.
 class AppEinzelinstanz {
 public:
-    /// Takes the lock in `temporaererOrdner`. `kennung` is the own bundle's identifier; without one this is the main
+    /// Takes the lock in `ordner`. `kennung` is the own bundle's identifier; without one this is the main
     /// build. Nothing when it cannot be taken: then the running instance has been brought to the front, if there is
     /// one, and the reason has been logged.
     /// Threads: main thread.
     [[nodiscard]] static std::optional<AppEinzelinstanz> belegen(
-        std::optional<std::string> const& kennung, std::string const& temporaererOrdner,
+        std::optional<std::string> const& kennung, std::string const& ordner,
         ports::LaufendeProgramme& programme);
+
+    /// The lock alone, for whoever must be sure that nobody runs: the file, or nothing, at once and silently.
+    /// Threads: any.
+    [[nodiscard]] static Deskriptor nurSperren(
+        std::optional<std::string> const& kennung, std::string const& ordner);
 
 private:
     explicit AppEinzelinstanz(Deskriptor sperrdatei) noexcept;

@@ -3,6 +3,7 @@
 #include "adapter/gtk/laufende_programme_bus.h"
 #include "adapter/linux/buendel.h"
 #include "adapter/linux/einbau_linux.h"
+#include "adapter/linux/einbaumarke.h"
 #include "adapter/linux/verzeichnisse.h"
 #include "adapter/linux/voreinstellungen_plist.h"
 #include "aktualisierung/aktualisierung.h"
@@ -48,13 +49,23 @@ std::optional<std::string> uebergebeneAdresse(std::span<char const* const> argum
 int starten(std::span<char const* const> argumente) {
     // A reader of our output or log that has gone is no reason to die.
     std::signal(SIGPIPE, SIG_IGN);
-    auto const zurueckgenommen = [](std::string const& buildnummer) {
-        adapter::linux::VoreinstellungenPlist{
-            adapter::linux::VoreinstellungenPlist::dateiFuer(adapter::linux::eigeneKennung())}
-            .setzeText(aktualisierung::schluesselGescheitert, buildnummer);
-    };
+    auto const buendel = adapter::linux::eigenesBuendel();
+    auto const kennung = buendel ? buendel->kennung : std::nullopt;
+    adapter::linux::Einbauhilfen const einbauhilfen{
+        .marken = adapter::linux::markenordner(kennung.value_or(hauptbau)),
+        .zurueckgenommen =
+            [&kennung](std::string const& buildnummer) {
+                adapter::linux::VoreinstellungenPlist{
+                    adapter::linux::VoreinstellungenPlist::dateiFuer(kennung.value_or(hauptbau))}
+                    .setzeText(aktualisierung::schluesselGescheitert, buildnummer);
+            },
+        .einzelinstanz =
+            [&kennung] {
+                return AppEinzelinstanz::nurSperren(
+                    kennung, adapter::linux::laufzeitordner().value_or(adapter::linux::keinOrdner));
+            }};
     // As the helper that puts an update in, this process is no program with a window.
-    if (auto const ausgang = adapter::linux::alsEinbauhelfer(argumente, zurueckgenommen))
+    if (auto const ausgang = adapter::linux::alsEinbauhelfer(argumente, einbauhilfen))
         return *ausgang;
     // The process-wide values read the environment before anything else runs.
     (void)startAdresse();
@@ -73,13 +84,15 @@ int starten(std::span<char const* const> argumente) {
     // Before the first library of the desktop reads it.
     auto vorher = app::umgebung::einrichten(adapter::gtk::hatGrafikprozessor());
     adapter::gtk::LaufendeProgrammeBus programme{uebergebeneAdresse(argumente)};
-    auto const buendel = adapter::linux::eigenesBuendel();
-    auto const einzelinstanz = app::AppEinzelinstanz::belegen(
-        buendel ? buendel->kennung : std::nullopt, adapter::linux::temporaererOrdner(), programme);
+    auto const laufzeit = adapter::linux::laufzeitordner();
+    if (!laufzeit)
+        protokoll(laufzeit.error().text());
+    auto const einzelinstanz =
+        AppEinzelinstanz::belegen(kennung, laufzeit.value_or(adapter::linux::keinOrdner), programme);
     if (!einzelinstanz)
         return 0; // Another start is no error.
     // Not before: a start that only wakes the running program says nothing about whether this version comes up.
-    auto probe = buendel ? adapter::linux::selbstprobe(buendel->pfad, zurueckgenommen, vorher) : Deskriptor{};
+    auto probe = buendel ? adapter::linux::selbstprobe(buendel->pfad, einbauhilfen, vorher) : Deskriptor{};
     app::Anwendung anwendung{std::move(vorher), std::move(probe)};
     return anwendung.laufen();
 }

@@ -3,9 +3,22 @@
 #include "buendel.h"
 #include "dateiwerk.h"
 
+#include <optional>
 #include <string>
 
 namespace quillmate::ports {
+
+/// Why a bundle cannot be replaced.
+struct Einbauhindernis {
+    enum class Art {
+        paketverwaltung,   ///< It belongs to a package manager.
+        nichtBeschreibbar, ///< The user may not change it.
+        andereSchreiben,   ///< Others may change it too, and could put in something else.
+        ortUnbekannt,      ///< What the folders are like cannot be found out.
+    };
+    Art art;
+    std::string ordner; ///< Path of the folder that it is about.
+};
 
 /// Port: putting a new version in the place of the running bundle. The steps, in this order:
 ///   baustelle()   an empty folder beside the bundle, to unpack into
@@ -18,8 +31,8 @@ namespace quillmate::ports {
 class Einbau {
 public:
     virtual ~Einbau() = default;
-    /// Whether the user may replace the bundle; not so one that a package manager has installed.
-    [[nodiscard]] virtual bool moeglich(std::string const& buendel) = 0;
+    /// Why the bundle cannot be replaced; nothing when it can.
+    [[nodiscard]] virtual std::optional<Einbauhindernis> hindernis(std::string const& buendel) = 0;
     /// Path of the empty folder; whatever was left there is removed. Empty when it cannot be made.
     [[nodiscard]] virtual std::string baustelle(std::string const& buendel) = 0;
     [[nodiscard]] virtual Hindernis bereiten(std::string const& buendel) = 0;

@@ -95,11 +95,15 @@ public:
 
 class Einbau final : public ports::Einbau {
 public:
-    bool moeglich(std::string const& buendel) override { return erlaubt && wirklich.moeglich(buendel); }
+    explicit Einbau(std::string const& marken)
+        : wirklich(marken) {}
+    std::optional<ports::Einbauhindernis> hindernis(std::string const& buendel) override {
+        return verboten ? verboten : wirklich.hindernis(buendel);
+    }
     std::string baustelle(std::string const& buendel) override { return wirklich.baustelle(buendel); }
     ports::Hindernis bereiten(std::string const& buendel) override {
-        if (hindernis)
-            return hindernis;
+        if (widerstand)
+            return widerstand;
         return wirklich.bereiten(buendel);
     }
     bool einbauenNachEnde(std::string const& buendel) override {
@@ -110,9 +114,9 @@ public:
     void bestaetigen(std::string const& buendel) override { bestaetigt.push_back(buendel); }
 
     adapter::linux::EinbauLinux wirklich;
-    bool erlaubt{true};
+    std::optional<ports::Einbauhindernis> verboten;
     bool helferStartet{true};
-    ports::Hindernis hindernis;
+    ports::Hindernis widerstand;
     std::vector<std::string> eingebaut;
     std::vector<std::string> bestaetigt;
 };
@@ -180,7 +184,7 @@ protected:
     werkzeug::TabellenLader lader;
     Handschleife schleife;
     Anzeige anzeige;
-    Einbau einbau;
+    Einbau einbau{ordner.pfad("marken")};
     Kunde kunde;
     werkzeug::SpeicherVoreinstellungen voreinstellungen;
     std::chrono::sys_seconds jetzt{std::chrono::sys_days{std::chrono::year{2026} / 11 / 1}};
@@ -275,10 +279,11 @@ TEST_F(Aktualisierer, SaysWhyAnUpdateWasNotPutInAndGoesOn) {
     installiere();
     EXPECT_TRUE(zeigt("Das Update passt nicht auf den Datenträger"));
     lader.antworten[h.archivadresse] = h.archiv;
-    einbau.hindernis = "geht nicht";
+    einbau.widerstand = "Es geht nicht.";
     installiere();
     EXPECT_TRUE(zeigt("Das Update lässt sich hier nicht einbauen"));
-    einbau.hindernis.reset();
+    EXPECT_EQ(anzeige.erklaerungen.back(), "Es geht nicht. Quillmate bleibt, wie es ist.");
+    einbau.widerstand.reset();
     einbau.helferStartet = false;
     installiere();
     EXPECT_TRUE(zeigt("Das Update lässt sich hier nicht einbauen"));
@@ -340,12 +345,50 @@ TEST_F(Aktualisierer, AnAnswerAfterItsEndIsNoAccident) {
 // ------------------------------------------------------------------------------------- where it cannot be
 
 TEST_F(Aktualisierer, ABundleThatTheUserCannotReplaceLeavesUpdatesToThePackageManager) {
-    einbau.erlaubt = false;
+    einbau.verboten = {.art = ports::Einbauhindernis::Art::paketverwaltung, .ordner = "/usr/lib/x"};
     a->starten();
     EXPECT_TRUE(schleife.wecker.empty());
     a->nachUpdatesSuchen();
     EXPECT_THAT(anzeige.zeigte, ElementsAre("Die Paketverwaltung hält Quillmate aktuell"));
     EXPECT_THAT(lader.abgerufen, IsEmpty());
+}
+
+TEST_F(Aktualisierer, AFolderThatOthersMayWriteToIsNamedAndNothingIsLookedFor) {
+    einbau.verboten = {.art = ports::Einbauhindernis::Art::andereSchreiben, .ordner = "/srv/alle"};
+    a->starten();
+    EXPECT_TRUE(schleife.wecker.empty());
+    a->nachUpdatesSuchen();
+    EXPECT_THAT(anzeige.zeigte, ElementsAre("Updates lassen sich hier nicht einbauen"));
+    EXPECT_NE(anzeige.erklaerungen.back().find("„/srv/alle“"), std::string::npos);
+    EXPECT_THAT(lader.abgerufen, IsEmpty());
+}
+
+TEST_F(Aktualisierer, AnIncompleteBundleIsNotTheServersFault) {
+    baueBuendel("<key>SUFeedURL</key><string>" + std::string{h.feed} + "</string>");
+    auto const info = kunde.laufendes + "/Contents/Info.plist";
+    std::ofstream{info} << werkzeug::infoPlist(
+        "drei", "de.tandemwerk.quillmate", "<key>SUFeedURL</key><string>https://x</string>");
+    neu();
+    a->nachUpdatesSuchen();
+    EXPECT_THAT(anzeige.zeigte, ElementsAre("Diese Fassung aktualisiert sich nicht"));
+}
+
+TEST_F(Aktualisierer, WithoutKnowingWhatItHasSeenItTrustsNoList) {
+    voreinstellungen.unlesbar = true;
+    a->nachUpdatesSuchen();
+    EXPECT_THAT(anzeige.zeigte, ElementsAre("Das Update ist gerade nicht zu prüfen"));
+    EXPECT_THAT(lader.abgerufen, IsEmpty());
+}
+
+TEST_F(Aktualisierer, AnArchiveThatBreaksOffIsToldAsThat) {
+    for (auto const& antwort : std::vector<werkzeug::TabellenLader::Antwort>{
+             Bezug::abgerissen, h.archiv.substr(0, h.archiv.size() / 2)}) {
+        lader.antworten[h.archivadresse] = antwort;
+        anzeige.zeigte.clear();
+        bisZumAngebot();
+        anzeige.antwort(Wahl::installieren);
+        EXPECT_TRUE(zeigt("Das Update ist unterwegs abgerissen"));
+    }
 }
 
 TEST_F(Aktualisierer, ABundleWithoutFeedSaysSo) {
@@ -465,4 +508,28 @@ TEST_F(Aktualisierer, TellsOnceThatANewVersionHadToBeTakenBackAndDoesNotOfferItA
     neu();
     a->gestartet();
     EXPECT_EQ(anzeige.zeigte.size(), 1U);
+}
+
+TEST_F(Aktualisierer, TellsOnceAfterTheRestartThatTheUpdateIsIn) {
+    voreinstellungen.setzeText(schluesselEingebaut, "50");
+    a->gestartet();
+    EXPECT_THAT(anzeige.zeigte, ElementsAre("Quillmate wurde aktualisiert"));
+    EXPECT_THAT(anzeige.erklaerungen, ElementsAre("Du hast jetzt die Fassung 0.50."));
+    neu();
+    a->gestartet();
+    EXPECT_EQ(anzeige.zeigte.size(), 1U);
+}
+
+TEST_F(Aktualisierer, TellsAfterTheRestartThatTheUpdateWasNotPutIn) {
+    bisZumAngebot();
+    anzeige.antwort(Wahl::installieren);
+    ASSERT_TRUE(werkzeug::wartenBis([&] {
+        schleife.drehe();
+        return schleife.beendet;
+    }));
+    EXPECT_EQ(voreinstellungen.text(schluesselEingebaut), "60");
+    anzeige.zeigte.clear();
+    neu(); // still version 50
+    a->gestartet();
+    EXPECT_THAT(anzeige.zeigte, ElementsAre("Das Update wurde nicht eingebaut"));
 }

@@ -49,7 +49,7 @@ protected:
     std::string const buendel{ordner.ordner("Programme") + "/Quillmate.app"};
     werkzeug::Herausgeber h;
     werkzeug::TabellenLader lader;
-    adapter::linux::EinbauLinux einbau;
+    adapter::linux::EinbauLinux einbau{ordner.pfad("marken")};
     adapter::linux::BuendelkundeLinux kunde;
     std::atomic<bool> abbruch{false};
     Anlass anlass{
@@ -106,7 +106,7 @@ TEST_F(Pruefung, RefusesAnExpiredAppcast) {
     anlass.jetzt = h.liste.gueltigBis - 1s;
     EXPECT_EQ(suche().fehlschlag, std::nullopt);
     anlass.jetzt = h.liste.gueltigBis;
-    EXPECT_EQ(suche().fehlschlag, Fehlschlag::veraltet);
+    EXPECT_EQ(suche().fehlschlag, Fehlschlag::abgelaufen);
 }
 
 TEST_F(Pruefung, RefusesTheReplayOfAnOlderAppcast) {
@@ -159,11 +159,11 @@ TEST_F(Pruefung, RefusesAnArchiveWithOneByteChanged) {
 
 TEST_F(Pruefung, RefusesAnArchiveThatIsTooShortOrTooLong) {
     lader.antworten[h.archivadresse] = h.archiv.substr(0, h.archiv.size() - 1);
-    EXPECT_EQ(stelleBereit(), Fehlschlag::nichtVertrauenswuerdig);
+    EXPECT_EQ(stelleBereit(), Fehlschlag::abgerissen);
     lader.antworten[h.archivadresse] = h.archiv + "x";
     EXPECT_EQ(stelleBereit(), Fehlschlag::nichtVertrauenswuerdig);
     lader.antworten[h.archivadresse] = std::string{};
-    EXPECT_EQ(stelleBereit(), Fehlschlag::nichtVertrauenswuerdig);
+    EXPECT_EQ(stelleBereit(), Fehlschlag::abgerissen);
     pruefeUnberuehrt();
 }
 

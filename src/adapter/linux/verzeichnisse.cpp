@@ -1,10 +1,12 @@
 #include "verzeichnisse.h"
 
+#include "ordnerrechte.h"
+
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <initializer_list>
 #include <optional>
 #include <vector>
 
@@ -31,6 +33,18 @@ std::optional<std::string> heimordnerFallsBekannt() {
     return std::nullopt;
 }
 
+bool istOrdner(std::string const& pfad) {
+    struct stat lage {};
+    return ::stat(pfad.c_str(), &lage) == 0 && S_ISDIR(lage.st_mode);
+}
+
+/// root's own folders count as ours in nurWirSchreiben(), but are no place for what we write.
+bool istUnserAllein(std::string const& pfad) {
+    struct stat lage {};
+    return ::stat(pfad.c_str(), &lage) == 0 && S_ISDIR(lage.st_mode) && lage.st_uid == ::geteuid() &&
+           nurWirSchreiben(pfad);
+}
+
 } // namespace
 
 std::string heimordner() {
@@ -46,18 +60,34 @@ std::string cacheordner() {
         return *ordner;
     if (auto const heim = heimordnerFallsBekannt())
         return *heim + "/.cache";
-    return temporaererOrdner();
+    return temporaererOrdner().value_or(keinOrdner);
 }
 
 std::string datenordner() {
     return absoluterPfadAus("XDG_DATA_HOME").value_or(heimordner() + "/.local/share");
 }
 
-std::string temporaererOrdner() {
-    for (char const* const variable : {"TMPDIR", "XDG_RUNTIME_DIR"})
-        if (auto ordner = absoluterPfadAus(variable))
-            return *ordner;
-    return "/tmp";
+std::string zustandsordner() {
+    return absoluterPfadAus("XDG_STATE_HOME").value_or(heimordner() + "/.local/state");
+}
+
+Ergebnis<std::string> temporaererOrdner() {
+    auto const gegeben = absoluterPfadAus("TMPDIR");
+    if (gegeben && istUnserAllein(*gegeben))
+        return *gegeben;
+    // A folder named by the user that is not there is no place to make things in.
+    auto const oben = gegeben && istOrdner(*gegeben) ? *gegeben : std::string{"/tmp"};
+    auto eigener = oben + "/quillmate-" + std::to_string(::geteuid());
+    if (auto const gesichert = eigenenOrdnerSichern(eigener, ZuOffen::ablehnen); !gesichert)
+        return std::unexpected(gesichert.error());
+    return eigener;
+}
+
+Ergebnis<std::string> laufzeitordner() {
+    auto const gegeben = absoluterPfadAus("XDG_RUNTIME_DIR");
+    if (gegeben && istUnserAllein(*gegeben))
+        return *gegeben;
+    return temporaererOrdner();
 }
 
 std::string zwischenspeicherOrdner() {

@@ -1,5 +1,6 @@
 #include "adapter/linux/buendel.h"
 #include "adapter/linux/einbau_linux.h"
+#include "adapter/linux/einbaumarke.h"
 #include "werkzeug/probebuendel.h"
 #include "werkzeug/warten.h"
 
@@ -28,14 +29,18 @@ class EinbauLinux : public testing::Test {
 protected:
     EinbauLinux() {
         werkzeug::probebuendel(app, "50", skript("alte", "exit 0"));
-        bereiteNeues(skript("neue", "rm -r \"" + probe + "\"\n" + laeuftWeiter()));
+        bereiteNeues(skript("neue", bestaetigt() + laeuftWeiter()));
     }
     std::string skript(std::string const& name, std::string const& rest) const {
         return "#!/bin/sh\necho " + name + " $$ >> \"" + logdatei + "\"\n" + rest + "\n";
     }
     /// A program that runs as long as the test.
     std::string laeuftWeiter() const { return "while [ -e '" + ordner.pfad() + "' ]; do sleep 0.1; done"; }
+    /// What a program does that has come up.
+    std::string bestaetigt() const { return "rm \"" + platz.datei() + "\"\n"; }
+    /// As the program does that ends then.
     void bereiteNeues(std::string const& programm) {
+        adapter::linux::EinbauLinux einbau{marken};
         auto const ordner_ = einbau.baustelle(app);
         ASSERT_EQ(ordner_, neues);
         werkzeug::probebuendel(neues, "60", programm);
@@ -45,27 +50,46 @@ protected:
     std::string protokoll() const { return werkzeug::inhaltVon(logdatei); }
     bool lief(std::string const& name) const { return protokoll().find(name) != std::string::npos; }
 
-    /// The helper's work, in a process whose parent ends when told.
+    adapter::linux::Einbauhilfen hilfen() {
+        return {
+            .marken = marken,
+            .zurueckgenommen =
+                [this](std::string const& nummer) { std::ofstream{ordner.pfad("gemeldet")} << nummer; },
+            .einzelinstanz =
+                [this] {
+                    return programmsperre();
+                }};
+    }
+    /// The program's own lock.
+    Deskriptor programmsperre() const {
+        Deskriptor datei{::open(ordner.pfad("sperre").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
+        return ::flock(datei.get(), LOCK_EX | LOCK_NB) == 0 ? std::move(datei) : Deskriptor{};
+    }
+    std::string gemeldet() const { return werkzeug::inhaltVon(ordner.pfad("gemeldet")); }
+    /// The helper's work, in a process whose parent has ended.
     Einbauausgang schliesseAb(adapter::linux::Einbaufristen fristen = {}) {
         // A parent that is not ours counts as ended.
-        return adapter::linux::einbauAbschliessen(
-            1'000'000'000, app, [this](std::string const& nummer) { gemeldet = nummer; }, fristen);
+        return adapter::linux::einbauAbschliessen(1'000'000'000, app, hilfen(), fristen);
+    }
+    void setzeStand(adapter::linux::Einbaumarke::Stand stand) {
+        auto marke = platz.lesen();
+        ASSERT_TRUE(marke);
+        marke->stand = stand;
+        ASSERT_TRUE(platz.schreiben(*marke));
     }
     /// What a power cut leaves right after the exchange: 60 in its place, 50 beside it, nobody who watches.
     void stromausfall() {
+        setzeStand(adapter::linux::Einbaumarke::Stand::probe);
         fs::rename(app, ordner.pfad("alte"));
         fs::rename(neues, app);
         fs::rename(ordner.pfad("alte"), neues);
-        ordner.datei("Programme ä/.Quillmate.app.probe", "60\n");
     }
     /// A start of the program, as far as `danach`, which gets its lock. A version that is taken back goes on as the old
     /// program's script, which ends with 0.
     int start(std::function<int(Deskriptor)> const& danach) {
         auto const kind = ::fork();
         if (kind == 0)
-            ::_exit(danach(adapter::linux::selbstprobe(app, [this](std::string const& nummer) {
-                std::ofstream{ordner.pfad("gemeldet")} << nummer;
-            })));
+            ::_exit(danach(adapter::linux::selbstprobe(app, hilfen())));
         int ausgang = -1;
         ::waitpid(kind, &ausgang, 0);
         return WEXITSTATUS(ausgang);
@@ -87,10 +111,9 @@ protected:
     std::string const logdatei{ordner.pfad("log")};
     std::string const app{ordner.ordner("Programme ä") + "/Quillmate.app"};
     std::string const neues{ordner.pfad("Programme ä/.Quillmate.app.neu")};
-    std::string const probe{ordner.pfad("Programme ä/.Quillmate.app.probe")};
-    adapter::linux::EinbauLinux einbau;
+    std::string const marken{ordner.pfad("zustand/quillmate")};
+    adapter::linux::Markenplatz const platz{marken, app};
     std::map<std::string, std::string> neuesAbbild;
-    std::optional<std::string> gemeldet;
 };
 
 } // namespace
@@ -102,14 +125,13 @@ TEST_F(EinbauLinux, PutsTheNewVersionInAndRemovesTheOldOneOnceItHasStarted) {
     EXPECT_TRUE(daneben().empty());
     EXPECT_TRUE(lief("neue"));
     EXPECT_FALSE(lief("alte"));
-    EXPECT_FALSE(gemeldet);
+    EXPECT_EQ(gemeldet(), "");
 }
 
 TEST_F(EinbauLinux, KeepsTheOldVersionUntilTheNewOneHasStarted) {
     auto const bereit = ordner.pfad("bereit");
     bereiteNeues(skript(
-        "neue", "while [ ! -e \"" + bereit + "\" ]; do sleep 0.01; done\nrm -r \"" + probe + "\"\n" +
-                    laeuftWeiter()));
+        "neue", "while [ ! -e \"" + bereit + "\" ]; do sleep 0.01; done\n" + bestaetigt() + laeuftWeiter()));
     std::thread helfer{[&] {
         EXPECT_EQ(schliesseAb(), Einbauausgang::eingebaut);
     }};
@@ -127,7 +149,7 @@ TEST_F(EinbauLinux, TakesAVersionBackThatEndsWithAFailure) {
     EXPECT_EQ(schliesseAb(), Einbauausgang::zurueckgenommen);
     EXPECT_EQ(abbild(app), alt);
     EXPECT_TRUE(daneben().empty());
-    EXPECT_EQ(gemeldet, "60");
+    EXPECT_EQ(gemeldet(), "60");
     EXPECT_TRUE(werkzeug::wartenBis([&] { return lief("alte"); }));
 }
 
@@ -141,7 +163,7 @@ TEST_F(EinbauLinux, TakesAVersionBackThatCannotEvenBeStarted) {
     bereiteNeues("#!/gibt/es/nicht\n");
     EXPECT_EQ(schliesseAb(), Einbauausgang::zurueckgenommen);
     EXPECT_EQ(fassung(), "50");
-    EXPECT_EQ(gemeldet, "60");
+    EXPECT_EQ(gemeldet(), "60");
     EXPECT_TRUE(werkzeug::wartenBis([&] { return lief("alte"); }));
 }
 
@@ -157,11 +179,152 @@ TEST_F(EinbauLinux, TakesAVersionBackThatHangsAndEndsIt) {
     EXPECT_NE(::kill(nummer, 0), 0) << "it still runs";
 }
 
-TEST_F(EinbauLinux, AnOrderlyEndCountsAsAStart) {
+TEST_F(EinbauLinux, AnOrderlyEndBeforeItHasComeUpLeavesTheTrialToTheNextStart) {
     bereiteNeues(skript("neue", "exit 0"));
-    EXPECT_EQ(schliesseAb(), Einbauausgang::eingebaut);
+    EXPECT_EQ(schliesseAb(), Einbauausgang::offen);
     EXPECT_EQ(fassung(), "60");
+    EXPECT_EQ(daneben().size(), 1U) << "the version before has gone although nothing was confirmed";
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(startDerNichtHochkommt(), 0) << "not taken back";
+    EXPECT_EQ(fassung(), "50");
+}
+
+TEST_F(EinbauLinux, AStartByTheUserInTheGapConfirmsAsWellAsTheHelpers) {
+    // The user's start is quicker: it has the program's lock, the helper's ends in order.
+    bereiteNeues(skript(
+        "neue", "echo > \"" + ordner.pfad("nutzer") + "\"; while [ ! -e \"" + ordner.pfad("nutzer laeuft") +
+                    "\" ]; do sleep 0.01; done; exit 0"));
+    std::thread nutzer{[&] {
+        EXPECT_TRUE(werkzeug::wartenBis([&] { return fs::exists(ordner.pfad("nutzer")); }));
+        auto const meine = programmsperre();
+        EXPECT_TRUE(meine);
+        ordner.datei("nutzer laeuft");
+        EXPECT_EQ(
+            start([this](Deskriptor const& probe) {
+                if (probe)
+                    return 1; // the helper watches
+                adapter::linux::EinbauLinux{marken}.bestaetigen(app);
+                return 0;
+            }),
+            0);
+    }};
+    EXPECT_EQ(schliesseAb(), Einbauausgang::eingebaut);
+    nutzer.join();
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_TRUE(werkzeug::wartenBis([&] { return daneben().empty(); }));
+}
+
+TEST_F(EinbauLinux, NoVersionIsTakenBackThatRuns) {
+    // The helper's start crashes, the user's holds the program's lock and comes up a little later.
+    bereiteNeues(skript(
+        "neue", "echo > \"" + ordner.pfad("nutzer") + "\"; while [ ! -e \"" + ordner.pfad("nutzer laeuft") +
+                    "\" ]; do sleep 0.01; done; kill -SEGV $$"));
+    std::thread nutzer{[&] {
+        EXPECT_TRUE(werkzeug::wartenBis([&] { return fs::exists(ordner.pfad("nutzer")); }));
+        auto const meine = programmsperre();
+        ordner.datei("nutzer laeuft");
+        EXPECT_FALSE(werkzeug::wartenBis([&] { return fassung() != "60"; }, 1s))
+            << "taken back while it runs";
+        adapter::linux::EinbauLinux{marken}.bestaetigen(app);
+    }};
+    EXPECT_EQ(schliesseAb(), Einbauausgang::eingebaut);
+    nutzer.join();
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_EQ(gemeldet(), "");
+}
+
+TEST_F(EinbauLinux, WhileTheProgramRunsAgainNothingIsExchangedBeneathIt) {
+    auto const meine = programmsperre();
+    EXPECT_EQ(schliesseAb({.luecke = 100ms}), Einbauausgang::nichtEingebaut);
+    EXPECT_EQ(fassung(), "50");
     EXPECT_TRUE(daneben().empty());
+    EXPECT_FALSE(lief("alte")) << "started beside the one that runs";
+}
+
+TEST_F(EinbauLinux, AnotherFolderInThePlaceOfThePreparedOneIsNotPutIn) {
+    auto const alt = abbild(app);
+    fs::rename(neues, ordner.pfad("vorbereitet"));
+    werkzeug::probebuendel(neues, "60", skript("untergeschoben", "exit 0"));
+    EXPECT_EQ(schliesseAb(), Einbauausgang::nichtEingebaut);
+    EXPECT_EQ(abbild(app), alt);
+    EXPECT_FALSE(lief("untergeschoben"));
+}
+
+TEST_F(EinbauLinux, WhatMerelyLiesBesideTheBundleSteersNothing) {
+    // As versions up to 0.6 left it after a power cut, or as somebody plants it.
+    fs::remove(platz.datei());
+    ordner.datei("Programme ä/.Quillmate.app.probe", "50\nbegonnen\n");
+    auto const alt = abbild(app);
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(abbild(app), alt);
+    EXPECT_EQ(gemeldet(), "");
+}
+
+TEST_F(EinbauLinux, APlantedVersionIsNotWhatIsPutBack) {
+    stromausfall();
+    setzeStand(adapter::linux::Einbaumarke::Stand::begonnen);
+    fs::rename(neues, ordner.pfad("vorige"));
+    werkzeug::probebuendel(neues, "50", skript("untergeschoben", "exit 0"));
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_FALSE(lief("untergeschoben"));
+}
+
+TEST_F(EinbauLinux, ABundleThatTheUserPutThereMeanwhileIsOnNoTrial) {
+    stromausfall();
+    setzeStand(adapter::linux::Einbaumarke::Stand::begonnen);
+    fs::remove_all(app);
+    werkzeug::probebuendel(app, "60", skript("eigene", "exit 0"));
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(fassung(), "60");
+    EXPECT_FALSE(platz.vorhanden());
+}
+
+TEST_F(EinbauLinux, TakingBackIsToldAlsoWhenTheTellerWasKilled) {
+    setzeStand(adapter::linux::Einbaumarke::Stand::zurueck); // exchanged back, and then killed
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(gemeldet(), "60");
+    EXPECT_FALSE(platz.vorhanden());
+}
+
+TEST_F(EinbauLinux, TheMarkLivesWhereOnlyThisUserWrites) {
+    struct stat lage {};
+    ASSERT_EQ(::stat(marken.c_str(), &lage), 0);
+    EXPECT_EQ(lage.st_mode & 07777U, 0700U);
+    ASSERT_EQ(::stat(platz.datei().c_str(), &lage), 0);
+    EXPECT_EQ(lage.st_mode & 07777U, 0600U);
+    auto const marke = platz.lesen();
+    ASSERT_TRUE(marke);
+    EXPECT_EQ(marke->buendel, app);
+    EXPECT_EQ(marke->altes, adapter::linux::ausweisVon(app));
+    EXPECT_EQ(marke->neues, adapter::linux::ausweisVon(neues));
+    EXPECT_EQ(marke->altesBuild, "50");
+    EXPECT_EQ(marke->neuesBuild, "60");
+}
+
+TEST_F(EinbauLinux, ATrialOutlivesAStartOfTheSystemThatNumbersItsDevicesAnew) {
+    stromausfall();
+    auto inhalt = werkzeug::inhaltVon(platz.datei());
+    auto const geraet = "<string>" + std::to_string(adapter::linux::ausweisVon(app)->geraet) + "</string>";
+    ASSERT_NE(inhalt.find(geraet), std::string::npos);
+    inhalt.replace(inhalt.find(geraet), geraet.size(), "<string>1</string>");
+    std::ofstream{platz.datei()} << inhalt;
+    EXPECT_EQ(adapter::linux::Markenplatz(marken, app).lesen()->neues.geraet, 1U)
+        << "still the same run of the system";
+    auto const start_ = inhalt.find("<key>systemstart</key>");
+    auto const wert = inhalt.find("<string>", start_);
+    inhalt.replace(wert, inhalt.find("</string>", wert) - wert, "<string>ein anderer");
+    std::ofstream{platz.datei()} << inhalt;
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
+    EXPECT_EQ(startDerNichtHochkommt(), 0);
+    EXPECT_EQ(fassung(), "50");
+}
+
+TEST_F(EinbauLinux, WithoutAPlaceForTheMarkNothingIsPrepared) {
+    ordner.datei("kein ordner");
+    adapter::linux::EinbauLinux einbau{ordner.pfad("kein ordner")};
+    EXPECT_EQ(einbau.baustelle(app), "");
 }
 
 TEST_F(EinbauLinux, WaitsForTheEndOfTheOldProgram) {
@@ -175,10 +338,7 @@ TEST_F(EinbauLinux, WaitsForTheEndOfTheOldProgram) {
         if (::fork() == 0) {
             ::close(rohr[0]);
             ::_exit(
-                adapter::linux::einbauAbschliessen(ich, app, [](std::string const&) {}) ==
-                        Einbauausgang::eingebaut
-                    ? 0
-                    : 1);
+                adapter::linux::einbauAbschliessen(ich, app, hilfen()) == Einbauausgang::eingebaut ? 0 : 1);
         }
         char ende = 0;
         while (::read(rohr[0], &ende, 1) > 0) {
@@ -197,7 +357,7 @@ TEST_F(EinbauLinux, GivesUpWhereTheOldProgramDoesNotEnd) {
     auto const kind = ::fork();
     if (kind == 0)
         ::_exit(
-            adapter::linux::einbauAbschliessen(altes, app, [](std::string const&) {}, {.ende = 100ms}) ==
+            adapter::linux::einbauAbschliessen(altes, app, hilfen(), {.ende = 100ms}) ==
                     Einbauausgang::nichtEingebaut
                 ? 0
                 : 1);
@@ -218,9 +378,11 @@ TEST_F(EinbauLinux, StartsTheOldVersionWhereTheNewOneHasGone) {
 }
 
 TEST_F(EinbauLinux, TheNextStartClearsAwayWhatAKilledHelperLeft) {
+    adapter::linux::EinbauLinux einbau{marken};
     ordner.datei("Programme ä/.Quillmate.app.probe");
     einbau.bestaetigen(app);
     EXPECT_TRUE(daneben().empty());
+    EXPECT_FALSE(platz.vorhanden());
     EXPECT_EQ(fassung(), "50");
     einbau.bestaetigen(app);
     EXPECT_EQ(fassung(), "50");
@@ -235,7 +397,7 @@ TEST_F(EinbauLinux, AVersionThatNobodyWatchesIsTakenBackByItsSecondStartAndTheOl
     EXPECT_TRUE(lief("alte"));
     EXPECT_EQ(abbild(app), alt);
     EXPECT_TRUE(daneben().empty());
-    EXPECT_EQ(werkzeug::inhaltVon(ordner.pfad("gemeldet")), "60");
+    EXPECT_EQ(gemeldet(), "60");
     EXPECT_EQ(startDerNichtHochkommt(), 7) << "the old version is on trial";
 }
 
@@ -243,7 +405,7 @@ TEST_F(EinbauLinux, AVersionThatNobodyWatchesStaysOnceItHasComeUp) {
     stromausfall();
     EXPECT_EQ(
         start([this](Deskriptor probe_) {
-            adapter::linux::EinbauLinux{{}, std::move(probe_)}.bestaetigen(app);
+            adapter::linux::EinbauLinux{marken, {}, std::move(probe_)}.bestaetigen(app);
             return 0;
         }),
         0);
@@ -266,16 +428,16 @@ TEST_F(EinbauLinux, WhileOneStartComesUpAnotherTakesNothingBack) {
 
 TEST_F(EinbauLinux, AStartThatAHelperWatchesLeavesThatToIt) {
     stromausfall();
-    Deskriptor const helfer{::open(probe.c_str(), O_RDWR | O_CLOEXEC)};
-    ASSERT_EQ(::flock(helfer.get(), LOCK_EX | LOCK_NB), 0);
+    auto const helfer = platz.sperren();
+    ASSERT_TRUE(helfer);
     EXPECT_EQ(startDerNichtHochkommt(), 7);
     EXPECT_EQ(startDerNichtHochkommt(), 7);
     EXPECT_EQ(fassung(), "60");
-    EXPECT_EQ(werkzeug::inhaltVon(probe), "60\n");
+    EXPECT_EQ(platz.lesen()->stand, adapter::linux::Einbaumarke::Stand::probe);
 }
 
 TEST_F(EinbauLinux, AVersionFromBeforeTheExchangeIsNotOnTrial) {
-    ordner.datei("Programme ä/.Quillmate.app.probe", "60\n"); // The power failed a moment earlier.
+    setzeStand(adapter::linux::Einbaumarke::Stand::probe); // The power failed a moment earlier.
     EXPECT_EQ(startDerNichtHochkommt(), 7);
     EXPECT_EQ(startDerNichtHochkommt(), 7);
     EXPECT_EQ(fassung(), "50") << "a version that was never tried took its place";
@@ -290,35 +452,24 @@ TEST_F(EinbauLinux, WithoutAWholeVersionBesideItNothingIsTakenBack) {
     EXPECT_FALSE(fs::exists(ordner.pfad("gemeldet")));
 }
 
-TEST_F(EinbauLinux, SomethingElseInThePlaceOfTheProbeFileIsNoTrial) {
+TEST_F(EinbauLinux, SomethingElseInThePlaceOfTheMarkIsNoTrial) {
     stromausfall();
-    fs::remove(probe);
-    fs::create_directory(probe);
+    auto const inhalt = werkzeug::inhaltVon(platz.datei());
+    fs::remove(platz.datei());
+    fs::create_directory(platz.datei());
     EXPECT_EQ(startDerNichtHochkommt(), 7);
-    fs::remove(probe);
-    fs::create_symlink(ordner.datei("fremd", "60\n"), probe);
+    fs::remove(platz.datei());
+    ordner.datei("zustand/quillmate/" + fs::path{platz.datei()}.filename().string(), inhalt.substr(0, 100));
     EXPECT_EQ(startDerNichtHochkommt(), 7);
-    EXPECT_EQ(werkzeug::inhaltVon(ordner.pfad("fremd")), "60\n") << "written through a link";
+    EXPECT_EQ(startDerNichtHochkommt(), 7);
     EXPECT_EQ(fassung(), "60");
 }
 
-TEST_F(EinbauLinux, DiscardingRemovesWhatWasPrepared) {
+TEST_F(EinbauLinux, DiscardingRemovesWhatWasPreparedAndItsMark) {
+    adapter::linux::EinbauLinux einbau{marken};
+    ASSERT_EQ(einbau.baustelle(app), neues);
     einbau.verwerfen(app);
     EXPECT_TRUE(daneben().empty());
+    EXPECT_FALSE(platz.vorhanden());
     EXPECT_EQ(fassung(), "50");
-}
-
-TEST_F(EinbauLinux, IsPossibleOnlyWhereTheUserMayWrite) {
-    EXPECT_TRUE(einbau.moeglich(app));
-    EXPECT_FALSE(einbau.moeglich(ordner.pfad("gibt es nicht/Quillmate.app")));
-    EXPECT_FALSE(einbau.moeglich("/usr/lib")) << "a package manager's";
-    auto const kind = ::fork();
-    if (kind == 0) {
-        if (::geteuid() == 0 && ::setresuid(65534, 65534, 65534) != 0)
-            ::_exit(77);
-        ::_exit(einbau.moeglich("/etc") || einbau.moeglich("/opt") ? 1 : 0);
-    }
-    int ausgang = -1;
-    ::waitpid(kind, &ausgang, 0);
-    EXPECT_EQ(ausgang, 0);
 }

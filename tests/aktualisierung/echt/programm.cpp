@@ -5,10 +5,13 @@
 // end with a failure before it has confirmed its start.
 #include "adapter/linux/buendel.h"
 #include "adapter/linux/einbau_linux.h"
+#include "adapter/linux/einbaumarke.h"
+#include "adapter/linux/verzeichnisse.h"
 #include "adapter/linux/voreinstellungen_plist.h"
 #include "aktualisierung/aktualisierung.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <condition_variable>
@@ -78,7 +81,9 @@ public:
     void fortschritt(std::string const&, std::uint64_t, std::uint64_t, std::function<void()>) override {}
     void mitteilen(std::string const& meldung, std::string const&) override {
         schreibe(meldung);
-        schleife_.beenden();
+        // After a restart it tells what became of the update, before anybody asks.
+        if (meldung != "Quillmate wurde aktualisiert")
+            schleife_.beenden();
     }
     void nachVorn() override {}
     void schliessen() override {}
@@ -87,13 +92,29 @@ private:
     ports::Hauptschleife& schleife_;
 };
 
-void merkeGescheiterte(std::string const& nummer) {
-    adapter::linux::VoreinstellungenPlist{
-        adapter::linux::VoreinstellungenPlist::dateiFuer(adapter::linux::eigeneKennung())}
-        .setzeText(aktualisierung::schluesselGescheitert, nummer);
+/// The program's own lock, held as long as it runs.
+Deskriptor programmsperre() {
+    Deskriptor datei{
+        ::open((adapter::linux::heimordner() + "/sperre").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
+    return ::flock(datei.get(), LOCK_EX | LOCK_NB) == 0 ? std::move(datei) : Deskriptor{};
+}
+
+adapter::linux::Einbauhilfen hilfen() {
+    return {
+        .marken = adapter::linux::markenordner(adapter::linux::eigeneKennung()),
+        .zurueckgenommen =
+            [](std::string const& nummer) {
+                adapter::linux::VoreinstellungenPlist{
+                    adapter::linux::VoreinstellungenPlist::dateiFuer(adapter::linux::hauptkennung)}
+                    .setzeText(aktualisierung::schluesselGescheitert, nummer);
+            },
+        .einzelinstanz = &programmsperre};
 }
 
 int laufen() {
+    auto const sperre = programmsperre();
+    if (!sperre)
+        return 0;
     adapter::linux::BuendelkundeLinux kunde;
     auto const eigenes = kunde.lesen(kunde.laufend());
     if (!eigenes)
@@ -104,13 +125,13 @@ int laufen() {
     adapter::linux::Umgebungswerte const urspruenglich{
         {"LANGUAGE", sprache ? std::optional<std::string>{sprache} : std::nullopt}};
     ::setenv("LANGUAGE", "de", 1);
-    auto probe = adapter::linux::selbstprobe(eigenes->pfad, merkeGescheiterte, urspruenglich);
+    auto probe = adapter::linux::selbstprobe(eigenes->pfad, hilfen(), urspruenglich);
     schreibe(
         "start " + eigenes->buildnummer.value_or("?") + (kaputt ? " kaputt" : "") +
         (sprache ? " LANGUAGE=" + std::string{sprache} : ""));
     if (kaputt)
         return 1;
-    adapter::linux::EinbauLinux einbau{urspruenglich, std::move(probe)};
+    adapter::linux::EinbauLinux einbau{hilfen().marken, urspruenglich, std::move(probe)};
     adapter::linux::VoreinstellungenPlist voreinstellungen{
         adapter::linux::VoreinstellungenPlist::dateiFuer(adapter::linux::eigeneKennung())};
     Schleife schleife;
@@ -137,6 +158,6 @@ int laufen() {
 
 int main(int argc, char** argv) {
     auto const ausgang = adapter::linux::alsEinbauhelfer(
-        std::span<char const* const>{argv, static_cast<std::size_t>(argc)}, merkeGescheiterte);
+        std::span<char const* const>{argv, static_cast<std::size_t>(argc)}, hilfen());
     return ausgang ? *ausgang : laufen();
 }

@@ -47,6 +47,7 @@ protected:
         if (kind == 0) {
             ::setenv("HOME", ordner.pfad("heim").c_str(), 1);
             ::setenv("XDG_CONFIG_HOME", ordner.pfad("heim/.config").c_str(), 1);
+            ::setenv("XDG_STATE_HOME", ordner.ordner("heim/zustand").c_str(), 1);
             ::setenv("PROBE_LOG", logdatei.c_str(), 1);
             ::unsetenv("LANGUAGE"); // None of the later starts may have got ours.
             auto const programm = app + "/Contents/Linux/quillmate";
@@ -92,8 +93,9 @@ protected:
 
 TEST_F(Update, FromOneVersionToTheNextWithTheProgramRunning) {
     EXPECT_THAT(
-        laufeBis("ende 60"),
-        testing::ElementsAre("start 50", "ende 50", "start 60", "Quillmate ist aktuell", "ende 60"));
+        laufeBis("ende 60"), testing::ElementsAre(
+                                 "start 50", "ende 50", "start 60", "Quillmate wurde aktualisiert",
+                                 "Quillmate ist aktuell", "ende 60"));
     EXPECT_EQ(adapter::linux::buendelAn(app)->buildnummer, "60");
     EXPECT_EQ(werkzeug::inhaltVon(app + "/Contents/Resources/Größe.txt"), "Fassung 60");
 }
