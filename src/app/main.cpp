@@ -12,6 +12,7 @@
 #include "einzelinstanz.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/prozesswerte.h"
+#include "kommandozeile.h"
 #include "leser/prozess/leser_prozesse.h"
 #include "texterkennung/zwischenspeicher.h"
 #include "umgebung.h"
@@ -79,6 +80,13 @@ int starten(std::span<char const* const> argumente) {
         Texterkennung::Zwischenspeicher const speicher{adapter::linux::zwischenspeicherOrdner()};
         Texterkennung::Erkenner erkenner{leser, speicher};
         return ausgeben(app::diagnose::textZeile(*datei, erkenner));
+    }
+
+    if (auto const antwort =
+            app::kommandozeile::antwort(argumente, buendel ? buendel->buildnummer.value_or("") : "")) {
+        auto* const strom = antwort->status == 0 ? stdout : stderr;
+        bool const gesagt = std::fputs(antwort->text.c_str(), strom) >= 0 && std::fflush(strom) == 0;
+        return gesagt ? antwort->status : 1;
     }
 
     // Before the first library of the desktop reads it.

@@ -108,3 +108,23 @@ TEST(Programm, OutputThatCannotBeWrittenIsAnError) {
     OrdnerAufZeit const ordner;
     EXPECT_EQ(programm("--scan " + ordner.pfad() + " >/dev/full").status, 1);
 }
+
+TEST(Programm, HelpVersionAndAnUnknownOptionNeedNeitherDisplayNorLock) {
+    OrdnerAufZeit const ordner;
+    auto const umgebung = "TMPDIR=" + ordner.pfad() + " HOME=" + ordner.pfad();
+    auto const hilfe = programm("--help", umgebung);
+    EXPECT_EQ(hilfe.status, 0);
+    EXPECT_TRUE(hilfe.ausgabe.starts_with("Aufruf: quillmate")) << hilfe.ausgabe;
+    auto const fassung = programm("--version", umgebung);
+    EXPECT_EQ(fassung.status, 0);
+    EXPECT_TRUE(fassung.ausgabe.starts_with("Quillmate 0.")) << fassung.ausgabe;
+    auto const falsch = programm("--hlep", umgebung);
+    EXPECT_EQ(falsch.status, 2);
+    EXPECT_EQ(falsch.ausgabe, "");
+    EXPECT_EQ(programm("--help >/dev/full", umgebung).status, 1);
+    EXPECT_TRUE(std::filesystem::is_empty(ordner.pfad())) << "a lock, or more";
+}
+
+TEST(Programm, AValueOfADiagnosticModeMayLookLikeAnOption) {
+    EXPECT_TRUE(programm("--scan --help").ausgabe.starts_with("{\"wurzel\":\"--help\""));
+}

@@ -55,7 +55,9 @@ std::vector<Einbindung> einbindungen() {
             continue;
         auto const text = inhalt(eintrag.path());
         for (std::sregex_iterator i{text.begin(), text.end(), muster}, ende; i != ende; ++i)
-            ergebnis.push_back({fs::relative(eintrag.path(), wurzel / "src"), (*i)[1].str()});
+            // A folder's own page scripts become headers of the same name in the build folder.
+            if (!(*i)[1].str().starts_with("skripte/"))
+                ergebnis.push_back({fs::relative(eintrag.path(), wurzel / "src"), (*i)[1].str()});
     }
     return ergebnis;
 }
