@@ -1,64 +1,16 @@
 #include "anmeldung.h"
 
-#include "grundlage/adressteile.h"
+#include "grundlage/adresse.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace quillmate::anmeldung {
-
-namespace {
-
-/// The items of a query as they were written.
-std::vector<std::string_view> rohePosten(std::string_view abfrage) {
-    std::vector<std::string_view> posten;
-    while (!abfrage.empty()) {
-        auto const einer = abfrage.substr(0, abfrage.find('&'));
-        posten.push_back(einer);
-        abfrage.remove_prefix(std::min(abfrage.size(), einer.size() + 1));
-    }
-    return posten;
-}
-
-std::string nameVon(std::string_view posten) {
-    return ohneProzent(posten.substr(0, posten.find('=')));
-}
-
-std::string verbunden(std::vector<std::string_view> const& posten) {
-    return fmt::format("{}", fmt::join(posten, "&"));
-}
-
-/// What a web engine leaves unescaped although no address may hold it ("|", "{") as percent escapes.
-std::string strenggenommen(std::string_view text) {
-    std::string ergebnis;
-    for (char const c : text) {
-        auto const byte = static_cast<unsigned char>(c);
-        if (byte <= 0x20 || byte >= 0x7F || std::string_view{"\"<>\\^`{|}"}.contains(c))
-            ergebnis += fmt::format("%{:02X}", byte);
-        else
-            ergebnis += c;
-    }
-    return ergebnis;
-}
-
-/// The host as it was written, without user and port.
-std::string_view wirtWieGeschrieben(std::string_view adresse) {
-    auto rest = adresse.substr(std::min(adresse.find(':'), adresse.size() - 1) + 1);
-    if (!rest.starts_with("//"))
-        return {};
-    rest.remove_prefix(2);
-    rest = rest.substr(0, rest.find_first_of("/?#"));
-    rest.remove_prefix(rest.rfind('@') == std::string_view::npos ? 0 : rest.rfind('@') + 1);
-    return rest.substr(0, rest.find(':'));
-}
-
-} // namespace
 
 struct Anmeldung::Weg {
     bool kennzeichenEindeutig;
@@ -72,16 +24,15 @@ struct Anmeldung::Weg {
     void (Anmeldung::*rueckweg)(std::string const&);
 };
 
-std::optional<std::string> mitAppKennzeichen(std::string const& adresse, bool eindeutig) {
-    auto const gelesen = Adresse::lesen(strenggenommen(adresse));
-    if (!gelesen)
+std::optional<std::string> mitAppKennzeichen(std::string const& text, bool eindeutig) {
+    auto const adresse = Adresse::vomMotor(text);
+    if (!adresse)
         return std::nullopt;
-    auto const abfrage = gelesen->abfrage().value_or("");
-    auto posten = rohePosten(abfrage);
+    auto posten = adresse->posten();
     if (eindeutig)
-        std::erase_if(posten, [](std::string_view einer) { return nameVon(einer) == "app"; });
-    posten.emplace_back("app=1");
-    auto const neu = gelesen->mitAbfrage(verbunden(posten));
+        std::erase_if(posten, [](Posten const& einer) { return einer.name() == "app"; });
+    posten.emplace_back("app", "1");
+    auto const neu = adresse->mitPosten(posten);
     return neu ? std::optional{neu->text()} : std::nullopt;
 }
 
@@ -148,16 +99,16 @@ void Anmeldung::beginnen(Weg const& weg, std::string const& adresse) {
 }
 
 void Anmeldung::einloesen(std::string const& rueckweg) {
-    auto const teile = Adressteile::lesen(rueckweg);
-    auto const posten = abfrageteile(teile ? teile->abfrage.value_or("") : "");
-    auto const merkmal = std::ranges::find(posten, "merkmal", &Abfrageteil::name);
-    if (merkmal == posten.end() || !merkmal->wert) {
+    auto const adresse = Adresse::vomMotor(rueckweg);
+    auto const posten = adresse ? adresse->posten() : std::vector<Posten>{};
+    auto const merkmal = std::ranges::find(posten, "merkmal", &Posten::name);
+    if (merkmal == posten.end() || !merkmal->wert()) {
         protokoll(
             "Rückweg ohne Merkmal: " +
             einzeilig(rueckweg, 2000)); // foreign text must not make lines of its own
         return;
     }
-    auto const ziel = umgebung_.start.mit("/auth/app/anmelden", "merkmal=" + mitProzent(*merkmal->wert));
+    auto const ziel = umgebung_.start.mit("/auth/app/anmelden", {{"merkmal", *merkmal->wert()}});
     if (!ziel)
         return;
     protokoll("löse Anmeldung ein");
@@ -165,18 +116,15 @@ void Anmeldung::einloesen(std::string const& rueckweg) {
 }
 
 void Anmeldung::bankRueckweg(std::string const& rueckweg) {
-    auto const gelesen = Adresse::lesen(rueckweg);
-    if (!gelesen || wirtWieGeschrieben(rueckweg) != "bank") {
+    auto const adresse = Adresse::vomMotor(rueckweg);
+    if (!adresse || adresse->wirt() != "bank") {
         protokoll("Unbekannter Bank-Rückweg");
         return;
     }
-    auto const abfrage = gelesen->abfrage().value_or("");
-    auto posten = rohePosten(abfrage);
-    std::erase_if(posten, [](std::string_view einer) {
-        auto const name = nameVon(einer);
-        return name != "client" && name != "bank";
-    });
-    auto const ziel = umgebung_.start.mit("/bank", verbunden(posten));
+    auto posten = adresse->posten();
+    std::erase_if(
+        posten, [](Posten const& einer) { return einer.name() != "client" && einer.name() != "bank"; });
+    auto const ziel = umgebung_.start.mit("/bank", posten);
     if (!ziel)
         return;
     protokoll("Bankfreigabe kehrt in die App zurück");

@@ -2,7 +2,6 @@
 
 #include "grundlage/adresse.h"
 #include "grundlage/protokoll.h"
-#include "grundlage/text.h"
 
 #include <fmt/format.h>
 
@@ -25,9 +24,7 @@ public:
         if (werkLebt_.expired() || !fertig_)
             return false;
         // A page names this address: nothing but a web page may be opened for it.
-        auto const adresse = Adresse::lesen(auftrag_.adresse);
-        auto const schema = adresse ? kleingeschrieben(adresse->schema()) : std::string{};
-        if ((schema != "https" && schema != "http") || !adresse->wirt())
+        if (auto const adresse = Adresse::lesen(auftrag_.adresse); !adresse || !adresse->istWeb())
             return false;
         if (!werk_.umgebung_.rueckwegEinrichten())
             return false;
@@ -91,10 +88,11 @@ bool Browseranmeldung::rueckweg(std::string const& adresse) {
         return verworfen("es läuft keine Anmeldung");
     if (adresse.size() > hoechsterRueckweg)
         return verworfen(fmt::format("{} Byte sind zu lang", adresse.size()));
-    auto const gelesen = Adresse::lesen(adresse);
+    // Services and browsers leave characters in callbacks that no address may hold ("|", "{").
+    auto const gelesen = Adresse::vomMotor(adresse);
     if (!gelesen)
         return verworfen("keine Adresse");
-    if (kleingeschrieben(gelesen->schema()) != sitzung->schema())
+    if (gelesen->schema() != sitzung->schema())
         return verworfen("ein anderes Schema");
     laufend_.reset();
     sitzung->beenden({.rueckweg = adresse, .fehler = {}});

@@ -1,9 +1,10 @@
 #include "eigene_seiten.h"
 
-#include "grundlage/adressteile.h"
+#include "grundlage/adresse.h"
 #include "grundlage/prozesswerte.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace quillmate::fenster {
 
@@ -17,46 +18,41 @@ std::string normalisiert(std::string pfad) {
     return pfad;
 }
 
-bool hatWert(std::vector<Abfrageteil> const& teile, std::string_view name) {
-    return std::ranges::any_of(teile, [name](Abfrageteil const& teil) {
-        return teil.name == name && teil.wert && !teil.wert->empty();
+bool hatWert(std::vector<Posten> const& posten, std::string_view name) {
+    return std::ranges::any_of(posten, [name](Posten const& einer) {
+        return einer.name() == name && einer.wert() && !einer.wert()->empty();
     });
-}
-
-bool istUnserWirt(Adressteile const& teile) {
-    return teile.wirt && eigeneHosts().contains(*teile.wirt);
 }
 
 } // namespace
 
-bool istEigen(std::optional<std::string> const& adresse) {
-    auto const teile = adresse ? Adressteile::lesen(*adresse) : std::nullopt;
-    if (!teile || !istUnserWirt(*teile))
+bool istEigen(std::optional<std::string> const& text) {
+    auto const adresse = text ? Adresse::vomMotor(*text) : Adresse::lesen({});
+    if (!adresse || !istUnserHost(*adresse))
         return false;
-    auto const pfad = normalisiert(teile->lesbarerPfad());
+    auto const pfad = normalisiert(adresse->lesbarerPfad());
     if (!softwarePfade().contains(pfad))
         return false;
     if (pfad != "/")
         return true;
-    auto const abfrage = abfrageteile(teile->abfrage.value_or(""));
-    return hatWert(abfrage, "client") && hatWert(abfrage, "token");
+    auto const posten = adresse->posten();
+    return hatWert(posten, "client") && hatWert(posten, "token");
 }
 
-bool istAufEigenemHost(std::string_view adresse) {
-    auto const teile = Adressteile::lesen(adresse);
-    return teile && istUnserWirt(*teile);
+bool istAufEigenemHost(std::string_view text) {
+    auto const adresse = Adresse::vomMotor(text);
+    return adresse && istUnserHost(*adresse);
 }
 
-bool istWebadresse(std::string_view adresse) {
-    auto const teile = Adressteile::lesen(adresse);
-    return teile && teile->schema.starts_with("http");
+bool istWebadresse(std::string_view text) {
+    return schemaVon(text).starts_with("http");
 }
 
-Anmeldeweg anmeldewegVon(std::optional<std::string> const& adresse) {
-    auto const teile = adresse ? Adressteile::lesen(*adresse) : std::nullopt;
-    if (!teile)
+Anmeldeweg anmeldewegVon(std::optional<std::string> const& text) {
+    auto const adresse = text ? Adresse::vomMotor(*text) : Adresse::lesen({});
+    if (!adresse)
         return Anmeldeweg::keiner;
-    auto const pfad = teile->lesbarerPfad();
+    auto const pfad = adresse->lesbarerPfad();
     if (pfad == "/auth/google/login")
         return Anmeldeweg::google;
     if (pfad == "/auth/enable-banking/start")

@@ -1,5 +1,7 @@
 #include "prozesswerte.h"
 
+#include "text.h"
+
 #include <cstdlib>
 
 namespace quillmate {
@@ -68,7 +70,7 @@ bool istUnserHost(std::optional<Adresse> const& url) {
     if (!url)
         return false;
     auto const wirt = url->wirt();
-    return wirt && eigeneHosts().contains(*wirt);
+    return wirt && eigeneHosts().contains(kleingeschrieben(*wirt));
 }
 
 } // namespace quillmate

@@ -12,8 +12,8 @@ namespace quillmate {
 /// Version as people see it ("0.5.0"), the build's CMake project version.
 extern std::string_view const fassungstext;
 
-/// The page that the main window loads first: the value of QUILLMATE_URL where that parses as a URL (any
-/// scheme and host, but a scheme there must be), otherwise the service's start page. Read from the
+/// The page that the main window loads first: the value of QUILLMATE_URL where Adresse::lesen() takes it (any
+/// scheme and host, letters beyond ASCII in the host included), otherwise the service's start page. Read from the
 /// environment once, on the first call.
 /// Threads: any, after main() has made the first call.
 Adresse const& startAdresse();

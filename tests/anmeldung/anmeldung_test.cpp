@@ -92,7 +92,7 @@ TEST(MitAppKennzeichen, WhatAnEngineLeavesUnescapedIsEscaped) {
 TEST(MitAppKennzeichen, WithoutAnAddressThereIsNothing) {
     EXPECT_FALSE(anmeldung::mitAppKennzeichen("", false));
     EXPECT_FALSE(anmeldung::mitAppKennzeichen("/auth/google/login", true));
-    EXPECT_FALSE(anmeldung::mitAppKennzeichen("https://h/%zz", true));
+    EXPECT_FALSE(anmeldung::mitAppKennzeichen("https://h\\@f/", true));
 }
 
 // ------------------------------------------------------------------------------------------- the flows
@@ -232,6 +232,13 @@ TEST_F(AnmeldungTest, BankItemsKeepTheirOrderAndTheirSpelling) {
         geladen, (Texte{
                      "https://quillmate.example:8443/bank?bank=a+b%20c&client=&bank",
                      "https://quillmate.example:8443/bank?"}));
+}
+
+TEST_F(AnmeldungTest, ValuesOfACallbackArriveAsTheyWereMeant) {
+    anmeldung->einloesen("quillmate://x?merkmal=a|b{c}^d+e%20f");
+    EXPECT_EQ(
+        geladen,
+        (Texte{"https://quillmate.example:8443/auth/app/anmelden?merkmal=a%7Cb%7Bc%7D%5Ed%2Be%20f"}));
 }
 
 TEST_F(AnmeldungTest, OnlyTheHostBankIsABankCallback) {

@@ -106,13 +106,21 @@ TEST_F(BrowseranmeldungTest, ACallbackAfterCancellingIsTooLate) {
     EXPECT_EQ(ausgaenge.size(), 1U);
 }
 
+TEST_F(BrowseranmeldungTest, ACallbackWithCharactersThatNoAddressHoldsIsTaken) {
+    auto const s = sitzung();
+    ASSERT_TRUE(s->starten());
+    EXPECT_TRUE(werk->rueckweg("quillmate://x?merkmal=a|b{c}^\xC3\xBC"));
+    ASSERT_EQ(ausgaenge.size(), 1U);
+    EXPECT_EQ(ausgaenge[0].rueckweg, "quillmate://x?merkmal=a|b{c}^\xC3\xBC");
+}
+
 TEST_F(BrowseranmeldungTest, ForgedAddressesLeaveTheSessionRunning) {
     auto const s = sitzung();
     ASSERT_TRUE(s->starten());
     EXPECT_EQ(verworfen("https://x/?merkmal=1"), "[Quillmate] Rückweg verworfen: ein anderes Schema\n");
     EXPECT_EQ(verworfen("quillmates://x?merkmal=1"), "[Quillmate] Rückweg verworfen: ein anderes Schema\n");
     for (auto const* const text :
-         {"", "quillmate", "quillmate://x?merkmal=a b", "quillmate://x?\xC3\xBC", "quillmate://x?a\nb"})
+         {"", "quillmate", "quillmate://x?merkmal=a b", "quillmate://x?a\nb", "quillmate://x?a\x7F"})
         EXPECT_EQ(verworfen(text), "[Quillmate] Rückweg verworfen: keine Adresse\n") << text;
     EXPECT_EQ(
         verworfen("quillmate://x?merkmal=" + std::string(std::size_t{10} << 20U, 'a')),

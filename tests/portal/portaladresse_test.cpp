@@ -48,8 +48,8 @@ TEST(Normalisieren, OnlyHttpsIsAccepted) {
         EXPECT_FALSE(normal(text)) << text;
 }
 
-TEST(Normalisieren, ASchemeInCapitalsBecomesLowerCase) {
-    EXPECT_EQ(normal("HTTPS://Portal.example/A"), "https://Portal.example/A");
+TEST(Normalisieren, SchemeAndHostInCapitalsBecomeLowerCase) {
+    EXPECT_EQ(normal("HTTPS://Portal.example/A"), "https://portal.example/A");
     EXPECT_EQ(normal("hTTps://portal.example"), "https://portal.example");
 }
 
@@ -181,8 +181,8 @@ TEST_F(PortalAdresseTest, AnAcceptedAddressIsRememberedAndBecomesThePortal) {
     ASSERT_TRUE(ziel);
     EXPECT_EQ(ziel->kennung, "weiteres");
     EXPECT_EQ(ziel->name, "Mein Anbieter");
-    EXPECT_EQ(ziel->adresse.text(), "https://Portal.example/rechnungen");
-    EXPECT_EQ(gespeichert(), Texte{"https://Portal.example/rechnungen"});
+    EXPECT_EQ(ziel->adresse.text(), "https://portal.example/rechnungen");
+    EXPECT_EQ(gespeichert(), Texte{"https://portal.example/rechnungen"});
 }
 
 TEST_F(PortalAdresseTest, ARejectedAddressKeepsTheDialogOpenUntilOneIsGood) {
