@@ -3,6 +3,7 @@
 #include "bruecke.h"
 
 #include "grundlage/datei.h"
+#include "grundlage/herkunftsregeln.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
 #include "json_text.h"
@@ -51,18 +52,20 @@ Json bericht(std::string const& ordner) {
         {"grenze_erreicht", anzahl >= hoechstensJeBericht}};
 }
 
-bool istServeradresse(std::string_view text) {
-    return text.starts_with("http://") || text.starts_with("https://");
-}
-
 /// The request context of scans and searches, when all of it is there.
-std::optional<dienst::Zugang> zugangAus(Argumente const& argumente) {
+std::optional<dienst::Zugang> zugangAus(Argumente const& argumente, Adresse const& start) {
     auto const clientId = argumente.ganzzahl("client_id");
     auto const token = argumente.text("token");
-    auto const server = argumente.text("server");
-    if (!clientId || *clientId <= 0 || !token || !server || !istServeradresse(*server))
+    auto const genannt = argumente.text("server");
+    if (!clientId || *clientId <= 0 || !token || !genannt)
         return std::nullopt;
-    return dienst::Zugang{.server = *server, .clientId = *clientId, .token = *token};
+    auto const server = dienstadresse(*genannt, start);
+    if (!server) {
+        if (server.error().art == Fehlerart::nichtErlaubt)
+            protokoll(fmt::format("Bruecke: {}", einzeilig(server.error().text(), hoechstensImProtokoll)));
+        return std::nullopt;
+    }
+    return dienst::Zugang{.server = server->text(), .clientId = *clientId, .token = *token};
 }
 
 } // namespace
@@ -234,7 +237,7 @@ void Bruecke::portalOeffnen(Nachricht const& nachricht, Antwortweg const& weg) {
 
 void Bruecke::macScannen(Nachricht const& nachricht, Antwortweg const& weg) {
     auto const& argumente = nachricht.argumente;
-    auto const zugang = zugangAus(argumente);
+    auto const zugang = zugangAus(argumente, umgebung_.start);
     if (!zugang) {
         weg.antworteFehler("Unvollständige Scan-Anfrage.");
         return;
@@ -297,7 +300,7 @@ void Bruecke::gezaehlt(std::string const& kennung, Json const& ergebnis) {
 
 void Bruecke::gezieltSuchen(Nachricht const& nachricht, Antwortweg const& weg) {
     auto const& argumente = nachricht.argumente;
-    auto const zugang = zugangAus(argumente);
+    auto const zugang = zugangAus(argumente, umgebung_.start);
     auto const transactionId = argumente.ganzzahl("transaction_id");
     auto const stichworte = argumente.liste("stichworte");
     auto const betragTexte = argumente.liste("betrag_texte");

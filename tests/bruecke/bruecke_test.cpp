@@ -83,8 +83,10 @@ protected:
                 .merkliste = welt.merkliste,
                 .suche = suche,
                 .umzugLage = [this] { return lage; },
-                .start = Adresse::lesen("https://quillmate.example/uebersicht").value()});
+                .start = Adresse::lesen(start).value()});
     }
+    /// Somebody who develops the service: scans may serve one on this machine.
+    std::string start{"http://127.0.0.1:1/uebersicht"};
 
     void sende(Json const& nachricht) { bruecke->empfangen(nachricht.dump(), seite); }
     /// Sends one call and waits for nothing.
@@ -640,6 +642,29 @@ TEST_F(BrueckeTest, AnIncompleteScanRequestIsRefusedAndStartsNothing) {
         EXPECT_EQ(rufe("gezieltSuchen", daten), (Json{{"fehler", "Unvollständige Suchanfrage."}})) << daten;
     }
     EXPECT_FALSE(suche.laeuft());
+    EXPECT_THAT(welt.service.server().anfragen(), IsEmpty());
+}
+
+TEST_F(BrueckeTest, AServerThatIsNotTheServiceGetsNoFilesAndNoToken) {
+    auto const anschluss = welt.service.server().adresse().substr(std::string{"http://127.0.0.1"}.size());
+    for (auto const& server :
+         {std::string{"https://fremd.example"}, "http://127.0.0.1" + anschluss + "@fremd.example/",
+          "http://fremd.example#@127.0.0.1" + anschluss, "http://127.0.0.1.fremd.example" + anschluss,
+          "http://127.0.0.1" + anschluss + "\\.fremd.example/", "http://2130706433" + anschluss,
+          std::string{"http://quillmate.example"}}) {
+        auto daten = gezielt();
+        daten["server"] = server;
+        EXPECT_EQ(rufe("macScannen", daten), (Json{{"fehler", "Unvollständige Scan-Anfrage."}})) << daten;
+        EXPECT_EQ(rufe("gezieltSuchen", daten), (Json{{"fehler", "Unvollständige Suchanfrage."}})) << daten;
+    }
+    EXPECT_FALSE(suche.laeuft());
+}
+
+TEST_F(BrueckeTest, OnTheServicesOwnPageALoopbackServerIsNotTheService) {
+    start = "https://quillmate.example/uebersicht";
+    baueBruecke();
+    EXPECT_EQ(rufe("macScannen", scan()), (Json{{"fehler", "Unvollständige Scan-Anfrage."}}));
+    EXPECT_EQ(rufe("gezieltSuchen", gezielt()), (Json{{"fehler", "Unvollständige Suchanfrage."}}));
     EXPECT_THAT(welt.service.server().anfragen(), IsEmpty());
 }
 
