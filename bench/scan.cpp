@@ -3,6 +3,7 @@
 
 #include "dienst/dienst.h"
 #include "fd.h"
+#include "grundlage/adresse.h"
 #include "grundlage/datei.h"
 #include "grundlage/pruefsumme.h"
 #include "macscan/beurteilung.h"
@@ -59,11 +60,13 @@ struct Bericht {
 };
 
 Bericht letzterBericht(dienst::Zugang const& zugang) {
-    auto const url = netz::mitAbfrage(
-        fmt::format("{}/clients/{}/letzter-bericht", zugang.server, zugang.clientId),
-        {{"token", zugang.token}});
+    auto const url =
+        Adresse::lesen(zugang.server)
+            .value()
+            .darunter(fmt::format("/clients/{}/letzter-bericht", zugang.clientId), {{"token", zugang.token}});
     dienst::Dienst dienst;
-    auto const antwort = url ? dienst.holen({.url = *url, .koerper = {}, .inhaltstyp = {}}) : std::nullopt;
+    auto const antwort =
+        url ? dienst.holen({.url = url->text(), .koerper = {}, .inhaltstyp = {}}) : std::nullopt;
     auto const json = FremdesJson::parse(antwort.value_or(""), nullptr, false);
     if (!json.is_object() || !json.contains("gruende"))
         throw std::runtime_error{"the service has no report of the scan"};

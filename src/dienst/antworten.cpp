@@ -6,15 +6,32 @@
 
 namespace quillmate::dienst {
 
-FremdesJson objektAus(std::optional<std::string> const& antwort) noexcept {
+namespace {
+
+std::unexpected<Fehler> unlesbar() {
+    return fehler(Fehlerart::falscheForm, {}, "Die Antwort des Dienstes ist nicht lesbar");
+}
+std::unexpected<Fehler> keinSpeicher() {
+    return fehler(Fehlerart::keineMittel, {}, "Für die Antwort des Dienstes ist kein Speicher frei");
+}
+
+} // namespace
+
+Ergebnis<FremdesJson> objektLesen(std::string_view antwort) noexcept {
     try {
-        if (antwort) {
-            auto json = FremdesJson::parse(*antwort, nullptr, false);
-            if (json.is_object())
-                return json;
-        }
-    } catch (std::exception const&) { // NOLINT(bugprone-empty-catch): no memory for the answer is no answer
+        auto json = FremdesJson::parse(antwort, nullptr, false);
+        if (!json.is_object())
+            return unlesbar();
+        return json;
+    } catch (std::exception const&) {
+        return keinSpeicher();
     }
+}
+
+FremdesJson objektAus(std::optional<std::string> const& antwort) noexcept {
+    if (antwort)
+        if (auto objekt = objektLesen(*antwort))
+            return *std::move(objekt);
     return FremdesJson(FremdesJson::value_t::object);
 }
 
@@ -54,6 +71,7 @@ public:
 
     std::vector<std::string> liste;
     Texttabelle tabelle;
+    bool zuViel{false}; ///< There were more entries than are believed.
 
     // What the parser calls; true: go on.
     bool null() { return andererWert(); }
@@ -109,10 +127,12 @@ private:
     void nimm(Aufnahme aufnahme, std::size_t bisher) {
         if (!gueltig_)
             return;
-        if (bisher >= hoechstensEintraege)
+        if (bisher >= hoechstensEintraege) {
+            zuViel = true;
             verwirf();
-        else
+        } else {
             aufnahme();
+        }
     }
     void verwirf() {
         gueltig_ = false;
@@ -134,22 +154,22 @@ private:
     bool gueltig_{true};
 };
 
-/// False when the answer is no object; then nothing of it counts.
-bool lies(std::string_view antwort, Sammler& sammler) noexcept {
-    try {
-        return FremdesJson::sax_parse(antwort, &sammler) && !antwort.empty();
-    } catch (std::exception const&) { // no memory for the answer is no answer
-        return false;
-    }
+/// May throw when memory runs out.
+Ergebnis<void> lies(std::string_view antwort, Sammler& sammler) {
+    if (antwort.empty() || !FremdesJson::sax_parse(antwort, &sammler))
+        return unlesbar();
+    if (sammler.zuViel)
+        return fehler(Fehlerart::zuGross, {}, "Die Liste des Dienstes ist zu lang");
+    return {};
 }
 
 } // namespace
 
-GesehenePfade gesehenePfadeAus(std::string_view antwort) noexcept {
+Ergebnis<GesehenePfade> gesehenePfadeLesen(std::string_view antwort) noexcept {
     try {
         Sammler sammler{"paths", "path_hashes"};
-        if (!lies(antwort, sammler))
-            return {};
+        if (auto gelesen = lies(antwort, sammler); !gelesen)
+            return std::unexpected(std::move(gelesen.error()));
         GesehenePfade gesehen;
         gesehen.hashes = std::move(sammler.tabelle);
         gesehen.pfade.reserve(sammler.liste.size());
@@ -157,13 +177,24 @@ GesehenePfade gesehenePfadeAus(std::string_view antwort) noexcept {
             gesehen.pfade.insert(std::move(pfad));
         return gesehen;
     } catch (std::exception const&) {
-        return {};
+        return keinSpeicher();
     }
 }
 
-std::vector<std::string> hashesAus(std::string_view antwort) noexcept {
-    Sammler sammler{"hashes", {}};
-    return lies(antwort, sammler) ? std::move(sammler.liste) : std::vector<std::string>{};
+GesehenePfade gesehenePfadeAus(std::string_view antwort) noexcept {
+    auto gesehen = gesehenePfadeLesen(antwort);
+    return gesehen ? *std::move(gesehen) : GesehenePfade{};
+}
+
+Ergebnis<std::vector<std::string>> hashesLesen(std::string_view antwort) noexcept {
+    try {
+        Sammler sammler{"hashes", {}};
+        if (auto gelesen = lies(antwort, sammler); !gelesen)
+            return std::unexpected(std::move(gelesen.error()));
+        return std::move(sammler.liste);
+    } catch (std::exception const&) {
+        return keinSpeicher();
+    }
 }
 
 } // namespace quillmate::dienst

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "grundlage/ergebnis.h"
 #include "grundlage/json.h"
 
 #include <cstddef>
@@ -33,6 +34,9 @@ struct GesehenePfade {
 /// Most entries of one list or table that are believed: ten times the receipts of a long life.
 inline constexpr std::size_t hoechstensEintraege = 1'000'000;
 
+/// The answer's object.
+/// Errors: falscheForm, keineMittel.
+[[nodiscard]] Ergebnis<FremdesJson> objektLesen(std::string_view antwort) noexcept;
 /// The answer's object; an empty one for anything else.
 [[nodiscard]] FremdesJson objektAus(std::optional<std::string> const& antwort) noexcept;
 
@@ -48,11 +52,14 @@ struct Vorgabe {
 /// "gestoppt" of the progress' object; nothing unless it is a Boolean.
 [[nodiscard]] std::optional<bool> gestopptAus(FremdesJson const& antwort);
 
-/// "paths" (array of text) and "path_hashes" (object of text to text). A key that is missing, of another
-/// type, or too long is empty; so is everything in an answer that is no object.
+/// "paths" (array of text) and "path_hashes" (object of text to text). A key that is missing or of another type is
+/// empty.
+/// Errors: falscheForm (no object), zuGross (more entries than are believed), keineMittel.
+[[nodiscard]] Ergebnis<GesehenePfade> gesehenePfadeLesen(std::string_view antwort) noexcept;
+/// The same; what cannot be read is empty.
 [[nodiscard]] GesehenePfade gesehenePfadeAus(std::string_view antwort) noexcept;
 
 /// "hashes" (array of text), by the same rules.
-[[nodiscard]] std::vector<std::string> hashesAus(std::string_view antwort) noexcept;
+[[nodiscard]] Ergebnis<std::vector<std::string>> hashesLesen(std::string_view antwort) noexcept;
 
 } // namespace quillmate::dienst

@@ -1,5 +1,6 @@
 #include "dienst.h"
 
+#include "grundlage/adresse.h"
 #include "grundlage/datei.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/pruefsumme.h"
@@ -26,9 +27,42 @@ bool istErfolg(std::optional<int> status) {
     return status && *status >= 200 && *status <= 299;
 }
 
-std::string clientPfad(Zugang const& zugang, std::string_view pfad) {
-    return fmt::format("{}/clients/{}{}", zugang.server, zugang.clientId, pfad);
+/// The address of an endpoint: `pfad` behind the base address.
+Ergebnis<std::string> endpunkt(
+    Zugang const& zugang, std::string_view pfad, std::vector<Posten> const& weitere = {}) {
+    auto const basis = Adresse::lesen(zugang.server);
+    if (!basis)
+        return std::unexpected(basis.error());
+    if (!basis->istWeb())
+        return fehler(Fehlerart::falscheForm, {}, "Die Adresse des Dienstes ist keine Webadresse");
+    std::vector<Posten> posten{{"token", zugang.token}};
+    posten.insert(posten.end(), weitere.begin(), weitere.end());
+    auto const adresse = basis->darunter(pfad, posten);
+    if (!adresse)
+        return std::unexpected(adresse.error());
+    return adresse->text();
 }
+
+std::string clientPfad(Zugang const& zugang, std::string_view pfad) {
+    return fmt::format("/clients/{}{}", zugang.clientId, pfad);
+}
+
+/// Why an answer is none, or a refusal.
+std::optional<Fehler> grundVon(netz::Ausgang const& ausgang) {
+    if (ausgang.grund)
+        return ausgang.grund;
+    if (ausgang.angenommen())
+        return std::nullopt;
+    if (istErfolg(ausgang.status))
+        return Fehler{
+            .art = Fehlerart::gestoert,
+            .satz = "Statt des Dienstes hat eine Webseite geantwortet, vielleicht die Anmeldung des Netzes"};
+    if (*ausgang.status == 401)
+        return httpFehler(401, {}, "Der Dienst nimmt diesen Zugang nicht mehr an").error();
+    return httpFehler(*ausgang.status, {}, "Der Dienst lehnt ab").error();
+}
+
+constexpr std::string_view wasHochladen = "Beleg nicht übertragen";
 
 } // namespace
 
@@ -51,6 +85,9 @@ Uebertragung uebertragen(Anfrage const& anfrage, Senden const& senden, Warten co
     return status == 413 ? Uebertragung::zuGross : Uebertragung::uebertragungFehlgeschlagen;
 }
 
+Dienst::Dienst(netz::Vermittlersuche* vermittler)
+    : leitungen_(vermittler) {}
+
 void Dienst::abbrechen() noexcept {
     leitungen_.abbrechen();
     std::lock_guard const schutz{sperre_};
@@ -63,68 +100,157 @@ void Dienst::warten(double sekunden) {
         schutz, std::chrono::duration<double>{sekunden}, [this] { return leitungen_.abgebrochen(); });
 }
 
-std::optional<std::string> Dienst::holen(Anfrage const& anfrage) {
-    std::string koerper;
-    auto const status = leitungen_.senden(anfrage, wartegrenzeHolen, &koerper).status;
-    if (!istErfolg(status))
-        return std::nullopt;
-    return koerper;
+// ---------------------------------------------------------------------------------------------- the log
+
+void Dienst::melden(std::string_view was, Fehler const& fehler) {
+    if (leitungen_.abgebrochen())
+        return; // ended by us
+    auto const ursache = static_cast<int>(fehler.art) * 100'000 +
+                         static_cast<int>(fehler.ursache.herkunft) * 10'000 + fehler.ursache.nummer % 10'000;
+    {
+        std::lock_guard const schutz{sperre_};
+        auto& bekannte = gemeldet_[std::string{was}];
+        if (!bekannte.insert(ursache).second)
+            return;
+    }
+    protokoll(fmt::format("MacScan: {}: {}", was, fehler.text()));
 }
 
-std::optional<int> Dienst::sendenMitStatus(Anfrage const& anfrage) {
-    return leitungen_.senden(anfrage, wartegrenzeSenden).status;
+void Dienst::gelungen(std::string_view was) {
+    std::lock_guard const schutz{sperre_};
+    if (auto const eintrag = gemeldet_.find(was); eintrag != gemeldet_.end())
+        gemeldet_.erase(eintrag);
 }
 
 // ---------------------------------------------------------------------------------------------- endpoints
 
-std::optional<std::string> Dienst::holeText(
-    Zugang const& zugang, std::string_view pfad, std::chrono::seconds leerlaufgrenze,
-    std::size_t hoechstAntwort) {
-    auto const url = netz::mitAbfrage(clientPfad(zugang, pfad), {{"token", zugang.token}});
-    if (!url)
+std::optional<std::string> Dienst::holen(Anfrage const& anfrage) {
+    std::string koerper;
+    auto const ausgang = leitungen_.senden(anfrage, wartegrenzeHolen, &koerper);
+    if (!istErfolg(ausgang.status) || ausgang.gekuerzt)
         return std::nullopt;
-    return holen({.url = *url, .leerlaufgrenze = leerlaufgrenze, .hoechstAntwort = hoechstAntwort});
+    return koerper;
+}
+
+std::optional<int> Dienst::sende(std::string_view was, Anfrage const& anfrage) {
+    auto const ausgang = leitungen_.senden(anfrage, wartegrenzeSenden);
+    if (auto const grund = grundVon(ausgang))
+        melden(was, *grund);
+    else
+        gelungen(was);
+    // A page that somebody in between shows is as good as no answer.
+    return istErfolg(ausgang.status) && !ausgang.angenommen() ? std::nullopt : ausgang.status;
+}
+
+std::optional<int> Dienst::sendenMitStatus(Anfrage const& anfrage) {
+    return sende("Anfrage gescheitert", anfrage);
+}
+
+Ergebnis<std::string> Dienst::hole(
+    std::string_view was, Zugang const& zugang, std::string_view pfad, std::chrono::seconds leerlaufgrenze,
+    std::size_t hoechstAntwort) {
+    auto const gescheitert = [&](Fehler fehler) {
+        melden(was, fehler);
+        return std::unexpected(std::move(fehler));
+    };
+    auto url = endpunkt(zugang, clientPfad(zugang, pfad));
+    if (!url)
+        return gescheitert(std::move(url.error()));
+    std::string koerper;
+    auto const ausgang = leitungen_.senden(
+        {.url = *std::move(url), .leerlaufgrenze = leerlaufgrenze, .hoechstAntwort = hoechstAntwort},
+        wartegrenzeHolen, &koerper);
+    if (auto grund = grundVon(ausgang))
+        return gescheitert(*std::move(grund));
+    if (ausgang.gekuerzt)
+        return gescheitert({.art = Fehlerart::zuGross, .satz = "Die Antwort des Dienstes ist zu groß"});
+    return koerper;
 }
 
 FremdesJson Dienst::holeObjekt(
-    Zugang const& zugang, std::string_view pfad, std::chrono::seconds leerlaufgrenze) {
-    return objektAus(holeText(zugang, pfad, leerlaufgrenze, hoechstEinstellungen));
+    std::string_view was, Zugang const& zugang, std::string_view pfad, std::chrono::seconds leerlaufgrenze) {
+    auto const antwort = hole(was, zugang, pfad, leerlaufgrenze, hoechstEinstellungen);
+    if (!antwort)
+        return FremdesJson(FremdesJson::value_t::object);
+    if (antwort->empty()) // 204: nothing to say is no failure
+        return FremdesJson(FremdesJson::value_t::object);
+    auto objekt = objektLesen(*antwort);
+    if (!objekt) {
+        melden(was, objekt.error());
+        return FremdesJson(FremdesJson::value_t::object);
+    }
+    gelungen(was);
+    return *std::move(objekt);
 }
 
 FremdesJson Dienst::holeVorgabe(Zugang const& zugang) {
-    return holeObjekt(zugang, "/local-scan-preference", leerlaufHolen);
+    return holeObjekt("Vorgaben nicht erhalten", zugang, "/local-scan-preference", leerlaufHolen);
 }
 
 FremdesJson Dienst::holeFortschritt(Zugang const& zugang) {
-    return holeObjekt(zugang, "/local-scan/progress", leerlaufFortschritt);
+    return holeObjekt(
+        "Stand beim Dienst nicht erhalten", zugang, "/local-scan/progress", leerlaufFortschritt);
+}
+
+bool Dienst::antwortet(Zugang const& zugang) {
+    auto const url = endpunkt(zugang, clientPfad(zugang, "/local-scan/progress"));
+    if (!url)
+        return false;
+    auto const ausgang =
+        leitungen_.senden({.url = *url, .leerlaufgrenze = leerlaufFortschritt}, leerlaufFortschritt);
+    return ausgang.status && (!istErfolg(ausgang.status) || ausgang.angenommen());
+}
+
+Ergebnis<std::vector<std::string>> Dienst::leseListe(Zugang const& zugang, std::string_view liste) {
+    constexpr std::string_view was =
+        "Liste bekannter Dateien nicht erhalten, sie können erneut gesendet werden";
+    auto const antwort = hole(was, zugang, fmt::format("/local-scan/{}", liste), leerlaufHolen, hoechstListe);
+    if (!antwort)
+        return std::unexpected(antwort.error());
+    auto hashes = hashesLesen(*antwort);
+    hashes ? gelungen(was) : melden(was, hashes.error());
+    return hashes;
 }
 
 std::vector<std::string> Dienst::holeListe(Zugang const& zugang, std::string_view liste) {
-    auto const antwort = holeText(zugang, fmt::format("/local-scan/{}", liste), leerlaufHolen, hoechstListe);
-    return antwort ? hashesAus(*antwort) : std::vector<std::string>{};
+    return leseListe(zugang, liste).value_or(std::vector<std::string>{});
+}
+
+Ergebnis<GesehenePfade> Dienst::leseGesehenePfade(Zugang const& zugang) {
+    constexpr std::string_view was =
+        "Liste gesehener Dateien nicht erhalten, alles kann erneut gesendet werden";
+    auto const antwort = hole(was, zugang, "/local-scan/seen-paths", leerlaufHolen, hoechstListe);
+    if (!antwort)
+        return std::unexpected(antwort.error());
+    auto gesehen = gesehenePfadeLesen(*antwort);
+    gesehen ? gelungen(was) : melden(was, gesehen.error());
+    return gesehen;
 }
 
 GesehenePfade Dienst::holeGesehenePfade(Zugang const& zugang) {
-    auto const antwort = holeText(zugang, "/local-scan/seen-paths", leerlaufHolen, hoechstListe);
-    return antwort ? gesehenePfadeAus(*antwort) : GesehenePfade{};
+    auto gesehen = leseGesehenePfade(zugang);
+    return gesehen ? *std::move(gesehen) : GesehenePfade{};
 }
 
 bool Dienst::postJson(Zugang const& zugang, std::string_view pfad, Json const& koerper) {
-    auto const url =
-        netz::mitAbfrage(clientPfad(zugang, fmt::format("/local-scan/{}", pfad)), {{"token", zugang.token}});
-    if (!url)
+    auto const was = fmt::format("Meldung „{}“ nicht angekommen", pfad);
+    auto const url = endpunkt(zugang, clientPfad(zugang, fmt::format("/local-scan/{}", pfad)));
+    if (!url) {
+        melden(was, url.error());
         return false;
+    }
     std::string text;
     try {
         text = koerper.dump();
     } catch (std::exception const&) { // broken UTF-8 in a text
+        melden(was, {.art = Fehlerart::falscheForm, .satz = "Sie lässt sich nicht als JSON schreiben"});
         return false;
     }
-    return istErfolg(sendenMitStatus(
-        {.url = *url,
-         .koerper = std::move(text),
-         .inhaltstyp = "application/json",
-         .leerlaufgrenze = leerlaufJson}));
+    return istErfolg(sende(
+        was, {.url = *url,
+              .koerper = std::move(text),
+              .inhaltstyp = "application/json",
+              .leerlaufgrenze = leerlaufJson}));
 }
 
 Uebertragung Dienst::hochladen(
@@ -143,19 +269,37 @@ Uebertragung Dienst::hochladen(
         if (bekannteHashes.contains(hexadezimal(sha256(inhalt))))
             return Uebertragung::bekannt;
     }
-    std::vector<netz::Abfrageteil> abfrage{{"token", zugang.token}};
+    std::vector<Posten> weitere;
     if (ungelesen)
-        abfrage.emplace_back("ungelesen", "1");
-    auto const url = netz::mitAbfrage(clientPfad(zugang, "/local-receipts/upload"), abfrage);
-    if (!url)
+        weitere.emplace_back("ungelesen", "1");
+    auto const url = endpunkt(zugang, clientPfad(zugang, "/local-receipts/upload"), weitere);
+    if (!url) {
+        melden(wasHochladen, url.error());
         return Uebertragung::uebertragungFehlgeschlagen;
-    return uebertragen(
+    }
+    bool beantwortet = false;
+    int versuche = 0;
+    auto const ergebnis = uebertragen(
         {.url = *url,
          .koerper = std::move(koerper),
          .inhaltstyp = "multipart/form-data; boundary=" + grenze,
          .leerlaufgrenze = leerlaufHochladen},
-        [this](Anfrage const& anfrage) { return sendenMitStatus(anfrage); },
+        [&](Anfrage const& anfrage) {
+            // The same bytes with the same boundary, so that a service that stored the first ones can tell.
+            if (++versuche > 1)
+                protokoll(fmt::format(
+                    "MacScan: {} wird zum {}. Mal gesendet; vielleicht ist es schon angekommen", name,
+                    versuche));
+            auto const status = sende(wasHochladen, anfrage);
+            beantwortet = beantwortet || status.has_value();
+            return status;
+        },
         [this](double sekunden) { warten(sekunden); });
+    if (beantwortet)
+        dateienOhneAntwort_ = 0;
+    else
+        ++dateienOhneAntwort_;
+    return ergebnis;
 }
 
 bool Dienst::hochladenAnBuchung(Zugang const& zugang, std::int64_t transactionId, std::string const& pfad) {
@@ -165,16 +309,21 @@ bool Dienst::hochladenAnBuchung(Zugang const& zugang, std::int64_t transactionId
         pfad, hoechstgroesseHochladen,
         netz::dateikopf(grenze, "files", name, netz::mimeNachEndung(dateiendung(name))),
         netz::abschluss(grenze));
-    auto const url = netz::mitAbfrage(
-        fmt::format("{}/transactions/{}/attach-receipt", zugang.server, transactionId),
-        {{"token", zugang.token}, {"merge", "false"}, {"gezielt", "true"}});
-    if (!koerper || !url)
+    auto const url = endpunkt(
+        zugang, fmt::format("/transactions/{}/attach-receipt", transactionId),
+        {{"merge", "false"}, {"gezielt", "true"}});
+    if (!koerper || !url) {
+        melden(
+            "Beleg nicht angehängt",
+            url ? Fehler{.art = Fehlerart::gestoert, .wo = name, .satz = "Datei nicht lesbar"} : url.error());
         return false;
-    return istErfolg(sendenMitStatus(
-        {.url = *url,
-         .koerper = std::move(koerper),
-         .inhaltstyp = "multipart/form-data; boundary=" + grenze,
-         .leerlaufgrenze = leerlaufHochladen}));
+    }
+    return istErfolg(sende(
+        "Beleg nicht angehängt", {.url = *url,
+                                  .koerper = std::move(koerper),
+                                  .inhaltstyp = "multipart/form-data; boundary=" + grenze,
+                                  .leerlaufgrenze = leerlaufHochladen,
+                                  .nurEinmal = true}));
 }
 
 } // namespace quillmate::dienst

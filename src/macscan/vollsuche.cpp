@@ -9,6 +9,7 @@
 
 #include "beurteilung.h"
 #include "datum.h"
+#include "dienstwache.h"
 #include "doppelte.h"
 #include "fortschrittsmelder.h"
 #include "grundlage/datei.h"
@@ -121,6 +122,7 @@ private:
     std::vector<std::string> stichworte_;
     dienst::GesehenePfade gesehen_;
     dienst::Textmenge bekannteHashes_;
+    bool bekanntesFehlt_{false}; ///< A list did not come, which is not the same as an empty one.
 
     // Gathered by the driver before the readers start, constant afterwards.
     std::vector<Ordner::Fund> kandidaten_;
@@ -142,6 +144,20 @@ private:
     Zaehlung<Uebertragung> uebertragungen_;
     std::optional<ports::Uhr::Zeitpunkt> zuletztGemeldet_;
     std::unique_ptr<Fortschrittsmelder> fortschritt_;
+    Dienstwache wache_{
+        umgebung_.uhr,
+        {.ohneAntwort =
+             [this, vorher = umgebung_.dienst.dateienOhneAntwort()]() mutable {
+                 // What an earlier scan has left behind says nothing about this one.
+                 auto const jetzt = umgebung_.dienst.dateienOhneAntwort();
+                 vorher = jetzt < vorher ? 0 : vorher;
+                 return jetzt - vorher;
+             },
+         .antwortet = [this] { return umgebung_.dienst.antwortet(auftrag_.zugang); },
+         .gestoppt =
+             [this] {
+                 return gestoppt();
+             }}};
 };
 
 // ------------------------------------------------------------------------------------------------ the run
@@ -191,9 +207,14 @@ void Lauf::vorgabenHolen() {
 
 void Lauf::bekanntesHolen() {
     auto const schritt = stand_.beginne("bekannt", "Bereits bekannte Belege");
-    gesehen_ = umgebung_.dienst.holeGesehenePfade(auftrag_.zugang);
-    for (auto& hash : umgebung_.dienst.holeListe(auftrag_.zugang, "known-nonreceipt-hashes"))
-        bekannteHashes_.insert(std::move(hash));
+    auto gesehen = umgebung_.dienst.leseGesehenePfade(auftrag_.zugang);
+    auto hashes = umgebung_.dienst.leseListe(auftrag_.zugang, "known-nonreceipt-hashes");
+    bekanntesFehlt_ = !gesehen || !hashes;
+    if (gesehen)
+        gesehen_ = *std::move(gesehen);
+    if (hashes)
+        for (auto& hash : *hashes)
+            bekannteHashes_.insert(std::move(hash));
     stand_.fertig(schritt, static_cast<std::int64_t>(gesehen_.pfade.size()));
 }
 
@@ -441,6 +462,7 @@ void Lauf::senden() {
             index = zuSenden_.front();
             zuSenden_.pop_front();
         }
+        bool const dienstDa = wache_.bereit();
         // Asked again right before sending: a stop pressed during a long recognition starts no further
         // upload.
         if (gestoppt()) {
@@ -449,9 +471,10 @@ void Lauf::senden() {
             continue;
         }
         zaehle(
-            Entscheidung::hochladen,
-            umgebung_.dienst.hochladen(
-                auftrag_.zugang, kandidaten_[index].pfad, bekannteHashes_, auftrag_.nurOrdner.has_value()));
+            Entscheidung::hochladen, dienstDa ? umgebung_.dienst.hochladen(
+                                                    auftrag_.zugang, kandidaten_[index].pfad, bekannteHashes_,
+                                                    auftrag_.nurOrdner.has_value())
+                                              : Uebertragung::uebertragungFehlgeschlagen);
     }
 }
 
@@ -527,12 +550,16 @@ Json Lauf::zusammenfassung() const {
     Json orte = Json::object();
     for (auto const& [name, anzahl] : orte_)
         orte[name] = anzahl;
-    return {
+    Json bericht{
         {"gestartet", true},
         {"gesamt", kandidaten_.size()},
         {"zugriff", zugriff()},
         {"gruende", std::move(gruende)},
         {"orte", std::move(orte)}};
+    if (bekanntesFehlt_)
+        bericht["hinweis"] = "Der Dienst hat nicht gesagt, was er schon kennt. Es kann alles erneut gesendet "
+                             "worden sein.";
+    return bericht;
 }
 
 } // namespace

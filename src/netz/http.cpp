@@ -4,8 +4,9 @@
 //   Sendung, Empfang   where libcurl takes a body from and puts an answer to
 #include "http.h"
 
-#include "grundlage/adressteile.h"
+#include "grundlage/adresse.h"
 #include "grundlage/prozesswerte.h"
+#include "grundlage/text.h"
 
 #include <curl/curl.h>
 #include <fmt/format.h>
@@ -63,20 +64,21 @@ struct Empfang {
     std::string* ziel;
     std::size_t hoechstens;
     std::size_t gelesen{0};
+    bool gekuerzt{false};
 };
 
 std::size_t empfangen(char* daten, std::size_t, std::size_t anzahl, void* zeiger) {
     auto& empfang = *static_cast<Empfang*>(zeiger);
-    empfang.gelesen += anzahl;
-    if (empfang.gelesen > empfang.hoechstens)
-        return 0; // ends the transfer
+    auto const nimmt = std::min(anzahl, empfang.hoechstens - empfang.gelesen);
     try {
         if (empfang.ziel)
-            empfang.ziel->append(daten, anzahl);
+            empfang.ziel->append(daten, nimmt);
     } catch (std::bad_alloc const&) {
         return 0; // no exception may cross libcurl's frames
     }
-    return anzahl;
+    empfang.gelesen += nimmt;
+    empfang.gekuerzt = nimmt < anzahl;
+    return nimmt; // fewer than came end the transfer
 }
 
 /// How far a Dateikoerper has been sent.
@@ -135,40 +137,6 @@ int fragtAbbruch(void* zeiger, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
 
 } // namespace
 
-// ---------------------------------------------------------------------------------------------- addresses
-
-std::string alsAbfrage(std::vector<Abfrageteil> const& abfrage) {
-    std::string text;
-    for (auto const& [name, wert] : abfrage)
-        text += fmt::format("{}{}={}", text.empty() ? "" : "&", mitProzent(name), mitProzent(wert));
-    return text;
-}
-
-std::optional<std::string> mitAbfrage(
-    std::string const& url, std::vector<Abfrageteil> const& abfrage, std::optional<std::string> const& pfad) {
-    curlEinmalBereit();
-    std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> const teile{curl_url(), &curl_url_cleanup};
-    if (!teile || curl_url_set(teile.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
-        return std::nullopt;
-    auto const teil = [&](CURLUPart welcher) -> std::optional<std::string> {
-        char* roh = nullptr;
-        if (curl_url_get(teile.get(), welcher, &roh, 0) != CURLUE_OK)
-            return std::nullopt;
-        std::string text{roh};
-        curl_free(roh);
-        return text;
-    };
-    auto const schema = teil(CURLUPART_SCHEME);
-    if (schema != "http" && schema != "https")
-        return std::nullopt;
-    curl_url_set(teile.get(), CURLUPART_FRAGMENT, nullptr, 0);
-    if (pfad && curl_url_set(teile.get(), CURLUPART_PATH, pfad->c_str(), 0) != CURLUE_OK)
-        return std::nullopt;
-    if (curl_url_set(teile.get(), CURLUPART_QUERY, alsAbfrage(abfrage).c_str(), 0) != CURLUE_OK)
-        return std::nullopt;
-    return teil(CURLUPART_URL);
-}
-
 // ---------------------------------------------------------------------------------------------- connections
 
 class Leitungen::Leitung {
@@ -180,31 +148,136 @@ public:
     Leitung& operator=(Leitung const&) = delete;
     [[nodiscard]] bool brauchbar() const noexcept { return griff_ != nullptr; }
 
+    /// `wege`: as of curlVermittler(); nullptr leaves the choice to libcurl.
     Ausgang senden(
-        Anfrage const& anfrage, std::chrono::seconds wartegrenze, std::string* ziel,
-        std::atomic<bool> const& abbruch);
+        Anfrage const& anfrage, Adresse adresse, std::chrono::seconds wartegrenze, std::string* ziel,
+        std::atomic<bool> const& abbruch, std::vector<std::string> const* wege);
 
 private:
+    using Frist = std::chrono::steady_clock::time_point;
+    Ausgang einmal(
+        Anfrage const& anfrage, Adresse const& adresse, Frist frist, std::string* ziel,
+        std::atomic<bool> const& abbruch, std::string const* weg);
+    [[nodiscard]] std::string auskunft(CURLINFO was) const;
+
     CURL* griff_;
 };
 
+namespace {
+
+/// A place in a log line: never a query, which holds the token.
+std::string ort(Adresse const& adresse) {
+    auto const ursprung = adresse.ursprung();
+    return ursprung ? ursprung->text() : adresse.schema();
+}
+
+Fehlerart artVon(CURLcode fehler) {
+    switch (fehler) {
+    case CURLE_OPERATION_TIMEDOUT:
+        return Fehlerart::zeitAbgelaufen;
+    case CURLE_ABORTED_BY_CALLBACK:
+        return Fehlerart::gestoppt;
+    case CURLE_OUT_OF_MEMORY:
+        return Fehlerart::keineMittel;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_GOT_NOTHING:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_RECV_ERROR:
+    case CURLE_SEND_ERROR:
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_PROXY:
+        return Fehlerart::keineVerbindung;
+    default:
+        return Fehlerart::gestoert;
+    }
+}
+
+Ausgang gescheitert(CURLcode fehler, Adresse const& adresse) {
+    auto satz = beschreibung(fehler);
+    return {
+        .status = {},
+        .fehler = satz,
+        .grund = Fehler{
+            .art = artVon(fehler),
+            .ursache = {.herkunft = Ursache::Herkunft::curl, .nummer = static_cast<int>(fehler)},
+            .wo = ort(adresse),
+            .satz = satz.substr(0, satz.size() - 1)}};
+}
+
+/// A redirect of a POST that ends here.
+Ausgang nichtBefolgt(Ausgang ausgang, Adresse const& adresse, std::string_view satz) {
+    ausgang.grund = Fehler{
+        .art = Fehlerart::abgelehnt,
+        .ursache = {.herkunft = Ursache::Herkunft::http, .nummer = *ausgang.status},
+        .wo = ort(adresse),
+        .satz = std::string{satz}};
+    return ausgang;
+}
+
+} // namespace
+
+std::string Leitungen::Leitung::auskunft(CURLINFO was) const {
+    char const* text = nullptr;
+    return curl_easy_getinfo(griff_, was, &text) == CURLE_OK && text ? std::string{text} : std::string{};
+}
+
 Ausgang Leitungen::Leitung::senden(
-    Anfrage const& anfrage, std::chrono::seconds wartegrenze, std::string* ziel,
-    std::atomic<bool> const& abbruch) {
+    Anfrage const& anfrage, Adresse adresse, std::chrono::seconds wartegrenze, std::string* ziel,
+    std::atomic<bool> const& abbruch, std::vector<std::string> const* wege) {
+    constexpr int hoechsteWeiterleitungen = 5;
     if (!griff_)
-        return {.status = {}, .fehler = beschreibung(CURLE_OUT_OF_MEMORY)};
+        return gescheitert(CURLE_OUT_OF_MEMORY, adresse);
+    auto const frist = std::chrono::steady_clock::now() + wartegrenze;
+    for (int weiterleitungen = 0;; ++weiterleitungen) {
+        auto ausgang = einmal(anfrage, adresse, frist, ziel, abbruch, wege ? &wege->front() : nullptr);
+        // The next proxy only where the first one was not reached, so that nothing can have been sent.
+        for (std::size_t i = 1; wege && i < wege->size() && ausgang.grund &&
+                                (ausgang.grund->ursache.nummer == CURLE_COULDNT_CONNECT ||
+                                 ausgang.grund->ursache.nummer == CURLE_COULDNT_RESOLVE_PROXY);
+             ++i)
+            ausgang = einmal(anfrage, adresse, frist, ziel, abbruch, &wege->at(i));
+        if (!(anfrage.koerper || anfrage.datei) || !ausgang.status || *ausgang.status < 301 ||
+            *ausgang.status > 308 || (*ausgang.status > 303 && *ausgang.status < 307))
+            return ausgang;
+        if (*ausgang.status <= 303)
+            return nichtBefolgt(
+                std::move(ausgang), adresse,
+                "Der Server leitet nach dem Senden weiter; das wird nicht befolgt, er hat den Inhalt "
+                "vielleicht");
+        auto const neue = Adresse::vomMotor(auskunft(CURLINFO_REDIRECT_URL));
+        if (!neue || neue->ursprung() != adresse.ursprung())
+            return nichtBefolgt(
+                std::move(ausgang), adresse, "Der Server leitet zu einem anderen weiter, der nichts bekommt");
+        if (weiterleitungen == hoechsteWeiterleitungen)
+            return nichtBefolgt(std::move(ausgang), adresse, "Der Server leitet zu oft weiter");
+        adresse = *neue;
+    }
+}
+
+Ausgang Leitungen::Leitung::einmal(
+    Anfrage const& anfrage, Adresse const& adresse, Frist frist, std::string* ziel,
+    std::atomic<bool> const& abbruch, std::string const* weg) {
+    auto const uebrig =
+        std::chrono::ceil<std::chrono::milliseconds>(frist - std::chrono::steady_clock::now()).count();
+    if (uebrig <= 0)
+        return gescheitert(CURLE_OPERATION_TIMEDOUT, adresse);
+    if (ziel)
+        ziel->clear();
     curl_easy_reset(griff_); // options only; open connections and the name cache stay
     Empfang empfang{.ziel = ziel, .hoechstens = anfrage.hoechstAntwort};
     auto const setze = [this](CURLoption option, auto wert) {
         curl_easy_setopt(griff_, option, wert);
     };
     bool const post = anfrage.koerper || anfrage.datei;
-    bool const sicher = anfrage.url.starts_with("https:");
-    setze(CURLOPT_URL, anfrage.url.c_str());
+    setze(CURLOPT_URL, adresse.text().c_str());
     setze(CURLOPT_PROTOCOLS_STR, "http,https");
     setze(CURLOPT_FOLLOWLOCATION, post ? 0L : 1L);
     setze(CURLOPT_MAXREDIRS, 10L);
-    setze(CURLOPT_REDIR_PROTOCOLS_STR, sicher ? "https" : "http,https"); // never down to plain text
+    setze(
+        CURLOPT_REDIR_PROTOCOLS_STR,
+        adresse.istSicher() ? "https" : "http,https"); // never down to plain text
     setze(CURLOPT_NOSIGNAL, 1L);
     setze(CURLOPT_USERAGENT, fmt::format("Quillmate/{}", fassungstext).c_str());
     setze(CURLOPT_ACCEPT_ENCODING, "");
@@ -213,7 +286,7 @@ Ausgang Leitungen::Leitung::senden(
     setze(CURLOPT_LOW_SPEED_LIMIT, 1L);
     setze(CURLOPT_LOW_SPEED_TIME, static_cast<long>(anfrage.leerlaufgrenze.count()));
     setze(CURLOPT_CONNECTTIMEOUT, static_cast<long>(anfrage.leerlaufgrenze.count()));
-    setze(CURLOPT_TIMEOUT, static_cast<long>(wartegrenze.count()));
+    setze(CURLOPT_TIMEOUT_MS, static_cast<long>(uebrig));
     setze(CURLOPT_WRITEFUNCTION, &empfangen);
     setze(CURLOPT_WRITEDATA, &empfang);
     setze(CURLOPT_NOPROGRESS, 0L);
@@ -222,6 +295,10 @@ Ausgang Leitungen::Leitung::senden(
 
     std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> koepfe{nullptr, &curl_slist_free_all};
     std::optional<Sendung> sendung;
+    if (weg)
+        setze(CURLOPT_PROXY, weg->c_str()); // empty: none, whatever the environment says
+    if (anfrage.nurEinmal)
+        setze(CURLOPT_FRESH_CONNECT, 1L); // libcurl repeats by itself only on connections that were kept
     if (post) {
         koepfe.reset(curl_slist_append(nullptr, ("Content-Type: " + anfrage.inhaltstyp).c_str()));
         setze(CURLOPT_HTTPHEADER, koepfe.get());
@@ -239,13 +316,25 @@ Ausgang Leitungen::Leitung::senden(
         setze(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(anfrage.koerper->size()));
         setze(CURLOPT_POSTFIELDS, anfrage.koerper->data()); // not copied
     }
-    if (auto const fehler = curl_easy_perform(griff_); fehler != CURLE_OK)
-        return {.status = {}, .fehler = beschreibung(fehler)};
+    auto const fehler = curl_easy_perform(griff_);
     long status = 0;
     curl_easy_getinfo(griff_, CURLINFO_RESPONSE_CODE, &status);
+    bool const gekuerzt = fehler == CURLE_WRITE_ERROR && empfang.gekuerzt;
+    if (fehler != CURLE_OK && !gekuerzt)
+        return gescheitert(fehler, adresse);
     if (status <= 0)
-        return {.status = {}, .fehler = beschreibung(CURLE_WEIRD_SERVER_REPLY)};
-    return {.status = static_cast<int>(status), .fehler = {}};
+        return gescheitert(CURLE_WEIRD_SERVER_REPLY, adresse);
+    return {
+        .status = static_cast<int>(status),
+        .fehler = {},
+        .grund = {},
+        .inhaltstyp = auskunft(CURLINFO_CONTENT_TYPE),
+        .gekuerzt = gekuerzt};
+}
+
+bool Ausgang::angenommen() const {
+    return status && *status >= 200 && *status <= 299 &&
+           !kleingeschrieben(inhaltstyp).starts_with("text/html");
 }
 
 struct Leitungen::Leihgabe {
@@ -275,7 +364,8 @@ Leitungen::Leihgabe Leitungen::leihen() {
     return {*this, std::move(leitung)};
 }
 
-Leitungen::Leitungen() {
+Leitungen::Leitungen(Vermittlersuche* vermittler)
+    : vermittler_(vermittler) {
     curlEinmalBereit();
 }
 
@@ -286,7 +376,19 @@ void Leitungen::abbrechen() noexcept {
 }
 
 Ausgang Leitungen::senden(Anfrage const& anfrage, std::chrono::seconds wartegrenze, std::string* ziel) {
-    return leihen()->senden(anfrage, wartegrenze, ziel, abbruch_);
+    auto const adresse = Adresse::lesen(anfrage.url);
+    if (!adresse || !adresse->istWeb())
+        return {
+            .status = {},
+            .fehler = "Die Adresse des Servers ist ungültig.",
+            .grund = adresse ? Fehler{.art = Fehlerart::falscheForm, .satz = "Das ist keine Webadresse"}
+                             : adresse.error()};
+    std::optional<std::vector<std::string>> wege;
+    if (adresse->istSchleife())
+        wege.emplace(1); // what stays on this machine passes nobody else
+    else if (vermittler_)
+        wege = curlVermittler(vermittler_->fuer(*adresse->ursprung()));
+    return leihen()->senden(anfrage, *adresse, wartegrenze, ziel, abbruch_, wege ? &*wege : nullptr);
 }
 
 } // namespace quillmate::netz

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "grundlage/ergebnis.h"
+#include "vermittler.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -8,8 +11,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 namespace quillmate::netz {
@@ -29,33 +30,36 @@ struct Anfrage {
     std::optional<Dateikoerper> datei;       ///< The same from a file; then `koerper` is not looked at.
     std::string inhaltstyp;                  ///< Content-Type of the body.
     std::chrono::seconds leerlaufgrenze{60}; ///< Ends the request when no byte moves for that long.
-    std::size_t hoechstAntwort{std::size_t{1} << 20U}; ///< Longer answers, in bytes, count as none.
+    /// Bytes of an answer that are read; the rest of a longer one is dropped.
+    std::size_t hoechstAntwort{std::size_t{16} << 20U};
+    /// Sent at most once: never again over another connection when a kept one turns out to be dead, since the server
+    /// may have taken it by then.
+    bool nurEinmal{false};
 };
 
 /// What became of a request.
 struct Ausgang {
-    std::optional<int> status; ///< HTTP status of a whole answer; nothing on a transport error.
+    std::optional<int> status; ///< HTTP status of an answer; nothing on a transport error.
     std::string fehler;        ///< Without a status: what went wrong, a German sentence for people.
+    /// Why there is no status, or why a redirect of a POST ended here; for the log.
+    std::optional<Fehler> grund;
+    std::string inhaltstyp; ///< Content-Type of the answer, as it came.
+    bool gekuerzt{false};   ///< The answer was longer than `hoechstAntwort`; only its beginning was read.
+
+    /// Whether the service has accepted it: 2xx, and no web page. A page in place of the service's answer comes from
+    /// somebody in between (the sign-in page of a network), who has stored nothing.
+    [[nodiscard]] bool angenommen() const;
 };
 
-/// One query item; name and value unencoded.
-using Abfrageteil = std::pair<std::string_view, std::string_view>;
-
-/// The items as the query of a URL, without the "?".
-[[nodiscard]] std::string alsAbfrage(std::vector<Abfrageteil> const& abfrage);
-
-/// The URL text with its query replaced by these items and without fragment; with `pfad`, which is taken as
-/// it stands, its path is replaced as well. Nothing when it is no http or https URL.
-[[nodiscard]] std::optional<std::string> mitAbfrage(
-    std::string const& url, std::vector<Abfrageteil> const& abfrage,
-    std::optional<std::string> const& pfad = std::nullopt);
-
 /// Sends requests and keeps their connections open for the next ones.
-/// GET follows redirects, but never from https down to http; POST follows none.
+/// GET follows redirects, but never from https down to http. POST follows 307 and 308 within its origin, five at most,
+/// with the same body; where to, another server could name, and what a 301 to 303 would make of it is no POST.
 /// Threads: any number at once; each call blocks its thread until there is an answer or a limit has passed.
 class Leitungen {
 public:
-    Leitungen();
+    /// `vermittler` is borrowed and asked for each request, unless it goes to this machine; without one libcurl follows
+    /// the environment.
+    explicit Leitungen(Vermittlersuche* vermittler = nullptr);
     ~Leitungen();
     Leitungen(Leitungen const&) = delete;
     Leitungen& operator=(Leitungen const&) = delete;
@@ -73,6 +77,7 @@ private:
     struct Leihgabe;
     [[nodiscard]] Leihgabe leihen();
 
+    Vermittlersuche* const vermittler_;
     std::mutex sperre_;
     std::vector<std::unique_ptr<Leitung>>
         frei_; ///< guarded by sperre_; last in, first out keeps connections warm

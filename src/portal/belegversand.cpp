@@ -1,5 +1,6 @@
 #include "belegversand.h"
 
+#include "grundlage/protokoll.h"
 #include "grundlage/pruefsumme.h"
 #include "grundlage/text.h"
 #include "netz/mehrteilig.h"
@@ -65,14 +66,17 @@ bool istBelegendung(std::string_view endung) {
 
 std::optional<std::string> belegadresse(
     Belegziel const& ziel, std::string_view hash, std::string_view dateiname) {
-    if (ziel.transaction)
-        return netz::mitAbfrage(
-            ziel.basis.text(), {{"token", ziel.token}, {"merge", "false"}, {"portal", ziel.portal}},
-            fmt::format("/transactions/{}/attach-receipt", *ziel.transaction));
+    if (!ziel.basis.istWeb())
+        return std::nullopt;
     auto const quelle = fmt::format("portal://{}/{}/{}", ziel.portal, hash, dateiname);
-    return netz::mitAbfrage(
-        ziel.basis.text(), {{"token", ziel.token}, {"source_path", quelle}},
-        fmt::format("/clients/{}/local-receipts/upload", ziel.clientId));
+    auto const adresse = ziel.transaction
+                             ? ziel.basis.mit(
+                                   fmt::format("/transactions/{}/attach-receipt", *ziel.transaction),
+                                   {{"token", ziel.token}, {"merge", "false"}, {"portal", ziel.portal}})
+                             : ziel.basis.mit(
+                                   fmt::format("/clients/{}/local-receipts/upload", ziel.clientId),
+                                   {{"token", ziel.token}, {"source_path", quelle}});
+    return adresse ? std::optional{adresse->text()} : std::nullopt;
 }
 
 Portalmeldung belegausgang(netz::Ausgang const& ausgang, std::string_view koerper, bool mitBuchung) {
@@ -101,8 +105,9 @@ Portalmeldung belegausgang(netz::Ausgang const& ausgang, std::string_view koerpe
     return importiert("Beleg importiert und automatisch zugeordnet, wenn eine Buchung passt.");
 }
 
-Belegversand::Belegversand(Portalablage& ablage)
-    : ablage_(ablage) {}
+Belegversand::Belegversand(Portalablage& ablage, netz::Vermittlersuche* vermittler)
+    : ablage_(ablage)
+    , leitungen_(vermittler) {}
 
 Belegversand::~Belegversand() {
     leitungen_.abbrechen();
@@ -188,8 +193,13 @@ Portalmeldung Belegversand::hochladen(Auftrag const& auftrag) {
                  .groesse = static_cast<std::uint64_t>(lage.st_size),
                  .nachspann = netz::abschluss(grenze)},
          .inhaltstyp = "multipart/form-data; boundary=" + grenze,
-         .leerlaufgrenze = leerlaufgrenze},
+         .leerlaufgrenze = leerlaufgrenze,
+         .nurEinmal = true},
         wartegrenze, &antwort);
+    if (ausgang.grund)
+        protokoll("Portal: Beleg nicht übergeben: " + ausgang.grund->text());
+    else if (!ausgang.angenommen())
+        protokoll(fmt::format("Portal: Beleg nicht angenommen (HTTP {})", *ausgang.status));
     return belegausgang(ausgang, antwort, auftrag.ziel.transaction.has_value());
 }
 

@@ -60,7 +60,8 @@ class Belegversand {
 public:
     using Melder = std::function<void(Portalmeldung const&)>;
 
-    explicit Belegversand(Portalablage& ablage);
+    /// `vermittler`: as for netz::Leitungen.
+    explicit Belegversand(Portalablage& ablage, netz::Vermittlersuche* vermittler = nullptr);
     ~Belegversand();
     Belegversand(Belegversand const&) = delete;
     Belegversand& operator=(Belegversand const&) = delete;
