@@ -1,4 +1,4 @@
-// From top to bottom: construction, the menu's commands, the rules for navigations, what becomes of loads, child
+// From top to bottom: construction, the menu's commands, the rules for navigations and what needs a person's word, what becomes of loads, child
 // windows, downloads, dialogs, portals.
 #include "fenster.h"
 
@@ -31,6 +31,9 @@ constexpr std::chrono::seconds ladefrist{60};
 constexpr std::chrono::minutes absturzabstand{1};
 /// Pages about it that are shown within that time: where no process can live, each of them would be the next death.
 constexpr int hoechstensAbsturzseiten = 3;
+/// Sign-ins that start without a person's doing, within this time.
+constexpr std::size_t hoechstensAnmeldungen = 3;
+constexpr std::chrono::seconds anmeldezeit{10};
 /// Characters of a page's text in a dialog: more would not fit on any screen.
 constexpr std::size_t hoechstensImDialog = 4000;
 /// Characters of foreign texts in log lines and notices.
@@ -63,6 +66,7 @@ struct Fenster::Herunterladung {
 
 Fenster::Fenster(Fensterumgebung umgebung)
     : umgebung_(std::move(umgebung))
+    , anmeldungen_(hoechstensAnmeldungen, anmeldezeit)
     , lebt_(std::make_shared<char>()) {
     ports::Webansicht::Einrichtung einrichtung;
     einrichtung.datenhaltung = ports::Webansicht::Einrichtung::Datenhaltung::hauptfenster;
@@ -120,33 +124,160 @@ void Fenster::drucken() {
     web_->drucken(*fenster_);
 }
 
-ports::Entscheidung Fenster::beiNavigation(ports::Webansicht& /*web*/, ports::Navigation const& navigation) {
+ports::Entscheidung Fenster::beiNavigation(ports::Webansicht& web, ports::Navigation const& navigation) {
     using enum ports::Entscheidung;
-    if (navigation.alsDownload)
-        return herunterladen;
-    if (auto const weg = anmeldewegVon(navigation.adresse); weg != Anmeldeweg::keiner) {
-        auto const& anschluss = umgebung_.anmeldung;
-        auto const& starten =
-            weg == Anmeldeweg::google ? anschluss.anmeldenMitGoogle : anschluss.bankVerbinden;
-        if (starten)
-            starten(*navigation.adresse);
-        else
-            protokoll("Anmeldung über den Browser ist in dieser App-Fassung nicht verfügbar");
+    if (navigation.alsDownload) {
+        auto const adresse = navigation.adresse.value_or("");
+        return istSacheDesDienstes(web, adresse, navigation.ursprung) ||
+                       web.gesteVerbrauchen(navigation.geste)
+                   ? herunterladen
+                   : erfragen;
+    }
+    if (anmeldewegVon(navigation.adresse) != Anmeldeweg::keiner) {
+        anmeldenAufWunsch(web, *navigation.adresse, navigation.geste);
         return abbrechen;
     }
     // What a server redirects to is no click any more: sign-in and payment pages of others are reached that way.
     bool const geklickt = navigation.art == ports::Navigationsart::link && !navigation.umgeleitet;
     if (geklickt && navigation.adresse && !istEigen(navigation.adresse)) {
-        umgebung_.standardprogramm.oeffnen(*navigation.adresse);
+        nachAussen(web, *navigation.adresse, navigation.geste);
         return abbrechen;
     }
     return zulassen;
 }
 
-ports::Entscheidung Fenster::beiAntwort(ports::Webansicht& /*web*/, ports::Antwortkopf const& antwort) {
+ports::Entscheidung Fenster::beiAntwort(ports::Webansicht& web, ports::Antwortkopf const& antwort) {
+    using enum ports::Entscheidung;
     bool const anhang = kleingeschrieben(antwort.contentDisposition).find("attachment") != std::string::npos;
-    return antwort.darstellbar && !anhang ? ports::Entscheidung::zulassen
-                                          : ports::Entscheidung::herunterladen;
+    if (antwort.darstellbar && !anhang)
+        return zulassen;
+    return istSacheDesDienstes(web, antwort.adresse.value_or(""), {}) || web.gesteVerbrauchen(antwort.geste)
+               ? herunterladen
+               : erfragen;
+}
+
+bool Fenster::istSacheDesDienstes(
+    ports::Webansicht& web, std::string_view adresse, std::string_view ursprung) const {
+    auto const dokument = web.dokument();
+    bool dienst = bruecke::darfSprechen(dokument, umgebung_.start);
+    if (dokument.dokument.empty()) // A new window's first load is its asker's.
+        dienst = std::ranges::any_of(nebenfenster_, [&web](auto const& neben) {
+            return neben->web.get() == &web && neben->vomDienst;
+        });
+    if (!dienst)
+        return false;
+    // Frames are in the same view. What their links lead to is theirs; of anything else it says only where it leads.
+    return ursprung.empty() ? gehoertDemDienst(ohneBlob(adresse), umgebung_.start)
+                            : gehoertDemDienst(ursprung, umgebung_.start);
+}
+
+void Fenster::anmeldenAufWunsch(ports::Webansicht& web, std::string const& adresse, std::uint64_t geste) {
+    if (darfGleichAnmelden(adresse, umgebung_.start)) {
+        if (web.gesteVerbrauchen(geste) || anmeldungen_.nehmen(umgebung_.uhr.jetzt()))
+            anmelden(adresse);
+        else
+            protokoll("Anmeldung nicht gestartet: zu viele in kurzer Zeit");
+        return;
+    }
+    auto const ort = ortVon(adresse);
+    fragen(
+        {.frage =
+             {.meldung = "Anmeldung öffnen?",
+              .erklaerung = fmt::format(
+                  "Eine Seite möchte eine Anmeldung bei „{}“ in deinem Browser beginnen. Das ist keine "
+                  "Adresse von "
+                  "Quillmate.",
+                  ort),
+              .knoepfe = {"Anmelden", std::string{abbrechen}},
+              .warnung = true,
+              .vorgabe = 1},
+         .ort = ort,
+         .weiter = [this, adresse](bool ja) {
+             if (ja)
+                 anmelden(adresse);
+         }});
+}
+
+void Fenster::anmelden(std::string const& adresse) {
+    auto const& anschluss = umgebung_.anmeldung;
+    auto const& starten =
+        anmeldewegVon(adresse) == Anmeldeweg::google ? anschluss.anmeldenMitGoogle : anschluss.bankVerbinden;
+    if (starten)
+        starten(adresse);
+    else
+        protokoll("Anmeldung über den Browser ist in dieser App-Fassung nicht verfügbar");
+}
+
+void Fenster::nachAussen(ports::Webansicht& web, std::string const& adresse, std::uint64_t geste) {
+    auto const schema = schemaVon(adresse);
+    if (!web.gesteVerbrauchen(geste)) {
+        protokoll(fmt::format("nicht geöffnet, weil niemand geklickt hat: {} ({})", ortVon(adresse), schema));
+        return;
+    }
+    if (istUeblichesSchema(schema)) {
+        umgebung_.standardprogramm.oeffnen(adresse);
+        return;
+    }
+    auto const programm = umgebung_.standardprogramm.nameFuer(schema);
+    fragen(
+        {.frage =
+             {.meldung = "Anderes Programm öffnen?",
+              .erklaerung = fmt::format(
+                  "Eine Seite möchte eine Adresse der Art „{}:“ öffnen{}.", einzeilig(schema, 40),
+                  programm ? fmt::format(", mit dem Programm „{}“", einzeilig(*programm, 100))
+                           : std::string{}),
+              .knoepfe = {"Öffnen", std::string{abbrechen}},
+              .warnung = true,
+              .vorgabe = 1},
+         .ort = schema + ':',
+         .weiter = [this, adresse](bool ja) {
+             if (ja)
+                 umgebung_.standardprogramm.oeffnen(adresse);
+         }});
+}
+
+void Fenster::downloadErfragen(
+    ports::Webansicht& /*web*/, ports::Downloadfrage const& frage, std::function<void(bool ja)> antwort) {
+    auto const ort = ortVon(ohneBlob(frage.adresse));
+    auto const was = frage.name.empty()
+                         ? std::string{"eine Datei"}
+                         : fmt::format("die Datei „{}“", einzeilig(sichererDateiname(frage.name), 120));
+    fragen(
+        {.frage =
+             {.meldung = "Datei herunterladen?",
+              .erklaerung =
+                  fmt::format("Eine Seite möchte {} von „{}“ im Ordner „Downloads“ speichern.", was, ort),
+              .knoepfe = {"Herunterladen", std::string{abbrechen}},
+              .warnung = true,
+              .vorgabe = 1},
+         .ort = ort,
+         .weiter = std::move(antwort)});
+}
+
+void Fenster::fragen(Wunsch wunsch) {
+    if (std::exchange(abgelehntBei_, web_->dokument().nummer) != web_->dokument().nummer)
+        abgelehnt_.clear();
+    if (frageOffen_ || abgelehnt_.contains(wunsch.ort)) {
+        protokoll(fmt::format("nicht gefragt: {}", wunsch.ort));
+        wunsch.weiter(false);
+        return;
+    }
+    frageOffen_ = true;
+    umgebung_.dialoge.fragen(
+        *fenster_, wunsch.frage,
+        [this, lebt = std::weak_ptr{lebt_}, ort = wunsch.ort,
+         weiter = std::move(wunsch.weiter)](ports::Antwort const& gewaehlt) {
+            if (lebt.expired())
+                return;
+            frageOffen_ = false;
+            bool const ja = gewaehlt.knopf == 0;
+            if (!ja) {
+                if (std::exchange(abgelehntBei_, web_->dokument().nummer) != web_->dokument().nummer)
+                    abgelehnt_.clear();
+                abgelehnt_.insert(ort);
+            }
+            weiter(ja);
+        });
 }
 
 void Fenster::geladen(ports::Webansicht& web) {
@@ -208,13 +339,18 @@ bool Fenster::istOffen(ports::Webansicht const& web) const {
 }
 
 ports::Webansicht* Fenster::neuesFenster(
-    ports::Webansicht& /*web*/, ports::Fensteranfrage const& anfrage, VerwandteAnsicht const& verwandte) {
+    ports::Webansicht& web, ports::Fensteranfrage const& anfrage, VerwandteAnsicht const& verwandte) {
     if (anfrage.adresse && !istEigen(anfrage.adresse) && !anfrage.zielrahmen &&
         istWebadresse(*anfrage.adresse) && !istAufEigenemHost(*anfrage.adresse)) {
-        umgebung_.standardprogramm.oeffnen(*anfrage.adresse);
+        nachAussen(web, *anfrage.adresse, anfrage.geste);
+        return nullptr;
+    }
+    if (!web.gesteVerbrauchen(anfrage.geste)) {
+        protokoll("kein neues Fenster, weil niemand geklickt hat");
         return nullptr;
     }
     auto neues = std::make_unique<Nebenfenster>();
+    neues->vomDienst = bruecke::darfSprechen(web.dokument(), umgebung_.start);
     neues->web = verwandte(*this);
     if (!neues->web)
         return nullptr;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "befugnis.h"
 #include "bruecke/bruecke.h"
 #include "bruecke/einspielung.h"
 #include "grundlage/adresse.h"
@@ -19,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -91,14 +93,24 @@ private:
     struct Nebenfenster {
         std::unique_ptr<ports::Webansicht> web; // declared first: it must outlive its window
         std::unique_ptr<ports::Programmfenster> fenster;
+        bool vomDienst{false}; ///< The document that asked for it may use the bridge.
     };
     struct Herunterladung;
+    /// What a page would like to start, and needs a person's word for.
+    struct Wunsch {
+        ports::Frage frage;
+        std::string ort; ///< Whose it is: after a refusal it is not asked about again for a while.
+        std::function<void(bool ja)> weiter;
+    };
 
     ports::Entscheidung beiNavigation(ports::Webansicht& web, ports::Navigation const& navigation) override;
     ports::Entscheidung beiAntwort(ports::Webansicht& web, ports::Antwortkopf const& antwort) override;
     ports::Webansicht* neuesFenster(
         ports::Webansicht& web, ports::Fensteranfrage const& anfrage,
         VerwandteAnsicht const& verwandte) override;
+    void downloadErfragen(
+        ports::Webansicht& web, ports::Downloadfrage const& frage,
+        std::function<void(bool ja)> antwort) override;
     void geladen(ports::Webansicht& web) override;
     void fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fehler) override;
     void heruntergeladen(ports::Webansicht& web, std::shared_ptr<ports::Download> const& download) override;
@@ -114,6 +126,18 @@ private:
     void dateienWaehlen(
         ports::Webansicht& web, ports::Dateiwahl const& wahl,
         std::function<void(std::optional<std::vector<std::string>>)> antwort) override;
+
+    /// Starts a flow outside of the web view for an address of the service, asks for others.
+    void anmeldenAufWunsch(ports::Webansicht& web, std::string const& adresse, std::uint64_t geste);
+    void anmelden(std::string const& adresse);
+    /// Gives an address to another program, when a person has just asked for it.
+    void nachAussen(ports::Webansicht& web, std::string const& adresse, std::uint64_t geste);
+    /// One question at a time, each of which is answered with no where nobody sees it.
+    void fragen(Wunsch wunsch);
+    /// Whether something at this address that a document of the view started is the service's own doing. `ursprung` is
+    /// that document's origin, where it is known.
+    [[nodiscard]] bool istSacheDesDienstes(
+        ports::Webansicht& web, std::string_view adresse, std::string_view ursprung) const;
 
     void ladeStart();
     /// Whether the view is a child window's that has not been closed.
@@ -136,6 +160,10 @@ private:
     std::vector<std::unique_ptr<Portalansicht>> portalFenster_;
     bool portalfrageOffen_{false};
     std::optional<std::string> letzterDownload_;
+    bool frageOffen_{false};
+    std::set<std::string, std::less<>> abgelehnt_; ///< Places that the user has refused something.
+    std::uint64_t abgelehntBei_{0};                ///< Number of the main document that was shown then.
+    Zaehlfenster anmeldungen_;                     ///< Those that no person has asked for.
     /// What was done about a view whose process had died.
     struct Absturz {
         ports::Uhr::Zeitpunkt neuGeladen; ///< When its page was last loaded again.

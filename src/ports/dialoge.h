@@ -14,8 +14,9 @@ class Programmfenster;
 struct Frage {
     std::string meldung;              ///< The bold first line.
     std::string erklaerung;           ///< May be empty.
-    std::vector<std::string> knoepfe; ///< The first is the default one. Escape presses the last.
+    std::vector<std::string> knoepfe; ///< The first is the action. Escape presses the last.
     bool warnung{false};              ///< Shown as a warning.
+    std::size_t vorgabe{0};           ///< Another default button: what Return presses.
     std::string haken;                ///< Label of a check box below the text; empty for none.
 };
 

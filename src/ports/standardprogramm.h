@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace quillmate::ports {
@@ -11,6 +12,10 @@ public:
     virtual ~Standardprogramm() = default;
     /// Hands `adresse` over and returns at once. A failure, also a later one, is logged: nobody could act on it.
     virtual void oeffnen(std::string const& adresse) = 0;
+    /// What people call the program that opens addresses of this scheme; nothing when there is none, or nobody knows.
+    [[nodiscard]] virtual std::optional<std::string> nameFuer(std::string const& /*schema*/) const {
+        return std::nullopt;
+    }
 };
 
 } // namespace quillmate::ports

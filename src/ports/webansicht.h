@@ -35,6 +35,8 @@ struct Navigation {
     bool umgeleitet{false};  ///< The server sent it on from another address.
     /// Origin of the document with the clicked link, as engines write it; empty where the view does not know.
     std::string ursprung{};
+    /// Number of the person's doing that led to it, for Webansicht::gesteVerbrauchen(); 0 for none.
+    std::uint64_t geste{0};
 };
 
 /// The head of an answer, before its body is looked at.
@@ -45,10 +47,23 @@ struct Antwortkopf {
         contentDisposition;  ///< The header's value as sent; empty when there is none or it is not HTTP.
     bool darstellbar{false}; ///< The engine can show this type.
     bool hauptrahmen{true};
-    int status{0}; ///< HTTP status, 0 for other schemes.
+    int status{0};          ///< HTTP status, 0 for other schemes.
+    std::string name{};     ///< What the file would be called.
+    std::uint64_t geste{0}; ///< As Navigation::geste, of the navigation that asked.
 };
 
-enum class Entscheidung { zulassen, abbrechen, herunterladen };
+enum class Entscheidung {
+    zulassen,
+    abbrechen,
+    herunterladen,
+    erfragen, ///< A download, if Empfaenger::downloadErfragen() says so.
+};
+
+/// What a download would be, before anybody has agreed to it. Foreign texts.
+struct Downloadfrage {
+    std::string adresse;
+    std::string name; ///< May be empty.
+};
 
 /// A load that did not work.
 struct Ladefehler {
@@ -65,6 +80,7 @@ struct Ladefehler {
 struct Fensteranfrage {
     std::optional<std::string> adresse; ///< Nothing for a script's window without address.
     bool zielrahmen{false};             ///< The request names an existing frame or window.
+    std::uint64_t geste{0};             ///< As Navigation::geste.
 };
 
 /// Who posted a message to the page's native handler, as the engine knows it, whatever the message says. Frames within a
@@ -101,6 +117,11 @@ public:
         /// Answers with the view that shall load the request (owned by the callee), or null for none.
         virtual Webansicht* neuesFenster(Webansicht&, Fensteranfrage const&, VerwandteAnsicht const&) {
             return nullptr;
+        }
+        /// After Entscheidung::erfragen. The answer may come later; without one there is no download.
+        virtual void downloadErfragen(
+            Webansicht&, Downloadfrage const&, std::function<void(bool ja)> antwort) {
+            antwort(false);
         }
         /// A navigation has begun; the address is the one it leads to.
         virtual void begonnen(Webansicht&) {}
@@ -181,6 +202,9 @@ public:
     /// Runs a script in the document that dokument() tells; its result and its errors are dropped. A document of another
     /// origin that is just taking that one's place does not run it.
     virtual void skript(std::string const& quelltext) = 0;
+    /// Uses a person's doing up, which starts one thing and no second one. False when it is 0, or used already, or another
+    /// one has come since. Views that pages of this one opened share it.
+    virtual bool gesteVerbrauchen(std::uint64_t geste) = 0;
     /// Calls the page's function `window.FUNKTION` with the elements of `werte`, the text of a JSON array, as its
     /// arguments: in the document of this number and in no other one. Does nothing when that is gone or has no such
     /// function, or without a message handler.

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +25,7 @@ inline std::string ursprungVon(std::string const& adresse) {
 /// Says what has been done to views and windows, in order, and keeps those that are gone apart from those that live.
 struct Buch {
     std::vector<std::string> zeilen;
+    std::set<std::uint64_t> gesten; ///< Used up.
     void schreibe(std::string zeile) { zeilen.push_back(std::move(zeile)); }
 };
 
@@ -59,6 +61,10 @@ public:
         skripte.push_back(quelltext);
         if (beimSkript)
             beimSkript(quelltext);
+    }
+    /// Each number counts once.
+    bool gesteVerbrauchen(std::uint64_t geste) override {
+        return geste != 0 && buch_->gesten.insert(geste).second;
     }
     /// Keeps the call, if the document is the one that is shown.
     void zustellen(std::uint64_t dokument, std::string const& funktion, std::string const& werte) override {

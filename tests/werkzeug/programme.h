@@ -5,6 +5,7 @@
 #include "ports/standardprogramm.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,9 @@ namespace quillmate::werkzeug {
 class StandardprogrammAttrappe final : public ports::Standardprogramm {
 public:
     void oeffnen(std::string const& adresse) override { geoeffnet.push_back(adresse); }
+    [[nodiscard]] std::optional<std::string> nameFuer(std::string const& schema) const override {
+        return schema == "smb" ? std::optional<std::string>{"Dateien"} : std::nullopt;
+    }
     std::vector<std::string> geoeffnet;
 };
 

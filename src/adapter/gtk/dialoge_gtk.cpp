@@ -54,7 +54,7 @@ GtkWidget* bauen(ports::Frage const& frage, std::unique_ptr<OffeneFrage> offen) 
     // The default button stands last, at the right, where the desktop has it.
     for (std::size_t i = frage.knoepfe.size(); i-- > 0;)
         naht::meldungKnopf(dialog, std::to_string(i).c_str(), frage.knoepfe[i].c_str());
-    naht::meldungVorgabe(dialog, "0");
+    naht::meldungVorgabe(dialog, std::to_string(frage.vorgabe).c_str());
     naht::meldungSchluss(dialog, std::to_string(offen->letzter).c_str());
     if (!frage.warnung)
         naht::meldungEmpfohlen(dialog, "0");

@@ -35,4 +35,12 @@ void StandardprogrammGio::oeffnen(std::string const& adresse) {
         nullptr);
 }
 
+std::optional<std::string> StandardprogrammGio::nameFuer(std::string const& schema) const {
+    auto const programm =
+        Objekt<GAppInfo>::uebernommen(g_app_info_get_default_for_uri_scheme(schema.c_str()));
+    if (!programm)
+        return std::nullopt;
+    return textVon(g_app_info_get_display_name(programm.get()));
+}
+
 } // namespace quillmate::adapter::gtk

@@ -33,6 +33,13 @@ constexpr char const* adapterschluessel = "quillmate-webansicht";
 /// A load loses its connection at one in six of the servers whose certificate is refused.
 constexpr int hoechstensWiederholt = 5;
 
+/// Navigations whose answers may still be outstanding.
+constexpr std::size_t hoechsteAusgaenge = 16;
+
+Gesten::Zeit jetzt() {
+    return Gesten::Zeit{g_get_monotonic_time()};
+}
+
 /// The world of links.js, and its message handler.
 constexpr char const* linkwelt = "quillmate-links";
 constexpr char const* linkname = "geklickt";
@@ -109,6 +116,8 @@ ports::Antwortkopf kopfVon(WebKitResponsePolicyDecision* entscheidung) {
     kopf.status = static_cast<int>(webkit_uri_response_get_status_code(antwort));
     if (auto* const zeilen = webkit_uri_response_get_http_headers(antwort))
         kopf.contentDisposition = textVon(soup_message_headers_get_one(zeilen, "Content-Disposition"));
+    if (GText const name{g_strdup(webkit_uri_response_get_suggested_filename(antwort))})
+        kopf.name = name.get();
     kopf.darstellbar = webkit_response_policy_decision_is_mime_type_supported(entscheidung) != FALSE;
     kopf.hauptrahmen = webkit_response_policy_decision_is_main_frame_main_resource(entscheidung) != FALSE;
     return kopf;
@@ -124,6 +133,8 @@ void entscheiden(WebKitPolicyDecision* entscheidung, ports::Entscheidung wie) {
         break;
     case ports::Entscheidung::herunterladen:
         webkit_policy_decision_download(entscheidung);
+        break;
+    case ports::Entscheidung::erfragen: // Answered later.
         break;
     }
 }
@@ -204,6 +215,27 @@ public:
 
 private:
     WebKitScriptDialog* dialog_;
+};
+
+/// A decision that waits for a person. Without an answer the load would wait for ever.
+class OffeneEntscheidung {
+public:
+    explicit OffeneEntscheidung(WebKitPolicyDecision* entscheidung)
+        : entscheidung_(Objekt<WebKitPolicyDecision>::geteilt(entscheidung)) {}
+    ~OffeneEntscheidung() { antworten(false); }
+    OffeneEntscheidung(OffeneEntscheidung const&) = delete;
+    OffeneEntscheidung& operator=(OffeneEntscheidung const&) = delete;
+
+    void antworten(bool ja) {
+        if (std::exchange(offen_, false))
+            entscheiden(
+                entscheidung_.get(),
+                ja ? ports::Entscheidung::herunterladen : ports::Entscheidung::abbrechen);
+    }
+
+private:
+    Objekt<WebKitPolicyDecision> const entscheidung_;
+    bool offen_{true};
 };
 
 /// A page's request for files. Without an answer the input would stay dead.
@@ -316,7 +348,12 @@ struct WebansichtGtk::Signale {
         case WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION: {
             auto* const aktion = webkit_navigation_policy_decision_get_navigation_action(
                 WEBKIT_NAVIGATION_POLICY_DECISION(entscheidung));
-            auto const wie = ich.empfaenger_.beiNavigation(ich, ich.navigation(aktion));
+            auto const navigation = ich.navigation(aktion);
+            auto const wie = ich.empfaenger_.beiNavigation(ich, navigation);
+            if (wie == ports::Entscheidung::erfragen) {
+                ich.downloadErfragen(entscheidung, {.adresse = navigation.adresse.value_or(""), .name = {}});
+                return TRUE;
+            }
             if (art == WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION &&
                 wie == ports::Entscheidung::zulassen) {
                 ich.zugelassen_ = adresseVon(aktion);
@@ -327,11 +364,20 @@ struct WebansichtGtk::Signale {
             entscheiden(entscheidung, wie);
             return TRUE;
         }
-        case WEBKIT_POLICY_DECISION_TYPE_RESPONSE:
-            entscheiden(
-                entscheidung,
-                ich.empfaenger_.beiAntwort(ich, kopfVon(WEBKIT_RESPONSE_POLICY_DECISION(entscheidung))));
+        case WEBKIT_POLICY_DECISION_TYPE_RESPONSE: {
+            auto kopf = kopfVon(WEBKIT_RESPONSE_POLICY_DECISION(entscheidung));
+            auto const ausgang =
+                std::ranges::find(ich.ausgaenge_, kopf.adresse.value_or(""), &Ausgang::adresse);
+            kopf.geste = ausgang == ich.ausgaenge_.end() ? 0 : ausgang->geste;
+            auto const wie = ich.empfaenger_.beiAntwort(ich, kopf);
+            if (wie == ports::Entscheidung::erfragen) {
+                if (kopf.hauptrahmen)
+                    ich.fristBeenden(); // The server has answered.
+                ich.downloadErfragen(entscheidung, {.adresse = kopf.adresse.value_or(""), .name = kopf.name});
+            }
+            entscheiden(entscheidung, wie);
             return TRUE;
+        }
         }
         return FALSE;
     }
@@ -347,7 +393,7 @@ struct WebansichtGtk::Signale {
             return std::unique_ptr<ports::Webansicht>{new WebansichtGtk{ich, empfaenger}};
         };
         auto* const ansicht = ich.empfaenger_.neuesFenster(
-            ich, {.adresse = adresseVon(aktion), .zielrahmen = false}, verwandte);
+            ich, {.adresse = adresseVon(aktion), .zielrahmen = false, .geste = ich.geste(aktion)}, verwandte);
         // Another view than the one asked for could not take the request over.
         auto* const eigene = dynamic_cast<WebansichtGtk*>(ansicht);
         return eigene ? eigene->widget() : nullptr;
@@ -443,6 +489,28 @@ struct WebansichtGtk::Signale {
     }
 
     /// A list of address, origin and whether it is a download, posted by links.js; null when the click is over.
+    /// Sees what a person does before the page does.
+    static gboolean eingabe(GtkEventController*, GdkEvent* ereignis, gpointer daten) {
+        auto& ich = an(daten);
+        switch (gdk_event_get_event_type(ereignis)) {
+        case GDK_KEY_PRESS: // A key that is held down repeats itself, and is one doing.
+            if (std::exchange(ich.taste_, gdk_key_event_get_keycode(ereignis)) ==
+                gdk_key_event_get_keycode(ereignis))
+                break;
+            [[fallthrough]];
+        case GDK_BUTTON_PRESS:
+        case GDK_TOUCH_BEGIN:
+            ich.gesten_->eingabe(jetzt());
+            break;
+        case GDK_KEY_RELEASE:
+            ich.taste_ = 0;
+            break;
+        default:
+            break;
+        }
+        return FALSE;
+    }
+
     static void linkGeklickt(WebKitUserContentManager*, JSCValue* wert, gpointer daten) {
         auto& klick = *an(daten).linkklick_;
         klick.reset();
@@ -503,6 +571,7 @@ WebansichtGtk::WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger)
     , inhalte_(Objekt<WebKitUserContentManager>::geteilt(verwandte.inhalte_.get()))
     , linkklick_(verwandte.linkklick_)
     , zustellrumpf_(verwandte.zustellrumpf_)
+    , gesten_(verwandte.gesten_)
     , web_(Objekt<WebKitWebView>::geteilt(WEBKIT_WEB_VIEW(g_object_new(
           WEBKIT_TYPE_WEB_VIEW, "related-view", verwandte.web_.get(), "settings",
           webkit_web_view_get_settings(verwandte.web_.get()), nullptr))))
@@ -516,6 +585,7 @@ WebansichtGtk::~WebansichtGtk() {
     g_object_set_data(G_OBJECT(web_.get()), adapterschluessel, nullptr);
     g_signal_handlers_disconnect_by_data(web_.get(), this);
     g_signal_handlers_disconnect_by_data(inhalte_.get(), this);
+    gtk_widget_remove_controller(widget(), eingaben_);
     webkit_web_view_try_close(web_.get());
 }
 
@@ -550,7 +620,14 @@ ports::Navigation WebansichtGtk::navigation(WebKitNavigationAction* aktion) {
     ports::Navigation ergebnis{
         .adresse = adresseVon(aktion),
         .art = artVon(webkit_navigation_action_get_navigation_type(aktion)),
-        .umgeleitet = webkit_navigation_action_is_redirect(aktion) != FALSE};
+        .umgeleitet = webkit_navigation_action_is_redirect(aktion) != FALSE,
+        .geste = geste(aktion)};
+    if (ergebnis.geste != 0 && ergebnis.adresse) {
+        std::erase_if(ausgaenge_, [&](Ausgang const& einer) { return einer.adresse == *ergebnis.adresse; });
+        ausgaenge_.push_front({.adresse = *ergebnis.adresse, .geste = ergebnis.geste});
+        if (ausgaenge_.size() > hoechsteAusgaenge)
+            ausgaenge_.pop_back();
+    }
     if (ergebnis.art != ports::Navigationsart::link)
         return ergebnis;
     // Used up: it was said of this click. Another frame's link may come between.
@@ -560,6 +637,27 @@ ports::Navigation WebansichtGtk::navigation(WebKitNavigationAction* aktion) {
         ergebnis.ursprung = klick->ursprung;
     ergebnis.alsDownload = (dieser && klick->herunterladen) || istInhaltDerSeite(ergebnis.adresse);
     return ergebnis;
+}
+
+std::uint64_t WebansichtGtk::geste(WebKitNavigationAction* aktion) {
+    return webkit_navigation_action_is_user_gesture(aktion) ? gesten_->nummer(jetzt()) : 0;
+}
+
+bool WebansichtGtk::gesteVerbrauchen(std::uint64_t geste) {
+    return gesten_->verbrauchen(geste, jetzt());
+}
+
+void WebansichtGtk::eingabenBeobachten() {
+    auto* const beobachter = gtk_event_controller_legacy_new();
+    gtk_event_controller_set_propagation_phase(beobachter, GTK_PHASE_CAPTURE);
+    g_signal_connect(beobachter, "event", G_CALLBACK(Signale::eingabe), this);
+    gtk_widget_add_controller(widget(), beobachter); // Ends with the widget, or before, in the destructor.
+    eingaben_ = beobachter;
+}
+
+void WebansichtGtk::downloadErfragen(WebKitPolicyDecision* entscheidung, ports::Downloadfrage const& frage) {
+    auto const offen = std::make_shared<OffeneEntscheidung>(entscheidung);
+    empfaenger_.downloadErfragen(*this, frage, [offen](bool ja) { offen->antworten(ja); });
 }
 
 void WebansichtGtk::einstellen() {
@@ -576,6 +674,7 @@ void WebansichtGtk::einstellen() {
 
 void WebansichtGtk::verbinden() {
     g_object_set_data(G_OBJECT(web_.get()), adapterschluessel, this);
+    eingabenBeobachten();
     gtk_widget_set_vexpand(widget(), TRUE);
     gtk_widget_set_hexpand(widget(), TRUE);
     auto const verbinde = [this](char const* signal, GCallback rueckruf) {
@@ -655,6 +754,7 @@ void WebansichtGtk::skript(std::string const& quelltext) {
     auto const skript = ursprung ? "if (location.origin === \"" + *ursprung +
                                        "\" || location.origin === \"null\") {" + quelltext + "\n}"
                                  : quelltext;
+    gesten_->eigenesSkript(jetzt());
     webkit_web_view_evaluate_javascript(
         web_.get(), skript.data(), static_cast<gssize>(skript.size()), nullptr, nullptr, nullptr, nullptr,
         nullptr);
@@ -669,6 +769,7 @@ void WebansichtGtk::zustellen(std::uint64_t dokument, std::string const& funktio
     for (auto const& [name, wert] :
          {std::pair{"ursprung", &*ursprung}, {"funktion", &funktion}, {"werte", &werte}})
         g_variant_builder_add(&bauer, "{sv}", name, g_variant_new_string(wert->c_str()));
+    gesten_->eigenesSkript(jetzt());
     webkit_web_view_call_async_javascript_function(
         web_.get(), zustellrumpf_.data(), static_cast<gssize>(zustellrumpf_.size()),
         g_variant_builder_end(&bauer), nullptr, nullptr, nullptr, nullptr, nullptr);
@@ -680,6 +781,7 @@ void WebansichtGtk::rufen(
     g_variant_builder_init(&bauer, G_VARIANT_TYPE_VARDICT);
     for (auto const& [name, wert] : werte)
         g_variant_builder_add(&bauer, "{sv}", name.c_str(), g_variant_new_string(wert.c_str()));
+    gesten_->eigenesSkript(jetzt());
     webkit_web_view_call_async_javascript_function(
         web_.get(), rumpf.data(), static_cast<gssize>(rumpf.size()), g_variant_builder_end(&bauer), nullptr,
         nullptr, nullptr,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "gesten.h"
 #include "glib_halter.h"
 #include "hauptrahmen.h"
 #include "ports/webansicht.h"
@@ -7,6 +8,7 @@
 
 #include <webkit/webkit.h>
 
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +38,7 @@ public:
         std::string const& rumpf, std::map<std::string, std::string> const& werte,
         Skriptantwort antwort) override;
     void drucken(ports::Programmfenster& fenster) override;
+    bool gesteVerbrauchen(std::uint64_t geste) override;
 
     /// The widget to show; borrowed.
     [[nodiscard]] GtkWidget* widget() const noexcept { return GTK_WIDGET(web_.get()); }
@@ -53,6 +56,10 @@ private:
     void linksBeobachten();
     [[nodiscard]] ports::Navigation navigation(WebKitNavigationAction* aktion);
     void nachrichtenAnnehmen(Einrichtung const& einrichtung);
+    /// Number of the person's doing behind what the engine asks about; 0 for none.
+    [[nodiscard]] std::uint64_t geste(WebKitNavigationAction* aktion);
+    void eingabenBeobachten();
+    void downloadErfragen(WebKitPolicyDecision* entscheidung, ports::Downloadfrage const& frage);
     void fristBeginnen(std::chrono::seconds frist);
     void fristBeenden();
 
@@ -67,7 +74,15 @@ private:
     };
     /// Shared as the content is.
     std::shared_ptr<std::optional<Linkklick>> linkklick_{std::make_shared<std::optional<Linkklick>>()};
-    std::string zustellrumpf_; ///< Empty without message handler.
+    std::string zustellrumpf_;                                   ///< Empty without message handler.
+    std::shared_ptr<Gesten> gesten_{std::make_shared<Gesten>()}; ///< Shared as the content is.
+    guint taste_{0};                                             ///< Code of the key that is held down.
+    struct Ausgang {
+        std::string adresse;
+        std::uint64_t geste;
+    };
+    GtkEventController* eingaben_{nullptr}; ///< Owned by the widget.
+    std::deque<Ausgang> ausgaenge_;         ///< The last navigations that a person began.
     Objekt<WebKitWebView> web_;
     /// This view, for what may end after it.
     std::shared_ptr<WebansichtGtk*> lebt_{std::make_shared<WebansichtGtk*>(this)};

@@ -125,17 +125,18 @@ bool EchtesFenster::warteBisDialogWeg() {
     return weg;
 }
 
-Punkt EchtesFenster::mitteVon(std::string const& auswahl, std::string const& seite) {
-    auto ursprung = ursprung_.find(seite);
+Punkt EchtesFenster::mitteVon(std::string const& auswahl, std::string const& seite, Seitendienst* wessen) {
+    auto& hier = wessen ? *wessen : dienst;
+    auto ursprung = ursprung_.find({&hier, seite});
     if (ursprung == ursprung_.end()) {
         // The page alone knows where the pointer is within it. An event may be of an earlier place, and one of several
         // moves may be left out; but two of them that are as far apart as the places are those of the places.
-        dienst.rufe(
+        hier.rufe(
             "addEventListener('mousemove', e => { window.__zeiger = [e.clientX, e.clientY]; });", seite);
         constexpr Punkt erst{.x = 400, .y = 300};
         constexpr Punkt dann{.x = 507, .y = 351};
         auto const zeigerBei = [&] {
-            auto const wo = dienst.rufe("return window.__zeiger ?? [-1, -1];", seite);
+            auto const wo = hier.rufe("return window.__zeiger ?? [-1, -1];", seite);
             return Punkt{.x = wo.at(0).get<int>(), .y = wo.at(1).get<int>()};
         };
         Punkt erster;
@@ -160,9 +161,12 @@ Punkt EchtesFenster::mitteVon(std::string const& auswahl, std::string const& sei
         });
         if (!gesehen)
             throw std::runtime_error{"Der Zeiger erreicht die Seite nicht"};
-        ursprung = ursprung_.emplace(seite, Punkt{.x = dann.x - zweiter.x, .y = dann.y - zweiter.y}).first;
+        ursprung =
+            ursprung_
+                .emplace(std::pair{&hier, seite}, Punkt{.x = dann.x - zweiter.x, .y = dann.y - zweiter.y})
+                .first;
     }
-    auto const mitte = dienst.rufe(
+    auto const mitte = hier.rufe(
         "const r = document.querySelector(" + nlohmann::json(auswahl).dump() +
             ").getBoundingClientRect(); return [Math.round(r.x + r.width / 2), Math.round(r.y + r.height / "
             "2)];",
@@ -171,8 +175,8 @@ Punkt EchtesFenster::mitteVon(std::string const& auswahl, std::string const& sei
         .x = ursprung->second.x + mitte.at(0).get<int>(), .y = ursprung->second.y + mitte.at(1).get<int>()};
 }
 
-void EchtesFenster::klicke(std::string const& auswahl, std::string const& seite) {
-    bildschirm.klicke(mitteVon(auswahl, seite));
+void EchtesFenster::klicke(std::string const& auswahl, std::string const& seite, Seitendienst* wessen) {
+    bildschirm.klicke(mitteVon(auswahl, seite, wessen));
 }
 
 void EchtesFenster::browserEinrichten(std::vector<std::string> const& schemata) const {

@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace quillmate::fenster_echt {
@@ -44,8 +45,11 @@ protected:
     [[nodiscard]] bool warteBisDialogWeg();
 
     /// Where on the screen the middle of the page's element is. The page must be the one in the topmost window there.
-    [[nodiscard]] Punkt mitteVon(std::string const& auswahl, std::string const& seite = "haupt");
-    void klicke(std::string const& auswahl, std::string const& seite = "haupt");
+    /// `wessen` is the service that the page is of; null for the program's own.
+    [[nodiscard]] Punkt mitteVon(
+        std::string const& auswahl, std::string const& seite = "haupt", Seitendienst* wessen = nullptr);
+    void klicke(
+        std::string const& auswahl, std::string const& seite = "haupt", Seitendienst* wessen = nullptr);
 
     /// Makes a "browser" the default program for these schemes: it writes down the address that it is given.
     void browserEinrichten(std::vector<std::string> const& schemata = {"http", "https"}) const;
@@ -60,7 +64,8 @@ protected:
     std::unique_ptr<Programm> programm;
 
 private:
-    std::map<std::string, Punkt> ursprung_; ///< Screen place of a page's top left corner.
+    std::map<std::pair<Seitendienst*, std::string>, Punkt>
+        ursprung_; ///< Screen place of a page's top left corner.
 };
 
 } // namespace quillmate::fenster_echt
