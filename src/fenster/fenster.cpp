@@ -160,7 +160,8 @@ bool Fenster::istSacheDesDienstes(
     ports::Webansicht& web, std::string_view adresse, std::string_view ursprung) const {
     auto const dokument = web.dokument();
     bool dienst = bruecke::darfSprechen(dokument, umgebung_.start);
-    if (dokument.dokument.empty()) // A new window's first load is its asker's.
+    // A new window's first load is its asker's.
+    if (dokument.dokument.empty() || dokument.dokument == "about:blank")
         dienst = std::ranges::any_of(nebenfenster_, [&web](auto const& neben) {
             return neben->web.get() == &web && neben->vomDienst;
         });

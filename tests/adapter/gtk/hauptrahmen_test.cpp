@@ -1,4 +1,5 @@
 #include "adapter/gtk/hauptrahmen.h"
+#include "bruecke/einspielung.h"
 
 #include <gtest/gtest.h>
 #include <jsc/jsc.h>
@@ -117,6 +118,26 @@ TEST_F(Skriptwelt, WhateverThePageReplacesLaterChangesNothing) {
         wert("webkit.messageHandlers.quillmate.zustellen('https://a.example', 'da', '[1,{\"c\":2}]'); "
              "empfangen"),
         "3");
+}
+
+TEST_F(Skriptwelt, ThePagesInterfaceWorksOverThisRoad) {
+    EXPECT_EQ(
+        wert(bruecke::einspielungsskript({.kurzfassung = "1.2", .buildnummer = "3", .ort = "programme"})),
+        "undefined");
+    EXPECT_EQ(wert("quillmateApp.fassung + quillmateApp.version"), "31.2");
+    EXPECT_EQ(
+        wert("var wert = [], kreis = {}; kreis.kreis = kreis;"
+             "quillmateApp.suchStand().then(a => { wert[0] = a.laeuft; });"
+             "quillmateApp.bilderZaehlen({kennung: 'x', id: 9}).catch(f => { wert[1] = f.message; });"
+             "quillmateApp.portalOeffnen(kreis).catch(f => { wert[2] = f.name; });"
+             "JSON.stringify(gesendet.map(paar => JSON.parse(paar[1])))"),
+        R"([{"aktion":"suchStand","id":1},{"kennung":"x","id":2,"aktion":"bilderZaehlen"}])");
+    EXPECT_EQ(
+        wert("const liefere = werte => webkit.messageHandlers.quillmate.zustellen("
+             "  'https://a.example', '__quillmateAntwort', werte);"
+             "liefere('[1,{\"laeuft\":true}]'); liefere('[2,{\"fehler\":\"nein\"}]'); liefere('[7,{}]'); 1"),
+        "1");
+    EXPECT_EQ(wert("wert.join()"), "true,nein,TypeError");
 }
 
 TEST_F(Skriptwelt, NothingIsDeliveredToADocumentOfAnotherOrigin) {

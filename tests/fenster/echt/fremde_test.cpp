@@ -27,8 +27,9 @@ struct Vorbereitung {
 constexpr Vorbereitung vorbereitungen[] = {
     {"Reflect.apply", "const alt = w.Reflect.apply; w.Reflect.apply = (f, t, a) => { merke([f, t, a]);"
                       "return alt(f, t, a); };"},
-    {"getPrototypeOf", "w.Object.getPrototypeOf = o => { merke(o);"
-                       "return {postMessage(...a) { merke([this, a]); }}; };"},
+    {"getPrototypeOf",
+     "const alt = w.Object.getPrototypeOf; w.Object.getPrototypeOf = o => { merke(o);"
+     "return typeof o === 'function' ? alt(o) : {postMessage(...a) { merke([this, a]); }}; };"},
     {"webkit", "Object.defineProperty(w, 'webkit', {configurable: true, value: {messageHandlers:"
                "{quillmate: {__proto__: {postMessage(...a) { merke([this, a]); }}}}}});"},
     {"postMessage", "const h = w.webkit?.messageHandlers?.quillmate;"
@@ -189,6 +190,7 @@ TEST_F(Fremde, AFramesOwnSrcdocFrameIsNotObeyed) {
             "rahmen");
     gegenprobe();
     EXPECT_FALSE(hatGehorcht());
+    EXPECT_EQ(programm->anzahlZeilen("Bruecke: "), 0U) << "a frame is not even heard";
 }
 
 TEST_F(Fremde, NumbersThatAFrameGuessesSettleNoCallOfThePage) {

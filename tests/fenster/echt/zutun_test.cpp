@@ -46,7 +46,7 @@ TEST_F(Zutun, AFrameOpensNoBrowserMailOrProgramUnlessSomebodyClicks) {
          {"https://fremd.example/eins", "mailto:a@fremd.example", "smb://fremd.example/x"})
         fremd.rufe(link(adresse), "rahmen");
     fremd.rufe("window.open('https://fremd.example/fenster')", "rahmen");
-    EXPECT_TRUE(programm->warteAufZeile("nicht geöffnet, weil niemand geklickt hat: smb:"));
+    EXPECT_TRUE(programm->warteAufZeile("nicht geöffnet, weil niemand geklickt hat: fremd.example (smb)"));
     abwarten();
     EXPECT_TRUE(imBrowser().empty());
     EXPECT_EQ(fensterzahl(), 1U);
