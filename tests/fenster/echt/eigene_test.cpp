@@ -70,12 +70,18 @@ TEST_F(EigeneSeiten, AScriptsWindowForAnotherPathOfAnOwnHostIsAChildWindow) {
     EXPECT_TRUE(imBrowser().empty());
 }
 
-TEST_F(EigeneSeiten, TheBridgeObeysAllPagesOfOwnHosts) {
+TEST_F(EigeneSeiten, TheBridgeObeysAllPagesOfTheStartPagesHostAndNoOwnHostOverPlainHttp) {
     seite("/agb", "agb");
+    seite("/impressum", "impressum");
     oeffneEigene("");
-    dienst.rufe("setTimeout(() => location.href = 'http://www.quillmate.example/agb')");
+    dienst.rufe("setTimeout(() => location.href = 'http://quillmate.example/agb')");
     ASSERT_TRUE(dienst.warteAufDokument(1, "agb"));
     EXPECT_TRUE(dienst.rufe("return await window.quillmateApp.suchStand()", "agb").contains("laeuft"));
+    dienst.rufe("setTimeout(() => location.href = 'http://www.quillmate.example/impressum')", "agb");
+    ASSERT_TRUE(dienst.warteAufDokument(1, "impressum"));
+    dienst.rufe("window.quillmateApp.suchStand();", "impressum");
+    EXPECT_TRUE(programm->warteAufZeile(
+        "Bruecke: Nachrichten von http://www.quillmate.example werden nicht beachtet"));
 }
 
 } // namespace
