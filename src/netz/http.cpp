@@ -303,9 +303,11 @@ Ausgang Leitungen::Leitung::einmal(
         koepfe.reset(curl_slist_append(nullptr, ("Content-Type: " + anfrage.inhaltstyp).c_str()));
         setze(CURLOPT_HTTPHEADER, koepfe.get());
         setze(CURLOPT_POST, 1L);
-        setze(CURLOPT_UPLOAD_BUFFERSIZE, 256L * 1024);
     }
     if (anfrage.datei) {
+        // When a connection that served before closes without an answer, the library sends the request once more by itself,
+        // though the server may have taken the file the first time. On a connection of its own it does not.
+        setze(CURLOPT_FRESH_CONNECT, 1L);
         sendung.emplace(Sendung{.koerper = *anfrage.datei});
         setze(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(sendung->ganzes()));
         setze(CURLOPT_READFUNCTION, &liefern);

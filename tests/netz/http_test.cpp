@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <string>
@@ -166,4 +167,21 @@ TEST(Senden, CancellingEndsWhatIsUnderWayAndWhatComesLater) {
     p.leitungen.abbrechen();
     EXPECT_EQ(laufend.get().fehler, "Die Übertragung wurde beendet.");
     EXPECT_FALSE(p.leitungen.senden(anfrage, 60s).status);
+}
+
+TEST(Senden, AFileIsNotSentAgainWhenAConnectionThatServedBeforeClosesWithoutAnAnswer) {
+    std::atomic<int> sendungen{0};
+    HttpAttrappe server{[&](HttpAnfrage const& anfrage) {
+        if (anfrage.methode == "GET")
+            return HttpAntwort{.koerper = "da"};
+        ++sendungen;
+        return HttpAntwort{.ohneAntwort = true};
+    }};
+    Leitungen leitungen;
+    EXPECT_EQ(leitungen.senden({.url = server.adresse() + "/da"}, 10s).status, 200);
+    Sendeprobe probe{{}};
+    auto anfrage = probe.anfrage("Beleg");
+    anfrage.url = server.adresse() + "/hoch";
+    EXPECT_FALSE(leitungen.senden(anfrage, 10s).status);
+    EXPECT_EQ(sendungen, 1);
 }
