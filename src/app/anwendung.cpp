@@ -230,6 +230,7 @@ void Anwendung::gestartet() {
         .portale = portalanschluss(
             portaladresse_, {.werk = *werk_,
                              .leisten = portalleisten_,
+                             .dialoge = dialoge_,
                              .schleife = schleife_,
                              .ablage = portalablage_,
                              .versand = belegversand_}),

@@ -286,8 +286,21 @@ void Fenster::geladen(ports::Webansicht& web) {
 }
 
 void Fenster::fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fehler) {
-    // The page that failed in a child window is not what the main view shall try again.
-    fehlerZeigen(fehler, &web == web_.get() ? fehler.adresse : std::nullopt);
+    if (&web == web_.get())
+        fehlerZeigen(fehler, fehler.adresse);
+    else
+        nebenfehlerZeigen(web, fehler);
+}
+
+void Fenster::nebenfehlerZeigen(ports::Webansicht& web, ports::Ladefehler const& fehler) {
+    if (fehler.abgebrochen || !istOffen(web))
+        return; // nobody waits for it
+    fehlerProtokollieren(fehler);
+    web.ladenErsatz(fehlerseite(fehler.beschreibung), wiederholbar({fehler.adresse, web.adresse()}));
+}
+
+void Fenster::fehlerProtokollieren(ports::Ladefehler const& fehler) {
+    protokoll(fmt::format("FEHLER {} {}: {}", fehler.bereich, fehler.nummer, fuerZeile(fehler.beschreibung)));
 }
 
 void Fenster::zeigeHinweis(ports::Ladefehler const& fehler) {
@@ -297,7 +310,7 @@ void Fenster::zeigeHinweis(ports::Ladefehler const& fehler) {
 void Fenster::fehlerZeigen(ports::Ladefehler const& fehler, std::optional<std::string> const& adresse) {
     if (fehler.abgebrochen)
         return;
-    protokoll(fmt::format("FEHLER {} {}: {}", fehler.bereich, fehler.nummer, fuerZeile(fehler.beschreibung)));
+    fehlerProtokollieren(fehler);
     web_->ladenErsatz(fehlerseite(fehler.beschreibung), wiederholbar({adresse, web_->adresse()}));
 }
 
@@ -454,9 +467,14 @@ void Fenster::eingabe(
 }
 
 void Fenster::dateienWaehlen(
-    ports::Webansicht& /*web*/, ports::Dateiwahl const& wahl,
+    ports::Webansicht& web, ports::Dateiwahl const& wahl,
     std::function<void(std::optional<std::vector<std::string>>)> antwort) {
-    umgebung_.dialoge.dateienWaehlen(wahl, std::move(antwort));
+    auto meine = wahl;
+    meine.ueber = fenster_.get();
+    for (auto const& neben : nebenfenster_)
+        if (neben->web.get() == &web)
+            meine.ueber = neben->fenster.get();
+    umgebung_.dialoge.dateienWaehlen(meine, std::move(antwort));
 }
 
 Json Fenster::portalOeffnen(bruecke::Portalanfrage const& anfrage) {

@@ -145,6 +145,9 @@ private:
     /// `adresse` is the page that could not be loaded in the main view; the error page takes its place, so that
     /// loading again tries that page.
     void fehlerZeigen(ports::Ladefehler const& fehler, std::optional<std::string> const& adresse);
+    /// A failed load of a child window is told in it; of a closed one nowhere.
+    void nebenfehlerZeigen(ports::Webansicht& web, ports::Ladefehler const& fehler);
+    static void fehlerProtokollieren(ports::Ladefehler const& fehler);
     /// The first of these that a view can load, otherwise the start page.
     [[nodiscard]] std::string wiederholbar(std::initializer_list<std::optional<std::string>> adressen) const;
     [[nodiscard]] std::optional<std::string> zielWaehlen(

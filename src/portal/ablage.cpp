@@ -57,7 +57,7 @@ Portalablage::Portalablage(std::string temporaererOrdner)
     : temporaererOrdner_(std::move(temporaererOrdner)) {}
 
 Portalablage::~Portalablage() {
-    for (auto const& [ordner, griff] : offen_)
+    for (auto const& [ordner, inhalt] : offen_)
         loeschen(ordner);
 }
 
@@ -78,10 +78,23 @@ std::optional<std::string> Portalablage::neuerOrdner() {
         if (!griff)
             continue;
         std::lock_guard const schutz{sperre_};
-        offen_.emplace(ordner, std::move(griff));
+        offen_.emplace(ordner, Ordner{.griff = std::move(griff)});
         return ordner;
     }
     return std::nullopt;
+}
+
+bool Portalablage::vermerken(std::string const& ordner, std::uint64_t bytes) {
+    std::lock_guard const schutz{sperre_};
+    auto const eintrag = offen_.find(ordner);
+    if (eintrag == offen_.end())
+        return false;
+    auto const andere = bytes_ - eintrag->second.bytes;
+    if (bytes > hoechstensBytes || andere > hoechstensBytes - bytes)
+        return false;
+    bytes_ = andere + bytes;
+    eintrag->second.bytes = bytes;
+    return true;
 }
 
 void Portalablage::entfernen(std::string const& ordner) {
@@ -91,7 +104,8 @@ void Portalablage::entfernen(std::string const& ordner) {
         auto const eintrag = offen_.find(ordner);
         if (eintrag == offen_.end())
             return;
-        griff = std::move(eintrag->second);
+        griff = std::move(eintrag->second.griff);
+        bytes_ -= eintrag->second.bytes;
         offen_.erase(eintrag);
     }
     loeschen(ordner);

@@ -3,6 +3,7 @@
 #include "grundlage/datei.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -27,6 +28,9 @@ public:
 
     /// Path of a new empty folder; nothing when it cannot be made or `hoechstensOffen` are in use.
     [[nodiscard]] std::optional<std::string> neuerOrdner();
+    /// Notes that so many bytes lie in the folder or are about to. False, and noted as before, when all folders together
+    /// would hold more than `hoechstensBytes`, or the folder is none of this object's.
+    [[nodiscard]] bool vermerken(std::string const& ordner, std::uint64_t bytes);
     /// Removes one of this object's folders with all that is in it; other paths are left alone.
     void entfernen(std::string const& ordner);
     /// Removes folders of this kind that an earlier run left behind: the user's own, no links, and no folder in which a
@@ -36,11 +40,17 @@ public:
     static constexpr std::string_view vorsatz = "quillmate-portal-";
     /// Each folder in use costs a descriptor, and a page can start downloads faster than they can be sent on.
     static constexpr std::size_t hoechstensOffen = 256;
+    static constexpr std::uint64_t hoechstensBytes = std::uint64_t{500} * 1024 * 1024;
 
 private:
     std::string const temporaererOrdner_;
+    struct Ordner {
+        Deskriptor griff; ///< Holds the folder's lock.
+        std::uint64_t bytes{0};
+    };
     std::mutex sperre_;
-    std::map<std::string, Deskriptor> offen_; ///< Guarded by sperre_. Holds each folder's lock.
+    std::map<std::string, Ordner> offen_; ///< Guarded by sperre_.
+    std::uint64_t bytes_{0};              ///< Of all folders. Guarded by sperre_.
 };
 
 /// A file name for what a portal calls its file: the last component without control characters, of at most 200 bytes,

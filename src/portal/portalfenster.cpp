@@ -6,9 +6,11 @@
 #include "grundlage/html.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
+#include "hostanzeige.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 #include <variant>
@@ -20,6 +22,8 @@ namespace {
 constexpr char const* ruhestatus = "Downloads werden direkt in Quillmate übernommen.";
 constexpr char const* ruhestatusMitBuchung =
     "Downloads und „Aktuelle PDF übernehmen“ gehen direkt an die gewählte Buchung.";
+
+constexpr char const* wollteFenster = "Das Portal wollte ein eigenes Fenster öffnen. Das geht hier nicht.";
 
 bool istSicher(std::optional<std::string> const& adresse) {
     return adresse && adresse->starts_with("https:");
@@ -38,6 +42,20 @@ std::optional<std::string> wirtVon(std::optional<std::string> const& adresse) {
 /// The beginning of a text of any origin, as UTF-8.
 std::string gekuerzt(std::string_view text) {
     return ersteZeichen(alsUtf8(text), 2000);
+}
+
+ports::Textton tonVon(Portalstatus status) {
+    switch (status) {
+    case Portalstatus::fehler:
+        return ports::Textton::fehler;
+    case Portalstatus::importiert:
+        return ports::Textton::erfolg;
+    case Portalstatus::wird_importiert:
+        return ports::Textton::laeuft;
+    case Portalstatus::geschlossen:
+        break;
+    }
+    return ports::Textton::ruhig;
 }
 
 std::string seite(std::string_view meldung, std::string_view erklaerung, std::string_view verweis) {
@@ -73,27 +91,41 @@ div {{ max-width: 34em; text-align: center; padding: 1.5rem; }}
 
 PortalFenster::PortalFenster(Umgebung umgebung, Auftrag auftrag)
     : umgebung_(umgebung)
-    , auftrag_(std::move(auftrag)) {
+    , auftrag_(std::move(auftrag))
+    , dialoge_(
+          umgebung_.dialoge,
+          [this, lebt = std::weak_ptr{lebt_}] {
+              if (lebt.lock() && fenster_)
+                  fenster_->schliessen();
+          })
+    , wirt_(anzeigehost(auftrag_.ziel.adresse.wirt().value_or(""))) {
     web_ = umgebung_.werk.webansicht(
         {.datenhaltung = ports::Webansicht::Einrichtung::Datenhaltung::portale,
          .skripte = {},
          .nachrichtenname = {},
          .nachrichten = {},
-         .wischgesten = true},
+         .wischgesten = true,
+         .fremdeSeiten = true},
         *this);
     fenster_ =
         umgebung_.werk.fenster({.breite = 1120, .hoehe = 820, .mindestbreite = 560, .mindesthoehe = 480});
     fenster_->titel("Belegportal — " + auftrag_.ziel.name);
     fenster_->inhalt(*web_);
+    auto const wennDa = [this](std::function<void()> tun) {
+        return [this, tun = std::move(tun), lebt = std::weak_ptr{lebt_}] {
+            if (lebt.lock() && !geschlossen_)
+                tun();
+        };
+    };
     leiste_ = umgebung_.leisten.leiste(
-        *fenster_, {.adresse = "Sichere Verbindung · " + auftrag_.ziel.adresse.wirt().value_or(""),
+        *fenster_, {.adresse = "Sichere Verbindung · " + wirt_,
                     .status = auftrag_.transaction ? ruhestatusMitBuchung : ruhestatus,
                     .knopf = "Aktuelle PDF übernehmen",
                     .knopfhinweis = "Übernimmt eine im Portal angezeigte PDF direkt in Quillmate",
-                    .gedrueckt = [this, lebt = std::weak_ptr{lebt_}] {
-                        if (lebt.lock())
-                            aktuellePDFUebernehmen();
-                    }});
+                    .gedrueckt = wennDa([this] { aktuellePDFUebernehmen(); }),
+                    .zurueck = wennDa([this] { web_->zurueck(); }),
+                    .neuLaden = wennDa([this] { web_->neuLaden(); }),
+                    .anhalten = wennDa([this] { web_->anhalten(); })});
     fenster_->beimSchliessen([this, lebt = std::weak_ptr{lebt_}] {
         if (lebt.lock())
             geschlossen();
@@ -127,8 +159,7 @@ void PortalFenster::melden(Portalstatus status, std::string const& nachricht) {
     if (geschlossen_)
         return;
     letzteNachricht_ = nachricht;
-    leiste_->status(
-        nachricht, status == Portalstatus::fehler ? ports::Textton::fehler : ports::Textton::ruhig);
+    leiste_->status(nachricht, tonVon(status));
     Json ereignis{{"kennung", auftrag_.ziel.kennung}, {"status", rohwert(status)}, {"nachricht", nachricht}};
     if (auftrag_.transaction)
         ereignis["transaction_id"] = *auftrag_.transaction;
@@ -139,8 +170,37 @@ void PortalFenster::hostZeigen(std::optional<std::string> const& adresse) {
     auto const wirt = wirtVon(adresse);
     if (!wirt || !leiste_)
         return;
-    leiste_->adresse("Sichere Verbindung · " + *wirt);
-    fenster_->titel(fmt::format("Belegportal — {} · {}", auftrag_.ziel.name, *wirt));
+    wirt_ = anzeigehost(*wirt);
+    lage_ = Lage::sicher;
+    lageZeigen();
+}
+
+void PortalFenster::lageZeigen() {
+    if (!leiste_)
+        return;
+    // Of another page's address nothing is shown before the page is there: until then it is only a wish of this one.
+    std::string const danach = laedt_ ? " · lädt …" : "";
+    auto const zeile = [this] {
+        switch (lage_) {
+        case Lage::sicher:
+            return "Sichere Verbindung · " + wirt_;
+        case Lage::ungesichert:
+            return "Keine sichere Verbindung · " + wirt_;
+        case Lage::unerreicht:
+            break;
+        }
+        return laedt_ ? wirt_ : "Keine Verbindung · " + wirt_;
+    };
+    leiste_->adresse(zeile() + danach);
+    leiste_->laedt(laedt_);
+    leiste_->zurueckAktiv(web_->kannZurueck());
+    fenster_->titel(
+        "Belegportal — " + auftrag_.ziel.name + (lage_ == Lage::sicher ? " · " + wirt_ : "") + danach);
+}
+
+void PortalFenster::laedt(bool laeuft) {
+    laedt_ = laeuft;
+    lageZeigen();
 }
 
 // ---------------------------------------------------------------------------------------------- navigation
@@ -151,11 +211,7 @@ ports::Entscheidung PortalFenster::beiNavigation(
     // A file that the page holds cannot lead anywhere; as a page, the same address could.
     if (navigation.alsDownload && (istSicher(navigation.adresse) || istAusDerSeite(navigation.adresse)))
         return Entscheidung::herunterladen;
-    if (!istSicher(navigation.adresse))
-        return Entscheidung::abbrechen;
-    if (navigation.hauptrahmen)
-        ersatz_ = false;
-    return Entscheidung::zulassen;
+    return istSicher(navigation.adresse) ? Entscheidung::zulassen : Entscheidung::abbrechen;
 }
 
 ports::Entscheidung PortalFenster::beiAntwort(ports::Webansicht& /*web*/, ports::Antwortkopf const& antwort) {
@@ -166,40 +222,56 @@ ports::Entscheidung PortalFenster::beiAntwort(ports::Webansicht& /*web*/, ports:
 
 ports::Webansicht* PortalFenster::neuesFenster(
     ports::Webansicht& /*web*/, ports::Fensteranfrage const& anfrage, VerwandteAnsicht const& /*verwandte*/) {
-    if (!geschlossen_ && web_ && istSicher(anfrage.adresse))
-        web_->laden(*anfrage.adresse);
+    if (geschlossen_ || !web_)
+        return nullptr;
+    if (!anfrage.geste || !istSicher(anfrage.adresse) || !web_->anfrageUebernehmen())
+        leiste_->status(wollteFenster, ports::Textton::laeuft);
     return nullptr;
 }
 
-void PortalFenster::begonnen(ports::Webansicht& web) {
-    if (!ersatz_)
-        hostZeigen(web.adresse());
+void PortalFenster::begonnen(ports::Webansicht& /*web*/) {
+    if (!geschlossen_ && !ersatz_)
+        laedt(true);
 }
 
-void PortalFenster::geladen(ports::Webansicht& web) {
-    if (!ersatz_)
-        hostZeigen(web.adresse());
+void PortalFenster::festgeschrieben(ports::Webansicht& web) {
+    if (geschlossen_)
+        return;
+    dialoge_.neueSeite();
+    laedt_ = false;
+    eigeneSeite_ = std::exchange(ersatz_, false) && !web.gesichert();
+    if (!eigeneSeite_) {
+        wirt_ = anzeigehost(wirtVon(web.dokument().dokument).value_or(""));
+        lage_ = web.gesichert() ? Lage::sicher : Lage::ungesichert;
+    }
+    lageZeigen();
+}
+
+void PortalFenster::geladen(ports::Webansicht& /*web*/) {
+    if (!geschlossen_)
+        laedt(false);
 }
 
 void PortalFenster::fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fehler) {
-    if (fehler.abgebrochen || geschlossen_)
+    if (geschlossen_)
         return;
+    if (fehler.abgebrochen)
+        return laedt(false);
     auto const adresse = fehler.adresse ? fehler.adresse : web.adresse();
     auto const wirt = wirtVon(adresse);
     protokoll(fmt::format(
         "Portal {}: {} {}: {}", auftrag_.ziel.kennung, fehler.bereich, fehler.nummer,
         einzeilig(fehler.beschreibung, 300)));
     if (!fehler.zertifikat) {
-        ersatzseite("Die Seite konnte nicht geladen werden.", fehler.beschreibung, adresse, true);
+        ersatzseite(Lage::unerreicht, "Die Seite konnte nicht geladen werden.", fehler.beschreibung, adresse);
         return;
     }
-    if (wirt)
-        leiste_->adresse("Keine sichere Verbindung · " + *wirt);
     ersatzseite(
-        wirt ? fmt::format("Die Verbindung zu {} ist nicht sicher.", *wirt)
+        Lage::ungesichert,
+        wirt ? fmt::format("Die Verbindung zu {} ist nicht sicher.", anzeigehost(*wirt))
              : "Die Verbindung ist nicht sicher.",
         fehler.beschreibung + " Quillmate öffnet die Seite deshalb nicht; es wurde nichts übertragen.",
-        adresse, false);
+        adresse);
 }
 
 void PortalFenster::prozessGestorben(ports::Webansicht& web, std::string const& grund) {
@@ -207,15 +279,66 @@ void PortalFenster::prozessGestorben(ports::Webansicht& web, std::string const& 
         return;
     protokoll(fmt::format("Portal {}: {}", auftrag_.ziel.kennung, einzeilig(grund, 300)));
     ersatzseite(
-        "Die Anzeige des Portals ist abgestürzt.", "Du kannst die Seite erneut laden.", web.adresse(), true);
+        Lage::unerreicht, "Die Anzeige des Portals ist abgestürzt.", "Du kannst die Seite erneut laden.",
+        web.adresse());
 }
 
 void PortalFenster::ersatzseite(
-    std::string const& meldung, std::string const& erklaerung, std::optional<std::string> const& adresse,
-    bool nochmal) {
-    ersatz_ = true;
+    Lage lage, std::string const& meldung, std::string const& erklaerung,
+    std::optional<std::string> const& adresse) {
     auto const ziel = istSicher(adresse) ? *adresse : auftrag_.ziel.adresse.text();
-    web_->ladenErsatz(seite(meldung, erklaerung, nochmal ? ziel : std::string{}), ziel);
+    ersatz_ = true;
+    lage_ = lage;
+    laedt_ = false;
+    wirt_ = anzeigehost(wirtVon(ziel).value_or(""));
+    // Against a certificate that proves nothing there is no way around.
+    web_->ladenErsatz(seite(meldung, erklaerung, lage == Lage::ungesichert ? std::string{} : ziel), ziel);
+    lageZeigen();
+}
+
+// ---------------------------------------------------------------------------------------------- dialogs
+
+Portaldialoge::Frager PortalFenster::frager() const {
+    return {.fenster = *fenster_, .wirt = wirt_};
+}
+
+void PortalFenster::hinweis(
+    ports::Webansicht& /*web*/, std::string const& text, std::function<void()> fertig) {
+    if (geschlossen_)
+        return fertig();
+    dialoge_.hinweis(frager(), text, std::move(fertig));
+}
+
+void PortalFenster::bestaetigung(
+    ports::Webansicht& /*web*/, std::string const& text, std::function<void(bool)> antwort) {
+    if (geschlossen_)
+        return antwort(false);
+    dialoge_.bestaetigung(frager(), text, std::move(antwort));
+}
+
+void PortalFenster::eingabe(
+    ports::Webansicht& /*web*/, std::string const& text, std::string const& vorgabe,
+    std::function<void(std::optional<std::string>)> antwort) {
+    if (geschlossen_)
+        return antwort(std::nullopt);
+    dialoge_.eingabe(frager(), text, vorgabe, std::move(antwort));
+}
+
+void PortalFenster::dateienWaehlen(
+    ports::Webansicht& /*web*/, ports::Dateiwahl const& wahl,
+    std::function<void(std::optional<std::vector<std::string>>)> antwort) {
+    if (geschlossen_)
+        return antwort(std::nullopt);
+    auto meine = wahl;
+    meine.ueber = fenster_.get();
+    umgebung_.dialoge.dateienWaehlen(meine, std::move(antwort));
+}
+
+void PortalFenster::druckGescheitert(ports::Webansicht& /*web*/, std::string const& beschreibung) {
+    protokoll(fmt::format("Portal {}: Drucken: {}", auftrag_.ziel.kennung, einzeilig(beschreibung, 300)));
+    if (!geschlossen_)
+        leiste_->status(
+            "Das Drucken hat nicht geklappt: " + einzeilig(beschreibung, 300), ports::Textton::fehler);
 }
 
 // ---------------------------------------------------------------------------------------------- downloads
@@ -237,6 +360,11 @@ void PortalFenster::heruntergeladen(
              if (ziel)
                  *datei = *ziel;
              return ziel;
+         },
+         .fortschritt = [this, wer,
+                         lebt](std::uint64_t bytes, std::uint64_t gesamt) -> std::optional<std::string> {
+             return lebt.lock() ? downloadgrenze(wer, bytes, gesamt)
+                                : std::optional<std::string>{"Das Portal ist geschlossen."};
          },
          .fertig =
              [this, wer, lebt, aufheben] {
@@ -273,7 +401,7 @@ std::optional<std::string> PortalFenster::downloadziel(
 void PortalFenster::aktuellePDFUebernehmen() {
     if (geschlossen_ || erfasst_)
         return;
-    if (!web_->adresse()) {
+    if (eigeneSeite_ || !web_->adresse()) {
         melden(Portalstatus::fehler, "Im Portal ist noch keine Seite geöffnet.");
         return;
     }
@@ -295,6 +423,24 @@ void PortalFenster::aktuellePDFUebernehmen() {
         });
 }
 
+std::optional<std::string> PortalFenster::downloadgrenze(
+    ports::Download const* download, std::uint64_t bytes, std::uint64_t gesamt) {
+    auto const ziel = ziele_.find(download);
+    if (ziel == ziele_.end())
+        return std::nullopt;
+    auto const groesse = std::max(bytes, gesamt);
+    if (groesse > hoechsterBeleg)
+        return "Die Datei ist größer als 50 MB.";
+    if (!umgebung_.ablage.vermerken(ziel->second.substr(0, ziel->second.rfind('/')), groesse))
+        return "Es warten schon 500 MB an Dateien auf ihre Übergabe. Versuche es danach noch einmal.";
+    if (!geschlossen_ && bytes > 0)
+        leiste_->status(
+            gesamt > 0 ? fmt::format("Download läuft … {} %", bytes * 100 / std::max(gesamt, bytes))
+                       : fmt::format("Download läuft … {},{} MB", bytes / 1'000'000, bytes / 100'000 % 10),
+            ports::Textton::laeuft);
+    return std::nullopt;
+}
+
 void PortalFenster::uebernehmePDFErgebnis(std::string antwort) {
     auto const ergebnis = erfasstePdf(std::move(antwort));
     if (auto const* const fehler = std::get_if<std::string>(&ergebnis))
@@ -302,7 +448,8 @@ void PortalFenster::uebernehmePDFErgebnis(std::string antwort) {
     auto const& pdf = std::get<ErfasstePdf>(ergebnis);
     auto const ordner = umgebung_.ablage.neuerOrdner();
     auto const datei = ordner.value_or("") + '/' + pdf.name;
-    if (!ordner || !schreibeAtomar(datei, pdf.daten, Dauerhaft::nein)) {
+    if (!ordner || !umgebung_.ablage.vermerken(*ordner, pdf.daten.size()) ||
+        !schreibeAtomar(datei, pdf.daten, Dauerhaft::nein)) {
         if (ordner)
             umgebung_.ablage.entfernen(*ordner);
         return melden(

@@ -2,7 +2,9 @@
 
 #include "belegversand.h"
 #include "grundlage/json.h"
+#include "portaldialoge.h"
 #include "portalziel.h"
+#include "ports/dialoge.h"
 #include "ports/download.h"
 #include "ports/hauptschleife.h"
 #include "ports/portalleiste.h"
@@ -29,6 +31,7 @@ public:
     struct Umgebung {
         ports::Fensterwerk& werk;
         ports::Portalleistenwerk& leisten;
+        ports::Dialoge& dialoge;
         ports::Hauptschleife& schleife;
         Portalablage& ablage;
         Belegversand& versand;
@@ -57,7 +60,7 @@ public:
     /// Shows a message in the status line and sends it as an event. Any thread; on another than the main one it happens
     /// later. After the window has closed it does nothing.
     void melden(Portalstatus status, std::string const& nachricht);
-    /// Shows the host of the page at this address; without a host everything stays.
+    /// Shows the host of the page at this address, which is there; without a host everything stays.
     void hostZeigen(std::optional<std::string> const& adresse);
     /// Takes the PDF that the window shows. What the button does.
     void aktuellePDFUebernehmen();
@@ -72,18 +75,41 @@ private:
         ports::Webansicht& web, ports::Fensteranfrage const& anfrage,
         VerwandteAnsicht const& verwandte) override;
     void begonnen(ports::Webansicht& web) override;
+    void festgeschrieben(ports::Webansicht& web) override;
     void geladen(ports::Webansicht& web) override;
     void fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fehler) override;
     void heruntergeladen(ports::Webansicht& web, std::shared_ptr<ports::Download> const& download) override;
     void prozessGestorben(ports::Webansicht& web, std::string const& grund) override;
+    void hinweis(ports::Webansicht& web, std::string const& text, std::function<void()> fertig) override;
+    void bestaetigung(
+        ports::Webansicht& web, std::string const& text, std::function<void(bool)> antwort) override;
+    void eingabe(
+        ports::Webansicht& web, std::string const& text, std::string const& vorgabe,
+        std::function<void(std::optional<std::string>)> antwort) override;
+    void dateienWaehlen(
+        ports::Webansicht& web, ports::Dateiwahl const& wahl,
+        std::function<void(std::optional<std::vector<std::string>>)> antwort) override;
+    void druckGescheitert(ports::Webansicht& web, std::string const& beschreibung) override;
 
+    /// What the bar says of where the user is.
+    enum class Lage {
+        sicher,      ///< The server of the shown page has proven who it is.
+        unerreicht,  ///< A page of ours about a load that failed, or none yet.
+        ungesichert, ///< A page of ours about a server that could not prove who it is.
+    };
+    void lageZeigen();
+    void laedt(bool laeuft);
+    [[nodiscard]] Portaldialoge::Frager frager() const;
     [[nodiscard]] std::optional<std::string> downloadziel(
         ports::Download const* download, std::string const& vorschlag);
+    /// Why a download must end; nothing when it may go on.
+    [[nodiscard]] std::optional<std::string> downloadgrenze(
+        ports::Download const* download, std::uint64_t bytes, std::uint64_t gesamt);
     void uebernehmePDFErgebnis(std::string antwort);
     void belegHochladen(std::string const& datei);
     void ersatzseite(
-        std::string const& meldung, std::string const& erklaerung, std::optional<std::string> const& adresse,
-        bool nochmal);
+        Lage lage, std::string const& meldung, std::string const& erklaerung,
+        std::optional<std::string> const& adresse);
     void geschlossen();
 
     Umgebung const umgebung_;
@@ -94,9 +120,14 @@ private:
     std::unique_ptr<ports::Programmfenster> fenster_;
     std::unique_ptr<ports::Portalleiste> leiste_;
     std::map<ports::Download const*, std::string> ziele_; ///< Running downloads and their files.
+    Portaldialoge dialoge_;
     std::optional<std::string> letzteNachricht_;
-    bool erfasst_{false}; ///< A capture is under way.
-    bool ersatz_{false};  ///< The view shows a page of ours about a load that failed.
+    std::string wirt_; ///< Of the page that is shown, or was to be; as people read it.
+    Lage lage_{Lage::unerreicht};
+    bool laedt_{false};       ///< Another page is on its way.
+    bool erfasst_{false};     ///< A capture is under way.
+    bool ersatz_{false};      ///< A page of ours about a load that failed is on its way into the view.
+    bool eigeneSeite_{false}; ///< It is there.
     bool geschlossen_{false};
 };
 

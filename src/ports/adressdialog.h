@@ -16,9 +16,8 @@ struct Adressfrage {
     std::string platzhalter;  ///< Shown in the empty field.
     std::string oeffnen;      ///< The default button, pressed by Return in the field too.
     std::string abbrechen;    ///< The other button, pressed by Escape too.
-    std::vector<std::string> bisherige; ///< The list of the field, newest first; may be empty.
-    /// What to offer for the text typed so far, best first: the field completes to the first one and shows the others
-    /// as its list. Called on the main thread.
+    std::vector<std::string> bisherige; ///< Offered below the empty field, newest first; may be empty.
+    /// What to offer instead for the text typed so far, best first. Called on the main thread.
     std::function<std::vector<std::string>(std::string const& text)> passende;
     /// Whether the address is good. Asked when `oeffnen` is pressed. When it is not, the dialog stays, looks like a
     /// warning, says `beanstandung`, and gives the field the keyboard with its text selected.

@@ -18,6 +18,12 @@ struct Frage {
     bool warnung{false};              ///< Shown as a warning.
     std::size_t vorgabe{0};           ///< Another default button: what Return presses.
     std::string haken;                ///< Label of a check box below the text; empty for none.
+    /// One more button, which does something besides: the answer is then that of the last one of `knoepfe`.
+    struct Zusatzknopf {
+        std::string titel;
+        std::function<void()> gedrueckt; ///< Called after the answer.
+    };
+    std::optional<Zusatzknopf> zusatz{};
 };
 
 /// What the user answered.
@@ -28,9 +34,12 @@ struct Antwort {
 
 /// What a page's file input asks for.
 struct Dateiwahl {
-    bool ordner{false};                 ///< Folders and no files; otherwise files and no folders.
-    bool mehrere{false};                ///< More than one.
-    std::vector<std::string> mimetypen; ///< Types to offer ("application/pdf", "image/*"); empty for all.
+    bool ordner{false};                  ///< Folders and no files; otherwise files and no folders.
+    bool mehrere{false};                 ///< More than one.
+    std::vector<std::string> mimetypen;  ///< Types to offer ("application/pdf", "image/*").
+    std::vector<std::string> endungen{}; ///< Extensions to offer besides (".pdf"). Both empty: all files.
+    Programmfenster* ueber{
+        nullptr}; ///< The panel stays in front of this window; null for the program's front one.
 };
 
 /// Port: native dialogs and panels.

@@ -20,6 +20,9 @@ public:
         /// with the absolute path of a file that does not exist, or of an empty one that was made for this download and
         /// that its maker takes away again should the download fail; nothing cancels it without a further word.
         std::function<std::optional<std::string>(std::string const& vorschlag)> ziel;
+        /// Asked whenever bytes have arrived, and once before the first: how many there are and how many will come in all
+        /// (0: not known). An answer ends the download, which fails with it as its description.
+        std::function<std::optional<std::string>(std::uint64_t bytes, std::uint64_t gesamt)> fortschritt{};
         std::function<void()> fertig;
         /// `beschreibung` is for people, in German where the engine has it so.
         std::function<void(std::string const& beschreibung)> fehlgeschlagen;

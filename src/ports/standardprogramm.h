@@ -10,7 +10,8 @@ namespace quillmate::ports {
 class Standardprogramm {
 public:
     virtual ~Standardprogramm() = default;
-    /// Hands `adresse` over and returns at once. A failure, also a later one, is logged: nobody could act on it.
+    /// Hands `adresse` over and returns at once. A failure, also a later one, is logged and told to the user, who can then
+    /// copy the address.
     virtual void oeffnen(std::string const& adresse) = 0;
     /// What people call the program that opens addresses of this scheme; nothing when there is none, or nobody knows.
     [[nodiscard]] virtual std::optional<std::string> nameFuer(std::string const& /*schema*/) const {

@@ -125,6 +125,8 @@ public:
         }
         /// A navigation has begun; the address is the one it leads to.
         virtual void begonnen(Webansicht&) {}
+        /// The document that dokument() tells has taken the place of the one before.
+        virtual void festgeschrieben(Webansicht&) {}
         /// The view shows the document; adresse() is its own.
         virtual void geladen(Webansicht&) {}
         /// Before or after the first data. Also called for cancelled loads.
@@ -176,6 +178,9 @@ public:
         std::string nachrichtenname;
         Nachrichtenempfaenger nachrichten;
         bool wischgesten{true}; ///< Back and forward by swiping.
+        /// Pages of strangers: none may fill the screen, and Fensteranfrage::geste is asked for also where the engine's own
+        /// memory of the click, one second, has run out.
+        bool fremdeSeiten{false};
         /// Deadlines of the loads that laden() does not begin: links, scripts, forms, reloads, steps in the history. What
         /// sends something first has longer, since that may be files and a slow line.
         std::chrono::seconds ladefrist{60};
@@ -192,9 +197,18 @@ public:
     virtual void ladenHtml(std::string const& html) = 0;
     /// Shows `html` in place of the page at `adresse`, so that loading again tries that page.
     virtual void ladenErsatz(std::string const& html, std::string const& adresse) = 0;
+    /// Where nothing with an address has been shown yet, the load under way begins anew.
     virtual void neuLaden() = 0;
+    /// Ends the load under way; the document stays.
+    virtual void anhalten() = 0;
     virtual void zurueck() = 0;
     virtual void vorwaerts() = 0;
+    [[nodiscard]] virtual bool kannZurueck() const = 0;
+    /// Loads here what neuesFenster() asks for, as the page meant it: with method, body and referrer, not only the address.
+    /// Only while neuesFenster() runs; false when there is nothing to load.
+    virtual bool anfrageUebernehmen() = 0;
+    /// Whether the document that dokument() tells came from a server that has proven who it is. Our own pages did not.
+    [[nodiscard]] virtual bool gesichert() const = 0;
     /// What the view shows or is loading; nothing when there is no address ("about:blank" counts as none).
     [[nodiscard]] virtual std::optional<std::string> adresse() const = 0;
     /// The document that skript() speaks to, as it would send itself; number 0 before the first one.

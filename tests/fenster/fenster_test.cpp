@@ -286,15 +286,27 @@ TEST_F(FensterTest, AFailedLoadIsLoggedAndShown) {
     EXPECT_EQ(buch().back(), "web1 ladenErsatz https://quillmate.example/uebersicht");
 }
 
-TEST_F(FensterTest, AFailureInAChildWindowIsShownInTheMainView) {
+TEST_F(FensterTest, AFailureInAChildWindowIsToldInItAndNotInTheMainView) {
     baue();
     auto* const neben = neuesFenster("https://quillmate.example/belege");
     web().setzeAdresse("https://quillmate.example/bank");
-    auto fehler = netzfehler();
-    fehler.adresse = "https://fremd.test/kaputt";
-    (void)fehlerausgabe([&] { engine().fehlgeschlagen(*neben, fehler); });
-    EXPECT_EQ(buch().back(), "web1 ladenErsatz https://quillmate.example/bank");
-    EXPECT_THAT(werk.ansichten.back()->htmls, IsEmpty());
+    auto fehler = netzfehler("a<b");
+    fehler.adresse = "https://quillmate.example/kaputt";
+    EXPECT_EQ(
+        fehlerausgabe([&] { engine().fehlgeschlagen(*neben, fehler); }),
+        "[Quillmate] FEHLER netz -1009: a<b\n");
+    EXPECT_EQ(buch().back(), "web2 ladenErsatz https://quillmate.example/kaputt");
+    EXPECT_EQ(werk.ansichten.back()->htmls.back(), fenster::fehlerseite("a<b"));
+    EXPECT_EQ(web().htmls.size(), 1U) << "the loading page";
+}
+
+TEST_F(FensterTest, ALateFailureOfAClosedChildWindowIsNobodysBusiness) {
+    baue();
+    auto* const neben = neuesFenster("https://quillmate.example/belege");
+    werk.fensters.back()->schliessen();
+    auto const vorher = buch().size();
+    EXPECT_EQ(fehlerausgabe([&] { engine().fehlgeschlagen(*neben, netzfehler()); }), "");
+    EXPECT_EQ(buch().size(), vorher);
 }
 
 TEST_F(FensterTest, ADescriptionCannotForgeLogLines) {
@@ -718,6 +730,7 @@ TEST_F(FensterTest, AFileInputIsAnsweredWithTheChosenFilesOrNothing) {
         web(), {.ordner = false, .mehrere = true, .mimetypen = {"application/pdf"}}, sammle);
     engine().dateienWaehlen(web(), {.ordner = true, .mehrere = false, .mimetypen = {}}, sammle);
     ASSERT_EQ(dialoge.dateifragen.size(), 2U);
+    EXPECT_EQ(dialoge.dateifragen[0].wahl.ueber, werk.fensters.front()) << "it would slip behind the window";
     EXPECT_FALSE(dialoge.dateifragen[0].wahl.ordner);
     EXPECT_TRUE(dialoge.dateifragen[0].wahl.mehrere);
     EXPECT_THAT(dialoge.dateifragen[0].wahl.mimetypen, ElementsAre("application/pdf"));

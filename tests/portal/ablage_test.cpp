@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -144,6 +145,21 @@ TEST(Portalablage, ALinkInAStaleFolderIsRemovedButNotFollowed) {
     portal::Portalablage{tmp.pfad()}.aufraeumen();
     EXPECT_FALSE(fs::exists(tmp.pfad(verwaist)));
     EXPECT_TRUE(fs::exists(tmp.pfad("wichtig/brief.txt")));
+}
+
+TEST(Portalablage, AllFoldersTogetherHoldFiveHundredMebibytesAtMost) {
+    werkzeug::OrdnerAufZeit const tmp;
+    portal::Portalablage ablage{tmp.pfad()};
+    auto const a = ablage.neuerOrdner().value();
+    auto const b = ablage.neuerOrdner().value();
+    EXPECT_TRUE(ablage.vermerken(a, portal::Portalablage::hoechstensBytes - 1));
+    EXPECT_TRUE(ablage.vermerken(b, 1));
+    EXPECT_FALSE(ablage.vermerken(b, 2));
+    EXPECT_FALSE(ablage.vermerken(a, portal::Portalablage::hoechstensBytes + 1));
+    EXPECT_FALSE(ablage.vermerken(a, UINT64_MAX));
+    EXPECT_FALSE(ablage.vermerken(tmp.pfad("fremd"), 0));
+    ablage.entfernen(a);
+    EXPECT_TRUE(ablage.vermerken(b, portal::Portalablage::hoechstensBytes)) << "what is gone counts no more";
 }
 
 TEST(Portalablage, SweepingAFolderThatDoesNotExistDoesNothing) {

@@ -1,116 +1,7 @@
-#include "portal/erfassung.h"
-#include "portal/portalfenster.h"
-#include "werkzeug/download.h"
-#include "werkzeug/fehlerausgabe.h"
-#include "werkzeug/fensterwerk.h"
-#include "werkzeug/hauptschleife.h"
-#include "werkzeug/http_attrappe.h"
-#include "werkzeug/ordner_auf_zeit.h"
-#include "werkzeug/portalleiste.h"
-#include "werkzeug/warten.h"
+#include "portalprobe.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
-
-using namespace quillmate;
-using ports::Entscheidung;
-using werkzeug::HttpAnfrage;
-using werkzeug::HttpAntwort;
-using werkzeug::HttpAttrappe;
-
+namespace quillmate::portalprobe {
 namespace {
-
-namespace fs = std::filesystem;
-
-constexpr char const* pdfAntwort =
-    R"({"ok":true,"daten":"JVBERi0xLjQ=","name":"Rechnung 7","mime":"application/pdf"})";
-
-class PortalFensterTest : public testing::Test {
-protected:
-    void oeffnen(std::optional<std::int64_t> buchung = {}) {
-        portal = std::make_unique<portal::PortalFenster>(
-            portal::PortalFenster::Umgebung{
-                .werk = werk,
-                .leisten = leisten,
-                .schleife = schleife,
-                .ablage = ablage,
-                .versand = *versand},
-            portal::PortalFenster::Auftrag{
-                .ziel =
-                    {.kennung = "hetzner",
-                     .name = "Hetzner",
-                     .adresse = Adresse::lesen("https://accounts.hetzner.example/invoice").value()},
-                .clientId = 42,
-                .token = "t",
-                .basis = Adresse::lesen(server.adresse() + "/uebersicht").value(),
-                .transaction = buchung,
-                .ereignis = [this](Json const& ereignis) {
-                    ereignisse.push_back(ereignis.dump());
-                }});
-    }
-    [[nodiscard]] werkzeug::WebansichtAttrappe& web() const { return *werk.ansichten.at(0); }
-    [[nodiscard]] ports::Webansicht::Empfaenger& empfaenger() const { return web().empfaenger(); }
-    [[nodiscard]] werkzeug::ProgrammfensterAttrappe& fenster() const { return *werk.fensters.at(0); }
-
-    Entscheidung navigiert(
-        std::optional<std::string> adresse, bool alsDownload = false, bool hauptrahmen = true) const {
-        return empfaenger().beiNavigation(
-            web(), {.adresse = std::move(adresse), .alsDownload = alsDownload, .hauptrahmen = hauptrahmen});
-    }
-    Entscheidung antwortet(bool darstellbar, std::string contentDisposition = {}) const {
-        return empfaenger().beiAntwort(
-            web(), {.adresse = "https://portal.example/a",
-                    .mimetyp = "application/pdf",
-                    .contentDisposition = std::move(contentDisposition),
-                    .darstellbar = darstellbar});
-    }
-    std::shared_ptr<werkzeug::DownloadAttrappe> download() const {
-        auto neuer = std::make_shared<werkzeug::DownloadAttrappe>("https://portal.example/r.pdf");
-        empfaenger().heruntergeladen(web(), neuer);
-        return neuer;
-    }
-    /// Runs the main loop until something is so.
-    template<typename Bedingung>
-    [[nodiscard]] bool laeuftBis(Bedingung bedingung) {
-        return werkzeug::wartenBis([&] {
-            schleife.laufen();
-            return bedingung();
-        });
-    }
-    [[nodiscard]] bool leer() const { return fs::is_empty(tmp.pfad()); }
-    [[nodiscard]] bool inZeilen(std::string const& zeile) const {
-        return std::ranges::find(werk.buch->zeilen, zeile) != werk.buch->zeilen.end();
-    }
-
-    werkzeug::OrdnerAufZeit tmp;
-    HttpAntwort antwort{.koerper = "{}"};
-    HttpAttrappe server{[this](HttpAnfrage const&) {
-        return antwort;
-    }};
-    werkzeug::FensterwerkAttrappe werk;
-    werkzeug::PortalleistenwerkAttrappe leisten;
-    werkzeug::HandSchleife schleife;
-    portal::Portalablage ablage{tmp.pfad()};
-    std::unique_ptr<portal::Belegversand> versand = std::make_unique<portal::Belegversand>(ablage);
-    std::vector<std::string> ereignisse;
-    std::unique_ptr<portal::PortalFenster> portal;
-};
-
-using Texte = std::vector<std::string>;
-
-std::string ereignis(std::string const& status, std::string const& nachricht, std::string const& mehr = {}) {
-    return R"({"kennung":"hetzner","status":")" + status + R"(","nachricht":")" + nachricht + "\"" + mehr +
-           "}";
-}
-
-} // namespace
 
 // ------------------------------------------------------------------------------------------- the window
 
@@ -151,20 +42,82 @@ TEST_F(PortalFensterTest, ForABookingTheStatusLineSaysSo) {
         "Downloads und „Aktuelle PDF übernehmen“ gehen direkt an die gewählte Buchung.");
 }
 
-TEST_F(PortalFensterTest, TheHostFollowsTheNavigation) {
+TEST_F(PortalFensterTest, TitleAndBarNameTheHostOfTheCommittedPageAndTellALoadApart) {
     oeffnen();
-    web().setzeAdresse("https://Login.Portal.example:8443/a");
     empfaenger().begonnen(web());
+    EXPECT_EQ(leisten.adresse, "accounts.hetzner.example · lädt …") << "nothing is there yet";
+    EXPECT_EQ(werk.buch->zeilen.back(), "fenster1 titel Belegportal — Hetzner · lädt …");
+    EXPECT_TRUE(leisten.laedt);
+    zeigt("https://Login.Portal.example:8443/a");
     EXPECT_EQ(leisten.adresse, "Sichere Verbindung · login.portal.example");
     EXPECT_EQ(werk.buch->zeilen.back(), "fenster1 titel Belegportal — Hetzner · login.portal.example");
-    web().setzeAdresse(std::nullopt);
-    empfaenger().geladen(web());
+    EXPECT_FALSE(leisten.laedt);
+    web().setzeAdresse("https://bank.example/");
+    empfaenger().begonnen(web());
+    EXPECT_EQ(leisten.adresse, "Sichere Verbindung · login.portal.example · lädt …");
+    EXPECT_EQ(
+        werk.buch->zeilen.back(), "fenster1 titel Belegportal — Hetzner · login.portal.example · lädt …");
+    empfaenger().geladen(web()); // of the page that is there
     EXPECT_EQ(leisten.adresse, "Sichere Verbindung · login.portal.example");
-    web().setzeAdresse("https://b.example/");
-    empfaenger().geladen(web());
-    EXPECT_EQ(leisten.adresse, "Sichere Verbindung · b.example");
+    zeigt("https://bank.example/");
+    EXPECT_EQ(leisten.adresse, "Sichere Verbindung · bank.example");
     portal->hostZeigen("about:blank");
-    EXPECT_EQ(leisten.adresse, "Sichere Verbindung · b.example");
+    EXPECT_EQ(leisten.adresse, "Sichere Verbindung · bank.example");
+}
+
+TEST_F(PortalFensterTest, AnEndedLoadLeavesTheShownPagesHost) {
+    oeffnen();
+    zeigt("https://portal.example/");
+    web().setzeAdresse("https://bank.example/");
+    empfaenger().begonnen(web());
+    empfaenger().fehlgeschlagen(web(), {.bereich = "netz", .nummer = 302, .abgebrochen = true});
+    EXPECT_EQ(leisten.adresse, "Sichere Verbindung · portal.example");
+    EXPECT_EQ(werk.buch->zeilen.back(), "fenster1 titel Belegportal — Hetzner · portal.example");
+}
+
+TEST_F(PortalFensterTest, AHostThatCouldNotBeReachedIsNotCalledSecure) {
+    oeffnen();
+    zeigt("https://portal.example/");
+    empfaenger().fehlgeschlagen(
+        web(),
+        {.bereich = "netz", .nummer = 3, .beschreibung = "Kein Netz.", .adresse = "https://bank.example/"});
+    EXPECT_EQ(leisten.adresse, "Keine Verbindung · bank.example");
+    // Our page takes the place of the one at that address.
+    web().gesicherteSeiten = false;
+    empfaenger().begonnen(web());
+    zeigt("https://bank.example/");
+    empfaenger().geladen(web());
+    EXPECT_EQ(leisten.adresse, "Keine Verbindung · bank.example");
+    EXPECT_EQ(werk.buch->zeilen.back(), "fenster1 titel Belegportal — Hetzner");
+}
+
+TEST_F(PortalFensterTest, APageWhoseServerHasProvenNothingIsNotCalledSecure) {
+    oeffnen();
+    web().gesicherteSeiten = false;
+    zeigt("https://portal.example/");
+    EXPECT_EQ(leisten.adresse, "Keine sichere Verbindung · portal.example");
+}
+
+TEST_F(PortalFensterTest, AHostOfForeignLettersStandsInItsAsciiForm) {
+    oeffnen();
+    zeigt("https://xn--pypal-4ve.example/");
+    EXPECT_EQ(leisten.adresse, "Sichere Verbindung · xn--pypal-4ve.example");
+    zeigt("https://xn--mller-kva.example/");
+    EXPECT_EQ(leisten.adresse, "Sichere Verbindung · müller.example");
+}
+
+TEST_F(PortalFensterTest, TheBarsButtonsGoBackLoadAgainAndEndALoad) {
+    oeffnen();
+    EXPECT_FALSE(leisten.zurueckAktiv);
+    web().verlauf = true;
+    zeigt("https://portal.example/2");
+    EXPECT_TRUE(leisten.zurueckAktiv);
+    leisten.angaben.zurueck();
+    EXPECT_EQ(werk.buch->zeilen.back(), "web1 zurueck");
+    leisten.angaben.neuLaden();
+    EXPECT_EQ(werk.buch->zeilen.back(), "web1 neuLaden");
+    leisten.angaben.anhalten();
+    EXPECT_EQ(werk.buch->zeilen.back(), "web1 anhalten");
 }
 
 // ------------------------------------------------------------------------------------------- navigation
@@ -213,13 +166,18 @@ TEST_F(PortalFensterTest, ANewWindowIsLoadedInTheSameView) {
         return werk.verwandte(wer);
     };
     EXPECT_EQ(
-        empfaenger().neuesFenster(web(), {.adresse = "https://portal.example/neu"}, verwandte), nullptr);
-    EXPECT_EQ(werk.buch->zeilen.back(), "web1 laden https://portal.example/neu 60");
+        empfaenger().neuesFenster(web(), {.adresse = "https://portal.example/neu", .geste = true}, verwandte),
+        nullptr);
+    EXPECT_EQ(werk.buch->zeilen.back(), "web1 anfrageUebernehmen") << "with method and body";
+    EXPECT_EQ(leisten.status, "Downloads werden direkt in Quillmate übernommen.");
     auto const bisher = werk.buch->zeilen.size();
+    EXPECT_EQ(empfaenger().neuesFenster(web(), {.adresse = "https://portal.example/neu"}, verwandte), nullptr)
+        << "nobody has clicked";
+    EXPECT_EQ(leisten.status, "Das Portal wollte ein eigenes Fenster öffnen. Das geht hier nicht.");
     for (auto const* const adresse :
          {"http://portal.example/", "about:blank", "blob:https://a/1", "mailto:a@b"})
-        EXPECT_EQ(empfaenger().neuesFenster(web(), {.adresse = adresse}, verwandte), nullptr);
-    EXPECT_EQ(empfaenger().neuesFenster(web(), {}, verwandte), nullptr);
+        EXPECT_EQ(empfaenger().neuesFenster(web(), {.adresse = adresse, .geste = true}, verwandte), nullptr);
+    EXPECT_EQ(empfaenger().neuesFenster(web(), {.geste = true}, verwandte), nullptr);
     EXPECT_EQ(werk.buch->zeilen.size(), bisher);
     EXPECT_EQ(gemacht, 0);
 }
@@ -245,13 +203,14 @@ TEST_F(PortalFensterTest, AServerThatCannotProveWhoItIsGetsAPageWithoutAWayAroun
     EXPECT_EQ(html.find("<script"), std::string::npos);
     EXPECT_EQ(leisten.adresse, "Keine sichere Verbindung · boese.example");
     // Our own page is no page of that host.
+    web().gesicherteSeiten = false;
     empfaenger().begonnen(web());
+    zeigt("https://boese.example/x?token=geheim");
     empfaenger().geladen(web());
     EXPECT_EQ(leisten.adresse, "Keine sichere Verbindung · boese.example");
     // The next page is.
-    EXPECT_EQ(navigiert("https://portal.example/"), Entscheidung::zulassen);
-    web().setzeAdresse("https://portal.example/");
-    empfaenger().begonnen(web());
+    web().gesicherteSeiten = true;
+    zeigt("https://portal.example/");
     EXPECT_EQ(leisten.adresse, "Sichere Verbindung · portal.example");
 }
 
@@ -289,11 +248,11 @@ TEST_F(PortalFensterTest, AReportIsShownAndSentAsAnEvent) {
     oeffnen();
     portal->melden(portal::Portalstatus::wird_importiert, "A");
     EXPECT_EQ(leisten.status, "A");
-    EXPECT_EQ(leisten.ton, ports::Textton::ruhig);
+    EXPECT_EQ(leisten.ton, ports::Textton::laeuft);
     portal->melden(portal::Portalstatus::fehler, "B");
     EXPECT_EQ(leisten.ton, ports::Textton::fehler);
     portal->melden(portal::Portalstatus::importiert, "C");
-    EXPECT_EQ(leisten.ton, ports::Textton::ruhig);
+    EXPECT_EQ(leisten.ton, ports::Textton::erfolg);
     EXPECT_EQ(
         ereignisse,
         (Texte{ereignis("wird_importiert", "A"), ereignis("fehler", "B"), ereignis("importiert", "C")}));
@@ -357,113 +316,6 @@ TEST_F(PortalFensterTest, TheWindowGoesBeforeItsView) {
     EXPECT_LT(
         std::ranges::find(zeilen, "fenster1 weg") - zeilen.begin(),
         std::ranges::find(zeilen, "web1 weg") - zeilen.begin());
-}
-
-// ------------------------------------------------------------------------------------------- downloads
-
-TEST_F(PortalFensterTest, AFinishedDownloadIsUploadedAndItsFolderRemoved) {
-    oeffnen();
-    auto const d = download();
-    auto const ziel = d->fragt("rechnungen/2026/R-7.pdf");
-    ASSERT_TRUE(ziel);
-    EXPECT_EQ(fs::path{*ziel}.filename(), "R-7.pdf");
-    EXPECT_EQ(fs::path{*ziel}.parent_path().parent_path().string(), tmp.pfad());
-    EXPECT_TRUE(fs::path{*ziel}.parent_path().filename().string().starts_with("quillmate-portal-"));
-    std::ofstream{*ziel} << "%PDF-1.4";
-    d->fertig();
-    ASSERT_TRUE(laeuftBis([&] { return ereignisse.size() == 2 && leer(); }));
-    EXPECT_EQ(
-        ereignisse,
-        (Texte{
-            ereignis("wird_importiert", "PDF geladen · Quillmate prüft und ordnet es jetzt zu …"),
-            ereignis(
-                "importiert", "Beleg importiert und automatisch zugeordnet, wenn eine Buchung passt.")}));
-    EXPECT_EQ(server.anfragen().at(0).pfad, "/clients/42/local-receipts/upload");
-}
-
-TEST_F(PortalFensterTest, ADownloadWithoutANameIsAnInvoice) {
-    oeffnen();
-    for (auto const* const vorschlag : {"", "..", "/"})
-        EXPECT_EQ(fs::path{download()->fragt(vorschlag).value_or("")}.filename(), "rechnung.pdf")
-            << vorschlag;
-}
-
-TEST_F(PortalFensterTest, ADownloadThatIsNoReceiptIsRefused) {
-    oeffnen();
-    auto const d = download();
-    std::ofstream{d->fragt("scan.tiff").value()} << "II*";
-    d->fertig();
-    ASSERT_TRUE(laeuftBis([&] { return !ereignisse.empty() && leer(); }));
-    EXPECT_EQ(
-        ereignisse, Texte{ereignis("fehler", "Nur PDF- und Bildbelege werden automatisch übernommen.")});
-}
-
-TEST_F(PortalFensterTest, AFailedDownloadIsToldAndItsFolderRemoved) {
-    oeffnen();
-    auto const d = download();
-    std::ofstream{d->fragt("r.pdf").value()} << "%PDF-1.4 halb";
-    d->scheitert("Die Verbindung ist vor dem Ende der Datei abgebrochen.");
-    EXPECT_EQ(
-        ereignisse,
-        Texte{ereignis(
-            "fehler", "Download fehlgeschlagen: Die Verbindung ist vor dem Ende der Datei abgebrochen.")});
-    EXPECT_TRUE(leer());
-}
-
-TEST_F(PortalFensterTest, ADownloadThatFailsBeforeItHasAPlaceIsTold) {
-    oeffnen();
-    download()->scheitert("HTTP 404");
-    EXPECT_EQ(ereignisse, Texte{ereignis("fehler", "Download fehlgeschlagen: HTTP 404")});
-}
-
-TEST_F(PortalFensterTest, WithoutATemporaryFolderADownloadCannotBePrepared) {
-    oeffnen();
-    fs::remove_all(tmp.pfad());
-    std::ofstream{tmp.pfad()} << "eine Datei an seiner Stelle";
-    EXPECT_FALSE(download()->fragt("r.pdf"));
-    EXPECT_EQ(ereignisse, Texte{ereignis("fehler", "Download konnte nicht vorbereitet werden.")});
-    fs::remove(tmp.pfad());
-}
-
-TEST_F(PortalFensterTest, APageCannotStartDownloadsWithoutEnd) {
-    oeffnen();
-    std::vector<std::shared_ptr<werkzeug::DownloadAttrappe>> alle;
-    for (std::size_t i = 0; i < portal::PortalFenster::hoechsteDownloads; ++i) {
-        alle.push_back(download());
-        EXPECT_TRUE(alle.back()->fragt("r.pdf"));
-    }
-    EXPECT_FALSE(download()->fragt("r.pdf"));
-    EXPECT_EQ(ereignisse, Texte{ereignis("fehler", "Download konnte nicht vorbereitet werden.")});
-    alle[0]->scheitert("x");
-    EXPECT_TRUE(download()->fragt("r.pdf"));
-}
-
-TEST_F(PortalFensterTest, ADownloadThatFinishesAfterClosingIsStillUploadedButNotTold) {
-    oeffnen();
-    portal->zeigen();
-    auto const d = download();
-    std::ofstream{d->fragt("r.pdf").value()} << "%PDF-1.4";
-    fenster().schliessen();
-    schleife.laufen();
-    d->fertig();
-    ASSERT_TRUE(laeuftBis([&] { return leer() && schleife.wartende() == 0; }));
-    EXPECT_EQ(server.anfragen().size(), 1U);
-    EXPECT_EQ(ereignisse, Texte{ereignis("geschlossen", "Portal geschlossen")});
-}
-
-TEST_F(PortalFensterTest, ADownloadThatEndsAfterTheObjectLeavesNoFolder) {
-    oeffnen();
-    auto const a = download();
-    auto const b = download();
-    auto const c = download();
-    std::ofstream{a->fragt("r.pdf").value()} << "%PDF-1.4";
-    std::ofstream{b->fragt("r.pdf").value()} << "%PDF-1.4";
-    portal.reset();
-    a->fertig();
-    b->scheitert("x");
-    EXPECT_FALSE(c->fragt("r.pdf"));
-    EXPECT_TRUE(leer());
-    EXPECT_TRUE(server.anfragen().empty());
 }
 
 // ------------------------------------------------------------------------------------------- capture
@@ -577,3 +429,6 @@ TEST_F(PortalFensterTest, AnUploadWhoseWindowClosesMeanwhileOnlyCleansUp) {
     EXPECT_EQ(ereignisse.size(), bisher);
     EXPECT_TRUE(leer());
 }
+
+} // namespace
+} // namespace quillmate::portalprobe

@@ -2,6 +2,7 @@
 
 #include "ports/download.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -18,6 +19,13 @@ public:
 
     [[nodiscard]] bool hatEmpfaenger() const { return static_cast<bool>(empfaenger_.ziel); }
     std::optional<std::string> fragt(std::string const& vorschlag) { return empfaenger_.ziel(vorschlag); }
+    /// Bytes arrive; whether the download goes on.
+    bool erhaelt(std::uint64_t bytes, std::uint64_t gesamt = 0) {
+        auto const grund = empfaenger_.fortschritt ? empfaenger_.fortschritt(bytes, gesamt) : std::nullopt;
+        if (grund)
+            empfaenger_.fehlgeschlagen(*grund);
+        return !grund;
+    }
     void fertig() { empfaenger_.fertig(); }
     void scheitert(std::string const& beschreibung) { empfaenger_.fehlgeschlagen(beschreibung); }
 

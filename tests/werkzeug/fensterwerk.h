@@ -53,6 +53,15 @@ public:
         adresse_ = adresse;
     }
     void neuLaden() override { buch_->schreibe(name_ + " neuLaden"); }
+    void anhalten() override { buch_->schreibe(name_ + " anhalten"); }
+    [[nodiscard]] bool kannZurueck() const override { return verlauf; }
+    bool anfrageUebernehmen() override {
+        buch_->schreibe(name_ + " anfrageUebernehmen");
+        return true;
+    }
+    [[nodiscard]] bool gesichert() const override {
+        return gesicherteSeiten && dokument_.dokument.starts_with("https:");
+    }
     void zurueck() override { buch_->schreibe(name_ + " zurueck"); }
     void vorwaerts() override { buch_->schreibe(name_ + " vorwaerts"); }
     [[nodiscard]] std::optional<std::string> adresse() const override { return adresse_; }
@@ -97,6 +106,9 @@ public:
         std::map<std::string, std::string> werte;
         ports::Webansicht::Skriptantwort antwort;
     };
+    bool verlauf{false};
+    bool gesicherteSeiten{
+        true}; ///< What stands at https addresses comes from there; otherwise it is a page of ours.
     std::vector<std::string> htmls;
     std::vector<std::string> skripte;
     struct Zustellung {

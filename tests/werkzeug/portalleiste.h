@@ -20,6 +20,8 @@ public:
         status = angaben.status;
         ton = ports::Textton::ruhig;
         knopfAktiv = true;
+        zurueckAktiv = false;
+        laedt = false;
         ++offen;
         return std::make_unique<Leiste>(*this);
     }
@@ -30,6 +32,8 @@ public:
     std::string status;
     ports::Textton ton{ports::Textton::ruhig};
     bool knopfAktiv{true};
+    bool zurueckAktiv{false};
+    bool laedt{false};
     int offen{0};
 
 private:
@@ -45,6 +49,8 @@ private:
             werk.ton = ton;
         }
         void knopfAktiv(bool aktiv) override { werk.knopfAktiv = aktiv; }
+        void zurueckAktiv(bool aktiv) override { werk.zurueckAktiv = aktiv; }
+        void laedt(bool laeuft) override { werk.laedt = laeuft; }
         PortalleistenwerkAttrappe& werk;
     };
 };

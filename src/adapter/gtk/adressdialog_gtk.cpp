@@ -11,9 +11,7 @@ namespace quillmate::adapter::gtk {
 namespace {
 
 constexpr int feldbreite = 430;
-
-// GTK 4.8 has no successor to these two yet; 4.10 deprecates them.
-G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+constexpr int listenhoehe = 180;
 
 /// The open dialog. Lives on the stack of fragen(), whose main loop runs meanwhile.
 class OffenerDialog {
@@ -27,11 +25,17 @@ public:
 
 private:
     static gboolean geschlossen(GtkWindow*, gpointer daten);
-    static gboolean passt(
-        GtkEntryCompletion* ergaenzung, char const* text, GtkTreeIter* zeile, gpointer daten);
+    static gboolean tasteImFeld(GtkEventControllerKey*, guint taste, guint, GdkModifierType, gpointer daten);
+    static gboolean tasteInDerListe(
+        GtkEventControllerKey*, guint taste, guint, GdkModifierType, gpointer daten);
+    static void gewaehlt(GtkListBox*, GtkListBoxRow* zeile, gpointer daten);
 
     void fuellen();
     [[nodiscard]] GtkWidget* adressfeld();
+    [[nodiscard]] GtkWidget* verlauf();
+    /// Offers what suits the text in the field; the text itself stays what was typed.
+    void listeFuellen();
+    void insFeld();
     void oeffnen();
     void beanstanden();
     void beenden() { schleife_.beenden(); }
@@ -42,8 +46,9 @@ private:
     GtkWidget* erklaerung_{nullptr};
     GtkWidget* warnzeichen_{nullptr};
     GtkEditable* feld_{nullptr};
-    std::string gefragt_; ///< The text that `passend_` belongs to.
-    std::vector<std::string> passend_;
+    GtkListBox* liste_{nullptr};
+    GtkWidget* listenrahmen_{nullptr};
+    std::vector<std::string> angeboten_; ///< The rows of the list.
     std::optional<std::string> ergebnis_;
 };
 
@@ -57,6 +62,8 @@ OffenerDialog::OffenerDialog(GtkWindow* ueber, ports::Adressfrage const& frage)
 
 OffenerDialog::~OffenerDialog() {
     g_signal_handlers_disconnect_by_data(aufbau_.fenster.get(), this);
+    g_signal_handlers_disconnect_by_data(feld_, this);
+    g_signal_handlers_disconnect_by_data(liste_, this);
     gtk_window_destroy(aufbau_.fenster.get());
 }
 
@@ -74,6 +81,7 @@ void OffenerDialog::fuellen() {
     gtk_widget_set_margin_top(beschriftung, 6);
     gtk_box_append(aufbau_.inhalt, beschriftung);
     gtk_box_append(aufbau_.inhalt, adressfeld());
+    gtk_box_append(aufbau_.inhalt, verlauf());
 
     auto* const ja = knopf(frage_.oeffnen, [this] { oeffnen(); });
     gtk_widget_add_css_class(ja, "suggested-action");
@@ -83,42 +91,104 @@ void OffenerDialog::fuellen() {
 }
 
 GtkWidget* OffenerDialog::adressfeld() {
-    auto* const auswahl = gtk_combo_box_text_new_with_entry();
-    for (auto const& adresse : frage_.bisherige)
-        gtk_combo_box_text_append_text(GTK_COMBO_BOX_TEXT(auswahl), adresse.c_str());
-    gtk_widget_set_size_request(auswahl, feldbreite, -1);
-
-    auto* const feld = gtk_combo_box_get_child(GTK_COMBO_BOX(auswahl));
+    auto* const feld = gtk_entry_new();
     gtk_entry_set_placeholder_text(GTK_ENTRY(feld), frage_.platzhalter.c_str());
     gtk_entry_set_activates_default(GTK_ENTRY(feld), TRUE);
     gtk_entry_set_input_purpose(GTK_ENTRY(feld), GTK_INPUT_PURPOSE_URL);
+    gtk_widget_set_size_request(feld, feldbreite, -1);
     gtk_accessible_update_property(
         GTK_ACCESSIBLE(feld), GTK_ACCESSIBLE_PROPERTY_LABEL, frage_.beschriftung.c_str(), -1);
-    auto const ergaenzung = Objekt<GtkEntryCompletion>::uebernommen(gtk_entry_completion_new());
-    gtk_entry_completion_set_model(ergaenzung.get(), gtk_combo_box_get_model(GTK_COMBO_BOX(auswahl)));
-    gtk_entry_completion_set_text_column(ergaenzung.get(), 0);
-    gtk_entry_completion_set_inline_completion(ergaenzung.get(), TRUE);
-    gtk_entry_completion_set_match_func(ergaenzung.get(), passt, this, nullptr);
-    gtk_entry_set_completion(GTK_ENTRY(feld), ergaenzung.get());
     feld_ = GTK_EDITABLE(feld);
-    return auswahl;
+    g_signal_connect_swapped(
+        feld, "changed", G_CALLBACK(+[](OffenerDialog* ich) { ich->listeFuellen(); }), this);
+    auto* const tasten = gtk_event_controller_key_new();
+    // Before the field's own: to it, Down means the end of the text.
+    gtk_event_controller_set_propagation_phase(tasten, GTK_PHASE_CAPTURE);
+    g_signal_connect(tasten, "key-pressed", G_CALLBACK(tasteImFeld), this);
+    gtk_widget_add_controller(feld, tasten);
+    return feld;
 }
 
-gboolean OffenerDialog::passt(
-    GtkEntryCompletion* ergaenzung, char const*, GtkTreeIter* zeile, gpointer daten) {
-    auto& ich = *static_cast<OffenerDialog*>(daten);
-    // GTK hands over a case-folded text; the caller's rule wants what was typed.
-    std::string const text = textVon(gtk_editable_get_text(ich.feld_));
-    if (text.empty() || !ich.frage_.passende)
-        return FALSE;
-    if (text != ich.gefragt_) { // Once per text, not once per row.
-        ich.passend_ = ich.frage_.passende(text);
-        ich.gefragt_ = text;
+GtkWidget* OffenerDialog::verlauf() {
+    liste_ = GTK_LIST_BOX(gtk_list_box_new());
+    gtk_list_box_set_activate_on_single_click(liste_, TRUE);
+    gtk_accessible_update_property(
+        GTK_ACCESSIBLE(liste_), GTK_ACCESSIBLE_PROPERTY_LABEL, "Bereits verwendete Portale", -1);
+    g_signal_connect(liste_, "row-activated", G_CALLBACK(gewaehlt), this);
+    auto* const tasten = gtk_event_controller_key_new();
+    gtk_event_controller_set_propagation_phase(tasten, GTK_PHASE_CAPTURE);
+    g_signal_connect(tasten, "key-pressed", G_CALLBACK(tasteInDerListe), this);
+    gtk_widget_add_controller(GTK_WIDGET(liste_), tasten);
+    listenrahmen_ = gtk_scrolled_window_new();
+    gtk_scrolled_window_set_policy(
+        GTK_SCROLLED_WINDOW(listenrahmen_), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
+    gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(listenrahmen_), TRUE);
+    gtk_scrolled_window_set_max_content_height(GTK_SCROLLED_WINDOW(listenrahmen_), listenhoehe);
+    gtk_scrolled_window_set_has_frame(GTK_SCROLLED_WINDOW(listenrahmen_), TRUE);
+    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(listenrahmen_), GTK_WIDGET(liste_));
+    listeFuellen();
+    return listenrahmen_;
+}
+
+void OffenerDialog::listeFuellen() {
+    std::string const text = textVon(gtk_editable_get_text(feld_));
+    angeboten_ = text.empty() || !frage_.passende ? frage_.bisherige : frage_.passende(text);
+    // What stands in the field already is no offer.
+    std::erase(angeboten_, text);
+    while (auto* const zeile = gtk_list_box_get_row_at_index(liste_, 0))
+        gtk_list_box_remove(liste_, GTK_WIDGET(zeile));
+    for (auto const& adresse : angeboten_) {
+        auto* const zeile = gtk_label_new(adresse.c_str());
+        gtk_label_set_xalign(GTK_LABEL(zeile), 0.0F);
+        gtk_label_set_ellipsize(GTK_LABEL(zeile), PANGO_ELLIPSIZE_MIDDLE);
+        gtk_label_set_max_width_chars(GTK_LABEL(zeile), 1); // As wide as the field, however long it is.
+        gtk_widget_set_tooltip_text(zeile, adresse.c_str());
+        for (auto const setzen : {gtk_widget_set_margin_start, gtk_widget_set_margin_end})
+            setzen(zeile, 9);
+        for (auto const setzen : {gtk_widget_set_margin_top, gtk_widget_set_margin_bottom})
+            setzen(zeile, 6);
+        gtk_list_box_append(liste_, zeile);
     }
-    char* adresse = nullptr;
-    gtk_tree_model_get(gtk_entry_completion_get_model(ergaenzung), zeile, 0, &adresse, -1);
-    GText const halter{adresse};
-    return adresse && std::ranges::find(ich.passend_, adresse) != ich.passend_.end() ? TRUE : FALSE;
+    gtk_widget_set_visible(listenrahmen_, !angeboten_.empty());
+}
+
+gboolean OffenerDialog::tasteImFeld(
+    GtkEventControllerKey*, guint taste, guint, GdkModifierType, gpointer daten) {
+    auto& ich = *static_cast<OffenerDialog*>(daten);
+    auto* const erste = gtk_list_box_get_row_at_index(ich.liste_, 0);
+    if ((taste != GDK_KEY_Down && taste != GDK_KEY_KP_Down) || !erste)
+        return FALSE;
+    gtk_list_box_select_row(ich.liste_, erste);
+    gtk_widget_grab_focus(GTK_WIDGET(erste));
+    return TRUE;
+}
+
+gboolean OffenerDialog::tasteInDerListe(
+    GtkEventControllerKey*, guint taste, guint, GdkModifierType, gpointer daten) {
+    auto& ich = *static_cast<OffenerDialog*>(daten);
+    auto* const zeile = gtk_list_box_get_selected_row(ich.liste_);
+    bool const obenHinaus =
+        (taste == GDK_KEY_Up || taste == GDK_KEY_KP_Up) && (!zeile || gtk_list_box_row_get_index(zeile) == 0);
+    if (taste != GDK_KEY_Escape && !obenHinaus)
+        return FALSE;
+    ich.insFeld();
+    return TRUE;
+}
+
+void OffenerDialog::gewaehlt(GtkListBox*, GtkListBoxRow* zeile, gpointer daten) {
+    auto& ich = *static_cast<OffenerDialog*>(daten);
+    auto const stelle = static_cast<std::size_t>(gtk_list_box_row_get_index(zeile));
+    if (stelle >= ich.angeboten_.size())
+        return;
+    auto const adresse = ich.angeboten_[stelle]; // Setting the text makes another list.
+    gtk_editable_set_text(ich.feld_, adresse.c_str());
+    ich.insFeld();
+}
+
+void OffenerDialog::insFeld() {
+    gtk_list_box_unselect_all(liste_);
+    gtk_widget_grab_focus(GTK_WIDGET(feld_));
+    gtk_editable_set_position(feld_, -1);
 }
 
 void OffenerDialog::oeffnen() {
@@ -149,8 +219,6 @@ std::optional<std::string> OffenerDialog::laufen() {
     schleife_.laufen();
     return ergebnis_;
 }
-
-G_GNUC_END_IGNORE_DEPRECATIONS
 
 } // namespace
 

@@ -1,13 +1,14 @@
 #include "anwendung_gtk.h"
 
+#include "fenstertasten.h"
 #include "naht.h"
 #include "nebenschleife.h"
+#include "programmfenster_gtk.h"
 
 #include <webkit/webkit.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cmath>
 #include <memory>
 #include <utility>
@@ -19,21 +20,6 @@ namespace {
 constexpr double zoomschritt = 1.1;
 constexpr double kleinsterZoom = 0.3;
 constexpr double groessterZoom = 5.0;
-
-/// The keys of a menu item as GTK writes them; the first one stands in the menu. Those of browsers come along: on a German
-/// keyboard brackets lie behind AltGr.
-std::vector<std::string> tastenkuerzel(std::string const& taste) {
-    if (taste == "[")
-        return {"<Control>bracketleft", "<Alt>Left"};
-    if (taste == "]")
-        return {"<Control>bracketright", "<Alt>Right"};
-    auto const zeichen = static_cast<unsigned char>(taste.front());
-    std::string kuerzel = std::isupper(zeichen) != 0 ? "<Control><Shift>" : "<Control>";
-    kuerzel += static_cast<char>(std::tolower(zeichen));
-    if (taste == "r")
-        return {kuerzel, "F5"};
-    return {kuerzel};
-}
 
 /// An action of the application that calls `tun` whenever it is activated.
 void handlung(GtkApplication* anwendung, std::string const& name, std::function<void()> tun) {
@@ -198,21 +184,42 @@ void AnwendungGtk::menuebalken(std::vector<ports::Menue> const& menues) {
                 gruppe = Objekt<GMenu>::uebernommen(g_menu_new());
                 continue;
             }
-            auto const name = "menue" + std::to_string(nummer++);
-            if (auto const* const befehl = std::get_if<ports::Standardbefehl>(&punkt.wirkung))
-                handlung(gtk(), name, [this, befehl = *befehl] { ausfuehren(befehl); });
-            else
-                handlung(gtk(), name, std::get<std::function<void()>>(punkt.wirkung));
-            auto const aktion = "app." + name;
-            g_menu_append(gruppe.get(), punkt.titel.c_str(), aktion.c_str());
-            if (!punkt.taste.empty())
-                kuerzelSetzen(gtk(), aktion, tastenkuerzel(punkt.taste));
+            punktAnfuegen(gruppe.get(), "menue" + std::to_string(nummer++), punkt);
         }
         g_menu_append_section(inhalt.get(), nullptr, G_MENU_MODEL(gruppe.get()));
         g_menu_append_submenu(balken.get(), menue.titel.c_str(), G_MENU_MODEL(inhalt.get()));
     }
     gtk_application_set_menubar(gtk(), G_MENU_MODEL(balken.get()));
     zoomtasten();
+}
+
+void AnwendungGtk::punktAnfuegen(GMenu* gruppe, std::string const& nummer, ports::Menuepunkt const& punkt) {
+    auto const* const befehl = std::get_if<ports::Standardbefehl>(&punkt.wirkung);
+    // The main window knows these two by name, and says whether there is anywhere to go.
+    auto const name = befehl               ? nummer
+                      : punkt.taste == "[" ? ProgrammfensterGtk::zurueckaktion
+                      : punkt.taste == "]" ? ProgrammfensterGtk::vorwaertsaktion
+                                           : nummer;
+    auto const aktion = "app." + name;
+    auto const eintrag = Objekt<GMenuItem>::uebernommen(g_menu_item_new(punkt.titel.c_str(), aktion.c_str()));
+    if (befehl) {
+        handlung(gtk(), name, [this, was = *befehl] { ausfuehren(was); });
+        if (!punkt.taste.empty())
+            kuerzelSetzen(gtk(), aktion, tastenkuerzel(punkt.taste));
+    } else {
+        auto const& tun = std::get<std::function<void()>>(punkt.wirkung);
+        handlung(gtk(), name, tun);
+        if (!punkt.taste.empty()) {
+            // The item means the main window, its keys the one that has the keyboard: two actions.
+            auto const tasten = tastenkuerzel(punkt.taste);
+            handlung(gtk(), name + "-taste", [this, tun, taste = punkt.taste] {
+                tasteAusfuehren(gtk(), taste, tun);
+            });
+            kuerzelSetzen(gtk(), aktion + "-taste", tasten);
+            g_menu_item_set_attribute(eintrag.get(), "accel", "s", tasten.front().c_str());
+        }
+    }
+    g_menu_append_item(gruppe, eintrag.get());
 }
 
 void AnwendungGtk::zoomtasten() {

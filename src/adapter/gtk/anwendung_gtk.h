@@ -39,7 +39,8 @@ public:
     int laufen();
     /// Also a dialog that is waited for ends, as if it had been cancelled.
     void beenden();
-    /// The menu bar of windows that are made from now on, with its keys, which work in all windows.
+    /// The menu bar of windows that are made from now on. Its keys work in all windows: those of items that are no
+    /// standard command mean the window that has the keyboard.
     void menuebalken(std::vector<ports::Menue> const& menues);
 
     [[nodiscard]] GtkApplication* gtk() const noexcept { return GTK_APPLICATION(anwendung_.get()); }
@@ -50,6 +51,7 @@ private:
     void inDenVordergrund();
     void ausfuehren(ports::Standardbefehl befehl);
     void ueberZeigen();
+    void punktAnfuegen(GMenu* gruppe, std::string const& nummer, ports::Menuepunkt const& punkt);
     void zoomtasten();
 
     Programmangaben const angaben_;

@@ -1,6 +1,7 @@
 #include "dialoge_gtk.h"
 
 #include "glib_halter.h"
+#include "langtext.h"
 #include "naht.h"
 #include "nebenschleife.h"
 #include "programmfenster_gtk.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <initializer_list>
 #include <memory>
 #include <utility>
 
@@ -21,6 +23,7 @@ struct OffeneFrage {
     std::size_t letzter{0};
     GtkCheckButton* haken{nullptr};
     GtkEditable* feld{nullptr};
+    std::function<void()> zusatz;
     std::function<void(ports::Antwort, std::string const& feld)> antwort;
 
     void antworten(std::size_t knopf) {
@@ -47,9 +50,30 @@ void zerstoert(GtkWidget*, gpointer daten) {
     frage.antworten(frage.letzter);
 }
 
-/// Builds the dialog; the caller shows it.
-GtkWidget* bauen(ports::Frage const& frage, std::unique_ptr<OffeneFrage> offen) {
-    auto* const dialog = naht::meldungNeu(frage.meldung, frage.erklaerung);
+void zusatzGedrueckt(GtkButton* knopf, gpointer daten) {
+    auto& frage = *static_cast<OffeneFrage*>(daten);
+    auto const dialog = Objekt<GtkWidget>::geteilt(frage.dialog); // `frage` goes with it.
+    auto const tun = std::exchange(frage.zusatz, nullptr);
+    frage.antworten(frage.letzter);
+    if (tun)
+        tun();
+    naht::meldungWeg(dialog.get());
+}
+
+/// What stands below the text, from top to bottom.
+GtkWidget* gestapelt(std::initializer_list<GtkWidget*> widgets) {
+    auto* const kasten = gtk_box_new(GTK_ORIENTATION_VERTICAL, 12);
+    for (auto* const widget : widgets)
+        if (widget)
+            gtk_box_append(GTK_BOX(kasten), widget);
+    return kasten;
+}
+
+/// Builds the dialog; the caller shows it. `feld` stands below the text; null for none.
+GtkWidget* bauen(ports::Frage const& frage, std::unique_ptr<OffeneFrage> offen, GtkWidget* feld = nullptr) {
+    // A label grows with its text, beyond the screen and with it the buttons.
+    bool const lang = istLang(frage.erklaerung);
+    auto* const dialog = naht::meldungNeu(frage.meldung, lang ? std::string{} : frage.erklaerung);
     offen->letzter = frage.knoepfe.empty() ? 0 : frage.knoepfe.size() - 1;
     // The default button stands last, at the right, where the desktop has it.
     for (std::size_t i = frage.knoepfe.size(); i-- > 0;)
@@ -58,12 +82,24 @@ GtkWidget* bauen(ports::Frage const& frage, std::unique_ptr<OffeneFrage> offen) 
     naht::meldungSchluss(dialog, std::to_string(offen->letzter).c_str());
     if (!frage.warnung)
         naht::meldungEmpfohlen(dialog, "0");
+    GtkWidget* haken = nullptr;
     if (!frage.haken.empty()) {
-        auto* const haken = gtk_check_button_new_with_label(frage.haken.c_str());
+        haken = gtk_check_button_new_with_label(frage.haken.c_str());
         gtk_widget_set_halign(haken, GTK_ALIGN_CENTER);
-        naht::meldungZusatz(dialog, haken);
         offen->haken = GTK_CHECK_BUTTON(haken);
     }
+    GtkWidget* zusatz = nullptr;
+    if (frage.zusatz) {
+        // Not among the answers: three of them stand one below the other, and the dialog is too low for that.
+        offen->zusatz = frage.zusatz->gedrueckt;
+        zusatz = gtk_button_new_with_label(frage.zusatz->titel.c_str());
+        gtk_widget_set_halign(zusatz, GTK_ALIGN_CENTER);
+        g_signal_connect(zusatz, "clicked", G_CALLBACK(zusatzGedrueckt), offen.get());
+    }
+    auto* const langes = lang ? langtextfeld(frage.erklaerung, frage.meldung) : nullptr;
+    if (langes || feld || haken || zusatz)
+        naht::meldungZusatz(dialog, gestapelt({langes, feld, haken, zusatz}));
+    offen->dialog = dialog;
     auto* const daten = offen.release();
     g_signal_connect(dialog, "response", G_CALLBACK(beantwortet), daten);
     g_signal_connect(dialog, "destroy", G_CALLBACK(zerstoert), daten);
@@ -75,6 +111,15 @@ GtkWidget* bauen(ports::Frage const& frage, std::unique_ptr<OffeneFrage> offen) 
 GtkWindow* gtkFenster(ports::Programmfenster& fenster) {
     auto* const rahmen = dynamic_cast<ProgrammfensterGtk*>(&fenster);
     return rahmen ? rahmen->gtkFenster() : nullptr;
+}
+
+/// A panel without one slips behind the window, which then looks dead.
+GtkWindow* tafelfenster(ports::Dateiwahl const& wahl) {
+    if (wahl.ueber)
+        return gtkFenster(*wahl.ueber);
+    auto* const anwendung = g_application_get_default();
+    return GTK_IS_APPLICATION(anwendung) ? gtk_application_get_active_window(GTK_APPLICATION(anwendung))
+                                         : nullptr;
 }
 
 } // namespace
@@ -116,21 +161,21 @@ void DialogeGtk::eingeben(
     gtk_editable_set_text(GTK_EDITABLE(feld), vorgabe.c_str());
     gtk_entry_set_activates_default(GTK_ENTRY(feld), TRUE);
     gtk_widget_set_size_request(feld, 260, -1);
+    auto const& beschriftung = istLang(frage.erklaerung) ? frage.meldung : frage.erklaerung;
     gtk_accessible_update_property(
-        GTK_ACCESSIBLE(feld), GTK_ACCESSIBLE_PROPERTY_LABEL, frage.erklaerung.c_str(), -1);
+        GTK_ACCESSIBLE(feld), GTK_ACCESSIBLE_PROPERTY_LABEL, beschriftung.c_str(), -1);
     offen->feld = GTK_EDITABLE(feld);
     offen->antwort = [antwort = std::move(antwort)](ports::Antwort ergebnis, std::string const& text) {
         antwort(ergebnis.knopf == 0 ? std::optional{text} : std::nullopt);
     };
-    auto* const dialog = bauen(frage, std::move(offen));
-    naht::meldungZusatz(dialog, feld);
+    auto* const dialog = bauen(frage, std::move(offen), feld);
     naht::meldungZeigen(dialog, gtkFenster(fenster));
     gtk_widget_grab_focus(feld);
 }
 
 void DialogeGtk::dateienWaehlen(
     ports::Dateiwahl const& wahl, std::function<void(std::optional<std::vector<std::string>>)> antwort) {
-    naht::dateitafel(nullptr, wahl, std::move(antwort));
+    naht::dateitafel(tafelfenster(wahl), wahl, std::move(antwort));
 }
 
 std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {

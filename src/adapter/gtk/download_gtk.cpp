@@ -52,9 +52,17 @@ struct DownloadGtk::Signale {
             webkit_download_cancel(download);
             return TRUE;
         }
+        if (!ich.darfWeiter(0))
+            return TRUE;
         ich.teil_ = teilname(ich.name_->pfad());
         webkit_download_set_destination(download, ich.teil_.c_str());
         return TRUE;
+    }
+
+    static void erhalten(WebKitDownload*, guint64 bytes, gpointer daten) {
+        auto& ich = *static_cast<DownloadGtk*>(daten);
+        ich.bytes_ += bytes;
+        (void)ich.darfWeiter(ich.bytes_);
     }
 
     static void gescheitert(WebKitDownload* download, GError* fehler, gpointer daten) {
@@ -103,6 +111,7 @@ DownloadGtk::~DownloadGtk() {
 
 void DownloadGtk::verbinden() {
     g_signal_connect(download_.get(), "decide-destination", G_CALLBACK(Signale::ziel), this);
+    g_signal_connect(download_.get(), "received-data", G_CALLBACK(Signale::erhalten), this);
     g_signal_connect(download_.get(), "failed", G_CALLBACK(Signale::gescheitert), this);
     g_signal_connect(download_.get(), "finished", G_CALLBACK(Signale::ende), this);
 }
@@ -125,6 +134,22 @@ bool DownloadGtk::unvollstaendig() const {
         return false;
     auto const angekuendigt = static_cast<guint64>(soup_message_headers_get_content_length(kopf));
     return webkit_download_get_received_data_length(download_.get()) < angekuendigt;
+}
+
+std::uint64_t DownloadGtk::angekuendigt() const {
+    auto* const antwort = webkit_download_get_response(download_.get());
+    return antwort ? webkit_uri_response_get_content_length(antwort) : 0;
+}
+
+bool DownloadGtk::darfWeiter(std::uint64_t bytes) {
+    if (beendet_ || !empfaenger_.fortschritt)
+        return !beendet_;
+    auto const grund = empfaenger_.fortschritt(bytes, angekuendigt());
+    if (!grund)
+        return true;
+    webkit_download_cancel(download_.get());
+    scheitern(*grund);
+    return false;
 }
 
 bool DownloadGtk::nameBesorgen() {

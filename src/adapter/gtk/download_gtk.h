@@ -6,6 +6,7 @@
 
 #include <webkit/webkit.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,12 +44,16 @@ private:
     void teilEntfernen();
     void scheitern(std::string const& beschreibung);
     [[nodiscard]] bool unvollstaendig() const;
+    [[nodiscard]] std::uint64_t angekuendigt() const; ///< Bytes in all; 0 when the server does not say.
+    /// Asks the Empfaenger; when it says no, the download is cancelled and has failed.
+    [[nodiscard]] bool darfWeiter(std::uint64_t bytes);
 
     Objekt<WebKitDownload> const download_;
     Empfaenger empfaenger_;
     std::string vorschlag_; ///< The server's name, as one path component.
     std::optional<Namensanspruch> name_;
     std::string teil_;                    ///< The temporary name while bytes arrive; empty before.
+    std::uint64_t bytes_{0};              ///< That have arrived.
     bool beendet_{false};                 ///< The Empfaenger has been told.
     std::shared_ptr<DownloadGtk> selbst_; ///< Until the end.
 };

@@ -12,7 +12,8 @@ constexpr int hoechstensZeichen = 56;
 } // namespace
 
 Kleinfenster Kleinfenster::bauen(GtkWindow* ueber, char const* titel, int breite) {
-    auto fenster = Objekt<GtkWindow>::geteilt(GTK_WINDOW(gtk_window_new()));
+    auto fenster = Objekt<GtkWindow>::geteilt(
+        GTK_WINDOW(g_object_new(GTK_TYPE_WINDOW, "accessible-role", GTK_ACCESSIBLE_ROLE_DIALOG, nullptr)));
     gtk_window_set_titlebar(
         fenster.get(), gtk_header_bar_new()); // As all our windows, whatever the desktop draws.
     gtk_window_set_title(fenster.get(), titel);

@@ -5,6 +5,7 @@
 
 #include <gtk/gtk.h>
 
+#include <array>
 #include <utility>
 
 namespace quillmate::adapter::gtk {
@@ -26,11 +27,17 @@ public:
     void adresse(std::string const& text) override;
     void status(std::string const& text, ports::Textton ton) override;
     void knopfAktiv(bool aktiv) override;
+    void zurueckAktiv(bool aktiv) override;
+    void laedt(bool laeuft) override;
 
     [[nodiscard]] GtkWidget* widget() const noexcept { return leiste_.get(); }
 
 private:
+    [[nodiscard]] Objekt<GtkWidget> bildknopf(
+        char const* bild, char const* name, void (*gedrueckt)(GtkButton*, gpointer));
     static void gedrueckt(GtkButton*, gpointer daten);
+    static void zurueckGedrueckt(GtkButton*, gpointer daten);
+    static void ladenGedrueckt(GtkButton*, gpointer daten);
 
     // The widgets are held: the bar may outlive its window.
     Objekt<GtkWidget> const leiste_{
@@ -38,17 +45,43 @@ private:
     Objekt<GtkLabel> adresse_;
     Objekt<GtkLabel> status_;
     Objekt<GtkWidget> knopf_;
-    std::function<void()> const gedrueckt_;
+    Objekt<GtkWidget> zurueck_;
+    Objekt<GtkWidget> neuLaden_; ///< While a page loads it ends the load.
+    bool laedt_{false};
+    ports::Portalleistenangaben const angaben_;
 };
 
-Objekt<GtkLabel> zeile(GtkAccessibleRole rolle, PangoEllipsizeMode kuerzung, double punkte) {
+constexpr char const* neuLadenName = "Neu laden";
+constexpr char const* anhaltenName = "Laden abbrechen";
+
+void benennen(GtkWidget* knopf, char const* name) {
+    gtk_widget_set_tooltip_text(knopf, name);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(knopf), GTK_ACCESSIBLE_PROPERTY_LABEL, name, -1);
+}
+
+/// The theme's style class; null for the ordinary colour.
+char const* klasseVon(ports::Textton ton) {
+    switch (ton) {
+    case ports::Textton::ruhig:
+        return "dim-label";
+    case ports::Textton::erfolg:
+        return "success";
+    case ports::Textton::fehler:
+        return "error";
+    case ports::Textton::laeuft:
+        break;
+    }
+    return nullptr;
+}
+
+Objekt<GtkLabel> zeile(GtkAccessibleRole rolle, PangoEllipsizeMode kuerzung, double pixel) {
     auto beschriftung =
         Objekt<GtkLabel>::geteilt(GTK_LABEL(g_object_new(GTK_TYPE_LABEL, "accessible-role", rolle, nullptr)));
     gtk_label_set_xalign(beschriftung.get(), 0.0F);
     gtk_label_set_ellipsize(beschriftung.get(), kuerzung);
     auto* const schrift = pango_attr_list_new();
-    // Device-independent pixels, as all measures of the bar are, so that it keeps its height.
-    pango_attr_list_insert(schrift, pango_attr_size_new_absolute(static_cast<int>(punkte * PANGO_SCALE)));
+    // Pixels at the desktop's ordinary size of texts (96 to the inch); whoever reads larger ones gets these larger, too.
+    pango_attr_list_insert(schrift, pango_attr_size_new(static_cast<int>(pixel * 0.75 * PANGO_SCALE)));
     gtk_label_set_attributes(beschriftung.get(), schrift);
     pango_attr_list_unref(schrift);
     gtk_widget_add_css_class(GTK_WIDGET(beschriftung.get()), "dim-label");
@@ -59,7 +92,9 @@ PortalleisteGtk::PortalleisteGtk(ports::Portalleistenangaben angaben)
     : adresse_(zeile(GTK_ACCESSIBLE_ROLE_LABEL, PANGO_ELLIPSIZE_MIDDLE, 12.0))
     , status_(zeile(GTK_ACCESSIBLE_ROLE_STATUS, PANGO_ELLIPSIZE_END, 11.0))
     , knopf_(Objekt<GtkWidget>::geteilt(gtk_button_new_with_label(angaben.knopf.c_str())))
-    , gedrueckt_(std::move(angaben.gedrueckt)) {
+    , zurueck_(bildknopf("go-previous-symbolic", "Zurück", zurueckGedrueckt))
+    , neuLaden_(bildknopf("view-refresh-symbolic", neuLadenName, ladenGedrueckt))
+    , angaben_(std::move(angaben)) {
     gtk_widget_set_size_request(leiste_.get(), -1, leistenhoehe);
     auto* const zeilen = gtk_box_new(GTK_ORIENTATION_VERTICAL, zeilenabstand);
     gtk_widget_set_margin_start(zeilen, randLinks);
@@ -71,15 +106,21 @@ PortalleisteGtk::PortalleisteGtk(ports::Portalleistenangaben angaben)
 
     gtk_widget_set_valign(knopf_.get(), GTK_ALIGN_CENTER);
     gtk_widget_set_margin_end(knopf_.get(), randRechts);
-    gtk_widget_set_tooltip_text(knopf_.get(), angaben.knopfhinweis.c_str());
+    gtk_widget_set_tooltip_text(knopf_.get(), angaben_.knopfhinweis.c_str());
     g_signal_connect(knopf_.get(), "clicked", G_CALLBACK(gedrueckt), this);
+    auto* const bilder = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
+    gtk_box_append(GTK_BOX(bilder), zurueck_.get());
+    gtk_box_append(GTK_BOX(bilder), neuLaden_.get());
+    gtk_box_append(GTK_BOX(leiste_.get()), bilder);
     gtk_box_append(GTK_BOX(leiste_.get()), knopf_.get());
-    adresse(angaben.adresse);
-    status(angaben.status, ports::Textton::ruhig);
+    adresse(angaben_.adresse);
+    status(angaben_.status, ports::Textton::ruhig);
+    zurueckAktiv(false);
 }
 
 PortalleisteGtk::~PortalleisteGtk() {
-    g_signal_handlers_disconnect_by_data(knopf_.get(), this);
+    for (auto* const knopf : {knopf_.get(), zurueck_.get(), neuLaden_.get()})
+        g_signal_handlers_disconnect_by_data(knopf, this);
 }
 
 void PortalleisteGtk::adresse(std::string const& text) {
@@ -91,18 +132,52 @@ void PortalleisteGtk::status(std::string const& text, ports::Textton ton) {
     gtk_label_set_text(status_.get(), text.c_str());
     gtk_widget_set_tooltip_text(GTK_WIDGET(status_.get()), text.c_str());
     auto* const widget = GTK_WIDGET(status_.get());
-    gtk_widget_remove_css_class(widget, ton == ports::Textton::fehler ? "dim-label" : "error");
-    gtk_widget_add_css_class(widget, ton == ports::Textton::fehler ? "error" : "dim-label");
+    constexpr std::array klassen{"dim-label", "success", "error"};
+    for (auto const* const klasse : klassen)
+        gtk_widget_remove_css_class(widget, klasse);
+    if (auto const* const klasse = klasseVon(ton))
+        gtk_widget_add_css_class(widget, klasse);
 }
 
 void PortalleisteGtk::knopfAktiv(bool aktiv) {
     gtk_widget_set_sensitive(knopf_.get(), aktiv ? TRUE : FALSE);
 }
 
+void PortalleisteGtk::zurueckAktiv(bool aktiv) {
+    gtk_widget_set_sensitive(zurueck_.get(), aktiv ? TRUE : FALSE);
+}
+
+void PortalleisteGtk::laedt(bool laeuft) {
+    laedt_ = laeuft;
+    gtk_button_set_icon_name(
+        GTK_BUTTON(neuLaden_.get()), laeuft ? "process-stop-symbolic" : "view-refresh-symbolic");
+    benennen(neuLaden_.get(), laeuft ? anhaltenName : neuLadenName);
+}
+
+Objekt<GtkWidget> PortalleisteGtk::bildknopf(
+    char const* bild, char const* name, void (*tun)(GtkButton*, gpointer)) {
+    auto knopf = Objekt<GtkWidget>::geteilt(gtk_button_new_from_icon_name(bild));
+    gtk_widget_add_css_class(knopf.get(), "flat");
+    gtk_widget_set_valign(knopf.get(), GTK_ALIGN_CENTER);
+    benennen(knopf.get(), name);
+    g_signal_connect(knopf.get(), "clicked", G_CALLBACK(tun), this);
+    return knopf;
+}
+
 void PortalleisteGtk::gedrueckt(GtkButton*, gpointer daten) {
-    auto& ich = *static_cast<PortalleisteGtk*>(daten);
-    if (ich.gedrueckt_)
-        ich.gedrueckt_();
+    if (auto const& tun = static_cast<PortalleisteGtk*>(daten)->angaben_.gedrueckt)
+        tun();
+}
+
+void PortalleisteGtk::zurueckGedrueckt(GtkButton*, gpointer daten) {
+    if (auto const& tun = static_cast<PortalleisteGtk*>(daten)->angaben_.zurueck)
+        tun();
+}
+
+void PortalleisteGtk::ladenGedrueckt(GtkButton*, gpointer daten) {
+    auto const& ich = *static_cast<PortalleisteGtk*>(daten);
+    if (auto const& tun = ich.laedt_ ? ich.angaben_.anhalten : ich.angaben_.neuLaden)
+        tun();
 }
 
 } // namespace

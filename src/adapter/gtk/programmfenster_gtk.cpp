@@ -68,9 +68,31 @@ void menueGeschlossen(GtkPopover* menue, gpointer) {
 GtkWidget* titelzeile(GtkWindow* fenster) {
     auto* const text = gtk_label_new(nullptr);
     gtk_widget_add_css_class(text, "title");
-    gtk_label_set_ellipsize(GTK_LABEL(text), PANGO_ELLIPSIZE_END);
+    // A host stands at the end, and tells by its end whose it is.
+    gtk_label_set_ellipsize(GTK_LABEL(text), PANGO_ELLIPSIZE_MIDDLE);
     g_object_bind_property(fenster, "title", text, "label", G_BINDING_SYNC_CREATE);
     return naht::nurMitPlatz(text);
+}
+
+constexpr char const* hauptschluessel = "quillmate-hauptfenster";
+
+void schalten(char const* aktion, bool an) {
+    auto* const anwendung = g_application_get_default();
+    auto* const eine = anwendung ? g_action_map_lookup_action(G_ACTION_MAP(anwendung), aktion) : nullptr;
+    if (G_IS_SIMPLE_ACTION(eine))
+        g_simple_action_set_enabled(G_SIMPLE_ACTION(eine), an ? TRUE : FALSE);
+}
+
+void verlaufGeaendert(WebKitBackForwardList* verlauf, WebKitBackForwardListItem*, gpointer, gpointer) {
+    schalten(ProgrammfensterGtk::zurueckaktion, webkit_back_forward_list_get_back_item(verlauf) != nullptr);
+    schalten(
+        ProgrammfensterGtk::vorwaertsaktion, webkit_back_forward_list_get_forward_item(verlauf) != nullptr);
+}
+
+void verlaufVerfolgen(WebKitWebView* web) {
+    auto* const verlauf = webkit_web_view_get_back_forward_list(web);
+    g_signal_connect(verlauf, "changed", G_CALLBACK(verlaufGeaendert), nullptr);
+    verlaufGeaendert(verlauf, nullptr, nullptr, nullptr);
 }
 
 } // namespace
@@ -97,6 +119,7 @@ ProgrammfensterGtk::ProgrammfensterGtk(
     auto* const leiste = gtk_header_bar_new();
     gtk_header_bar_set_title_widget(GTK_HEADER_BAR(leiste), titelzeile(fenster_.get()));
     if (menuebalken) {
+        g_object_set_data(G_OBJECT(fenster_.get()), hauptschluessel, fenster_.get());
         auto* const balken = gtk_popover_menu_bar_new_from_model(gtk_application_get_menubar(anwendung));
         gtk_widget_set_valign(balken, GTK_ALIGN_CENTER);
         gtk_widget_add_css_class(balken, "quillmate-menue");
@@ -129,6 +152,10 @@ ProgrammfensterGtk::~ProgrammfensterGtk() {
     gtk_window_destroy(fenster_.get());
 }
 
+bool ProgrammfensterGtk::istHauptfenster(GtkWindow* fenster) {
+    return g_object_get_data(G_OBJECT(fenster), hauptschluessel) != nullptr;
+}
+
 void ProgrammfensterGtk::titel(std::string const& text) {
     gtk_window_set_title(fenster_.get(), text.c_str());
 }
@@ -137,6 +164,8 @@ void ProgrammfensterGtk::inhalt(ports::Webansicht& web) {
     if (auto* const ansicht = dynamic_cast<WebansichtGtk*>(&web)) {
         gtk_window_set_child(fenster_.get(), ansicht->widget());
         gtk_widget_grab_focus(ansicht->widget());
+        if (istHauptfenster(fenster_.get()))
+            verlaufVerfolgen(WEBKIT_WEB_VIEW(ansicht->widget()));
     }
 }
 
@@ -149,6 +178,8 @@ void ProgrammfensterGtk::leisteSetzen(GtkWidget* leiste) {
     if (inhalt)
         gtk_box_append(GTK_BOX(kasten), inhalt.get());
     gtk_window_set_child(fenster_.get(), kasten);
+    if (inhalt) // It has lost the keyboard on its way.
+        gtk_widget_grab_focus(inhalt.get());
 }
 
 void ProgrammfensterGtk::groesseMerken(std::string const& name) {

@@ -32,6 +32,12 @@ public:
     [[nodiscard]] bool sichtbar() const override;
     void beimSchliessen(std::function<void()> rueckruf) override;
 
+    /// Whether it is the window with the menu bar.
+    [[nodiscard]] static bool istHauptfenster(GtkWindow* fenster);
+    /// Actions of the application that are only there to choose while the main window's page has a history.
+    static constexpr char const* zurueckaktion = "zurueck";
+    static constexpr char const* vorwaertsaktion = "vorwaerts";
+
     [[nodiscard]] GtkWindow* gtkFenster() const noexcept { return fenster_.get(); }
     /// Puts a widget above the content, which fills the rest. Once, after inhalt().
     void leisteSetzen(GtkWidget* leiste);

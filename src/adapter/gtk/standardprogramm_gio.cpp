@@ -1,11 +1,13 @@
 #include "standardprogramm_gio.h"
 
+#include "browser_fehlt.h"
 #include "glib_halter.h"
 #include "grundlage/protokoll.h"
 
 #include <gdk/gdk.h>
 #include <gio/gio.h>
 
+#include <memory>
 #include <utility>
 
 namespace quillmate::adapter::gtk {
@@ -25,14 +27,16 @@ void StandardprogrammGio::oeffnen(std::string const& adresse) {
             g_app_launch_context_unsetenv(umgebung.get(), name.c_str());
     g_app_info_launch_default_for_uri_async(
         adresse.c_str(), umgebung.get(), nullptr,
-        [](GObject*, GAsyncResult* ergebnis, gpointer) {
+        [](GObject*, GAsyncResult* ergebnis, gpointer daten) {
+            std::unique_ptr<std::string> const ziel{static_cast<std::string*>(daten)};
             GError* fehler = nullptr;
             if (!g_app_info_launch_default_for_uri_finish(ergebnis, &fehler)) {
                 GFehler const halter{fehler};
                 protokoll(std::string{"Das Standardprogramm ließ sich nicht starten: "} + fehler->message);
+                browserFehltMelden(*ziel);
             }
         },
-        nullptr);
+        new std::string{adresse});
 }
 
 std::optional<std::string> StandardprogrammGio::nameFuer(std::string const& schema) const {

@@ -13,9 +13,11 @@
 #include "download_gtk.h"
 #include "druck_gtk.h"
 #include "fehlertext.h"
+#include "fenstertasten.h"
 #include "grafik.h"
 #include "grundlage/protokoll.h"
 #include "programmfenster_gtk.h"
+#include "sperrports.h"
 
 #include <jsc/jsc.h>
 #include <libsoup/soup.h>
@@ -288,6 +290,7 @@ struct WebansichtGtk::Signale {
             ++ich.nummer_;
             ich.wiederholt_ = 0;
             ich.fristBeenden();
+            ich.empfaenger_.festgeschrieben(ich);
             break;
         case WEBKIT_LOAD_FINISHED: {
             auto const danach = std::exchange(ich.htmlLaedt_, false)
@@ -392,8 +395,11 @@ struct WebansichtGtk::Signale {
         auto const verwandte = [&ich](Empfaenger& empfaenger) -> std::unique_ptr<ports::Webansicht> {
             return std::unique_ptr<ports::Webansicht>{new WebansichtGtk{ich, empfaenger}};
         };
+        bool const geste = webkit_navigation_action_is_user_gesture(aktion) != FALSE;
+        ich.gefragt_ = aktion;
         auto* const ansicht = ich.empfaenger_.neuesFenster(
             ich, {.adresse = adresseVon(aktion), .zielrahmen = false, .geste = ich.geste(aktion)}, verwandte);
+        ich.gefragt_ = nullptr;
         // Another view than the one asked for could not take the request over.
         auto* const eigene = dynamic_cast<WebansichtGtk*>(ansicht);
         return eigene ? eigene->widget() : nullptr;
@@ -561,6 +567,8 @@ WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, E
         webkit_settings_set_enable_page_cache(einstellungen, FALSE);
     webkit_settings_set_enable_back_forward_navigation_gestures(
         einstellungen, einrichtung.wischgesten ? TRUE : FALSE);
+    if (einrichtung.fremdeSeiten)
+        aufFremdeSeitenEinstellen();
     verbinden();
 }
 
@@ -672,11 +680,21 @@ void WebansichtGtk::einstellen() {
             einstellungen, WEBKIT_HARDWARE_ACCELERATION_POLICY_NEVER);
 }
 
+void WebansichtGtk::aufFremdeSeitenEinstellen() {
+    auto* const einstellungen = webkit_web_view_get_settings(web_.get());
+    // A page that fills the screen hides the window's own button for closing, and can paint any bar there.
+    webkit_settings_set_enable_fullscreen(einstellungen, FALSE);
+    // The engine refuses a window one second after the click; we look at the click ourselves.
+    webkit_settings_set_javascript_can_open_windows_automatically(einstellungen, TRUE);
+    klick_.emplace(widget());
+}
+
 void WebansichtGtk::verbinden() {
     g_object_set_data(G_OBJECT(web_.get()), adapterschluessel, this);
     eingabenBeobachten();
     gtk_widget_set_vexpand(widget(), TRUE);
     gtk_widget_set_hexpand(widget(), TRUE);
+    maustastenAnschliessen(widget());
     auto const verbinde = [this](char const* signal, GCallback rueckruf) {
         g_signal_connect(web_.get(), signal, rueckruf, this);
     };
@@ -699,8 +717,35 @@ void WebansichtGtk::laden(std::string const& adresse, std::chrono::seconds frist
         danach_ = {.adresse = adresse, .frist = frist};
         return;
     }
+    if (hatGesperrtenPort(adresse)) {
+        gesperrtMelden(adresse);
+        return;
+    }
     fristBeginnen(frist);
     webkit_web_view_load_uri(web_.get(), adresse.c_str());
+}
+
+void WebansichtGtk::gesperrtMelden(std::string const& adresse) {
+    struct Meldung {
+        std::weak_ptr<WebansichtGtk*> web;
+        std::string adresse;
+    };
+    // Later, as every failure of the engine's: whoever asks for a load does not expect its end within the call.
+    g_idle_add_full(
+        G_PRIORITY_DEFAULT,
+        [](gpointer daten) -> gboolean {
+            auto const& meldung = *static_cast<Meldung*>(daten);
+            if (auto const ich = meldung.web.lock())
+                (*ich)->empfaenger_.fehlgeschlagen(
+                    **ich, {.bereich = "port",
+                            .nummer = 1,
+                            .beschreibung = "Der Port in der Adresse ist für Webseiten gesperrt.",
+                            .abgebrochen = false,
+                            .adresse = meldung.adresse});
+            return G_SOURCE_REMOVE;
+        },
+        new Meldung{.web = lebt_, .adresse = adresse},
+        [](gpointer daten) { delete static_cast<Meldung*>(daten); });
 }
 
 void WebansichtGtk::ladenHtml(std::string const& html) {
@@ -720,7 +765,35 @@ void WebansichtGtk::ladenErsatz(std::string const& html, std::string const& adre
 void WebansichtGtk::neuLaden() {
     if (danach_)
         return; // It is loaded as soon as it can be.
+    // The engine would end the load that is under way and begin none, since there is no page to load again.
+    bool const nichtsDa = festgeschrieben_.empty() || festgeschrieben_ == "about:blank";
+    if (auto const ziel = adresse(); nichtsDa && ziel) {
+        laden(*ziel, ladefrist_);
+        return;
+    }
     webkit_web_view_reload(web_.get());
+}
+
+void WebansichtGtk::anhalten() {
+    webkit_web_view_stop_loading(web_.get());
+}
+
+bool WebansichtGtk::kannZurueck() const {
+    return webkit_web_view_can_go_back(web_.get()) != FALSE;
+}
+
+bool WebansichtGtk::anfrageUebernehmen() {
+    auto* const anfrage = gefragt_ ? webkit_navigation_action_get_request(gefragt_) : nullptr;
+    if (!anfrage)
+        return false;
+    webkit_web_view_load_request(web_.get(), anfrage);
+    return true;
+}
+
+bool WebansichtGtk::gesichert() const {
+    GTlsCertificate* zertifikat = nullptr;
+    GTlsCertificateFlags maengel{};
+    return webkit_web_view_get_tls_info(web_.get(), &zertifikat, &maengel) != FALSE;
 }
 
 void WebansichtGtk::zurueck() {
@@ -805,12 +878,14 @@ void WebansichtGtk::rufen(
 
 void WebansichtGtk::drucken(ports::Programmfenster& fenster) {
     auto* const rahmen = dynamic_cast<ProgrammfensterGtk*>(&fenster);
-    druckenMitDialog(
-        web_.get(), rahmen ? rahmen->gtkFenster() : nullptr,
-        [web = std::weak_ptr{lebt_}](std::string const& beschreibung) {
-            if (auto const ich = web.lock())
-                (*ich)->empfaenger_.druckGescheitert(**ich, beschreibung);
-        });
+    druckenUeber(rahmen ? rahmen->gtkFenster() : nullptr);
+}
+
+void WebansichtGtk::druckenUeber(GtkWindow* fenster) {
+    druckenMitDialog(web_.get(), fenster, [web = std::weak_ptr{lebt_}](std::string const& beschreibung) {
+        if (auto const ich = web.lock())
+            (*ich)->empfaenger_.druckGescheitert(**ich, beschreibung);
+    });
 }
 
 void WebansichtGtk::downloadBegonnen(WebKitDownload* download) {

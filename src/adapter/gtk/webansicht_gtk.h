@@ -3,6 +3,7 @@
 #include "gesten.h"
 #include "glib_halter.h"
 #include "hauptrahmen.h"
+#include "klickmerker.h"
 #include "ports/webansicht.h"
 #include "web_sitzung.h"
 
@@ -28,8 +29,12 @@ public:
     void ladenHtml(std::string const& html) override;
     void ladenErsatz(std::string const& html, std::string const& adresse) override;
     void neuLaden() override;
+    void anhalten() override;
     void zurueck() override;
     void vorwaerts() override;
+    [[nodiscard]] bool kannZurueck() const override;
+    bool anfrageUebernehmen() override;
+    [[nodiscard]] bool gesichert() const override;
     [[nodiscard]] std::optional<std::string> adresse() const override;
     [[nodiscard]] ports::Absender dokument() const override;
     void skript(std::string const& quelltext) override;
@@ -40,6 +45,8 @@ public:
     void drucken(ports::Programmfenster& fenster) override;
     bool gesteVerbrauchen(std::uint64_t geste) override;
 
+    /// The print dialog as a sheet of `fenster`, which may be null.
+    void druckenUeber(GtkWindow* fenster);
     /// The widget to show; borrowed.
     [[nodiscard]] GtkWidget* widget() const noexcept { return GTK_WIDGET(web_.get()); }
     /// The adapter of a view; null when it is gone or the view is not ours.
@@ -53,6 +60,8 @@ private:
     WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger);
     void verbinden();
     void einstellen();
+    void gesperrtMelden(std::string const& adresse);
+    void aufFremdeSeitenEinstellen();
     void linksBeobachten();
     [[nodiscard]] ports::Navigation navigation(WebKitNavigationAction* aktion);
     void nachrichtenAnnehmen(Einrichtung const& einrichtung);
@@ -84,6 +93,8 @@ private:
     GtkEventController* eingaben_{nullptr}; ///< Owned by the widget.
     std::deque<Ausgang> ausgaenge_;         ///< The last navigations that a person began.
     Objekt<WebKitWebView> web_;
+    std::optional<Klickmerker> klick_;         ///< Of views on strangers' pages.
+    WebKitNavigationAction* gefragt_{nullptr}; ///< While neuesFenster() runs.
     /// This view, for what may end after it.
     std::shared_ptr<WebansichtGtk*> lebt_{std::make_shared<WebansichtGtk*>(this)};
     std::string festgeschrieben_; ///< Address of the last committed document.

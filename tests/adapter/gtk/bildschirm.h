@@ -12,4 +12,14 @@ inline void bildschirmBereiten() {
     adw_init();
 }
 
+/// An application for windows. One for the process: two without a name would be at the same place of the bus.
+inline GtkApplication* testanwendung() {
+    static auto* const eine = [] {
+        auto* const neu = gtk_application_new(nullptr, G_APPLICATION_NON_UNIQUE);
+        g_application_register(G_APPLICATION(neu), nullptr, nullptr);
+        return neu;
+    }();
+    return eine;
+}
+
 } // namespace quillmate::adapter::gtk

@@ -37,9 +37,11 @@ struct Mitschrift final : ports::Webansicht::Empfaenger {
         return antwortAntwort ? antwortAntwort(kopf) : ports::Entscheidung::zulassen;
     }
     ports::Webansicht* neuesFenster(
-        ports::Webansicht&, ports::Fensteranfrage const& anfrage,
+        ports::Webansicht& web, ports::Fensteranfrage const& anfrage,
         VerwandteAnsicht const& verwandte) override {
         fenster.push_back(anfrage);
+        if (beimFenster)
+            beimFenster(web);
         if (!fensterErlaubt)
             return nullptr;
         neben = verwandte(*this);
@@ -96,6 +98,7 @@ struct Mitschrift final : ports::Webansicht::Empfaenger {
     std::vector<ports::Antwortkopf> koepfe;
     std::vector<ports::Fensteranfrage> fenster;
     bool fensterErlaubt{true};
+    std::function<void(ports::Webansicht&)> beimFenster;
     std::unique_ptr<ports::Webansicht> neben;
     int begonnene{0};
     int fertig{0};
@@ -144,6 +147,7 @@ protected:
                     [this](std::string_view json, ports::Absender const& absender) {
                         nachrichten.emplace_back(std::string{json}, absender);
                     },
+                .fremdeSeiten = fremdeSeiten,
                 .ladefrist = frist,
                 .sendefrist = 3 * frist},
             mitschrift);
@@ -186,6 +190,7 @@ protected:
     }};
     Mitschrift mitschrift;
     std::vector<std::pair<std::string, ports::Absender>> nachrichten;
+    bool fremdeSeiten{false};
     GtkWidget* fenster{nullptr};
     std::unique_ptr<adapter::gtk::WebansichtGtk> web;
 };

@@ -10,6 +10,7 @@
 #include "demo/textpdf.h"
 #include "portal/portalfenster.h"
 #include "werkzeug/anzeige.h"
+#include "werkzeug/dialoge.h"
 #include "werkzeug/drehen.h"
 #include "werkzeug/http_attrappe.h"
 #include "werkzeug/https_attrappe.h"
@@ -87,7 +88,12 @@ protected:
     void oeffne(std::string const& pfad) {
         fenster = std::make_unique<portal::PortalFenster>(
             portal::PortalFenster::Umgebung{
-                .werk = werk, .leisten = leisten, .schleife = schleife, .ablage = ablage, .versand = versand},
+                .werk = werk,
+                .leisten = leisten,
+                .dialoge = dialoge,
+                .schleife = schleife,
+                .ablage = ablage,
+                .versand = versand},
             portal::PortalFenster::Auftrag{
                 .ziel =
                     {.kennung = "probe",
@@ -161,6 +167,7 @@ protected:
     werkzeug::SpeicherVoreinstellungen voreinstellungen;
     adapter::gtk::FensterwerkGtk werk{anwendung_.gtk(), *sitzung_->sitzungen, voreinstellungen};
     adapter::gtk::PortalleistenwerkGtk leisten;
+    werkzeug::DialogeAttrappe dialoge;
     adapter::gtk::HauptschleifeGtk schleife{[] {
     }};
     portal::Portalablage ablage{ordner.pfad("tmp")};
