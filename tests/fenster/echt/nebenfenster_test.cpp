@@ -2,6 +2,11 @@
 #include "echtes_fenster.h"
 #include "werkzeug/warten.h"
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <future>
+
 namespace quillmate::fenster_echt {
 namespace {
 
@@ -100,6 +105,84 @@ TEST_F(Nebenfenster, ControlWClosesTheChildWindowAndNotTheMainOne) {
     EXPECT_TRUE(warteAufFensterzahl(1));
     EXPECT_EQ(hauptfenster().nummer, haupt);
     EXPECT_EQ(dienst.rufe("return window.quillmateApp.fassung"), 3);
+}
+
+TEST_F(Nebenfenster, KeysPressedInAChildWindowActOnIt) {
+    knopf("window.neben = window.open('')");
+    oeffne();
+    klicke("#knopf");
+    ASSERT_TRUE(warteAufFensterzahl(2));
+    dienst.rufe("window.neben.location.href = '/seite/neben'");
+    ASSERT_TRUE(dienst.warteAufDokument(1, "neben"));
+    auto const kind = bildschirm.fensterMit("Quillmate");
+    ASSERT_TRUE(kind);
+    bildschirm.tastaturAn(kind->nummer);
+    bildschirm.taste("F5");
+    EXPECT_TRUE(dienst.warteAufDokument(2, "neben"));
+    bildschirm.taste("ctrl+r");
+    EXPECT_TRUE(dienst.warteAufDokument(3, "neben"));
+    dienst.rufe("setTimeout(() => location.href = '/seite/danach')", "neben");
+    EXPECT_TRUE(dienst.warteAufDokument(1, "danach"));
+    bildschirm.taste("alt+Left");
+    EXPECT_TRUE(dienst.warteAufDokument(4, "neben"));
+    bildschirm.taste("alt+Right");
+    EXPECT_TRUE(dienst.warteAufDokument(2, "danach"));
+    EXPECT_EQ(dienst.dokumente("haupt"), 1) << "the main window stayed as it was";
+}
+
+TEST_F(Nebenfenster, AFailedLoadOfAChildWindowIsToldInItAndNotInTheMainPage) {
+    knopf("window.neben = window.open('')");
+    oeffne();
+    klicke("#knopf");
+    ASSERT_TRUE(warteAufFensterzahl(2));
+    dienst.rufe("window.neben.location.href = '/seite/neben'");
+    ASSERT_TRUE(dienst.warteAufDokument(1, "neben"));
+    dienst.antworte("/seite/kaputt", werkzeug::HttpAntwort{.ohneAntwort = true});
+    dienst.rufe("setTimeout(() => location.href = '/seite/kaputt')", "neben");
+    EXPECT_TRUE(programm->warteAufZeile("FEHLER "));
+    bildschirm.bild("nebenfenster_fehler");
+    EXPECT_EQ(dienst.rufe("return 1"), 1) << "the main page is still there";
+}
+
+TEST_F(Nebenfenster, ALoadThatBreaksOffAfterItsWindowHasClosedLeavesTheMainPageAlone) {
+    knopf("window.neben = window.open('')");
+    oeffne();
+    klicke("#knopf");
+    ASSERT_TRUE(warteAufFensterzahl(2));
+    dienst.rufe("window.neben.location.href = '/seite/neben'");
+    ASSERT_TRUE(dienst.warteAufDokument(1, "neben"));
+    std::promise<void> los;
+    auto const warten = los.get_future().share();
+    std::atomic<bool> fertig{false};
+    dienst.antworte("/seite/spaet", [&, warten](werkzeug::HttpAnfrage const&) {
+        (void)warten.wait_for(std::chrono::seconds{30});
+        fertig = true;
+        return werkzeug::HttpAntwort{.ohneAntwort = true};
+    });
+    dienst.rufe("setTimeout(() => location.href = '/seite/spaet')", "neben");
+    ASSERT_TRUE(wartenBis([&] { return dienst.anfragenAn("/seite/spaet").size() == 1; }));
+    auto const kind = bildschirm.fensterMit("Quillmate");
+    ASSERT_TRUE(kind);
+    bildschirm.schliessen(kind->nummer);
+    ASSERT_TRUE(warteAufFensterzahl(1));
+    los.set_value();
+    ASSERT_TRUE(wartenBis([&] { return fertig.load(); }));
+    // Whatever comes of it has come once the main page has gone to and fro.
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(dienst.rufe("await fetch('/seite/neben'); return 1"), 1);
+    EXPECT_EQ(programm->anzahlZeilen("FEHLER "), 0U);
+    EXPECT_EQ(dienst.dokumente("haupt"), 1);
+}
+
+TEST_F(Nebenfenster, WithoutABrowserALinkToAForeignHostSaysSoAndShowsTheAddress) {
+    dienst.inhalt("<p><a id=link href='https://fremd.example/neu'>neu</a>");
+    oeffne();
+    klicke("#link");
+    ASSERT_TRUE(warteAufDialog());
+    bildschirm.bild("kein_browser");
+    bildschirm.taste("Tab");
+    bildschirm.taste("Escape");
+    EXPECT_TRUE(warteBisDialogWeg());
 }
 
 TEST_F(Nebenfenster, APageClosesTheWindowThatItOpened) {

@@ -31,6 +31,7 @@ protected:
     }
     /// Lets the page ask for a portal for a booking, and types the portal's address into the dialog as a person would.
     void oeffnePortal() { oeffnePortal(portal->adresse(), "127.0.0.1"); }
+    /// `wirt`: that the title names once its page is there; empty when none comes.
     void oeffnePortal(std::string const& adresse, std::string const& wirt) {
         dienst.rufe(
             "window.__ereignisse = []; window.__quillmatePortalEreignis = e => __ereignisse.push(e);");
@@ -42,7 +43,8 @@ protected:
         bildschirm.bild("portal_adresse");
         bildschirm.taste("Return");
         EXPECT_EQ(dienst.ergebnis(nummer), (json{{"geoeffnet", true}}));
-        auto const offen = bildschirm.warteAufFenster("Belegportal — Demoportal · " + wirt);
+        auto const offen =
+            bildschirm.warteAufFenster("Belegportal — Demoportal" + (wirt.empty() ? "" : " · " + wirt));
         ASSERT_TRUE(offen);
         fenster = *offen;
         tastaturAnPortal();
@@ -228,9 +230,20 @@ TEST_F(Portale, ControlWClosesThePortalsWindowAndNotTheMainOne) {
     EXPECT_EQ(dienst.rufe("return 1"), 1);
 }
 
+TEST_F(Portale, KeysPressedInAPortalActOnIt) {
+    ASSERT_NO_FATAL_FAILURE(oeffneAngemeldet());
+    bildschirm.taste("alt+Left");
+    EXPECT_TRUE(warteAufSeite("Kundennummer und Kennwort"));
+    bildschirm.taste("alt+Right");
+    EXPECT_TRUE(warteAufSeite("Deine Rechnungen"));
+    bildschirm.taste("F5");
+    EXPECT_TRUE(warteAufSeite("Deine Rechnungen"));
+    EXPECT_EQ(dienst.dokumente("haupt"), 1) << "the main window stayed as it was";
+}
+
 TEST_F(Portale, TheMainProgramIgnoresTheDemosCertificate) {
     oeffne(vertrauen());
-    ASSERT_NO_FATAL_FAILURE(oeffnePortal());
+    ASSERT_NO_FATAL_FAILURE(oeffnePortal(portal->adresse(), ""));
     erwarteAbweisung("portal_unsicher");
 }
 
@@ -241,8 +254,8 @@ TEST_F(Portale, AVeryLongHostIsShownInTheBarAndNamedWholeInThePage) {
     wirt += "localhost"; // Leads here, but the certificate is not good for it.
     auto adresse = portal->adresse();
     oeffne(vertrauen(), QUILLMATE_DEMOPROGRAMM);
-    ASSERT_NO_FATAL_FAILURE(oeffnePortal(
-        adresse.replace(adresse.find("127.0.0.1"), std::string{"127.0.0.1"}.size(), wirt), wirt));
+    ASSERT_NO_FATAL_FAILURE(
+        oeffnePortal(adresse.replace(adresse.find("127.0.0.1"), std::string{"127.0.0.1"}.size(), wirt), ""));
     bildschirm.groesse(fenster.nummer, 700, 600);
     erwarteAbweisung("portal_langer_wirt", wirt);
 }
@@ -254,7 +267,7 @@ TEST_F(Portale, TheDemoTrustsNoOtherCertificate) {
     oeffne(
         {{"QUILLMATE_DEMO_ZERTIFIKAT", ordner.pfad("anderes/") + demo::Portal::zertifikatsdatei}},
         QUILLMATE_DEMOPROGRAMM);
-    ASSERT_NO_FATAL_FAILURE(oeffnePortal());
+    ASSERT_NO_FATAL_FAILURE(oeffnePortal(portal->adresse(), ""));
     erwarteAbweisung("portal_fremdes_zertifikat");
 }
 

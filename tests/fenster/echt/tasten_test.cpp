@@ -3,6 +3,7 @@
 #include "werkzeug/warten.h"
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -42,6 +43,21 @@ TEST_F(Tasten, ControlRReloadsWhileThePageHasTheKeyboard) {
     inDasFeld();
     bildschirm.taste("ctrl+r");
     EXPECT_TRUE(dienst.warteAufDokument(2));
+}
+
+TEST_F(Tasten, ReloadingWhileTheFirstPageIsOnItsWayLoadsItAnew) {
+    std::atomic<int> anfragen{0};
+    dienst.antworte("/uebersicht", [&](werkzeug::HttpAnfrage const&) {
+        ++anfragen;
+        return werkzeug::HttpAntwort{.haengen = true};
+    });
+    programm = starte();
+    ASSERT_TRUE(bildschirm.warteAufFenster("Quillmate"));
+    tastaturAnHauptfenster();
+    ASSERT_TRUE(wartenBis([&] { return anfragen == 1; }));
+    dienst.vergiss("/uebersicht");
+    bildschirm.taste("F5");
+    EXPECT_TRUE(dienst.warteAufDokument(1));
 }
 
 TEST_F(Tasten, EditingCommandsReachThePagesField) {
