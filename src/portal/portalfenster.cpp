@@ -221,10 +221,10 @@ ports::Entscheidung PortalFenster::beiAntwort(ports::Webansicht& /*web*/, ports:
 }
 
 ports::Webansicht* PortalFenster::neuesFenster(
-    ports::Webansicht& /*web*/, ports::Fensteranfrage const& anfrage, VerwandteAnsicht const& /*verwandte*/) {
+    ports::Webansicht& web, ports::Fensteranfrage const& anfrage, VerwandteAnsicht const& /*verwandte*/) {
     if (geschlossen_ || !web_)
         return nullptr;
-    if (!anfrage.geste || !istSicher(anfrage.adresse) || !web_->anfrageUebernehmen())
+    if (!istSicher(anfrage.adresse) || !web.gesteVerbrauchen(anfrage.geste) || !web_->anfrageUebernehmen())
         leiste_->status(wollteFenster, ports::Textton::laeuft);
     return nullptr;
 }

@@ -166,7 +166,7 @@ TEST_F(PortalFensterTest, ANewWindowIsLoadedInTheSameView) {
         return werk.verwandte(wer);
     };
     EXPECT_EQ(
-        empfaenger().neuesFenster(web(), {.adresse = "https://portal.example/neu", .geste = true}, verwandte),
+        empfaenger().neuesFenster(web(), {.adresse = "https://portal.example/neu", .geste = 1}, verwandte),
         nullptr);
     EXPECT_EQ(werk.buch->zeilen.back(), "web1 anfrageUebernehmen") << "with method and body";
     EXPECT_EQ(leisten.status, "Downloads werden direkt in Quillmate übernommen.");
@@ -176,8 +176,8 @@ TEST_F(PortalFensterTest, ANewWindowIsLoadedInTheSameView) {
     EXPECT_EQ(leisten.status, "Das Portal wollte ein eigenes Fenster öffnen. Das geht hier nicht.");
     for (auto const* const adresse :
          {"http://portal.example/", "about:blank", "blob:https://a/1", "mailto:a@b"})
-        EXPECT_EQ(empfaenger().neuesFenster(web(), {.adresse = adresse, .geste = true}, verwandte), nullptr);
-    EXPECT_EQ(empfaenger().neuesFenster(web(), {.geste = true}, verwandte), nullptr);
+        EXPECT_EQ(empfaenger().neuesFenster(web(), {.adresse = adresse, .geste = 1}, verwandte), nullptr);
+    EXPECT_EQ(empfaenger().neuesFenster(web(), {.geste = 1}, verwandte), nullptr);
     EXPECT_EQ(werk.buch->zeilen.size(), bisher);
     EXPECT_EQ(gemacht, 0);
 }

@@ -21,6 +21,7 @@ namespace {
 /// is given as the last button.
 struct OffeneFrage {
     std::size_t letzter{0};
+    GtkWidget* dialog{nullptr};
     GtkCheckButton* haken{nullptr};
     GtkEditable* feld{nullptr};
     std::function<void()> zusatz;

@@ -10,12 +10,16 @@ void Gesten::eingabe(Zeit jetzt) {
 
 std::uint64_t Gesten::nummer(Zeit jetzt) {
     if (jetzt - eingabe_ < frist)
-        return offen_ ? letzte_ : 0;
+        return nummerDerEingabe(jetzt);
     if (jetzt - skript_ < nachhall || jetzt - verbraucht_ < abstand)
         return 0;
     ++letzte_;
     offen_ = true;
     return letzte_;
+}
+
+std::uint64_t Gesten::nummerDerEingabe(Zeit jetzt) const {
+    return offen_ && jetzt - eingabe_ < frist ? letzte_ : 0;
 }
 
 bool Gesten::verbrauchen(std::uint64_t nummer, Zeit jetzt) {

@@ -20,6 +20,8 @@ public:
     /// Number of the person's doing that something with the engine's mark comes from; 0 for none. Where the mark comes
     /// without any input, it is an aid's doing (a screen reader follows a link); such doings are a second apart.
     [[nodiscard]] std::uint64_t nummer(Zeit jetzt);
+    /// The same where the engine has no mark: only what was seen counts.
+    [[nodiscard]] std::uint64_t nummerDerEingabe(Zeit jetzt) const;
     /// Uses it up. False when it is none, or was used.
     bool verbrauchen(std::uint64_t nummer, Zeit jetzt);
 

@@ -14,6 +14,12 @@ namespace {
 
 using Pfadantwort = std::function<void(std::optional<std::vector<std::string>>)>;
 
+/// Where the user was when a panel was last answered; for as long as the program runs.
+Objekt<GFile>& letzterOrdner() {
+    static Objekt<GFile> ordner;
+    return ordner;
+}
+
 char const* tafeltitel(ports::Dateiwahl const& wahl) {
     if (wahl.ordner)
         return "Ordner auswählen";
@@ -33,12 +39,15 @@ std::vector<std::string> pfadeVon(GListModel* dateien) {
 /// The filters that a panel offers, the first one chosen. None for panels that show everything.
 std::vector<Objekt<GtkFileFilter>> filterFuer(ports::Dateiwahl const& wahl) {
     std::vector<Objekt<GtkFileFilter>> filter;
-    if (wahl.mimetypen.empty() || wahl.ordner)
+    if ((wahl.mimetypen.empty() && wahl.endungen.empty()) || wahl.ordner)
         return filter;
     auto const& passend = filter.emplace_back(Objekt<GtkFileFilter>::uebernommen(gtk_file_filter_new()));
     gtk_file_filter_set_name(passend.get(), "Passende Dateien");
     for (auto const& typ : wahl.mimetypen)
         gtk_file_filter_add_mime_type(passend.get(), typ.c_str());
+    for (auto const& endung : wahl.endungen)
+        if (auto const ohnePunkt = endung.substr(endung.starts_with('.') ? 1 : 0); !ohnePunkt.empty())
+            gtk_file_filter_add_suffix(passend.get(), ohnePunkt.c_str());
     auto const& alle = filter.emplace_back(Objekt<GtkFileFilter>::uebernommen(gtk_file_filter_new()));
     gtk_file_filter_set_name(alle.get(), "Alle Dateien");
     gtk_file_filter_add_pattern(alle.get(), "*");
@@ -179,6 +188,7 @@ void fertigMitEiner(GObject* tafel, GAsyncResult* ergebnis, gpointer daten) {
     if (!gewaehlt)
         return (*antwort)(std::nullopt); // Cancelled, or there was no panel to be had.
     auto const datei = Objekt<GFile>::uebernommen(gewaehlt);
+    letzterOrdner() = Objekt<GFile>::uebernommen(g_file_get_parent(datei.get()));
     GText const pfad{g_file_get_path(datei.get())};
     (*antwort)(pfad ? std::vector<std::string>{pfad.get()} : std::vector<std::string>{});
 }
@@ -189,6 +199,8 @@ void fertigMitMehreren(GObject* tafel, GAsyncResult* ergebnis, gpointer daten) {
     if (!gewaehlt)
         return (*antwort)(std::nullopt);
     auto const dateien = Objekt<GListModel>::uebernommen(gewaehlt);
+    if (auto const erste = Objekt<GFile>::uebernommen(G_FILE(g_list_model_get_item(dateien.get(), 0))))
+        letzterOrdner() = Objekt<GFile>::uebernommen(g_file_get_parent(erste.get()));
     (*antwort)(pfadeVon(dateien.get()));
 }
 
@@ -198,6 +210,9 @@ void dateitafel(GtkWindow* ueber, ports::Dateiwahl const& wahl, Pfadantwort antw
     auto const tafel = Objekt<GtkFileDialog>::uebernommen(gtk_file_dialog_new());
     gtk_file_dialog_set_title(tafel.get(), tafeltitel(wahl));
     gtk_file_dialog_set_accept_label(tafel.get(), "Auswählen");
+    // Where somebody has just looked for a receipt, the next one lies.
+    if (auto const& zuletzt = letzterOrdner())
+        gtk_file_dialog_set_initial_folder(tafel.get(), zuletzt.get());
     if (auto const filter = filterFuer(wahl); !filter.empty()) {
         auto const liste = Objekt<GListStore>::uebernommen(g_list_store_new(GTK_TYPE_FILE_FILTER));
         for (auto const& einer : filter)
@@ -221,9 +236,11 @@ namespace {
 
 void tafelBeantwortet(GtkNativeDialog* tafel, int antwort, gpointer daten) {
     std::unique_ptr<Pfadantwort> const rueckruf{static_cast<Pfadantwort*>(daten)};
-    if (antwort == GTK_RESPONSE_ACCEPT)
+    if (antwort == GTK_RESPONSE_ACCEPT) {
+        letzterOrdner() =
+            Objekt<GFile>::uebernommen(gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(tafel)));
         (*rueckruf)(gewaehlte(GTK_FILE_CHOOSER(tafel)));
-    else
+    } else
         (*rueckruf)(std::nullopt);
     g_object_unref(tafel);
 }
@@ -236,6 +253,9 @@ void dateitafel(GtkWindow* ueber, ports::Dateiwahl const& wahl, Pfadantwort antw
         wahl.ordner ? GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER : GTK_FILE_CHOOSER_ACTION_OPEN, "Auswählen",
         "Abbrechen");
     gtk_file_chooser_set_select_multiple(GTK_FILE_CHOOSER(tafel), wahl.mehrere ? TRUE : FALSE);
+    // Where somebody has just looked for a receipt, the next one lies.
+    if (auto const& zuletzt = letzterOrdner())
+        gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(tafel), zuletzt.get(), nullptr);
     for (auto const& einer : filterFuer(wahl))
         gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(tafel), einer.get());
     gtk_native_dialog_set_modal(GTK_NATIVE_DIALOG(tafel), TRUE);

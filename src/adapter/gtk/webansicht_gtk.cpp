@@ -16,6 +16,7 @@
 #include "fenstertasten.h"
 #include "grafik.h"
 #include "grundlage/protokoll.h"
+#include "neuzeichnen.h"
 #include "programmfenster_gtk.h"
 #include "sperrports.h"
 
@@ -298,6 +299,8 @@ struct WebansichtGtk::Signale {
                                     : std::nullopt;
             if (!std::exchange(ich.gescheitert_, false))
                 ich.empfaenger_.geladen(ich);
+            if (std::exchange(ich.nachAbsturz_, false))
+                groesseAnstossen(ich.widget());
             if (danach)
                 ich.laden(danach->adresse, danach->frist);
             break;
@@ -395,7 +398,6 @@ struct WebansichtGtk::Signale {
         auto const verwandte = [&ich](Empfaenger& empfaenger) -> std::unique_ptr<ports::Webansicht> {
             return std::unique_ptr<ports::Webansicht>{new WebansichtGtk{ich, empfaenger}};
         };
-        bool const geste = webkit_navigation_action_is_user_gesture(aktion) != FALSE;
         ich.gefragt_ = aktion;
         auto* const ansicht = ich.empfaenger_.neuesFenster(
             ich, {.adresse = adresseVon(aktion), .zielrahmen = false, .geste = ich.geste(aktion)}, verwandte);
@@ -416,6 +418,7 @@ struct WebansichtGtk::Signale {
         ich.htmlLaedt_ = false;
         ich.danach_.reset();
         ich.festgeschrieben_.clear();
+        ich.nachAbsturz_ = true;
         ++ich.nummer_;
         ich.empfaenger_.prozessGestorben(ich, grundVon(grund));
     }
@@ -648,7 +651,9 @@ ports::Navigation WebansichtGtk::navigation(WebKitNavigationAction* aktion) {
 }
 
 std::uint64_t WebansichtGtk::geste(WebKitNavigationAction* aktion) {
-    return webkit_navigation_action_is_user_gesture(aktion) ? gesten_->nummer(jetzt()) : 0;
+    if (webkit_navigation_action_is_user_gesture(aktion))
+        return gesten_->nummer(jetzt());
+    return langeKlicks_ ? gesten_->nummerDerEingabe(jetzt()) : 0;
 }
 
 bool WebansichtGtk::gesteVerbrauchen(std::uint64_t geste) {
@@ -686,7 +691,7 @@ void WebansichtGtk::aufFremdeSeitenEinstellen() {
     webkit_settings_set_enable_fullscreen(einstellungen, FALSE);
     // The engine refuses a window one second after the click; we look at the click ourselves.
     webkit_settings_set_javascript_can_open_windows_automatically(einstellungen, TRUE);
-    klick_.emplace(widget());
+    langeKlicks_ = true;
 }
 
 void WebansichtGtk::verbinden() {

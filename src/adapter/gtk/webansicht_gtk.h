@@ -3,7 +3,6 @@
 #include "gesten.h"
 #include "glib_halter.h"
 #include "hauptrahmen.h"
-#include "klickmerker.h"
 #include "ports/webansicht.h"
 #include "web_sitzung.h"
 
@@ -93,7 +92,9 @@ private:
     GtkEventController* eingaben_{nullptr}; ///< Owned by the widget.
     std::deque<Ausgang> ausgaenge_;         ///< The last navigations that a person began.
     Objekt<WebKitWebView> web_;
-    std::optional<Klickmerker> klick_;         ///< Of views on strangers' pages.
+    /// The engine forgets a click after one second; portals that first ask their server and then open the invoice take
+    /// longer. So a click is valid here for as long as Gesten says, whatever the engine thinks.
+    bool langeKlicks_{false};
     WebKitNavigationAction* gefragt_{nullptr}; ///< While neuesFenster() runs.
     /// This view, for what may end after it.
     std::shared_ptr<WebansichtGtk*> lebt_{std::make_shared<WebansichtGtk*>(this)};
@@ -113,6 +114,7 @@ private:
     bool sendet_{false};                   ///< The load that is about to begin is one.
     bool unterwegsSendet_{false};          ///< The load that has begun last is one.
     int wiederholt_{0};                ///< How often the load under way lost its connection and began anew.
+    bool nachAbsturz_{false};          ///< No document has come since the process died.
     bool gescheitert_{false};          ///< The load that is about to finish has failed.
     guint frist_{0};                   ///< Timer of the load that has no answer yet; 0 for none.
     bool neuesFensterGeprueft_{false}; ///< The policy for the coming "create" has been asked already.

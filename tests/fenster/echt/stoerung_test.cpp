@@ -112,12 +112,20 @@ TEST_F(Stoerungen, AFailedPageCanBeLeftByReloadingAndKeepsItsAddress) {
 
 TEST_F(Stoerungen, AKilledWebProcessIsReplacedOnceAndThenThereIsAPageAboutIt) {
     oeffne();
+    constexpr std::uint32_t weiss = 0xFFFFFF;
     ASSERT_TRUE(webprozessToeten());
     EXPECT_TRUE(dienst.warteAufDokument(2)) << "the page comes back by itself";
     EXPECT_EQ(programm->anzahlZeilen("Webprozess beendet"), 1U);
     EXPECT_EQ(dienst.rufe("return window.quillmateApp.fassung"), 3);
     ASSERT_TRUE(webprozessToeten());
     EXPECT_TRUE(programm->warteAufZeile("Webprozess erneut beendet"));
+    // Before anybody touches the window: its lower edge has the page's own colour.
+    auto const wo = hauptfenster();
+    auto const unten = [&] {
+        return bildschirm.farbe({.x = wo.x + wo.breite / 2, .y = wo.y + wo.hoehe - 30});
+    };
+    EXPECT_TRUE(wartenBis([&] { return unten() != weiss && unten() != 0xFAFAFA; })) << std::hex << unten();
+    bildschirm.bild("absturzseite_sofort");
     tastaturAnHauptfenster();
     EXPECT_TRUE(zeigt("Die Anzeige von Quillmate ist mehrmals abgestürzt."));
     bildschirm.bild("absturzseite");
