@@ -12,7 +12,7 @@ list(TRANSFORM gebunden REPLACE "NEEDED +" "")
 list(FILTER gebunden INCLUDE REGEX
   "mupdf|mujs|gumbo|poppler|pdfium|tesseract|lept|heif|de265|avif|dav1d|x265|jpeg|png|tiff|webp|openjp2|jbig2dec|exif|gif|pixbuf")
 
-# MuPDF comes as a static library and so in no such list, but its functions have names.
+# Where MuPDF is a static library it is in no such list, but its functions have names.
 execute_process(COMMAND "${NM}" --defined-only "${PROGRAMM}" OUTPUT_VARIABLE namen COMMAND_ERROR_IS_FATAL ANY)
 if(NOT namen MATCHES " T main\n")
   message(FATAL_ERROR "${PROGRAMM}: no names of functions to look at")

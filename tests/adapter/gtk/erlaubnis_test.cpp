@@ -35,14 +35,15 @@ private:
 struct Wunsch {
     std::string_view frage; ///< A script that tells what came of it.
     std::string_view antwort;
-    std::string_view anfrage; ///< What the engine asks the view; empty where it refuses by itself.
+    std::string_view anfrage;  ///< What the engine asks the view; empty where it refuses by itself.
+    bool auchVonSelbst{false}; ///< A newer engine refuses by itself.
 };
 
 TEST_F(EchteErlaubnis, WhatAPageAsksForIsDeniedAtOnceAndNobodyIsAsked) {
     laden("/");
     auto const fensterVorher = alleFenster();
     for (
-        auto const& [frage, antwort, anfrage] : {
+        auto const& [frage, antwort, anfrage, auchVonSelbst] : {
             Wunsch{
                 .frage = "await new Promise(auf => navigator.geolocation.getCurrentPosition("
                          "() => auf('hier'), f => auf(f.code === f.PERMISSION_DENIED)))",
@@ -55,7 +56,8 @@ TEST_F(EchteErlaubnis, WhatAPageAsksForIsDeniedAtOnceAndNobodyIsAsked) {
             Wunsch{
                 .frage = "await navigator.clipboard.readText().catch(f => f.name)",
          .antwort = "NotAllowedError",
-         .anfrage = "WebKitClipboardPermissionRequest"},
+         .anfrage = "WebKitClipboardPermissionRequest",
+         .auchVonSelbst = true},
             Wunsch{
                 .frage = "await new Promise(auf => { document.onpointerlockchange = () => auf('gefangen');"
                          "document.onpointerlockerror = () => auf('nein');"
@@ -71,6 +73,8 @@ TEST_F(EchteErlaubnis, WhatAPageAsksForIsDeniedAtOnceAndNobodyIsAsked) {
         SCOPED_TRACE(frage);
         gefragt.clear();
         EXPECT_EQ(wert(std::string{frage}), antwort);
+        if (auchVonSelbst && gefragt.empty())
+            continue;
         EXPECT_EQ(gefragt, anfrage.empty() ? std::vector<std::string>{} : std::vector{std::string{anfrage}});
     }
     EXPECT_EQ(alleFenster(), fensterVorher);
