@@ -34,14 +34,19 @@ std::string scanZeile(std::string const& wurzel) {
     return zeile + "]}";
 }
 
-std::string textZeile(std::string const& datei, Texterkennung::Erkenner& erkenner) {
-    auto const text = erkenner.text(datei);
-    return fmt::format(
+Textbericht textbericht(std::string const& datei, Texterkennung::Erkenner& erkenner) {
+    auto const befund = erkenner.text(datei);
+    auto const text = befund.value_or(std::nullopt);
+    Textbericht bericht;
+    bericht.zeile = fmt::format(
         R"({{"datei":{},"zeichen":{},"beleg":{},"verlaesslich":{},"entscheidung":{},"text":{}}})",
         bruecke::zitat(datei), text ? zeichenzahl(*text) : 0, text && Texterkennung::siehtNachBelegAus(*text),
         text && Texterkennung::istVerlaesslich(*text),
         bruecke::zitat(MacScan::rohwert(MacScan::entscheidenNachText(datei, text, {}))),
         bruecke::zitat(text.value_or("")));
+    if (!befund)
+        bericht.fehler = befund.error();
+    return bericht;
 }
 
 } // namespace quillmate::app::diagnose

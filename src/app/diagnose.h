@@ -1,5 +1,6 @@
 #pragma once
 
+#include "grundlage/ergebnis.h"
 #include "texterkennung/texterkennung.h"
 
 #include <optional>
@@ -21,7 +22,12 @@ inline constexpr std::size_t hoechstens = 5000;
 /// {"wurzel","anzahl","grenze_erreicht","funde":[{"pfad","groesse"}]} without blanks, without line feed.
 [[nodiscard]] std::string scanZeile(std::string const& wurzel);
 
+struct Textbericht {
+    std::string zeile;            ///< As laid down, also without a text.
+    std::optional<Fehler> fehler; ///< The file could not be read now: the line is no judgement on it.
+};
+
 /// {"datei","zeichen","beleg","verlaesslich","entscheidung","text"} without blanks, without line feed.
-[[nodiscard]] std::string textZeile(std::string const& datei, Texterkennung::Erkenner& erkenner);
+[[nodiscard]] Textbericht textbericht(std::string const& datei, Texterkennung::Erkenner& erkenner);
 
 } // namespace quillmate::app::diagnose

@@ -79,7 +79,12 @@ int starten(std::span<char const* const> argumente) {
         leser::prozess::LeserProzesse leser;
         Texterkennung::Zwischenspeicher const speicher{adapter::linux::zwischenspeicherOrdner()};
         Texterkennung::Erkenner erkenner{leser, speicher};
-        return ausgeben(app::diagnose::textZeile(*datei, erkenner));
+        auto bericht = app::diagnose::textbericht(*datei, erkenner);
+        int const status = ausgeben(std::move(bericht.zeile));
+        if (!bericht.fehler)
+            return status;
+        protokoll(bericht.fehler->text());
+        return 1;
     }
 
     if (auto const antwort =

@@ -66,12 +66,15 @@ Entscheidung entscheidenNachText(
     return Entscheidung::hochladen;
 }
 
-Entscheidung entscheiden(
+Ergebnis<Entscheidung> entscheiden(
     std::string const& url, std::vector<std::string> const& stichworte, bool bilderImmer,
-    Texterkennung::Erkenner& erkenner) {
+    Texterkennung::Erkenner& erkenner, Leseversuch versuch) {
     if (bilderImmer && istBild(url))
         return Entscheidung::hochladen;
-    return entscheidenNachText(url, erkenner.text(url), stichworte);
+    auto const text = versuch == Leseversuch::erster ? erkenner.text(url) : erkenner.letzterVersuch(url);
+    if (!text)
+        return std::unexpected(text.error());
+    return entscheidenNachText(url, *text, stichworte);
 }
 
 } // namespace quillmate::MacScan

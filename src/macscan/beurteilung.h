@@ -2,6 +2,7 @@
 
 #include "dienst/dienst.h"
 #include "ergebnisse.h"
+#include "grundlage/ergebnis.h"
 #include "texterkennung/texterkennung.h"
 
 #include <optional>
@@ -35,9 +36,13 @@ namespace quillmate::MacScan {
     std::string const& url, std::optional<std::string> const& text,
     std::vector<std::string> const& stichworte);
 
+/// A scan reads a file that is not readable once more at its end.
+enum class Leseversuch { erster, letzter };
+
 /// Reads the file's text and judges it. With `bilderImmer` every image is sent without being read.
-[[nodiscard]] Entscheidung entscheiden(
+/// Errors: the file is not readable now (Texterkennung::Textbefund); it must not be judged, nor sent.
+[[nodiscard]] Ergebnis<Entscheidung> entscheiden(
     std::string const& url, std::vector<std::string> const& stichworte, bool bilderImmer,
-    Texterkennung::Erkenner& erkenner);
+    Texterkennung::Erkenner& erkenner, Leseversuch versuch = Leseversuch::erster);
 
 } // namespace quillmate::MacScan

@@ -40,10 +40,13 @@ std::vector<Ordner::Fund> alleFunde(
     return funde;
 }
 
-/// A file whose reading breaks off has no text; the search for the others goes on.
+/// A file that is not readable now does not fit; the search for the others goes on, and the next one reads it again.
 std::optional<std::string> textVon(Umgebung const& umgebung, std::string const& pfad) {
     try {
-        return umgebung.erkenner.text(pfad);
+        auto befund = umgebung.erkenner.text(pfad);
+        if (!befund)
+            protokoll(fmt::format("MacScan: jetzt nicht lesbar: {}", alsUtf8(befund.error().text())));
+        return std::move(befund).value_or(std::nullopt);
     } catch (std::exception const& fehler) {
         protokoll(fmt::format("MacScan: {} nicht gelesen: {}", alsUtf8(pfad), fehler.what()));
         return std::nullopt;

@@ -28,6 +28,7 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <set>
 #include <system_error>
 #include <thread>
 
@@ -100,8 +101,11 @@ private:
     void leserAnmelden();
     void leserAbmelden();
     void senden();
-    void zaehle(Entscheidung entscheidung, std::optional<Uebertragung> uebertragung);
-    [[nodiscard]] Entscheidung beurteile(std::string const& pfad);
+    void zaehle(std::optional<Entscheidung> entscheidung, std::optional<Uebertragung> uebertragung);
+    void lesen(std::size_t index, Leseversuch versuch);
+    void spaeterLesen();
+    [[nodiscard]] Ergebnis<Entscheidung> beurteile(std::string const& pfad, Leseversuch versuch);
+    void nichtLesbar(std::size_t index, Fehler const& fehler, Leseversuch versuch);
     void endeMelden();
 
     [[nodiscard]] bool gestoppt() { return stoppWaechter_.gestoppt(auftrag_.zugang); }
@@ -137,6 +141,9 @@ private:
     std::mutex sperre_; ///< Guards everything below.
     std::condition_variable geaendert_;
     std::deque<std::size_t> zuSenden_; ///< Indices into kandidaten_.
+    std::deque<std::size_t> spaeter_;  ///< The same; not readable the first time.
+    std::set<Fehlerart> gesagteStoerungen_;
+    std::optional<std::string> installationsfehler_; ///< For people.
     int leserBeiDerArbeit_{0};
     bool gestoppt_{false};
     std::int64_t verarbeitet_{0};
@@ -419,16 +426,58 @@ void Lauf::lesen() {
             gestoppt_ = true;
             break;
         }
-        auto const entscheidung = beurteile(kandidaten_[index].pfad);
-        if (entscheidung == Entscheidung::hochladen) {
-            std::lock_guard const schutz{sperre_};
-            zuSenden_.push_back(index);
-            geaendert_.notify_one();
-        } else {
-            zaehle(entscheidung, {});
-        }
+        lesen(index, Leseversuch::erster);
     }
+    spaeterLesen();
     leserAbmelden();
+}
+
+void Lauf::lesen(std::size_t index, Leseversuch versuch) {
+    auto const entscheidung = beurteile(kandidaten_[index].pfad, versuch);
+    if (!entscheidung) {
+        nichtLesbar(index, entscheidung.error(), versuch);
+    } else if (*entscheidung == Entscheidung::hochladen) {
+        std::lock_guard const schutz{sperre_};
+        zuSenden_.push_back(index);
+        geaendert_.notify_one();
+    } else {
+        zaehle(*entscheidung, {});
+    }
+}
+
+/// What was not readable gets one more attempt when nothing else is left to this reader. Whoever puts a file there comes
+/// here afterwards, so none is left over.
+void Lauf::spaeterLesen() {
+    for (;;) {
+        bool const halt = gestoppt();
+        std::size_t index = 0;
+        {
+            std::lock_guard const schutz{sperre_};
+            gestoppt_ = gestoppt_ || (halt && !spaeter_.empty());
+            if (halt || spaeter_.empty())
+                return;
+            index = spaeter_.front();
+            spaeter_.pop_front();
+        }
+        lesen(index, Leseversuch::letzter);
+    }
+}
+
+/// Neither judged nor sent: the second time it counts as unreadable, and the next scan reads it again.
+void Lauf::nichtLesbar(std::size_t index, Fehler const& fehler, Leseversuch versuch) {
+    bool neu = false;
+    {
+        std::lock_guard const schutz{sperre_};
+        neu = gesagteStoerungen_.insert(fehler.art).second;
+        if (Texterkennung::installationGestoert(fehler))
+            installationsfehler_ = fehler.satz;
+        if (versuch == Leseversuch::erster)
+            spaeter_.push_back(index);
+    }
+    if (neu)
+        protokoll(fmt::format("MacScan: jetzt nicht lesbar: {}", alsUtf8(fehler.text())));
+    if (versuch == Leseversuch::letzter)
+        zaehle({}, Uebertragung::nichtLesbar);
 }
 
 void Lauf::leserAnmelden() {
@@ -442,12 +491,12 @@ void Lauf::leserAbmelden() {
     geaendert_.notify_all();
 }
 
-Entscheidung Lauf::beurteile(std::string const& pfad) {
+Ergebnis<Entscheidung> Lauf::beurteile(std::string const& pfad, Leseversuch versuch) {
     try {
-        return entscheiden(pfad, stichworte_, auftrag_.fotos, umgebung_.erkenner);
-    } catch (std::exception const& fehler) { // out of memory; the next file may be smaller
-        protokoll(fmt::format("MacScan: {} nicht beurteilt: {}", alsUtf8(pfad), fehler.what()));
-        return entscheidenNachText(pfad, std::nullopt, stichworte_);
+        return entscheiden(pfad, stichworte_, auftrag_.fotos, umgebung_.erkenner, versuch);
+    } catch (std::exception const& ausnahme) { // out of memory; the next file may be smaller
+        protokoll(fmt::format("MacScan: {} nicht beurteilt: {}", alsUtf8(pfad), ausnahme.what()));
+        return fehler(Fehlerart::keineMittel, pfad, "zu wenig Speicher, um die Datei zu beurteilen");
     }
 }
 
@@ -478,11 +527,12 @@ void Lauf::senden() {
     }
 }
 
-void Lauf::zaehle(Entscheidung entscheidung, std::optional<Uebertragung> uebertragung) {
+void Lauf::zaehle(std::optional<Entscheidung> entscheidung, std::optional<Uebertragung> uebertragung) {
     constexpr std::chrono::seconds meldeabstand{1};
     std::unique_lock schutz{sperre_};
     ++verarbeitet_;
-    ++entscheidungen_[entscheidung];
+    if (entscheidung)
+        ++entscheidungen_[*entscheidung];
     if (uebertragung)
         ++uebertragungen_[*uebertragung];
     auto const verarbeitet = verarbeitet_;
@@ -559,6 +609,8 @@ Json Lauf::zusammenfassung() const {
     if (bekanntesFehlt_)
         bericht["hinweis"] = "Der Dienst hat nicht gesagt, was er schon kennt. Es kann alles erneut gesendet "
                              "worden sein.";
+    if (installationsfehler_)
+        bericht["fehler"] = *installationsfehler_;
     return bericht;
 }
 

@@ -24,6 +24,8 @@ struct Lesung {
     std::optional<std::string> text{}; ///< UTF-8, at most hoechstensZeichen characters.
     /// Of ohneLeser and ohneMotor: a German sentence for people. Never said by a process that parsed something.
     std::string grund{};
+    /// Of gestoert: the process that read it ended. Where that happens again and again, it is the file after all.
+    bool leserGestorben{false};
 };
 
 /// Port: the engines that parse PDFs and images and recognise text in them. They see an open descriptor and

@@ -10,7 +10,8 @@ using namespace quillmate;
 namespace {
 
 struct FesterLeser final : Texterkennung::Leser {
-    Texterkennung::Lesung lesen(int, Texterkennung::Dateiart) override { return {.text = text}; }
+    Texterkennung::Lesung lesen(int, Texterkennung::Dateiart) override { return {.art = art, .text = text}; }
+    Texterkennung::Lesung::Art art{Texterkennung::Lesung::Art::gelesen};
     std::optional<std::string> text;
 };
 
@@ -21,12 +22,27 @@ std::string textZeile(std::string const& name, std::optional<std::string> text) 
     Texterkennung::Zwischenspeicher const speicher{ordner.pfad("texte")};
     Texterkennung::Erkenner erkenner{leser, speicher};
     auto const pfad = ordner.datei(name, "x");
-    auto zeile = app::diagnose::textZeile(pfad, erkenner);
+    auto bericht = app::diagnose::textbericht(pfad, erkenner);
+    EXPECT_FALSE(bericht.fehler);
+    auto zeile = std::move(bericht.zeile);
     zeile.replace(zeile.find(ordner.pfad()), ordner.pfad().size(), "ORDNER");
     return zeile;
 }
 
 } // namespace
+
+TEST(DiagnoseText, AFileThatIsNotReadableNowHasItsLineAndTheReason) {
+    werkzeug::OrdnerAufZeit const ordner;
+    FesterLeser leser;
+    leser.art = Texterkennung::Lesung::Art::ohneLeser;
+    Texterkennung::Zwischenspeicher const speicher{ordner.pfad("texte")};
+    Texterkennung::Erkenner erkenner{leser, speicher};
+    auto const bericht = app::diagnose::textbericht(ordner.datei("a.pdf", "x"), erkenner);
+    EXPECT_EQ(nlohmann::json::parse(bericht.zeile)["zeichen"], 0);
+    ASSERT_TRUE(bericht.fehler);
+    EXPECT_TRUE(Texterkennung::installationGestoert(*bericht.fehler));
+    EXPECT_TRUE(app::diagnose::textbericht(ordner.pfad("fehlt.pdf"), erkenner).fehler);
+}
 
 TEST(DiagnoseArgumente, FirstOccurrenceCountsAndTheLastArgumentHasNoValue) {
     std::vector<char const*> const a{"quillmate", "--text", "t", "--scan", "s", "--scan", "z"};

@@ -8,6 +8,8 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -21,9 +23,10 @@ struct Ausgang {
 };
 
 /// Runs the program with nothing in its environment but what `umgebung` sets.
-Ausgang programm(std::string const& argumente, std::string const& umgebung = {}) {
-    auto const befehl =
-        "env -i " + umgebung + " '" QUILLMATE_PROGRAMM "' " + argumente + " 2>/dev/null </dev/null";
+Ausgang programm(
+    std::string const& argumente, std::string const& umgebung = {},
+    std::string const& datei = QUILLMATE_PROGRAMM) {
+    auto const befehl = "env -i " + umgebung + " '" + datei + "' 2>/dev/null </dev/null " + argumente;
     Ausgang ausgang;
     auto* const rohr = ::popen(befehl.c_str(), "r");
     std::array<char, 4096> puffer{};
@@ -102,6 +105,32 @@ TEST(Programm, TextOfARealDocumentIsReadJudgedAndCached) {
         std::distance(
             std::filesystem::directory_iterator{ordner.pfad("cache/de.tandemwerk.quillmate/texte")}, {}),
         1);
+}
+
+TEST(Programm, TextWithoutAReaderSaysSoAndEndsWithAStatus) {
+    // The program looks for its reader beside itself; here there is none, then one that cannot be started.
+    OrdnerAufZeit const ordner;
+    auto const kopie = ordner.pfad("quillmate");
+    std::filesystem::copy_file(QUILLMATE_PROGRAMM, kopie);
+    auto const pfad = ordner.datei("beleg.pdf", "%PDF-1.4");
+    auto const aufruf = [&] {
+        return programm(
+            "--text " + pfad + " 2>'" + ordner.pfad("log") + "'", "XDG_CACHE_HOME=" + ordner.pfad("cache"),
+            kopie);
+    };
+    for (auto const* inhalt : {"", "kein Programm"}) {
+        if (*inhalt != '\0')
+            ordner.datei("quillmate-leser", inhalt);
+        auto const [status, ausgabe] = aufruf();
+        EXPECT_EQ(status, 1);
+        EXPECT_TRUE(ausgabe.starts_with("{\"datei\":")) << ausgabe;
+        std::ifstream log{ordner.pfad("log")};
+        std::string const text{std::istreambuf_iterator<char>{log}, {}};
+        EXPECT_NE(text.find("Belege können nicht gelesen werden"), std::string::npos) << text;
+        EXPECT_NE(text.find(ordner.pfad("quillmate-leser")), std::string::npos)
+            << text; // Where, for the log.
+        EXPECT_FALSE(std::filesystem::exists(ordner.pfad("cache/de.tandemwerk.quillmate/texte")));
+    }
 }
 
 TEST(Programm, OutputThatCannotBeWrittenIsAnError) {

@@ -20,7 +20,7 @@
 
 namespace quillmate::werkzeug {
 
-/// "Recognises" a file by taking its bytes for its text; an empty file has no text.
+/// "Recognises" a file by taking its bytes for its text; an empty file has no text. Some texts are faults.
 class WoertlicherLeser final : public Texterkennung::Leser {
 public:
     Texterkennung::Lesung lesen(int deskriptor, Texterkennung::Dateiart) override {
@@ -32,10 +32,18 @@ public:
         text.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
         if (text == "wirft")
             throw std::bad_alloc{};
+        if (immerGestoert || text == "stoert")
+            return {.art = Texterkennung::Lesung::Art::gestoert, .leserGestorben = true};
+        if (text == "einmal gestoert" && ++gestoert == 1)
+            return {.art = Texterkennung::Lesung::Art::gestoert};
+        if (text == "ohne Leser")
+            return {.art = Texterkennung::Lesung::Art::ohneLeser, .grund = "Niemand liest."};
         return {.text = text.empty() ? std::nullopt : std::optional{text}};
     }
     std::function<void()> vorher; ///< Runs first in each reading; set before the search starts.
     std::atomic<int> gelesen{0};
+    std::atomic<int> gestoert{0};
+    std::atomic<bool> immerGestoert{false};
 };
 
 /// A cloud drive that fetches what it is asked for, or not.
@@ -131,6 +139,11 @@ public:
     [[nodiscard]] std::vector<Json> alleMeldungen() const {
         std::lock_guard const schutz{sperre};
         return meldungen;
+    }
+
+    void meldungenVergessen() {
+        std::lock_guard const schutz{sperre};
+        meldungen.clear();
     }
 
     OrdnerAufZeit heim;

@@ -56,8 +56,8 @@ TEST_F(Erkennung, ExtensionInAnyCaseChoosesTheRoad) {
 }
 
 TEST_F(Erkennung, AnotherExtensionHasNoTextAndNoCacheEntry) {
-    EXPECT_FALSE(erkenner.text(ordner.datei("notes.txt", "Rechnung")));
-    EXPECT_FALSE(erkenner.text(ordner.datei("ohne", "Rechnung")));
+    EXPECT_EQ(erkenner.text(ordner.datei("notes.txt", "Rechnung")), std::nullopt);
+    EXPECT_EQ(erkenner.text(ordner.datei("ohne", "Rechnung")), std::nullopt);
     EXPECT_EQ(leser.gelesen, 0);
     EXPECT_FALSE(std::filesystem::exists(speicher.zwischenspeicherOrdner()));
 }
@@ -75,8 +75,8 @@ TEST_F(Erkennung, AFileIsReadOnceForEachVersion) {
 
 TEST_F(Erkennung, TheFindingThatThereIsNoTextIsKeptToo) {
     auto const pfad = ordner.datei("a.pdf", "1");
-    EXPECT_FALSE(erkenner.text(pfad));
-    EXPECT_FALSE(erkenner.text(pfad));
+    EXPECT_EQ(erkenner.text(pfad), std::nullopt);
+    EXPECT_EQ(erkenner.text(pfad), std::nullopt);
     EXPECT_EQ(leser.gelesen, 1);
     EXPECT_EQ(eintraege(), 1U);
 }
@@ -90,13 +90,75 @@ TEST_F(Erkennung, AMissingEngineIsNoFindingAboutTheFile) {
     EXPECT_EQ(erkenner.text(pfad), "jetzt");
 }
 
-TEST_F(Erkennung, WithoutEngineTheTextLayerIsReturnedAndNotKept) {
-    leser.antwort = {Texterkennung::Lesung::Art::ohneMotor, std::string(6001, 'x')};
+TEST_F(Erkennung, WithoutEngineAnUnreliableTextLayerIsNoFindingEither) {
+    leser.antwort = {Texterkennung::Lesung::Art::ohneMotor, std::string(100, 'x')};
     auto const pfad = ordner.datei("a.pdf", "1");
-    EXPECT_EQ(erkenner.text(pfad), std::string(6000, 'x'));
+    auto const befund = erkenner.text(pfad);
+    ASSERT_FALSE(befund);
+    EXPECT_TRUE(Texterkennung::installationGestoert(befund.error()));
     EXPECT_EQ(eintraege(), 0U);
     leser.antwort = {Texterkennung::Lesung::Art::gelesen, "erkannt"};
     EXPECT_EQ(erkenner.text(pfad), "erkannt");
+}
+
+TEST_F(Erkennung, FaultsAreNoFindingsAndSayWhatTheyAre) {
+    auto const pfad = ordner.datei("a.pdf", "1");
+    auto const art = [&](Texterkennung::Lesung::Art wie) {
+        leser.antwort = {.art = wie};
+        auto const befund = erkenner.text(pfad);
+        return befund ? std::optional<Fehlerart>{} : befund.error().art;
+    };
+    EXPECT_EQ(art(Texterkennung::Lesung::Art::ohneMittel), Fehlerart::keineMittel);
+    EXPECT_EQ(art(Texterkennung::Lesung::Art::gestoert), Fehlerart::gestoert);
+    EXPECT_EQ(art(Texterkennung::Lesung::Art::gestoppt), Fehlerart::gestoppt);
+    EXPECT_EQ(art(Texterkennung::Lesung::Art::ohneLeser), Fehlerart::helferGestorben);
+    EXPECT_EQ(eintraege(), 0U);
+    EXPECT_EQ(art(Texterkennung::Lesung::Art::gelesen), std::nullopt);
+    EXPECT_EQ(eintraege(), 1U);
+}
+
+TEST_F(Erkennung, AFileIsLeftAloneAfterFiveLastAttemptsThatKilledTheirReader) {
+    leser.antwort = {.art = Texterkennung::Lesung::Art::gestoert, .leserGestorben = true};
+    auto const pfad = ordner.datei("a.pdf", "1");
+    for (int scan = 0; scan < 5; ++scan) {
+        EXPECT_EQ(erkenner.text(pfad).error().art, Fehlerart::gestoert); // Does not count.
+        EXPECT_EQ(erkenner.letzterVersuch(pfad).error().art, Fehlerart::gestoert);
+    }
+    EXPECT_EQ(erkenner.text(pfad).error().art, Fehlerart::abgelehnt);
+    EXPECT_EQ(leser.gelesen, 10);
+    Texterkennung::Erkenner naechsterStart{leser, speicher};
+    EXPECT_EQ(naechsterStart.text(pfad).error().art, Fehlerart::abgelehnt);
+    ordner.datei("a.pdf", "22");
+    leser.antwort = {.text = "jetzt"};
+    EXPECT_EQ(erkenner.text(pfad), "jetzt");
+}
+
+TEST_F(Erkennung, AFileThatIsReadAtLastBeginsToCountAnew) {
+    auto const pfad = ordner.datei("a.pdf", "1");
+    Texterkennung::Fehlversuche versuche{ordner.pfad("liste")};
+    for (int runde = 0; runde < 2; ++runde) {
+        for (unsigned scan = 1; scan < Texterkennung::Fehlversuche::genug; ++scan)
+            versuche.zaehle(Texterkennung::zwischenspeicherSchluessel(pfad));
+        EXPECT_FALSE(versuche.aufgegeben(Texterkennung::zwischenspeicherSchluessel(pfad)));
+        versuche.vergiss(Texterkennung::zwischenspeicherSchluessel(pfad));
+    }
+}
+
+TEST_F(Erkennung, TheListOfFailedAttemptsIsBounded) {
+    Texterkennung::Fehlversuche versuche{ordner.pfad("liste")};
+    auto const schluessel = [](std::size_t i) {
+        auto text = std::to_string(i);
+        return std::string(64 - text.size(), '0') + text;
+    };
+    for (unsigned scan = 0; scan < Texterkennung::Fehlversuche::genug; ++scan)
+        versuche.zaehle(schluessel(0));
+    EXPECT_TRUE(versuche.aufgegeben(schluessel(0)));
+    for (std::size_t i = 1; i <= Texterkennung::Fehlversuche::hoechstensEintraege; ++i)
+        versuche.zaehle(schluessel(i));
+    EXPECT_FALSE(versuche.aufgegeben(schluessel(0))); // The oldest.
+    EXPECT_LE(
+        std::filesystem::file_size(ordner.pfad("liste")),
+        70U * Texterkennung::Fehlversuche::hoechstensEintraege);
 }
 
 TEST_F(Erkennung, WantOfMemoryIsNoFindingAboutTheFile) {
@@ -127,18 +189,18 @@ TEST_F(Erkennung, ATextOf6001CharactersIsCutTo6000) {
     for (int i = 0; i < 6001; ++i)
         lang += "ä";
     leser.antwort.text = lang;
-    EXPECT_EQ(erkenner.text(ordner.datei("a.pdf", "1"))->size(), 12'000U);
+    EXPECT_EQ(erkenner.text(ordner.datei("a.pdf", "1")).value()->size(), 12'000U);
     leser.antwort.text = std::string(6000, 'x');
-    EXPECT_EQ(erkenner.text(ordner.datei("b.pdf", "1"))->size(), 6000U);
+    EXPECT_EQ(erkenner.text(ordner.datei("b.pdf", "1")).value()->size(), 6000U);
 }
 
 TEST_F(Erkennung, UnreadableFilesHaveNoTextAndAreNotHandedToTheEngines) {
     leser.antwort.text = "x";
-    EXPECT_FALSE(erkenner.text(ordner.pfad("fehlt.pdf")));
-    EXPECT_FALSE(erkenner.text(ordner.ordner("ordner.pdf")));
+    EXPECT_EQ(erkenner.text(ordner.pfad("fehlt.pdf")).error().art, Fehlerart::nichtGefunden);
+    EXPECT_EQ(erkenner.text(ordner.ordner("ordner.pdf")), std::nullopt);
     auto const rohr = ordner.pfad("rohr.pdf");
     ASSERT_EQ(::mkfifo(rohr.c_str(), 0600), 0);
-    EXPECT_FALSE(erkenner.text(rohr));
+    EXPECT_EQ(erkenner.text(rohr), std::nullopt);
     EXPECT_EQ(leser.gelesen, 0);
 }
 

@@ -14,7 +14,9 @@ std::optional<Dateiquelle> Dateiquelle::ausDeskriptor(int deskriptor) {
     // Not by fstat(): the C library makes a call of it that takes paths too, and the readers' lock-up denies that.
     if (syscall(SYS_fstat, deskriptor, &daten) != 0)
         return std::nullopt;
-    return Dateiquelle{deskriptor, daten.st_size};
+    Dateiquelle quelle{deskriptor, daten.st_size};
+    quelle.gestoert_ = std::make_shared<bool>(false);
+    return quelle;
 }
 
 Dateiquelle Dateiquelle::ausSpeicher(std::span<std::uint8_t const> bytes) noexcept {
@@ -36,6 +38,8 @@ std::size_t Dateiquelle::lesen(std::int64_t stelle, std::span<std::uint8_t> ziel
             stelle + static_cast<std::int64_t>(gelesen));
         if (n < 0 && errno == EINTR)
             continue;
+        if (n < 0)
+            *gestoert_ = true;
         if (n <= 0)
             break;
         gelesen += static_cast<std::size_t>(n);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 
@@ -19,6 +20,9 @@ public:
 
     /// Bytes read; fewer than asked for only at the end of the file or on a read error.
     [[nodiscard]] std::size_t lesen(std::int64_t stelle, std::span<std::uint8_t> ziel) const noexcept;
+    /// Whether the system refused to give bytes (EIO, a share that is gone): then nothing may be concluded from those that
+    /// came. Told by every copy of this source alike.
+    [[nodiscard]] bool gestoert() const noexcept { return gestoert_ && *gestoert_; }
     [[nodiscard]] std::int64_t groesse() const noexcept { return groesse_; } ///< At opening, in bytes.
 
 private:
@@ -29,6 +33,7 @@ private:
     int deskriptor_; ///< -1: the bytes lie in speicher_.
     std::int64_t groesse_;
     std::span<std::uint8_t const> speicher_;
+    std::shared_ptr<bool> gestoert_; ///< None for bytes in memory.
 };
 
 } // namespace quillmate::leser::motoren

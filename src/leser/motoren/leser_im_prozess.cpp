@@ -108,9 +108,8 @@ Texterkennung::Lesung LeserImProzess::erkannt(Graubild bild, std::optional<std::
     }
 }
 
-Texterkennung::Lesung LeserImProzess::pdfLesen(int deskriptor) {
-    auto const quelle = Dateiquelle::ausDeskriptor(deskriptor);
-    auto pdf = quelle ? PdfDatei::oeffnen(*quelle) : std::nullopt;
+Texterkennung::Lesung LeserImProzess::pdfLesen(Dateiquelle const& quelle) {
+    auto pdf = PdfDatei::oeffnen(quelle);
     if (!pdf)
         return {};
     auto schicht = pdf->pdfTextschicht();
@@ -128,23 +127,27 @@ Texterkennung::Lesung LeserImProzess::pdfLesen(int deskriptor) {
     return erkannt(*std::move(bild), std::move(schicht));
 }
 
-Texterkennung::Lesung LeserImProzess::bildLesen(int deskriptor) {
-    auto const quelle = Dateiquelle::ausDeskriptor(deskriptor);
-    auto bild = quelle ? bildLaden(*quelle) : std::nullopt;
+Texterkennung::Lesung LeserImProzess::bildLesen(Dateiquelle const& quelle) {
+    auto bild = bildLaden(quelle);
     if (!bild)
         return {};
     return erkannt(*std::move(bild), std::nullopt);
 }
 
 Texterkennung::Lesung LeserImProzess::lesen(int deskriptor, Texterkennung::Dateiart art) {
+    auto const quelle = Dateiquelle::ausDeskriptor(deskriptor);
+    if (!quelle)
+        return {.art = Texterkennung::Lesung::Art::gestoert};
     Texterkennung::Lesung lesung;
     try {
-        lesung = art == Texterkennung::Dateiart::pdf ? pdfLesen(deskriptor) : bildLesen(deskriptor);
+        lesung = art == Texterkennung::Dateiart::pdf ? pdfLesen(*quelle) : bildLesen(*quelle);
     } catch (std::bad_alloc const&) {
         lesung = {Texterkennung::Lesung::Art::ohneMittel, std::nullopt};
     } catch (std::exception const&) {
         lesung = {}; // No library here throws over a file; if one does, it cannot be read.
     }
+    if (quelle->gestoert()) // A part of the file may look like a whole one, or like a damaged one.
+        return {.art = Texterkennung::Lesung::Art::gestoert};
     if (lesung.text)
         lesung.text = ersteZeichen(*lesung.text, Texterkennung::hoechstensZeichen);
     return lesung;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dateiquelle.h"
 #include "ocr.h"
 #include "schrifterkenner.h"
 #include "texterkennung/leser.h"
@@ -40,8 +41,8 @@ private:
     void motorZurueck(std::unique_ptr<Schrifterkenner> motor);
     /// The recognised text; where there is none or it could not be had, `sonst`.
     [[nodiscard]] Texterkennung::Lesung erkannt(Graubild bild, std::optional<std::string> sonst);
-    [[nodiscard]] Texterkennung::Lesung pdfLesen(int deskriptor);
-    [[nodiscard]] Texterkennung::Lesung bildLesen(int deskriptor);
+    [[nodiscard]] Texterkennung::Lesung pdfLesen(Dateiquelle const& quelle);
+    [[nodiscard]] Texterkennung::Lesung bildLesen(Dateiquelle const& quelle);
 
     Motorbau const motorbau_;
     std::mutex sperre_;

@@ -516,7 +516,7 @@ Texterkennung::Lesung LeserProzesse::Innen::beurteilt(
         return stoerung(Texterkennung::Lesung::Art::gestoppt);
     case Ausgang::wandfrist: // It slept, or its file system hangs; the bytes would not have kept it.
         melden("ist in der Zeit nicht fertig geworden, ohne zu rechnen", spaeter);
-        return stoerung(Texterkennung::Lesung::Art::gestoert);
+        return {.art = Texterkennung::Lesung::Art::gestoert, .leserGestorben = true};
     case Ausgang::gestorben: {
         bool const signal = status && WIFSIGNALED(*status);
         int const nummer = !status ? 0 : signal ? WTERMSIG(*status) : WEXITSTATUS(*status);
@@ -525,7 +525,7 @@ Texterkennung::Lesung LeserProzesse::Innen::beurteilt(
         // Nothing in a child sends itself this one, and we had not yet: the kernel, short of memory, or somebody else.
         if ((signal && nummer == SIGKILL) || (status && !signal && nummer == protokoll::endeVonAussen)) {
             melden(signal ? "wurde von außen getötet" : "wurde von außen beendet", spaeter);
-            return stoerung(Texterkennung::Lesung::Art::gestoert);
+            return {.art = Texterkennung::Lesung::Art::gestoert, .leserGestorben = true};
         }
         melden(
             status ? fmt::format("ist daran gestorben ({})", todesursache(*status)) : "hat sich abgemeldet",

@@ -7,6 +7,7 @@
 #include "werkzeug/faeden.h"
 #include "werkzeug/vorlagen.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -135,8 +136,20 @@ TEST_F(LeserRegeln, UnreadableFilesHaveNoText) {
         EXPECT_EQ(lesung.art, Texterkennung::Lesung::Art::gelesen);
         EXPECT_EQ(lesung.text, std::nullopt);
     }
-    EXPECT_EQ(leser.lesen(-1, Texterkennung::Dateiart::pdf).text, std::nullopt);
     EXPECT_EQ(werk.gebaut, 0);
+}
+
+TEST_F(LeserRegeln, AReadErrorIsNoFindingAboutTheFile) {
+    EXPECT_EQ(leser.lesen(-1, Texterkennung::Dateiart::pdf).art, Texterkennung::Lesung::Art::gestoert);
+    // Its size can be told, its bytes cannot be had.
+    auto const ganze = alsDatei(pdfMitText({"Seite 1"}));
+    auto const pfad = "/proc/self/fd/" + std::to_string(ganze.get());
+    Deskriptor const nurSchreiben{::open(pfad.c_str(), O_WRONLY | O_CLOEXEC)};
+    for (auto const art : {Texterkennung::Dateiart::pdf, Texterkennung::Dateiart::bild}) {
+        auto const lesung = leser.lesen(nurSchreiben.get(), art);
+        EXPECT_EQ(lesung.art, Texterkennung::Lesung::Art::gestoert);
+        EXPECT_EQ(lesung.text, std::nullopt);
+    }
 }
 
 TEST_F(LeserRegeln, TextIsCutAtTheLongestLength) {

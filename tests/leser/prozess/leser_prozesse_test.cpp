@@ -520,7 +520,8 @@ TEST_F(MitZwischenspeicher, NothingIsRememberedWithoutAReader) {
     {
         leser::prozess::LeserProzesse leser{mitAttrappe("/nirgendwo")};
         Texterkennung::Erkenner erkenner{leser, speicher};
-        (void)fehlerausgabe([&] { EXPECT_EQ(erkenner.text(pfad), std::nullopt); });
+        (void)fehlerausgabe(
+            [&] { EXPECT_TRUE(Texterkennung::installationGestoert(erkenner.text(pfad).error())); });
         EXPECT_FALSE(eintrag(pfad));
     }
     leser::prozess::LeserProzesse leser{mitAttrappe()};
@@ -534,7 +535,7 @@ TEST_F(MitZwischenspeicher, TheProgramsEndLeavesNoEntryForTheFileBeingRead) {
     auto const pfad = schreibe("schlafen");
     std::atomic<bool> fertig{false};
     std::jthread const faden{[&] {
-        EXPECT_EQ(erkenner.text(pfad), std::nullopt);
+        EXPECT_EQ(erkenner.text(pfad).error().art, Fehlerart::gestoppt);
         fertig = true;
     }};
     ASSERT_TRUE(wartenBis([] { return kinder(::getpid()).size() == 2; }));

@@ -1,0 +1,10 @@
+# Whether the program exports each of the symbols: NM, PROGRAMM, SYMBOLE.
+execute_process(COMMAND "${NM}" -D --defined-only "${PROGRAMM}" OUTPUT_VARIABLE ausgabe COMMAND_ERROR_IS_FATAL ANY)
+if(NOT SYMBOLE)
+  message(FATAL_ERROR "no symbols to look for")
+endif()
+foreach(symbol IN LISTS SYMBOLE)
+  if(NOT ausgabe MATCHES " [TW] ${symbol}\n")
+    message(FATAL_ERROR "${PROGRAMM} does not export ${symbol}: the library's own is in use")
+  endif()
+endforeach()
