@@ -1,5 +1,7 @@
 #include "appcast.h"
 
+#include "grundlage/adresse.h"
+
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
@@ -98,10 +100,8 @@ std::optional<std::uint64_t> zahl(std::optional<std::string> const& text) {
 bool istErlaubteAdresse(std::string const& url, bool auchHttp) {
     if (url.size() > hoechstlaengeAdresse)
         return false;
-    for (char const zeichen : url)
-        if (static_cast<unsigned char>(zeichen) <= 0x20 || static_cast<unsigned char>(zeichen) >= 0x7F)
-            return false;
-    return url.starts_with("https://") || (auchHttp && url.starts_with("http://"));
+    auto const adresse = Adresse::lesen(url);
+    return adresse && (adresse->istSicher() || (auchHttp && adresse->istWeb()));
 }
 
 std::optional<Angebot> angebotLesen(xmlNode* knoten, bool auchHttp) {

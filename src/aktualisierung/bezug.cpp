@@ -78,12 +78,16 @@ Bezug deute(CURLcode code, Empfang const& empfang) {
 
 } // namespace
 
-NetzLader::NetzLader(Schema schema)
-    : schema_(schema) {
+NetzLader::NetzLader(Schema schema, netz::Vermittlersuche* vermittler)
+    : schema_(schema)
+    , vermittler_(vermittler) {
     [[maybe_unused]] static auto const fehler = curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 
 Bezug NetzLader::laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) {
+    auto const adresse = Adresse::lesen(auftrag.url);
+    if (!adresse || !adresse->istWeb())
+        return Bezug::abgelehnt;
     std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> const griff{curl_easy_init(), &curl_easy_cleanup};
     if (!griff)
         return Bezug::nichtAbgelegt;
@@ -92,7 +96,11 @@ Bezug NetzLader::laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch)
         curl_easy_setopt(griff.get(), option, wert);
     };
     char const* const schemata = schema_ == Schema::nurHttps ? "https" : "http,https";
-    setze(CURLOPT_URL, auftrag.url.c_str());
+    setze(CURLOPT_URL, adresse->text().c_str());
+    if (adresse->istSchleife())
+        setze(CURLOPT_PROXY, "");
+    else if (vermittler_)
+        setze(CURLOPT_PROXY, netz::curlVermittler(vermittler_->fuer(*adresse->ursprung())).front().c_str());
     setze(CURLOPT_PROTOCOLS_STR, schemata);
     setze(CURLOPT_REDIR_PROTOCOLS_STR, schemata);
     setze(CURLOPT_FOLLOWLOCATION, 1L);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "netz/vermittler.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -43,11 +45,14 @@ class NetzLader final : public Lader {
 public:
     /// Also plain http, for tests against a server of their own.
     enum class Schema { nurHttps, auchHttp };
-    explicit NetzLader(Schema schema = Schema::nurHttps);
+    /// `vermittler` is borrowed and asked for each address that is not this machine's; without one libcurl follows the
+    /// environment.
+    explicit NetzLader(Schema schema = Schema::nurHttps, netz::Vermittlersuche* vermittler = nullptr);
     [[nodiscard]] Bezug laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) override;
 
 private:
     Schema const schema_;
+    netz::Vermittlersuche* const vermittler_;
 };
 
 } // namespace quillmate::aktualisierung

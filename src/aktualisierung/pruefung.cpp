@@ -2,6 +2,7 @@
 
 #include "ablage.h"
 #include "auspacken.h"
+#include "grundlage/adresse.h"
 #include "grundlage/protokoll.h"
 
 #include <fmt/format.h>
@@ -80,7 +81,8 @@ std::optional<Fehlschlag> archivLaden(
 } // namespace
 
 Suchergebnis suchen(Anlass const& anlass, Lader& lader, std::atomic<bool> const& abbruch) {
-    if (!anlass.feed.starts_with("https://") && !(anlass.auchHttp && anlass.feed.starts_with("http://")))
+    if (auto const feed = Adresse::lesen(anlass.feed);
+        !feed || !(feed->istSicher() || (anlass.auchHttp && feed->istWeb())))
         return gescheitert(Fehlschlag::nichtVertrauenswuerdig, "Die Adresse der Updates ist nicht sicher");
     std::string bytes;
     auto const bezug = lader.laden(

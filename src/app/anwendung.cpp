@@ -92,10 +92,13 @@ std::string architektur() {
 
 } // namespace
 
-Anwendung::Suchwelt::Suchwelt(ports::Voreinstellungen& voreinstellungen, ports::Standardorte& standardorte)
+Anwendung::Suchwelt::Suchwelt(
+    ports::Voreinstellungen& voreinstellungen, ports::Standardorte& standardorte,
+    netz::Vermittlersuche& vermittler)
     : merkliste{voreinstellungen, lesezeichen}
     , speicher{adapter::linux::zwischenspeicherOrdner()}
     , erkenner{leser, speicher}
+    , dienst{&vermittler}
     , suche{
           {.merkliste = merkliste,
            .standardorte = standardorte,
@@ -130,7 +133,7 @@ Anwendung::Anwendung(umgebung::Vorher vorher, Deskriptor eigeneProbe)
            .neustart = neustart_,
            .hauptschleife = schleife_},
           umzugsordner(standardorte_))
-    , suchwelt_(voreinstellungen_, standardorte_)
+    , suchwelt_(voreinstellungen_, standardorte_, vermittler_)
     , einbau_(adapter::linux::markenordner(kennung_), std::move(vorher), std::move(eigeneProbe))
     , aktualisierungsanzeige_(oberflaeche_.gtk())
     , aktualisierer_(
@@ -166,7 +169,7 @@ Anwendung::Anwendung(umgebung::Vorher vorher, Deskriptor eigeneProbe)
     , adressdialog_(oberflaeche_.gtk())
     , portaladresse_(voreinstellungen_, adressdialog_)
     , portalablage_(temporaererOrdner_)
-    , belegversand_(portalablage_) {}
+    , belegversand_(portalablage_, &vermittler_) {}
 
 Anwendung::~Anwendung() {
     // A running search ends at once instead of after the file that it reads or sends.

@@ -8,6 +8,7 @@
 #include "adapter/gtk/hauptschleife_gtk.h"
 #include "adapter/gtk/portalleiste_gtk.h"
 #include "adapter/gtk/standardprogramm_gio.h"
+#include "adapter/gtk/vermittlersuche_gio.h"
 #include "adapter/gtk/warteblatt_gtk.h"
 #include "adapter/gtk/web_sitzung.h"
 #include "adapter/linux/arbeitsfaden_linux.h"
@@ -62,7 +63,9 @@ public:
 private:
     /// What searches work with; no window, no network, no engine before the first search.
     struct Suchwelt {
-        explicit Suchwelt(ports::Voreinstellungen& voreinstellungen, ports::Standardorte& standardorte);
+        explicit Suchwelt(
+            ports::Voreinstellungen& voreinstellungen, ports::Standardorte& standardorte,
+            netz::Vermittlersuche& vermittler);
 
         adapter::linux::LesezeichenInode lesezeichen;
         Ordner::Merkliste merkliste;
@@ -96,10 +99,11 @@ private:
     adapter::linux::MenueeintragLinux menueeintrag_;
     adapter::linux::NeustartLinux neustart_;
     Umzug::Umzieher umzieher_;
+    adapter::gtk::VermittlersucheGio vermittler_;
     Suchwelt suchwelt_;
     adapter::linux::EinbauLinux einbau_;
     adapter::gtk::AktualisierungsanzeigeGtk aktualisierungsanzeige_;
-    aktualisierung::NetzLader lader_;
+    aktualisierung::NetzLader lader_{aktualisierung::NetzLader::Schema::nurHttps, &vermittler_};
     aktualisierung::Aktualisierung aktualisierer_;
     adapter::linux::Schemahandler schemahandler_; ///< Brings our addresses back from the browser.
     adapter::gtk::WarteblattwerkGtk warteblaetter_;
