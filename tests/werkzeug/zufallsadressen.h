@@ -69,7 +69,7 @@ public:
             "xn--4ca",
             "\u00AD",
             "\u200D",
-            "‮",
+            "\u202E",
             "\xFF"};
         static constexpr std::array<std::string_view, 10> anschluesse{
             "", "", "", ":", ":80", ":443", ":0443", ":65536", ":8a", ":8080"};
