@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <filesystem>
 #include <new>
 
@@ -25,8 +26,12 @@ Deskriptor& Deskriptor::operator=(Deskriptor&& anderer) noexcept {
 }
 
 Deskriptor::~Deskriptor() {
-    if (fd_ >= 0)
-        ::close(fd_);
+    if (fd_ < 0)
+        return;
+    // Whoever fails returns through here, and the reason must get through.
+    auto const grund = errno;
+    ::close(fd_);
+    errno = grund;
 }
 
 Deskriptor oeffnen(std::string const& pfad, int flaggen) {
@@ -124,6 +129,8 @@ bool schreibeAlles(int deskriptor, std::string_view inhalt) {
         auto const n = ::write(deskriptor, inhalt.data(), inhalt.size());
         if (n < 0 && errno == EINTR)
             continue;
+        if (n == 0)
+            errno = EIO; // says nothing by itself
         if (n <= 0)
             return false;
         inhalt.remove_prefix(static_cast<std::size_t>(n));
@@ -153,10 +160,19 @@ bool schreibeAtomar(std::string const& pfad, std::string_view inhalt, Dauerhaft 
     // Without this a power cut can leave a renamed file without its bytes.
     if (gut && dauerhaft == Dauerhaft::ja)
         gut = ::fdatasync(datei.get()) == 0;
-    gut = ::close(datei.abgeben()) == 0 && gut;
-    gut = gut && ::rename(neben.c_str(), pfad.c_str()) == 0;
+    auto grund = gut ? 0 : errno;
+    // A network share may say only now that it is full.
+    if (::close(datei.abgeben()) != 0 && gut) {
+        gut = false;
+        grund = errno;
+    }
+    if (gut && ::rename(neben.c_str(), pfad.c_str()) != 0) {
+        gut = false;
+        grund = errno;
+    }
     if (!gut) {
         ::unlink(neben.c_str());
+        errno = grund;
         return false;
     }
     if (dauerhaft == Dauerhaft::ja) {
@@ -181,7 +197,35 @@ bool ordnerAnlegen(std::string const& pfad) {
             break;
     }
     struct stat lage {};
-    return ::stat(pfad.c_str(), &lage) == 0 && S_ISDIR(lage.st_mode);
+    if (::stat(pfad.c_str(), &lage) != 0)
+        return false;
+    if (!S_ISDIR(lage.st_mode))
+        errno = ENOTDIR;
+    return S_ISDIR(lage.st_mode);
+}
+
+bool umbenennenOhneErsetzen(std::string const& von, std::string const& nach) {
+    if (::renameat2(AT_FDCWD, von.c_str(), AT_FDCWD, nach.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+        return false;
+    // A file system that cannot: a place holder of our own takes the name, and only that is replaced.
+    struct stat lage {};
+    if (::lstat(von.c_str(), &lage) != 0)
+        return false;
+    bool const ordner = S_ISDIR(lage.st_mode);
+    if (ordner) {
+        if (::mkdir(nach.c_str(), 0700) != 0)
+            return false;
+    } else if (!Deskriptor{::open(nach.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)}) {
+        return false;
+    }
+    if (::rename(von.c_str(), nach.c_str()) == 0)
+        return true;
+    auto const grund = errno;
+    (void)(ordner ? ::rmdir(nach.c_str()) : ::unlink(nach.c_str()));
+    errno = grund;
+    return false;
 }
 
 std::string standardisiert(std::string_view pfad) {

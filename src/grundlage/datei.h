@@ -55,12 +55,16 @@ enum class Dauerhaft { ja, nein };
 
 /// Replaces `pfad` by a file with this content: readers see the old file or the new one, never a part. The
 /// file is written beside it under a temporary name, with mode 0600, and renamed. With Dauerhaft::ja content
-/// and name are on the disk on return. False when anything fails; then nothing has changed.
+/// and name are on the disk on return. False and errno when anything fails; then nothing has changed.
 [[nodiscard]] bool schreibeAtomar(std::string const& pfad, std::string_view inhalt, Dauerhaft dauerhaft);
 
 /// Creates the folder with all that is missing above it; new folders get mode 0700.
-/// True when the folder exists on return.
+/// True when the folder exists on return; else errno says why not.
 bool ordnerAnlegen(std::string const& pfad);
+
+/// rename(2) for a file or folder that fails with EEXIST where `nach` exists, also on file systems that cannot do that in
+/// one step; there a crash in between may leave an empty file or folder at `nach`. False and errno on failure.
+[[nodiscard]] bool umbenennenOhneErsetzen(std::string const& von, std::string const& nach);
 
 /// The absolute path without ".", "..", doubled and trailing slashes; links are not resolved.
 [[nodiscard]] std::string standardisiert(std::string_view pfad);

@@ -160,6 +160,8 @@ private:
     static bool verweis(int von, int nach, std::string const& name) {
         std::array<char, PATH_MAX> ziel{};
         auto const laenge = ::readlinkat(von, name.c_str(), ziel.data(), ziel.size() - 1);
+        if (laenge == 0)
+            errno = EINVAL; // a link to nowhere that no system makes
         return laenge > 0 && ::symlinkat(ziel.data(), nach, name.c_str()) == 0;
     }
 };
@@ -167,8 +169,12 @@ private:
 /// Files and folders of a tree, each as an open descriptor, folders after what is in them. Stops when `tue` is false.
 template<typename Tue>
 bool jeden(int ordner, Tue const& tue, int tiefe) {
+    if (tiefe > hoechsttiefe) {
+        errno = ELOOP;
+        return false;
+    }
     auto const eintraege = namen(ordner);
-    if (!eintraege || tiefe > hoechsttiefe)
+    if (!eintraege)
         return false;
     for (auto const& name : *eintraege) {
         Deskriptor const eintrag{
@@ -191,8 +197,12 @@ bool jeden(int ordner, Tue const& tue, int tiefe) {
 bool geleert(int eltern, std::string const& name, int tiefe) {
     if (::unlinkat(eltern, name.c_str(), 0) == 0 || errno == ENOENT)
         return true;
-    if ((errno != EISDIR && errno != EPERM) || tiefe > hoechsttiefe)
+    if (errno != EISDIR && errno != EPERM)
         return false;
+    if (tiefe > hoechsttiefe) {
+        errno = ELOOP;
+        return false;
+    }
     Deskriptor const ordner{::openat(eltern, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
     // A folder without the right to write lets nothing go.
     if (!ordner || ::fchmod(ordner.get(), S_IRWXU) != 0)
@@ -224,6 +234,11 @@ std::string hindernissatz(std::string const& was, std::string const& pfad, int g
         case EEXIST:
         case ENOTEMPTY:
             return "Dort liegt schon etwas.";
+        case ELOOP:
+            return "Die Ordner darin sind zu tief verschachtelt.";
+        case EINVAL:
+        case EOPNOTSUPP:
+            return "Der Datenträger kann das nicht.";
         default:
             return std::generic_category().message(grund) + '.';
         }

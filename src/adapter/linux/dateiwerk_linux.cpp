@@ -99,7 +99,7 @@ ports::Hindernis DateiwerkLinux::kopieren(std::string const& von, std::string co
         baumLoeschen(neu);
         return hindernis;
     }
-    if (::renameat2(AT_FDCWD, neu.c_str(), AT_FDCWD, nach.c_str(), RENAME_NOREPLACE) != 0) {
+    if (!umbenennenOhneErsetzen(neu, nach)) {
         auto const grund = errno;
         baumLoeschen(neu);
         return hindernissatz(was, von, grund);

@@ -73,9 +73,16 @@ bool tausche(std::string const& einer, std::string const& anderer) {
 /// The process's environment is the user's own: whoever starts a helper sees to that.
 std::optional<pid_t> starteBuendel(std::string const& buendel) {
     auto const gelesen = buendelAn(buendel);
-    if (!gelesen || !gelesen->programm)
+    if (!gelesen || !gelesen->programm) {
+        protokoll("Aktualisierung: Im Bündel ist kein Programm: " + buendel);
         return std::nullopt;
-    return prozessStarten({*gelesen->programm});
+    }
+    auto const kind = prozessStarten({*gelesen->programm});
+    if (!kind) {
+        protokoll("Aktualisierung: " + kind.error().text());
+        return std::nullopt;
+    }
+    return *kind;
 }
 
 /// False when the parent still lives after `frist`.
@@ -254,9 +261,13 @@ ports::Hindernis EinbauLinux::bereiten(std::string const& buendel) {
 bool EinbauLinux::einbauenNachEnde(std::string const& buendel) {
     std::error_code fehler;
     auto const ich = std::filesystem::canonical("/proc/self/exe", fehler);
-    return !fehler &&
-           prozessStarten(
-               {ich.string(), einbauschalter, std::to_string(::getpid()), buendel}, urspruenglich_);
+    if (fehler)
+        return false;
+    auto const helfer =
+        prozessStarten({ich.string(), einbauschalter, std::to_string(::getpid()), buendel}, urspruenglich_);
+    if (!helfer)
+        protokoll("Aktualisierung: " + helfer.error().text());
+    return helfer.has_value();
 }
 
 void EinbauLinux::verwerfen(std::string const& buendel) {

@@ -1,6 +1,7 @@
 #include "neustart_linux.h"
 
 #include "grundlage/datei.h"
+#include "grundlage/protokoll.h"
 #include "prozessstart.h"
 
 #include <unistd.h>
@@ -36,7 +37,8 @@ NeustartLinux::NeustartLinux(Umgebungswerte urspruenglich)
     : urspruenglich_(std::move(urspruenglich)) {}
 
 void NeustartLinux::vorbereiten(ports::Buendel const& ziel, std::string const& auswerfen) {
-    (void)prozessStarten(neustartbefehl(::getpid(), ziel, auswerfen), urspruenglich_);
+    if (auto const kind = prozessStarten(neustartbefehl(::getpid(), ziel, auswerfen), urspruenglich_); !kind)
+        protokoll("Umzug: " + kind.error().text());
 }
 
 } // namespace quillmate::adapter::linux

@@ -38,7 +38,7 @@ std::vector<std::string> umgebungMit(Umgebungswerte const& urspruenglich) {
 
 } // namespace
 
-std::optional<pid_t> prozessStarten(std::vector<std::string> befehl, Umgebungswerte const& urspruenglich) {
+Ergebnis<pid_t> prozessStarten(std::vector<std::string> befehl, Umgebungswerte const& urspruenglich) {
     auto const argumente = alsListe(befehl);
     auto umgebung = umgebungMit(urspruenglich);
     auto const variablen = alsListe(umgebung);
@@ -58,12 +58,14 @@ std::optional<pid_t> prozessStarten(std::vector<std::string> befehl, Umgebungswe
     ::posix_spawnattr_setsigdefault(&werte, &vorgabe); // we ignore SIGPIPE, a new program must not
     ::posix_spawnattr_setflags(&werte, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t kind = 0;
-    bool const gelungen =
-        ::posix_spawn(&kind, befehl.front().c_str(), &dateien, &werte, argumente.data(), variablen.data()) ==
-        0;
+    // It returns the reason; errno says nothing.
+    auto const grund =
+        ::posix_spawn(&kind, befehl.front().c_str(), &dateien, &werte, argumente.data(), variablen.data());
     ::posix_spawn_file_actions_destroy(&dateien);
     ::posix_spawnattr_destroy(&werte);
-    return gelungen ? std::optional{kind} : std::nullopt;
+    if (grund != 0)
+        return errnoFehler(befehl.front(), "Das Programm ist nicht zu starten", grund);
+    return kind;
 }
 
 void prozessErsetzen(std::vector<std::string> befehl, Umgebungswerte const& urspruenglich) {

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "grundlage/ergebnis.h"
 #include "umgebungswerte.h"
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,10 +12,10 @@ namespace quillmate::adapter::linux {
 
 /// Starts a process that may outlive this one: a session of its own, in "/" so that it keeps no volume busy, ordinary
 /// signals, and of our descriptors only standard output and error (a lock must end with us). The caller is its parent
-/// and need not wait for it. Nothing when it cannot be started.
+/// and need not wait for it. Fails where it cannot be started.
 /// `urspruenglich`: what of our environment it gets otherwise.
 /// Threads: any.
-[[nodiscard]] std::optional<pid_t> prozessStarten(
+[[nodiscard]] Ergebnis<pid_t> prozessStarten(
     std::vector<std::string> befehl, Umgebungswerte const& urspruenglich = {});
 
 /// Lets another program go on in the place of this process, which keeps its number. Returns only when that has failed.

@@ -1,6 +1,7 @@
 #include "voreinstellungen_plist.h"
 
 #include "grundlage/datei.h"
+#include "grundlage/ergebnis.h"
 #include "grundlage/protokoll.h"
 #include "plist.h"
 #include "verzeichnisse.h"
@@ -11,7 +12,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <utility>
 
 namespace quillmate::adapter::linux {
@@ -25,10 +25,19 @@ std::string ordnerVon(std::string const& datei) {
     return datei.substr(0, datei.rfind('/'));
 }
 
+/// A later version that keeps its values in another way says so under this key, with a number above ours.
+constexpr char const* formschluessel = "quillmate.voreinstellungen.form";
+constexpr std::int32_t form = 1;
+
+bool istNeuer(Plist const& plist) {
+    plist_t const knoten = plist ? plist_dict_get_item(plist.get(), formschluessel) : nullptr;
+    return knoten && plistZahl(plist.get(), formschluessel).value_or(form + 1) > form;
+}
+
 /// The file's tree; an empty dictionary where there is none.
 Plist gelesen(std::string const& datei) {
     if (auto const inhalt = leseDatei(datei, hoechstgroesse))
-        if (auto plist = plistLesen(*inhalt))
+        if (auto plist = plistLesen(*inhalt); plist && !istNeuer(plist))
             return plist;
     return Plist{plist_new_dict()};
 }
@@ -38,16 +47,16 @@ bool istKeineDatei(int grund) {
     return grund == ENOENT || grund == ENOTDIR || grund == EFBIG;
 }
 
-/// Moves the file to the first free name of its kind; false when that fails.
-bool beiseitelegen(std::string const& datei) {
+/// Moves the file to the first free name of its kind, which it returns; nothing when that fails.
+std::optional<std::string> beiseitelegen(std::string const& datei, std::string const& endung) {
     for (int nummer = 1; nummer < 1000; ++nummer) {
-        auto const ziel = datei + ".beschaedigt" + (nummer > 1 ? "-" + std::to_string(nummer) : "");
-        if (::renameat2(AT_FDCWD, datei.c_str(), AT_FDCWD, ziel.c_str(), RENAME_NOREPLACE) == 0)
-            return true;
+        auto ziel = datei + endung + (nummer > 1 ? "-" + std::to_string(nummer) : "");
+        if (umbenennenOhneErsetzen(datei, ziel))
+            return ziel;
         if (errno != EEXIST)
-            return false;
+            return std::nullopt;
     }
-    return false;
+    return std::nullopt;
 }
 
 } // namespace
@@ -162,7 +171,7 @@ void VoreinstellungenPlist::entferne(std::string const& schluessel) {
 void VoreinstellungenPlist::aendere(std::function<void(void*)> const& aenderung) {
     std::lock_guard const schutz{sperre_};
     auto const nichtGeschrieben = [&] {
-        protokoll("Voreinstellungen konnten nicht geschrieben werden: " + datei_);
+        protokoll(errnoFehler(datei_, "Voreinstellungen konnten nicht geschrieben werden").error().text());
     };
     if (!ordnerAnlegen(ordnerVon(datei_)))
         return nichtGeschrieben();
@@ -179,10 +188,15 @@ void VoreinstellungenPlist::aendere(std::function<void(void*)> const& aenderung)
         return;
     }
     auto plist = inhalt ? plistLesen(*inhalt) : nullptr;
-    if ((inhalt && !plist && !inhalt->empty()) || grund == EFBIG) {
-        protokoll("Voreinstellungen sind beschädigt und werden beiseitegelegt: " + datei_);
-        if (!beiseitelegen(datei_))
+    bool const neuer = istNeuer(plist);
+    if ((inhalt && !plist && !inhalt->empty()) || grund == EFBIG || neuer) {
+        auto const wohin = beiseitelegen(datei_, neuer ? ".neuer" : ".beschaedigt");
+        if (!wohin)
             return nichtGeschrieben();
+        protokoll(
+            std::string{"Voreinstellungen sind "} + (neuer ? "von einer neueren Fassung" : "beschädigt") +
+            " und liegen jetzt beiseite: " + *wohin);
+        plist = nullptr;
     }
     if (!plist)
         plist.reset(plist_new_dict());

@@ -10,8 +10,8 @@ namespace quillmate::adapter::linux {
 
 /// The user defaults as one property list, written whole and atomically (temporary file, fsync, rename).
 /// Every call reads the file anew, so several processes of one user can share it; writers take turns by a
-/// lock file beside it. A file that is no property list is set aside as "….beschaedigt" (or with a
-/// number behind it) by the next write, never deleted.
+/// lock file beside it. A file that is no property list is set aside as "….beschaedigt" (or with a number behind it)
+/// by the next write, one of a newer version as "….neuer"; neither is deleted, and the log says where it is.
 /// Threads: any.
 class VoreinstellungenPlist final : public ports::Voreinstellungen {
 public:

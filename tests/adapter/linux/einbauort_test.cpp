@@ -1,5 +1,11 @@
+#include "adapter/linux/baum.h"
+#include "adapter/linux/dateiwerk_linux.h"
 #include "adapter/linux/einbau_linux.h"
+#include "adapter/linux/einbaumarke.h"
 #include "adapter/linux/ordnerrechte.h"
+#include "adapter/linux/prozessstart.h"
+#include "grundlage/datei.h"
+#include "werkzeug/ohne_renameat2.h"
 #include "werkzeug/probebuendel.h"
 
 #include <gtest/gtest.h>
@@ -131,4 +137,70 @@ TEST_F(Einbauort, ALinkAFifoOrAnothersFolderIsNoFolderOfOurs) {
                 [&] { return adapter::linux::eigenenOrdnerSichern(meiner, ZuOffen::schliessen) ? 1 : 0; }),
             0);
     }
+}
+
+// ------------------------------------------------------------------- file systems that can less than others
+
+TEST_F(Einbauort, WhereFoldersCannotBeExchangedIsSaidWhileTheOldVersionStillRuns) {
+    auto const neues = einbau.baustelle(app);
+    werkzeug::probebuendel(neues, "60");
+    auto const kind = ::fork();
+    if (kind == 0) {
+        bool const ohne = werkzeug::ohneRenameat2();
+        auto const satz = einbau.bereiten(app);
+        ::_exit(
+            ohne && satz == "Nicht auszutauschen ist „Quillmate.app“: Der Datenträger kann das nicht." ? 0
+                                                                                                       : 1);
+    }
+    int ausgang = -1;
+    ::waitpid(kind, &ausgang, 0);
+    EXPECT_EQ(WEXITSTATUS(ausgang), 0);
+    EXPECT_FALSE((adapter::linux::Markenplatz{ordner.pfad("marken"), app}.vorhanden()));
+}
+
+TEST_F(Einbauort, AMoveWorksWhereNothingCanBeRenamedWithoutReplacing) {
+    auto const ziel = ordner.pfad("Ziel.app");
+    auto const vorher = werkzeug::abbild(app);
+    auto const kind = ::fork();
+    if (kind == 0)
+        ::_exit(werkzeug::ohneRenameat2() && !adapter::linux::DateiwerkLinux{}.kopieren(app, ziel) ? 0 : 1);
+    int ausgang = -1;
+    ::waitpid(kind, &ausgang, 0);
+    EXPECT_EQ(WEXITSTATUS(ausgang), 0);
+    EXPECT_EQ(werkzeug::abbild(ziel), vorher);
+}
+
+TEST_F(Einbauort, ThereTooNothingIsReplacedEither) {
+    auto const ziel = ordner.datei("besetzt", "bleibt");
+    auto const quelle = ordner.datei("quelle", "neu");
+    auto const kind = ::fork();
+    if (kind == 0)
+        ::_exit(
+            werkzeug::ohneRenameat2() && !umbenennenOhneErsetzen(quelle, ziel) && errno == EEXIST &&
+                    umbenennenOhneErsetzen(quelle, ordner.pfad("frei"))
+                ? 0
+                : 1);
+    int ausgang = -1;
+    ::waitpid(kind, &ausgang, 0);
+    EXPECT_EQ(WEXITSTATUS(ausgang), 0);
+    EXPECT_EQ(werkzeug::inhaltVon(ziel), "bleibt");
+    EXPECT_EQ(werkzeug::inhaltVon(ordner.pfad("frei")), "neu");
+    EXPECT_FALSE(fs::exists(quelle));
+}
+
+TEST_F(Einbauort, ATreeThatIsTooDeepIsNotSaidToBeASuccess) {
+    std::string tief = app + "/Contents/Resources";
+    for (int i = 0; i < 70; ++i)
+        tief += "/t";
+    fs::create_directories(tief);
+    auto const satz = adapter::linux::baumSichern(app);
+    ASSERT_TRUE(satz);
+    EXPECT_EQ(*satz, "Nicht zu sichern ist „Quillmate.app“: Die Ordner darin sind zu tief verschachtelt.");
+}
+
+TEST_F(Einbauort, AProgramThatCannotBeStartedSaysWhy) {
+    auto const kind = adapter::linux::prozessStarten({ordner.pfad("fehlt")});
+    ASSERT_FALSE(kind);
+    EXPECT_EQ(kind.error().art, Fehlerart::nichtGefunden);
+    EXPECT_EQ(kind.error().ursache.nummer, ENOENT);
 }

@@ -1,4 +1,5 @@
 #include "adapter/linux/voreinstellungen_plist.h"
+#include "werkzeug/fehlerausgabe.h"
 #include "werkzeug/ordner_auf_zeit.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <array>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 using namespace quillmate;
@@ -209,4 +211,17 @@ TEST_F(VoreinstellungenPlist, AListWithAnythingButTextIsNoListOfTexts) {
     voreinstellungen.setzeTextliste("texte", {"x"});
     EXPECT_FALSE(voreinstellungen.datenliste("texte"));
     EXPECT_FALSE(voreinstellungen.text("texte"));
+}
+
+TEST_F(VoreinstellungenPlist, AFileOfANewerVersionIsSetAsideAndTheLogSaysWhere) {
+    voreinstellungen.setzeDaten("a", "alt");
+    auto inhalt = werkzeug::inhaltVon(datei);
+    inhalt.insert(
+        inhalt.find("<dict>") + 6, "<key>quillmate.voreinstellungen.form</key><integer>2</integer>");
+    std::ofstream{datei} << inhalt;
+    EXPECT_FALSE(voreinstellungen.daten("a")) << "read although it may mean something else";
+    auto const zeile = werkzeug::fehlerausgabe([&] { voreinstellungen.setzeDaten("b", "neu"); });
+    EXPECT_EQ(werkzeug::inhaltVon(datei + ".neuer"), inhalt);
+    EXPECT_NE(zeile.find(datei + ".neuer"), std::string::npos) << zeile;
+    EXPECT_EQ(voreinstellungen.daten("b"), "neu");
 }
