@@ -13,7 +13,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* daten, std::size_t groesse) {
         VERSPROCHEN(Adresse::lesen(adresse->text()) == adresse && Adresse::vomMotor(text) == adresse);
         VERSPROCHEN(!adresse->istWeb() || (adresse->wirt() && !adresse->wirt()->empty()));
         if (auto const ursprung = adresse->ursprung())
-            VERSPROCHEN(Ursprung::lesen(ursprung->text()) == ursprung);
+            VERSPROCHEN(Ursprung::lesen(ursprung->text()).value() == *ursprung);
         VERSPROCHEN(adresse->posten().size() <= adresse->abfrage().value_or("").size() + 1);
     }
     if (auto const adresse = Adresse::vomMotor(text))

@@ -53,16 +53,16 @@ int starten(std::span<char const* const> argumente) {
     auto const buendel = adapter::linux::eigenesBuendel();
     auto const kennung = buendel ? buendel->kennung : std::nullopt;
     adapter::linux::Einbauhilfen const einbauhilfen{
-        .marken = adapter::linux::markenordner(kennung.value_or(hauptbau)),
+        .marken = adapter::linux::markenordner(kennung.value_or(app::hauptbau)),
         .zurueckgenommen =
             [&kennung](std::string const& buildnummer) {
                 adapter::linux::VoreinstellungenPlist{
-                    adapter::linux::VoreinstellungenPlist::dateiFuer(kennung.value_or(hauptbau))}
+                    adapter::linux::VoreinstellungenPlist::dateiFuer(kennung.value_or(app::hauptbau))}
                     .setzeText(aktualisierung::schluesselGescheitert, buildnummer);
             },
         .einzelinstanz =
             [&kennung] {
-                return AppEinzelinstanz::nurSperren(
+                return app::AppEinzelinstanz::nurSperren(
                     kennung, adapter::linux::laufzeitordner().value_or(adapter::linux::keinOrdner));
             }};
     // As the helper that puts an update in, this process is no program with a window.
@@ -101,7 +101,7 @@ int starten(std::span<char const* const> argumente) {
     if (!laufzeit)
         protokoll(laufzeit.error().text());
     auto const einzelinstanz =
-        AppEinzelinstanz::belegen(kennung, laufzeit.value_or(adapter::linux::keinOrdner), programme);
+        app::AppEinzelinstanz::belegen(kennung, laufzeit.value_or(adapter::linux::keinOrdner), programme);
     if (!einzelinstanz)
         return 0; // Another start is no error.
     // Not before: a start that only wakes the running program says nothing about whether this version comes up.

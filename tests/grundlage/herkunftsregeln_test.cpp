@@ -18,7 +18,7 @@ bool dienst(std::string_view server, std::string_view start) {
 }
 
 bool spricht(std::string_view seite, std::string_view start) {
-    return bruecke::darfSprechen(adresse(seite).ursprung().value(), adresse(start));
+    return darfSprechen(adresse(seite).ursprung().value(), adresse(start));
 }
 
 constexpr char const* eigenerStart = "https://quillmate.example/uebersicht";

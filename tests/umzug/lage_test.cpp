@@ -22,30 +22,29 @@ Umzug::Lage lageAn(Ort ort, bool versetzt = false, bool ausgeliefert = false) {
 } // namespace
 
 TEST(Ort, OnAMountedVolumeIsADiskImage) {
-    EXPECT_EQ(fenster::ortVon("/Volumes/Quillmate/Quillmate.app"), Ort::dmg);
-    EXPECT_EQ(fenster::ortVon("/Volumes/X/AppTranslocation/Quillmate.app"), Ort::dmg)
-        << "the first rule wins";
-    EXPECT_EQ(fenster::ortVon("/volumes/Quillmate/Quillmate.app"), Ort::anderswo) << "case counts";
-    EXPECT_EQ(fenster::ortVon("/Volumes"), Ort::anderswo);
-    EXPECT_EQ(fenster::ortVon("/mnt/Volumes/Quillmate.app"), Ort::anderswo) << "a prefix, not a part";
+    EXPECT_EQ(ortVon("/Volumes/Quillmate/Quillmate.app"), Ort::dmg);
+    EXPECT_EQ(ortVon("/Volumes/X/AppTranslocation/Quillmate.app"), Ort::dmg) << "the first rule wins";
+    EXPECT_EQ(ortVon("/volumes/Quillmate/Quillmate.app"), Ort::anderswo) << "case counts";
+    EXPECT_EQ(ortVon("/Volumes"), Ort::anderswo);
+    EXPECT_EQ(ortVon("/mnt/Volumes/Quillmate.app"), Ort::anderswo) << "a prefix, not a part";
 }
 
 TEST(Ort, InATemporaryCopyCountsAsDownloads) {
-    EXPECT_EQ(fenster::ortVon("/private/var/folders/zz/AppTranslocation/1/d/Quillmate.app"), Ort::downloads);
-    EXPECT_EQ(fenster::ortVon("/Applications/AppTranslocation/Quillmate.app"), Ort::downloads)
+    EXPECT_EQ(ortVon("/private/var/folders/zz/AppTranslocation/1/d/Quillmate.app"), Ort::downloads);
+    EXPECT_EQ(ortVon("/Applications/AppTranslocation/Quillmate.app"), Ort::downloads)
         << "before Applications";
-    EXPECT_EQ(fenster::ortVon("/tmp/AppTranslocationen/Quillmate.app"), Ort::anderswo);
+    EXPECT_EQ(ortVon("/tmp/AppTranslocationen/Quillmate.app"), Ort::anderswo);
 }
 
 TEST(Ort, BelowTheDownloadsFolderIsDownloads) {
-    EXPECT_EQ(fenster::ortVon("/home/anna/Downloads/Quillmate.app"), Ort::downloads);
-    EXPECT_EQ(fenster::ortVon("/home/anna/Downloads/neu/Quillmate.app"), Ort::downloads);
+    EXPECT_EQ(ortVon("/home/anna/Downloads/Quillmate.app"), Ort::downloads);
+    EXPECT_EQ(ortVon("/home/anna/Downloads/neu/Quillmate.app"), Ort::downloads);
 }
 
 TEST(Ort, BesideTheDownloadsFolderFallsThroughToTheLaterRules) {
-    EXPECT_EQ(fenster::ortVon("/home/anna/Downloads"), Ort::anderswo);
-    EXPECT_EQ(fenster::ortVon("/home/anna/Downloads2/Quillmate.app"), Ort::anderswo);
-    EXPECT_EQ(fenster::ortVon("/home/anna/Applications/Downloads/Quillmate.app"), Ort::programme);
+    EXPECT_EQ(ortVon("/home/anna/Downloads"), Ort::anderswo);
+    EXPECT_EQ(ortVon("/home/anna/Downloads2/Quillmate.app"), Ort::anderswo);
+    EXPECT_EQ(ortVon("/home/anna/Applications/Downloads/Quillmate.app"), Ort::programme);
 }
 
 TEST(Ort, WithoutAKnownDownloadsFolderNothingIsInIt) {
@@ -55,17 +54,17 @@ TEST(Ort, WithoutAKnownDownloadsFolderNothingIsInIt) {
 }
 
 TEST(Ort, InEitherApplicationsFolderIsProgramme) {
-    EXPECT_EQ(fenster::ortVon("/Applications/Quillmate.app"), Ort::programme);
-    EXPECT_EQ(fenster::ortVon("/home/anna/Applications/Quillmate.app"), Ort::programme);
-    EXPECT_EQ(fenster::ortVon("/home/anna/Applications/Buero/Quillmate.app"), Ort::programme);
+    EXPECT_EQ(ortVon("/Applications/Quillmate.app"), Ort::programme);
+    EXPECT_EQ(ortVon("/home/anna/Applications/Quillmate.app"), Ort::programme);
+    EXPECT_EQ(ortVon("/home/anna/Applications/Buero/Quillmate.app"), Ort::programme);
 }
 
 TEST(Ort, TheBareApplicationsFolderIsNotProgramme) {
-    EXPECT_EQ(fenster::ortVon("/Applications"), Ort::anderswo);
-    EXPECT_EQ(fenster::ortVon("/home/anna/Applications"), Ort::anderswo);
-    EXPECT_EQ(fenster::ortVon("/Applications2/Quillmate.app"), Ort::anderswo);
-    EXPECT_EQ(fenster::ortVon("/home/bernd/Applications/Quillmate.app"), Ort::anderswo);
-    EXPECT_EQ(fenster::ortVon("/home/annabel/Applications/Quillmate.app"), Ort::anderswo);
+    EXPECT_EQ(ortVon("/Applications"), Ort::anderswo);
+    EXPECT_EQ(ortVon("/home/anna/Applications"), Ort::anderswo);
+    EXPECT_EQ(ortVon("/Applications2/Quillmate.app"), Ort::anderswo);
+    EXPECT_EQ(ortVon("/home/bernd/Applications/Quillmate.app"), Ort::anderswo);
+    EXPECT_EQ(ortVon("/home/annabel/Applications/Quillmate.app"), Ort::anderswo);
 }
 
 TEST(Ort, HasTheRawValuesThatThePageKnows) {
