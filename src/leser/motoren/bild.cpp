@@ -46,6 +46,15 @@ std::optional<Graubild> bildLaden(Dateiquelle const& quelle) {
             return pngLaden(quelle);
         if (anfang.size() == bytes.size() && anfang.substr(4, 4) == "ftyp")
             return heifLaden(quelle);
+        if (anfang.starts_with("GIF87a") || anfang.starts_with("GIF89a"))
+            return gifLaden(quelle);
+        if (anfang.starts_with("RIFF") && anfang.size() == bytes.size() && anfang.substr(8, 4) == "WEBP")
+            return webpLaden(quelle);
+        if (anfang.starts_with(std::string_view{"II*\0", 4}) ||
+            anfang.starts_with(std::string_view{"MM\0*", 4}))
+            return tiffLaden(quelle);
+        if (anfang.starts_with("BM"))
+            return bmpLaden(quelle);
         return std::nullopt;
     };
     auto roh = bild();

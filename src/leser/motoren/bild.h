@@ -15,11 +15,11 @@ namespace quillmate::leser::motoren {
 
 /// Larger files are not decoded. The largest camera pictures have some 100 MB.
 inline constexpr std::int64_t hoechsteBilddatei = 256LL << 20U;
-/// JPEG and PNG are decoded row by row, so this bounds time, not memory: room for a camera of 200 megapixels
+/// JPEG, PNG, GIF and TIFF are decoded row by row or strip by strip, so this bounds time, not memory: room for a camera of 200 megapixels
 /// and a DIN A2 scan at 600 dpi, about two seconds of work.
 inline constexpr std::int64_t hoechstePixel = 250'000'000;
 /// Memory for pictures that a decoder has to hold whole: the coefficients of a progressive JPEG (64
-/// megapixels at 4:2:0) and interlaced PNGs.
+/// megapixels at 4:2:0), interlaced PNGs and GIFs, lossless WebP, BMP, and strips of a TIFF.
 inline constexpr std::int64_t hoechsterBildspeicher = 192LL << 20U;
 /// HEIC pictures are always decoded whole, with 1.5 to 3 bytes per pixel and once more while being turned;
 /// phones write at most 50 million, a few models 108. Judged by the size that the container states: the coded
@@ -33,15 +33,15 @@ inline constexpr std::chrono::seconds fristJeBild{20};
 /// never more than the picture has.
 [[nodiscard]] int zielLaenge(int breite, int hoehe);
 
-/// Picture 0 of a JPEG, PNG or HEIC/HEIF file (the content decides which), grey, over white, upright, its
+/// Picture 0 of a JPEG, PNG, HEIC/HEIF/AVIF, WebP, GIF, TIFF or BMP file (the content decides which, whatever the file is
+/// called), grey, over white, upright, its
 /// long side at zielLaenge(). The part of a cut-off JPEG or PNG that is there counts as the picture. Nothing
 /// for anything else, and for a picture beyond the limits above. Blocks, from milliseconds to seconds.
 /// Errors: std::bad_alloc when the machine has no memory, which says nothing about the file.
 /// Threads: any number at once. libheif's decoder starts one thread of its own.
 [[nodiscard]] std::optional<Graubild> bildLaden(Dateiquelle const& quelle);
 
-/// One decoder each; `quelle` is known to begin like such a file. The results are not yet turned for JPEG and
-/// PNG.
+/// One decoder each; `quelle` is known to begin like such a file. The results are not yet turned, but for HEIF.
 struct RohesBild {
     Graubild bild;
     int exifAusrichtung{1};
@@ -61,6 +61,12 @@ struct Jpegvorgabe {
     Dateiquelle const& quelle, Jpegvorgabe const& vorgabe);
 [[nodiscard]] std::optional<RohesBild> pngLaden(Dateiquelle const& quelle);
 [[nodiscard]] std::optional<RohesBild> heifLaden(Dateiquelle const& quelle);
+/// Of an animation the first picture.
+[[nodiscard]] std::optional<RohesBild> gifLaden(Dateiquelle const& quelle);
+[[nodiscard]] std::optional<RohesBild> webpLaden(Dateiquelle const& quelle);
+/// The first page.
+[[nodiscard]] std::optional<RohesBild> tiffLaden(Dateiquelle const& quelle);
+[[nodiscard]] std::optional<RohesBild> bmpLaden(Dateiquelle const& quelle);
 
 /// The size of a picture after reduction.
 struct Bildmass {

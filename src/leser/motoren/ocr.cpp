@@ -2,9 +2,11 @@
 
 #include "dateiquelle.h"
 #include "grundlage/text.h"
+#include "lage.h"
 #include "leser/eingriffe/einfaedig.h"
 #include "leser/eingriffe/zeilenablage.h"
 #include "texterkennung/heuristik.h"
+#include "textfelder.h"
 #include "zweitblick.h"
 
 #include <leptonica/allheaders.h>
@@ -13,10 +15,11 @@
 #include <tesseract/resultiterator.h>
 
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <cstdlib>
 #include <exception>
 #include <initializer_list>
+#include <iterator>
 #include <mutex>
 #include <utility>
 
@@ -60,13 +63,6 @@ bool ausOffenen(char const* pfad, std::vector<char>* inhalt) {
     inhalt->resize(static_cast<std::size_t>(quelle->groesse()));
     return quelle->lesen(0, {reinterpret_cast<std::uint8_t*>(inhalt->data()), inhalt->size()}) ==
            inhalt->size();
-}
-
-/// Whether no two points differ enough to be print.
-bool einfarbig(Graubild const& bild) {
-    constexpr int rauschen = 16;
-    auto const [dunkelster, hellster] = std::ranges::minmax_element(bild.punkte);
-    return bild.punkte.empty() || *hellster - *dunkelster < rauschen;
 }
 
 /// What the engine last read, line by line. Words that it did not get to before a deadline come as blanks that it is
@@ -218,26 +214,36 @@ void TesseractErkenner::ausrichten(Ausrichtung ausrichtung) {
 
 void TesseractErkenner::auflegen(Graubild bild) {
     vergessen();
-    setzen(bild);
+    bild_ = std::move(bild);
 }
 
 std::optional<int> TesseractErkenner::textfelder() {
     eingriffe::einfaedig();
-    ausrichten(Ausrichtung::aufrecht);
-    std::unique_ptr<tesseract::PageIterator> const stelle{api_->AnalyseLayout()};
-    if (!stelle) {
-        // Also what a blank picture comes back with: only that one has certainly no lines.
+    if (liegt_ != Ausrichtung::aufrecht)
+        ausrichten(Ausrichtung::aufrecht);
+    if (!bild_)
         bild_ = holen();
-        if (einfarbig(*bild_))
-            return 0;
-        return std::nullopt;
-    }
-    int anzahl = 0;
-    do {
-        if (!stelle->Empty(tesseract::RIL_TEXTLINE))
-            ++anzahl;
-    } while (stelle->Next(tesseract::RIL_TEXTLINE));
+    auto const blick = textblick(*bild_);
+    int const anzahl = std::max(brauchbare(blick.quer), brauchbare(blick.hoch));
+    if (anzahl < Texterkennung::MINDEST_TEXTFELDER)
+        return anzahl;
+    api_->SetPageSegMode(tesseract::PSM_SINGLE_LINE);
+    auto const gefunden = lage(*bild_, blick, [&](Graubild const& stueck) { return probeLesen(stueck); });
+    api_->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
+    if (!gefunden.druck)
+        return 0;
+    bild_ = ausgerichtet(*std::move(bild_), gefunden.drehung);
+    if (std::abs(gefunden.neigung) >= geringeNeigung)
+        bild_ = begradigt(*bild_, gefunden.neigung);
     return anzahl;
+}
+
+std::vector<Wort> TesseractErkenner::probeLesen(Graubild const& stueck) {
+    setzen(stueck);
+    std::vector<Wort> woerter;
+    for (auto& zeile : erkannteZeilen(Erkennungsende::max()))
+        std::ranges::move(zeile.woerter, std::back_inserter(woerter));
+    return woerter;
 }
 
 std::vector<Textzeile> TesseractErkenner::erkannteZeilen(Erkennungsende ende) {

@@ -57,6 +57,7 @@ private:
     void ausrichten(Ausrichtung ausrichtung);
     [[nodiscard]] std::vector<Textzeile> erkannteZeilen(Erkennungsende ende);
     [[nodiscard]] std::vector<Textzeile> andersherumProbieren(Streifen streifen, Erkennungsende ende);
+    [[nodiscard]] std::vector<Wort> probeLesen(Graubild const& stueck);
     [[nodiscard]] std::vector<Wort> stueckLesen(Graubild const& bild, Kasten kasten, Erkennungsende ende);
 
     std::unique_ptr<tesseract::TessBaseAPI> api_;

@@ -1,7 +1,12 @@
 #include "vorbereiten.h"
 
+#include "texterkennung/heuristik.h"
+#include "textfelder.h"
+#include "vergroessern.h"
+
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace quillmate::leser::motoren {
@@ -16,6 +21,22 @@ void waagrechtSummieren(std::span<std::uint8_t const> punkte, std::span<std::uin
     summen[0] = static_cast<std::uint16_t>(3 * punkte[0] + punkte[std::min<std::size_t>(1, letzte)]);
     summen[letzte] =
         static_cast<std::uint16_t>(3 * punkte[letzte] + punkte[letzte - std::min<std::size_t>(1, letzte)]);
+}
+
+/// Whether most of the print in a picture is as large as the engine likes it. Larger still it gets no better, and costs
+/// more; 18 receipts of 850 to 1,450 pixels came out the same to the word, with a fifth more time.
+bool istGrossGedruckt(Graubild const& bild) {
+    constexpr double gross = 14;       // Pixels, of small letters mostly.
+    constexpr int mindestlaenge = 800; // In smaller pictures letters run together and look large.
+    if (std::max(bild.breite, bild.hoehe) < mindestlaenge)
+        return false;
+    auto const blick = textblick(bild);
+    int grosse = 0;
+    int kleine = 0;
+    for (auto const& feld : blick.felder())
+        if (feld.guete >= brauchbareGuete)
+            (feld.hoehe >= gross ? grosse : kleine) += feld.zeichen;
+    return brauchbare(blick.felder()) >= Texterkennung::MINDEST_TEXTFELDER && grosse > kleine;
 }
 
 } // namespace
@@ -45,6 +66,8 @@ void glaetten(Graubild& bild) {
 
 void vorbereiten(Graubild& bild) {
     glaetten(bild);
+    if (Texterkennung::lesefaktor(bild.breite, bild.hoehe) > 1 && !istGrossGedruckt(bild))
+        bild = aufLesegroesse(std::move(bild));
 }
 
 } // namespace quillmate::leser::motoren

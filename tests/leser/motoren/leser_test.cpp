@@ -1,6 +1,7 @@
 #include "grundlage/text.h"
 #include "leser/motoren/bild.h"
 #include "leser/motoren/erkennen.h"
+#include "leser/motoren/lage.h"
 #include "leser/motoren/leser_im_prozess.h"
 #include "leser/motoren/pdf.h"
 #include "texterkennung/heuristik.h"
@@ -349,6 +350,27 @@ TEST_F(EchterLeser, EveryExifOrientationReadsTheSame) {
 TEST_F(EchterLeser, TurnedHeicIsRead) {
     istBeleg(
         lies(heic(leser::motoren::ausgerichtet(schriftbild(beleg()), 8), 6), Texterkennung::Dateiart::bild));
+}
+
+TEST_F(EchterLeser, UnmarkedQuarterTurnsAndSkewReadTheSame) {
+    for (int const code : {6, 8}) {
+        SCOPED_TRACE(code);
+        istBeleg(lies(
+            png(leser::motoren::ausgerichtet(schriftbild(beleg()), code)), Texterkennung::Dateiart::bild));
+    }
+    for (double const neigung : {-0.176, 0.176}) { // Ten degrees.
+        SCOPED_TRACE(neigung);
+        istBeleg(lies(
+            png(leser::motoren::begradigt(schriftbild(beleg()), neigung)), Texterkennung::Dateiart::bild));
+    }
+}
+
+TEST_F(EchterLeser, SmallPrintIsRead) {
+    auto const gross = schriftbild(beleg());
+    leser::motoren::Verkleinerer klein{gross.breite, gross.hoehe, 260, 195};
+    for (int y = 0; y < gross.hoehe; ++y)
+        klein.zeile(gross.zeile(y));
+    istBeleg(lies(png(std::move(klein).fertig()), Texterkennung::Dateiart::bild));
 }
 
 TEST_F(EchterLeser, UmlautsAreRead) {
