@@ -112,8 +112,11 @@ Lage lage(Graubild const& bild, Textblick const& blick, Probenleser const& lesen
     auto const& beste = *std::ranges::max_element(versuche, {}, &Versuch::gehalt);
     if (beste.gehalt >= genug)
         return gefunden(beste);
-    // Poor print: a few more lines, the likeliest way.
     auto& erster = versuche.front();
+    // Small, faint or slanting print is not to be read in pieces, and yet a page of it, which is read whole.
+    if (sindEinig(*erster.felder))
+        return gefunden(erster);
+    // Poor print: a few more lines, the likeliest way.
     for (auto i = probenJeLage; i < std::min(erster.felder->size(), hoechstensProben); ++i) {
         erster.lies(bild, i, lesen);
         if (erster.gehalt >= genug)

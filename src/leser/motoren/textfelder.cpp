@@ -309,10 +309,39 @@ void verdoppeln(std::vector<Textfeld>& felder) {
 
 } // namespace
 
-int brauchbare(std::vector<Textfeld> const& felder) {
+namespace {
+
+bool istBrauchbar(Textfeld const& feld) {
     constexpr int mindestens = 5;
-    return static_cast<int>(std::ranges::count_if(
-        felder, [](Textfeld const& f) { return f.guete >= brauchbareGuete && f.zeichen >= mindestens; }));
+    return feld.guete >= brauchbareGuete && feld.zeichen >= mindestens;
+}
+
+} // namespace
+
+int brauchbare(std::vector<Textfeld> const& felder) {
+    return static_cast<int>(std::ranges::count_if(felder, istBrauchbar));
+}
+
+bool sindEinig(std::vector<Textfeld> const& felder) {
+    constexpr std::size_t mindestens = 6;
+    constexpr std::size_t vonJe = 3; // One of so many; the others are logos, headings and dirt.
+    constexpr double neigungsspiel = 0.025;
+    std::vector<double> neigungen;
+    std::vector<double> hoehen;
+    for (auto const& f : felder)
+        if (istBrauchbar(f)) {
+            neigungen.push_back(f.neigung);
+            hoehen.push_back(f.hoehe);
+        }
+    if (neigungen.size() < mindestens)
+        return false;
+    double const neigung = median(neigungen);
+    double const hoehe = median(hoehen);
+    auto const einige = static_cast<std::size_t>(std::ranges::count_if(felder, [&](Textfeld const& f) {
+        return istBrauchbar(f) && std::abs(f.neigung - neigung) <= neigungsspiel &&
+               std::abs(f.hoehe - hoehe) <= hoehe / 4 + 1;
+    }));
+    return einige >= mindestens && vonJe * einige >= neigungen.size();
 }
 
 bool Textblick::liegtQuer() const {

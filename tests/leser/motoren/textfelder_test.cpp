@@ -70,6 +70,53 @@ TEST(Textfelder, TheSlopeOfALineIsFound) {
     EXPECT_NEAR(blick.quer.front().neigung, 0.15, 0.02);
 }
 
+std::vector<leser::motoren::Textfeld> zeilenfelder(int anzahl, double neigungsschritt, double hoehenfaktor) {
+    std::vector<leser::motoren::Textfeld> felder;
+    double hoehe = 16;
+    for (int i = 0; i < anzahl; ++i, hoehe *= hoehenfaktor)
+        felder.push_back(
+            {.kasten = {0, 40 * i, 200, 40 * i + 16},
+             .zeichen = 12,
+             .neigung = i * neigungsschritt,
+             .guete = 0.8,
+             .hoehe = hoehe,
+             .probe = {0, 40 * i, 100, 40 * i + 16},
+             .probezeichen = 8});
+    return felder;
+}
+
+TEST(Textfelder, SixLinesOfOneSlopeAndHeightAgree) {
+    EXPECT_TRUE(leser::motoren::sindEinig(zeilenfelder(6, 0, 1)));
+    EXPECT_FALSE(leser::motoren::sindEinig({}));
+    EXPECT_FALSE(leser::motoren::sindEinig(zeilenfelder(5, 0, 1)));
+    EXPECT_FALSE(
+        leser::motoren::sindEinig(zeilenfelder(8, 0.02, 1))); // Three of them are of about one slope.
+    EXPECT_FALSE(leser::motoren::sindEinig(zeilenfelder(8, 0, 1.4)));
+}
+
+TEST(Textfelder, LinesThatAgreeAreAThirdOfAll) {
+    auto felder = zeilenfelder(18, 0, 1);
+    for (std::size_t i = 0; i < 11; ++i)
+        felder[i].neigung = i % 2 == 0 ? 0.3 + 0.01 * static_cast<double>(i) : -0.3;
+    EXPECT_TRUE(leser::motoren::sindEinig(felder));
+    auto mehr = zeilenfelder(40, 0, 1);
+    for (std::size_t i = 0; i < 33; ++i)
+        mehr[i].hoehe = 100.0 + 40.0 * static_cast<double>(i);
+    EXPECT_FALSE(leser::motoren::sindEinig(mehr));
+}
+
+TEST(Lage, LinesThatAgreeAreReadWholeWhateverTheirPiecesHold) {
+    leser::motoren::Graubild const bild{300, 800, std::vector<std::uint8_t>(300U * 800U, 255)};
+    auto nichts = [](leser::motoren::Graubild const&) {
+        return std::vector<leser::motoren::Wort>{};
+    };
+    leser::motoren::Textblick const seite{.quer = zeilenfelder(8, 0, 1), .hoch = {}};
+    EXPECT_TRUE(leser::motoren::lage(bild, seite, nichts).druck);
+    EXPECT_EQ(leser::motoren::lage(bild, seite, nichts).drehung, 1);
+    leser::motoren::Textblick const laub{.quer = zeilenfelder(8, 0.05, 1.4), .hoch = {}};
+    EXPECT_FALSE(leser::motoren::lage(bild, laub, nichts).druck);
+}
+
 TEST(Lage, NoiseEndsAfterAFewPieces) {
     auto const bild = schriftbild(beleg());
     int proben = 0;
