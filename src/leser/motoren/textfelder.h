@@ -31,7 +31,7 @@ inline constexpr double brauchbareGuete = 0.5;
 
 /// Whether so many of them are of one slope and of one height of letters that they can hardly be anything but a page of
 /// print: of 334 photographs two more are read for it and none is judged a receipt; of receipts too blurred or too slanting
-/// to be read in pieces, nearly all have such lines.
+/// to be read in pieces, most have such lines.
 [[nodiscard]] bool sindEinig(std::vector<Textfeld> const& felder);
 
 struct Textblick {
