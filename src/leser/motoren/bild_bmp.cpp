@@ -30,7 +30,7 @@ std::int64_t zahl(std::span<std::uint8_t const> bytes) {
 
 std::optional<RohesBild> bmpLaden(Dateiquelle const& quelle) {
     constexpr std::int64_t bytesJePunkt = 5; // The library's picture, and the grey one made of it.
-    std::array<std::uint8_t, leser::protokoll::kopfBytes> kopf{};
+    std::array<std::uint8_t, kopfBytes> kopf{};
     // The file is held besides. It is not packed, so a larger one is a larger picture.
     if (quelle.groesse() > hoechsterBildspeicher || quelle.lesen(0, kopf) != kopf.size())
         return std::nullopt;

@@ -73,7 +73,7 @@ struct Versuch {
         auto stueck = ausgerichtet(ausschnitt(bild, feld, feld.*teil), drehung);
         if (auto const n = neigungNach(drehung, feld.neigung); std::abs(n) >= geringeNeigung)
             stueck = begradigt(stueck, n);
-        gehalt += gehalt(lesen(std::move(stueck)));
+        gehalt += motoren::gehalt(lesen(std::move(stueck)));
         zeichen += feld.probezeichen;
     }
     [[nodiscard]] bool istKlar() const { return gehalt >= klar && gehalt >= klarerAnteil * zeichen; }
