@@ -40,6 +40,7 @@ struct Mitschrift final : ports::Webansicht::Empfaenger {
         ports::Webansicht& web, ports::Fensteranfrage const& anfrage,
         VerwandteAnsicht const& verwandte) override {
         fenster.push_back(anfrage);
+        gewaehrt.push_back(web.gesteVerbrauchen(anfrage.geste));
         if (beimFenster)
             beimFenster(web);
         if (!fensterErlaubt)
@@ -97,6 +98,7 @@ struct Mitschrift final : ports::Webansicht::Empfaenger {
     std::vector<ports::Navigation> navigationen;
     std::vector<ports::Antwortkopf> koepfe;
     std::vector<ports::Fensteranfrage> fenster;
+    std::vector<bool> gewaehrt; ///< Whether a person stood behind it, for each of `fenster`.
     bool fensterErlaubt{true};
     std::function<void(ports::Webansicht&)> beimFenster;
     std::unique_ptr<ports::Webansicht> neben;

@@ -46,7 +46,7 @@ TEST_F(FremdeSeiten, AWindowTwoSecondsAfterTheClickIsStillThePersons) {
         "<button id=flaeche onclick=\"geklickt = 1; setTimeout(() => window.open('/x'), 2000)\">x</button>");
     klicke();
     ASSERT_TRUE(fragtNachFenstern(1));
-    EXPECT_TRUE(mitschrift.fenster[0].geste);
+    EXPECT_TRUE(mitschrift.gewaehrt[0]);
 }
 
 TEST_F(FremdeSeiten, AWindowMoreThanFiveSecondsAfterTheClickIsThePages) {
@@ -54,7 +54,7 @@ TEST_F(FremdeSeiten, AWindowMoreThanFiveSecondsAfterTheClickIsThePages) {
         "<button id=flaeche onclick=\"geklickt = 1; setTimeout(() => window.open('/x'), 6000)\">x</button>");
     klicke();
     ASSERT_TRUE(fragtNachFenstern(1));
-    EXPECT_FALSE(mitschrift.fenster[0].geste);
+    EXPECT_FALSE(mitschrift.gewaehrt[0]);
 }
 
 TEST_F(FremdeSeiten, OneClickOpensOneWindow) {
@@ -62,15 +62,15 @@ TEST_F(FremdeSeiten, OneClickOpensOneWindow) {
           "i)\">x</button>");
     klicke();
     ASSERT_TRUE(fragtNachFenstern(5));
-    EXPECT_TRUE(mitschrift.fenster[0].geste);
+    EXPECT_TRUE(mitschrift.gewaehrt[0]);
     for (std::size_t i = 1; i < 5; ++i)
-        EXPECT_FALSE(mitschrift.fenster[i].geste) << i;
+        EXPECT_FALSE(mitschrift.gewaehrt[i]) << i;
 }
 
 TEST_F(FremdeSeiten, AWindowWithoutAnyClickIsThePages) {
     zeige("<script>setTimeout(() => window.open('/x'), 100)</script>");
     ASSERT_TRUE(fragtNachFenstern(1));
-    EXPECT_FALSE(mitschrift.fenster[0].geste);
+    EXPECT_FALSE(mitschrift.gewaehrt[0]);
 }
 
 TEST_F(FremdeSeiten, AFormForANewWindowIsSentFromTheSameViewWithItsBodyAndReferrer) {

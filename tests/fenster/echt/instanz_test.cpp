@@ -97,19 +97,26 @@ TEST_F(Instanzen, TheLockEndsWithTheProcessEvenWhenItIsKilled) {
     EXPECT_TRUE(programm->laeuft());
 }
 
-TEST_F(Instanzen, TheLockIsAnEmptyFileOfTheUserInTheTemporaryFolder) {
+TEST_F(Instanzen, TheLockIsAnEmptyFileOfTheUserInTheRuntimeFolder) {
     oeffne();
     struct stat angaben {};
-    ASSERT_EQ(::stat(ordner.pfad("tmp/quillmate-einzelinstanz.lock").c_str(), &angaben), 0);
+    ASSERT_EQ(::stat(ordner.pfad("run/quillmate-einzelinstanz.lock").c_str(), &angaben), 0);
     EXPECT_EQ(angaben.st_mode & 0777U, 0600U);
     EXPECT_EQ(angaben.st_size, 0);
 }
 
-TEST_F(Instanzen, AnUnwritableTemporaryFolderEndsTheStartWithALine) {
-    auto const kaputt = starte({}, {{"TMPDIR", ordner.pfad("gibt/es/nicht")}});
+TEST_F(Instanzen, APlantedFileInTheLocksPlaceEndsTheStartWithALine) {
+    // Neither folder is the user's alone, and what bears the name of one of ours in them is none.
+    auto const offen = ordner.pfad("offen");
+    std::filesystem::create_directory(offen);
+    std::filesystem::permissions(offen, std::filesystem::perms::all);
+    ordner.datei("offen/quillmate-" + std::to_string(::geteuid()), "");
+    auto const kaputt = starte({}, {{"TMPDIR", offen}, {"XDG_RUNTIME_DIR", offen}});
     EXPECT_EQ(kaputt->warteAufEnde(), 0);
-    EXPECT_EQ(
-        kaputt->zeilen(), std::vector<std::string>{"Einzelinstanz-Sperre konnte nicht angelegt werden"});
+    auto const zeilen = kaputt->zeilen();
+    ASSERT_EQ(zeilen.size(), 2U);
+    EXPECT_TRUE(zeilen[0].contains("/offen/quillmate-")) << zeilen[0];
+    EXPECT_EQ(zeilen[1], "Einzelinstanz-Sperre konnte nicht angelegt werden");
     EXPECT_TRUE(bildschirm.fenster().empty());
 }
 

@@ -84,11 +84,16 @@ TEST_F(Navigationen, TheSignInAddressNeverLoadsWhateverLeadsThere) {
     constexpr char const* pfad = "/auth/google/login";
     dienst.antworte("/weiter", {.status = 302, .weitererKopf = "Location: /auth/google/login\r\n"});
     dienst.inhalt("<p><a id=link href='/auth/google/login?x=1'>anmelden</a>");
+    browserEinrichten();
     oeffne();
     std::size_t versuche = 0;
     auto const abgewiesen = [&] {
         ++versuche;
-        return wartenBis([&] { return programm->anzahlZeilen("Anmeldung ") >= versuche; });
+        bool const begonnen =
+            wartenBis([&] { return programm->anzahlZeilen("Anmeldung startet") >= versuche; }) &&
+            warteAufDialog().has_value();
+        bildschirm.taste("Escape"); // The sheet that waits for the browser.
+        return warteBisDialogWeg() && begonnen;
     };
     klicke("#link");
     EXPECT_TRUE(abgewiesen()) << "clicked";
