@@ -167,6 +167,11 @@ gboolean OffenerDialog::tasteInDerListe(
     GtkEventControllerKey*, guint taste, guint, GdkModifierType, gpointer daten) {
     auto& ich = *static_cast<OffenerDialog*>(daten);
     auto* const zeile = gtk_list_box_get_selected_row(ich.liste_);
+    if (zeile && (taste == GDK_KEY_Return || taste == GDK_KEY_KP_Enter)) {
+        // Not left to the row: the window's default button would have the key, too.
+        gewaehlt(ich.liste_, zeile, &ich);
+        return TRUE;
+    }
     bool const obenHinaus =
         (taste == GDK_KEY_Up || taste == GDK_KEY_KP_Up) && (!zeile || gtk_list_box_row_get_index(zeile) == 0);
     if (taste != GDK_KEY_Escape && !obenHinaus)

@@ -164,6 +164,7 @@ void ProgrammfensterGtk::inhalt(ports::Webansicht& web) {
     if (auto* const ansicht = dynamic_cast<WebansichtGtk*>(&web)) {
         gtk_window_set_child(fenster_.get(), ansicht->widget());
         gtk_widget_grab_focus(ansicht->widget());
+        ansicht_ = ansicht->widget();
         if (istHauptfenster(fenster_.get()))
             verlaufVerfolgen(WEBKIT_WEB_VIEW(ansicht->widget()));
     }
@@ -207,6 +208,9 @@ void ProgrammfensterGtk::groesseSichern() {
 
 void ProgrammfensterGtk::zeigen() {
     gtk_window_present(fenster_.get());
+    // A window that is shown for the first time gives the keyboard to the first widget that takes it, a button of its bar.
+    if (ansicht_ && !std::exchange(gezeigt_, true))
+        gtk_widget_grab_focus(ansicht_);
 }
 
 void ProgrammfensterGtk::schliessen() {

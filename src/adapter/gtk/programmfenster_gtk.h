@@ -51,6 +51,8 @@ private:
     Objekt<GtkWindow> fenster_;
     std::string merkname_;
     std::function<void()> beimSchliessen_;
+    GtkWidget* ansicht_{nullptr}; ///< The page that it shows; belongs to the window.
+    bool gezeigt_{false};
     bool geschlossen_{false};
 };
 

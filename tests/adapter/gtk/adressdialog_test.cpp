@@ -100,7 +100,7 @@ TEST_F(Adresseingabe, WhatIsTypedStaysWhatItIsAtAnySpeed) {
     }
 }
 
-TEST_F(Adresseingabe, DISABLED_DownAndReturnChooseFromTheHistoryAndReturnOpensIt) {
+TEST_F(Adresseingabe, DownAndReturnChooseFromTheHistoryAndReturnOpensIt) {
     auto const ergebnis = frage([](fenster_echt::Bildschirm& bildschirm) {
         bildschirm.tippe("po");
         bildschirm.taste("Down");

@@ -56,7 +56,7 @@ protected:
     fenster_echt::Bildschirm bildschirm{std::getenv("DISPLAY")};
 };
 
-TEST_F(Leistenfenster, DISABLED_AFreshPortalHasTheKeyboardInItsPage) {
+TEST_F(Leistenfenster, AFreshPortalHasTheKeyboardInItsPage) {
     oeffne("<input id=feld autofocus>");
     EXPECT_EQ(gtk_window_get_focus(rahmen->gtkFenster()), web->widget());
     std::optional<fenster_echt::XFenster> wo;
