@@ -30,8 +30,8 @@ std::vector<Zeile> messen(Umgebung const& umgebung) {
     };
     using enum Fensterart;
     auto const zeiten = abwechselnd(
-        umgebung.runden, {ladeseite(unser), ladeseite(mitLadeseite), laden(unser, 0),
-                          laden(mitLadeseite, 1), laden(ohneLadeseite, 2)});
+        umgebung.runden, {ladeseite(unser), ladeseite(mitLadeseite), laden(unser, 0), laden(mitLadeseite, 1),
+                          laden(ohneLadeseite, 2)});
     auto const seitGemalt = [&](std::size_t seite) {
         return median({gemalte[seite].begin() + 1, gemalte[seite].end()}); // The first only warms up.
     };

@@ -25,7 +25,6 @@
 #include "aktualisierung/bezug.h"
 #include "anmeldung/anmeldung.h"
 #include "anmeldung/browseranmeldung.h"
-#include "umgebung.h"
 #include "dienst/dienst.h"
 #include "fenster/fenster.h"
 #include "leser/prozess/leser_prozesse.h"
@@ -38,6 +37,7 @@
 #include "ports/wolke.h"
 #include "texterkennung/texterkennung.h"
 #include "texterkennung/zwischenspeicher.h"
+#include "umgebung.h"
 #include "umzug/umzug.h"
 
 #include <memory>

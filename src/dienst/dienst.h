@@ -2,8 +2,8 @@
 
 #include "antworten.h"
 #include "grundlage/json.h"
-#include "uebertragung.h"
 #include "netz/http.h"
+#include "uebertragung.h"
 #include "zugang.h"
 
 #include <array>
@@ -38,8 +38,7 @@ using Senden = std::function<std::optional<int>(Anfrage const&)>;
 using Warten = std::function<void(double sekunden)>;
 
 /// The upload's retry loop: up to three attempts, then the last status as an outcome.
-[[nodiscard]] Uebertragung uebertragen(
-    Anfrage const& anfrage, Senden const& senden, Warten const& warten);
+[[nodiscard]] Uebertragung uebertragen(Anfrage const& anfrage, Senden const& senden, Warten const& warten);
 
 /// The service's HTTP API. Every operation blocks its thread until there is an answer or a limit has passed,
 /// so call it from workers only. Connections are kept and reused across calls.

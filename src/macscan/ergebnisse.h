@@ -8,8 +8,8 @@
 namespace quillmate::MacScan {
 
 /// What became of sending a file, as the service's client tells it.
-using dienst::Uebertragung;
 using dienst::alleUebertragungen;
+using dienst::Uebertragung;
 
 /// What is to happen with a file, judged by its content.
 enum class Entscheidung {

@@ -424,12 +424,10 @@ TEST(DienstHochladen, AVanishedFileIsUnreadableAndAnEmptyOneIsSent) {
     werkzeug::OrdnerAufZeit const ordner;
     Feste f{{}};
     EXPECT_EQ(
-        f.dienst.hochladen(f.zugang, ordner.pfad("fehlt.pdf"), {}, false),
-        dienst::Uebertragung::nichtLesbar);
+        f.dienst.hochladen(f.zugang, ordner.pfad("fehlt.pdf"), {}, false), dienst::Uebertragung::nichtLesbar);
     EXPECT_TRUE(f.server.anfragen().empty());
     EXPECT_EQ(
-        f.dienst.hochladen(f.zugang, ordner.datei("leer.pdf"), {}, false),
-        dienst::Uebertragung::hochgeladen);
+        f.dienst.hochladen(f.zugang, ordner.datei("leer.pdf"), {}, false), dienst::Uebertragung::hochgeladen);
 }
 
 TEST(DienstHochladen, AFileOfFiveGigabytesIsUnreadableAndCostsNothing) {

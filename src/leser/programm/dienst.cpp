@@ -1,8 +1,8 @@
 #include "dienst.h"
 
 #include "grundlage/datei.h"
-#include "leser/protokoll/nachricht.h"
 #include "leser/protokoll/ende.h"
+#include "leser/protokoll/nachricht.h"
 #include "sandkasten.h"
 
 #include <fcntl.h>
@@ -192,7 +192,9 @@ bool bedienen(Vorlage const& vorlage) {
 bool kindRiegelHaelt(Filterprogramm const& filter) {
     auto const pid = ::fork();
     if (pid == 0)
-        ::_exit(kindEinschliessen(filter, Texterkennung::Dateiart::pdf) ? protokoll::endeGut : protokoll::endeOhneRiegel);
+        ::_exit(
+            kindEinschliessen(filter, Texterkennung::Dateiart::pdf) ? protokoll::endeGut
+                                                                    : protokoll::endeOhneRiegel);
     int status = 0;
     return pid > 0 && ::waitpid(pid, &status, 0) == pid && WIFEXITED(status) &&
            WEXITSTATUS(status) == protokoll::endeGut;

@@ -12,10 +12,10 @@
 // numbers stay ours until they are waited for, so a kill never hits a stranger.
 #include "leser_prozesse.h"
 
-#include "leser/protokoll/ende.h"
 #include "grundlage/datei.h"
 #include "grundlage/protokoll.h"
 #include "kindprozess.h"
+#include "leser/protokoll/ende.h"
 #include "leser/protokoll/nachricht.h"
 #include "leser/protokoll/sanitizer.h"
 

@@ -265,7 +265,8 @@ TEST(Vorlagenfilter, AddsForkingAndLockingUpAndNothingElse) {
     };
     EXPECT_THAT(mehr(99), ElementsAre("getppid", "getrlimit", "setrlimit"));
     EXPECT_THAT(mehr(kanal), ElementsAre("getppid", "getrlimit", "recvmsg", "sendto", "setrlimit", "write"));
-    EXPECT_THAT(mehr(leser::programm::forkflaggen), ElementsAre("clone", "getppid", "getrlimit", "setrlimit"));
+    EXPECT_THAT(
+        mehr(leser::programm::forkflaggen), ElementsAre("clone", "getppid", "getrlimit", "setrlimit"));
     EXPECT_THAT(
         mehr(SECCOMP_SET_MODE_FILTER), ElementsAre("getppid", "getrlimit", "prctl", "seccomp", "setrlimit"));
     EXPECT_THAT(mehr(0), ElementsAre("getppid", "getrlimit", "prlimit64", "setrlimit"));
