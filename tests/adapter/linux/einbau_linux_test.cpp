@@ -84,6 +84,17 @@ protected:
         fs::rename(neues, app);
         fs::rename(ordner.pfad("alte"), neues);
     }
+    /// Another process beside the test's: a thread that forks would leave the child with locks that nobody opens.
+    static pid_t nebenher(std::function<bool()> const& tun) {
+        auto const kind = ::fork();
+        if (kind == 0)
+            ::_exit(tun() ? 0 : 1);
+        return kind;
+    }
+    static bool gelungen(pid_t kind) {
+        int ausgang = -1;
+        return ::waitpid(kind, &ausgang, 0) == kind && WIFEXITED(ausgang) && WEXITSTATUS(ausgang) == 0;
+    }
     /// A start of the program, as far as `danach`, which gets its lock. A version that is taken back goes on as the old
     /// program's script, which ends with 0.
     int start(std::function<int(Deskriptor)> const& danach) {
@@ -194,22 +205,19 @@ TEST_F(EinbauLinux, AStartByTheUserInTheGapConfirmsAsWellAsTheHelpers) {
     bereiteNeues(skript(
         "neue", "echo > \"" + ordner.pfad("nutzer") + "\"; while [ ! -e \"" + ordner.pfad("nutzer laeuft") +
                     "\" ]; do sleep 0.01; done; exit 0"));
-    std::thread nutzer{[&] {
-        EXPECT_TRUE(werkzeug::wartenBis([&] { return fs::exists(ordner.pfad("nutzer")); }));
+    auto const nutzer = nebenher([&] {
+        bool const gefragt = werkzeug::wartenBis([&] { return fs::exists(ordner.pfad("nutzer")); });
         auto const meine = programmsperre();
-        EXPECT_TRUE(meine);
         ordner.datei("nutzer laeuft");
-        EXPECT_EQ(
-            start([this](Deskriptor const& probe) {
-                if (probe)
-                    return 1; // the helper watches
-                adapter::linux::EinbauLinux{marken}.bestaetigen(app);
-                return 0;
-            }),
-            0);
-    }};
+        return gefragt && meine && start([this](Deskriptor const& probe) {
+                                       if (probe)
+                                           return 1; // the helper watches
+                                       adapter::linux::EinbauLinux{marken}.bestaetigen(app);
+                                       return 0;
+                                   }) == 0;
+    });
     EXPECT_EQ(schliesseAb(), Einbauausgang::eingebaut);
-    nutzer.join();
+    EXPECT_TRUE(gelungen(nutzer));
     EXPECT_EQ(fassung(), "60");
     EXPECT_TRUE(werkzeug::wartenBis([&] { return daneben().empty(); }));
 }
@@ -219,16 +227,16 @@ TEST_F(EinbauLinux, NoVersionIsTakenBackThatRuns) {
     bereiteNeues(skript(
         "neue", "echo > \"" + ordner.pfad("nutzer") + "\"; while [ ! -e \"" + ordner.pfad("nutzer laeuft") +
                     "\" ]; do sleep 0.01; done; kill -SEGV $$"));
-    std::thread nutzer{[&] {
-        EXPECT_TRUE(werkzeug::wartenBis([&] { return fs::exists(ordner.pfad("nutzer")); }));
+    auto const nutzer = nebenher([&] {
+        bool const gefragt = werkzeug::wartenBis([&] { return fs::exists(ordner.pfad("nutzer")); });
         auto const meine = programmsperre();
         ordner.datei("nutzer laeuft");
-        EXPECT_FALSE(werkzeug::wartenBis([&] { return fassung() != "60"; }, 1s))
-            << "taken back while it runs";
+        bool const blieb = !werkzeug::wartenBis([&] { return fassung() != "60"; }, 1s);
         adapter::linux::EinbauLinux{marken}.bestaetigen(app);
-    }};
+        return gefragt && meine && blieb;
+    });
     EXPECT_EQ(schliesseAb(), Einbauausgang::eingebaut);
-    nutzer.join();
+    EXPECT_TRUE(gelungen(nutzer)) << "taken back while it runs";
     EXPECT_EQ(fassung(), "60");
     EXPECT_EQ(gemeldet(), "");
 }
