@@ -13,6 +13,7 @@
 #include "suchstand.h"
 #include "texterkennung/texterkennung.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -72,6 +73,8 @@ struct Umgebung {
     ports::Arbeitsfaden& arbeitsfaden;
     ports::Wolke& wolke;
     int leser{leserAnzahl(aktiveKerne())}; ///< Reading threads.
+    /// A place from which nothing comes for that long is left alone: a share whose server is gone.
+    std::chrono::milliseconds ortsfrist{20'000};
 };
 
 /// The local receipt search of this process: one full scan or targeted search at a time, each on threads of

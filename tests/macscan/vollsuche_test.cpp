@@ -415,7 +415,7 @@ TEST_F(Vollsuche, AFileExactlyOnTheEarliestDateIsKept) {
 
 TEST_F(Vollsuche, AtMostTwoUploadsAndAsManyReadingsAsReadersRunAtOnce) {
     for (int i = 0; i < 12; ++i)
-        welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", belegtext);
+        welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", belegtext + std::to_string(i));
     struct Gleichzeitig {
         std::atomic<int> jetzt{0};
         std::atomic<int> hoechstens{0};
@@ -443,7 +443,7 @@ TEST_F(Vollsuche, AtMostTwoUploadsAndAsManyReadingsAsReadersRunAtOnce) {
 
 TEST_F(Vollsuche, ProgressIsReportedEachFullSecond) {
     for (int i = 0; i < 5; ++i)
-        welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", brief);
+        welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", brief + std::to_string(i));
     welt.leserzahl = 1;
     auto const berichte = [&] {
         return static_cast<int>(welt.service.server().anfragenAn("/progress-update").size());
