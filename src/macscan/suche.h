@@ -94,8 +94,7 @@ public:
     /// Starts the search for the receipt of one booking and returns at once.
     void gezieltSuchen(Suchanfrage anfrage, Melder melden);
     /// Number of images in the remembered folder of this identifier; nothing when there is no such folder or
-    /// it may not be read. Blocks; call it from a worker. With `ende` requested it returns soon, with a number that
-    /// says nothing.
+    /// it may not be read. Blocks; call it from a worker. With `ende` requested it returns soon, with nothing.
     [[nodiscard]] std::optional<std::int64_t> bilderZaehlen(
         std::string_view kennung, std::stop_token const& ende = {});
 

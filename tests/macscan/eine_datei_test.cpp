@@ -142,7 +142,7 @@ TEST_F(EineDatei, AFileThatGoesOnChangingIsLeftToTheNextScanWithItsReasonInTheLo
         std::string::npos);
     welt.leser.vorher = nullptr; // nothing of it was cached
     laufe();
-    EXPECT_EQ(welt.service.hochgeladen(), Namen{"a.pdf"});
+    EXPECT_EQ(welt.leser.gelesen, 3);
 }
 
 TEST_F(EineDatei, ThousandsOfWaitingFilesKeepOnlySomeDescriptors) {
