@@ -106,7 +106,7 @@ void Dienst::warten(double sekunden) {
 // ---------------------------------------------------------------------------------------------- the log
 
 void Dienst::melden(std::string_view was, Fehler const& fehler) {
-    if (leitungen_.abgebrochen())
+    if (leitungen_.abgebrochen() || fehler.art == Fehlerart::gestoppt)
         return; // ended by us
     auto const ursache = static_cast<int>(fehler.art) * 100'000 +
                          static_cast<int>(fehler.ursache.herkunft) * 10'000 + fehler.ursache.nummer % 10'000;
@@ -161,7 +161,10 @@ Ergebnis<std::string> Dienst::hole(
         return gescheitert(std::move(url.error()));
     std::string koerper;
     auto const ausgang = leitungen_.senden(
-        {.url = *std::move(url), .leerlaufgrenze = leerlaufgrenze, .hoechstAntwort = hoechstAntwort},
+        {.url = *std::move(url),
+         .leerlaufgrenze = leerlaufgrenze,
+         .hoechstAntwort = hoechstAntwort,
+         .abbrechen = zugang.abbrechen},
         wartegrenzeHolen, &koerper);
     if (auto grund = grundVon(ausgang))
         return gescheitert(*std::move(grund));
@@ -199,8 +202,9 @@ bool Dienst::antwortet(Zugang const& zugang) {
     auto const url = endpunkt(zugang, clientPfad(zugang, "/local-scan/progress"));
     if (!url)
         return false;
-    auto const ausgang =
-        leitungen_.senden({.url = *url, .leerlaufgrenze = leerlaufFortschritt}, leerlaufFortschritt);
+    auto const ausgang = leitungen_.senden(
+        {.url = *url, .leerlaufgrenze = leerlaufFortschritt, .abbrechen = zugang.abbrechen},
+        leerlaufFortschritt);
     return ausgang.status && (!istErfolg(ausgang.status) || ausgang.angenommen());
 }
 
@@ -253,7 +257,8 @@ bool Dienst::postJson(Zugang const& zugang, std::string_view pfad, Json const& k
         was, {.url = *url,
               .koerper = std::move(text),
               .inhaltstyp = "application/json",
-              .leerlaufgrenze = leerlaufJson}));
+              .leerlaufgrenze = leerlaufJson,
+              .abbrechen = zugang.abbrechen}));
 }
 
 Uebertragung Dienst::hochladen(
@@ -280,6 +285,8 @@ Uebertragung Dienst::hochladen(
             summe && bekannteHashes.contains(*summe))
             return Uebertragung::bekannt;
     auto koerper = datei.inhalt(hoechstgroesseHochladen, vorspann, nachspann, abbrechen);
+    if (!koerper && koerper.error().art == Fehlerart::gestoppt)
+        return Uebertragung::uebertragungFehlgeschlagen; // Nothing is wrong with the file.
     if (!koerper) {
         protokoll("MacScan: " + alsUtf8(koerper.error().text()));
         return Uebertragung::nichtLesbar;
@@ -304,7 +311,8 @@ Uebertragung Dienst::hochladen(
         {.url = *url,
          .koerper = *std::move(koerper),
          .inhaltstyp = "multipart/form-data; boundary=" + grenze,
-         .leerlaufgrenze = leerlaufHochladen},
+         .leerlaufgrenze = leerlaufHochladen,
+         .abbrechen = zugang.abbrechen},
         [&](Anfrage const& anfrage) -> std::optional<int> {
             // After a stop no further attempt begins.
             if (abbrechen && abbrechen())
@@ -361,7 +369,8 @@ bool Dienst::hochladenAnBuchung(Zugang const& zugang, std::int64_t transactionId
                                   .koerper = *std::move(koerper),
                                   .inhaltstyp = "multipart/form-data; boundary=" + grenze,
                                   .leerlaufgrenze = leerlaufHochladen,
-                                  .nurEinmal = true}));
+                                  .nurEinmal = true,
+                                  .abbrechen = zugang.abbrechen}));
 }
 
 } // namespace quillmate::dienst

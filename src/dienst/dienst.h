@@ -80,7 +80,8 @@ public:
     [[nodiscard]] Uebertragung hochladen(
         Zugang const& zugang, std::string const& pfad, Textmenge const& bekannteHashes, bool ungelesen);
     /// The same for the file that was judged: what is sent are the bytes of that descriptor, in the state of
-    /// Belegdatei::stand(). nichtLesbar when they changed since.
+    /// Belegdatei::stand(). nichtLesbar when they changed since. `abbrechen` is asked while the file is read and before
+    /// each attempt; true leaves the file unsent.
     [[nodiscard]] Uebertragung hochladen(
         Zugang const& zugang, Belegdatei& datei, Textmenge const& bekannteHashes, bool ungelesen,
         Abbruchfrage const& abbrechen = {});

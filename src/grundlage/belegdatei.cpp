@@ -1,6 +1,7 @@
 #include "belegdatei.h"
 
 #include <openssl/evp.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -85,6 +86,8 @@ int Belegdatei::deskriptor() const noexcept {
 }
 
 Ergebnis<bool> Belegdatei::unveraendert() const {
+    if (abbild_)
+        return true;
     struct stat lage {};
     if (::fstat(deskriptor_.get(), &lage) != 0)
         return errnoFehler(pfad_, "Datei nicht mehr lesbar");
@@ -99,6 +102,33 @@ Ergebnis<void> Belegdatei::standErneuern() {
     stand_ = Dateistand::aus(lage);
     pruefsumme_.reset();
     return {};
+}
+
+Ergebnis<bool> Belegdatei::abbilden(std::uint64_t hoechstens, Abbruchfrage const& abbrechen) {
+    Deskriptor abbild{::memfd_create("beleg", MFD_CLOEXEC)};
+    if (!abbild)
+        return errnoFehler(pfad_, "Kein Speicher für die Datei");
+    int fehlschlag = 0;
+    auto const gelesen =
+        durchlesen(deskriptor_.get(), pfad_, hoechstens, abbrechen, [&](std::string_view bytes) {
+            while (!bytes.empty() && fehlschlag == 0) {
+                auto const n = ::write(abbild.get(), bytes.data(), bytes.size());
+                if (n > 0)
+                    bytes.remove_prefix(static_cast<std::size_t>(n));
+                else if (errno != EINTR)
+                    fehlschlag = errno;
+            }
+        });
+    if (!gelesen)
+        return std::unexpected{gelesen.error()};
+    if (fehlschlag != 0)
+        return fehler(Fehlerart::keineMittel, pfad_, "Kein Speicher für die Datei");
+    auto const gleich = unveraendert();
+    if (gleich == true) {
+        deskriptor_ = std::move(abbild);
+        abbild_ = true;
+    }
+    return gleich;
 }
 
 Ergebnis<std::string> Belegdatei::pruefsumme(std::uint64_t hoechstens, Abbruchfrage const& abbrechen) {

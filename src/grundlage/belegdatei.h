@@ -67,8 +67,17 @@ public:
         std::uint64_t hoechstens, std::string_view vorspann = {}, std::string_view nachspann = {},
         Abbruchfrage const& abbrechen = {}) const;
 
-    /// Gives the descriptor back; state and digest stay.
-    void schliessen() noexcept { deskriptor_ = {}; }
+    /// Copies the bytes into memory and goes on with the copy: for files whose disk may stop to answer. From then on
+    /// deskriptor() and all reading mean the copy, and unveraendert() holds. False when the file is not in the state of
+    /// stand() afterwards; then it is as before. Errors: as inhalt().
+    [[nodiscard]] Ergebnis<bool> abbilden(std::uint64_t hoechstens, Abbruchfrage const& abbrechen = {});
+
+    /// Gives the descriptor back, and the copy; state and digest stay.
+    void schliessen() noexcept {
+        deskriptor_ = {};
+        abbild_ = false;
+    }
+    [[nodiscard]] bool abgebildet() const noexcept { return abbild_; }
     [[nodiscard]] bool offen() const noexcept { return static_cast<bool>(deskriptor_); }
     /// Opens the file again if it was closed. Errors: as oeffnen(), and gestoert when the path leads to another file
     /// now or to another state of this one.
@@ -81,6 +90,7 @@ private:
     Deskriptor deskriptor_;
     Dateistand stand_;
     std::optional<std::string> pruefsumme_;
+    bool abbild_{false}; ///< deskriptor_ is a copy of the bytes of stand_.
 };
 
 } // namespace quillmate

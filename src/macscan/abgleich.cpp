@@ -1,6 +1,7 @@
 #include "abgleich.h"
 
 #include "beurteilung.h"
+#include "dateizugriff.h"
 #include "faeden.h"
 
 #include <atomic>
@@ -19,16 +20,20 @@ Abgleich abgleichen(Lauf const& lauf, Bekanntes const& bekanntes, Kandidaten& ka
     std::atomic<std::size_t> naechster{0};
     std::atomic<bool> abgebrochen{false};
     std::mutex vergleichssperre;
+    Dateizugriff const zugriff{kandidaten.orte, lauf.umgebung.ortsfrist, [&] {
+                                   return abgebrochen || lauf.mussEnden();
+                               }};
     auto const vergleiche = [&](Ordner::Fund const& fund, Abbruchfrage const& enden) {
         if (!koennteBekanntSein(fund.pfad, *bekanntes.gesehen, {}))
             return false;
-        auto datei = kandidaten.orte->oeffnen(fund);
+        auto datei = zugriff.oeffnen(fund);
         if (!datei)
             return false;
         if (istBekannt(*datei, *bekanntes.gesehen, {}, enden))
-            return datei->unveraendert() == true;
+            return zugriff.unveraendertGeblieben(fund, *datei) == true;
         // It changed since. Its digest is known now and needs no second reading.
-        if (auto const summe = datei->pruefsumme(0); summe && datei->unveraendert() == true) {
+        if (auto const summe = datei->pruefsumme(0);
+            summe && zugriff.unveraendertGeblieben(fund, *datei) == true) {
             std::lock_guard const schutz{vergleichssperre};
             kandidaten.verglichen.insert_or_assign(
                 fund.pfad, Vergleich{.stand = datei->stand(), .pruefsumme = *summe});

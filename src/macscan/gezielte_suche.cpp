@@ -1,6 +1,7 @@
 #include "gezielte_suche.h"
 
 #include "am_ort.h"
+#include "dateizugriff.h"
 #include "doppelte.h"
 #include "grundlage/belegdatei.h"
 #include "grundlage/datei.h"
@@ -10,7 +11,6 @@
 #include "ordner/orte.h"
 #include "texterkennung/heuristik.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -31,20 +31,6 @@ std::uint64_t abstand(Ordner::Zeit a, Ordner::Zeit b) {
     auto const groesser = static_cast<std::uint64_t>(std::max(a, b).time_since_epoch().count());
     auto const kleiner = static_cast<std::uint64_t>(std::min(a, b).time_since_epoch().count());
     return groesser - kleiner;
-}
-
-/// The places of the search, held open.
-std::shared_ptr<Ordner::Suchorte const> geoeffnet(
-    std::vector<std::string> const& orte, Umgebung const& umgebung, std::function<bool()> const& gestoppt) {
-    auto suchorte = std::make_shared<Ordner::Suchorte>();
-    for (auto const& ort : orte) {
-        auto ordner = amOrt(ort, umgebung.ortsfrist, gestoppt, {}, [ort](Ortszeichen&) {
-            return std::make_shared<Deskriptor>(quillmate::oeffnen(ort, O_PATH | O_DIRECTORY));
-        });
-        if (ordner && *ordner)
-            suchorte->hinzufuegen(std::move(**ordner));
-    }
-    return suchorte;
 }
 
 std::vector<Ordner::Fund> alleFunde(
@@ -71,9 +57,10 @@ std::vector<Ordner::Fund> alleFunde(
 }
 
 /// A file that is not readable now does not fit; the search for the others goes on, and the next one reads it again.
-std::optional<std::string> textVon(Umgebung const& umgebung, Belegdatei& datei) {
+std::optional<std::string> textVon(
+    Umgebung const& umgebung, Belegdatei& datei, Abbruchfrage const& abbrechen) {
     try {
-        auto befund = umgebung.erkenner.text(datei);
+        auto befund = umgebung.erkenner.text(datei, abbrechen);
         if (!befund)
             protokoll(fmt::format("MacScan: jetzt nicht lesbar: {}", alsUtf8(befund.error().text())));
         return std::move(befund).value_or(std::nullopt);
@@ -84,8 +71,8 @@ std::optional<std::string> textVon(Umgebung const& umgebung, Belegdatei& datei) 
 }
 
 /// The find, open; nothing and a log line when it cannot be.
-std::optional<Belegdatei> geoeffnet(Ordner::Suchorte const& orte, Ordner::Fund const& fund) {
-    auto datei = orte.oeffnen(fund);
+std::optional<Belegdatei> geoeffnet(Dateizugriff const& zugriff, Ordner::Fund const& fund) {
+    auto datei = zugriff.oeffnen(fund);
     if (datei)
         return *std::move(datei);
     protokoll("MacScan: " + alsUtf8(datei.error().text()));
@@ -127,19 +114,24 @@ void gezielteSuche(
         return ende.stop_requested();
     };
     auto const orte = Ordner::alleOrte(umgebung.standardorte, offen.alle());
-    auto const suchorte = geoeffnet(orte, umgebung, gestoppt);
-    auto funde = alleFunde(umgebung, orte, suchorte, gestoppt);
+    auto const offeneOrte = orteOeffnen(orte, umgebung.ortsfrist, gestoppt);
+    Dateizugriff const zugriff{offeneOrte, umgebung.ortsfrist, gestoppt};
+    auto funde = alleFunde(umgebung, orte, offeneOrte.orte, gestoppt);
     if (anfrage.datum)
         std::ranges::stable_sort(
             funde, {}, [&](Ordner::Fund const& fund) { return abstand(fund.juengstes(), *anfrage.datum); });
 
-    std::vector<Belegdatei> treffer; // open, so that what is attached is what fitted
+    struct Treffer {
+        Ordner::Fund const& fund;
+        Belegdatei datei; // open, so that what is attached is what fitted
+    };
+    std::vector<Treffer> treffer;
     std::vector<bool> getroffen(funde.size(), false);
     for (std::size_t i = 0; i < funde.size() && treffer.size() < hoechstensTreffer; ++i) {
         if (begriffe.passt(alsUtf8(letzteKomponente(funde[i].pfad)))) {
             getroffen[i] = true;
-            if (auto datei = geoeffnet(*suchorte, funde[i]))
-                treffer.push_back(*std::move(datei));
+            if (auto datei = geoeffnet(zugriff, funde[i]))
+                treffer.push_back({.fund = funde[i], .datei = *std::move(datei)});
         }
     }
 
@@ -154,19 +146,20 @@ void gezielteSuche(
             abgebrochen = true;
             break;
         }
-        auto datei = geoeffnet(*suchorte, funde[i]);
+        auto datei = geoeffnet(zugriff, funde[i]);
         ++gelesen;
         if (!datei)
             continue;
-        auto const text = textVon(umgebung, *datei);
+        auto const text = textVon(umgebung, *datei, gestoppt);
         if (text && begriffe.passt(*text))
-            treffer.push_back(*std::move(datei));
+            treffer.push_back({.fund = funde[i], .datei = *std::move(datei)});
     }
 
     auto angehaengt = Json::array();
-    for (auto& datei : treffer)
-        if (umgebung.dienst.hochladenAnBuchung(anfrage.zugang, anfrage.transactionId, datei))
-            angehaengt.push_back(alsUtf8(letzteKomponente(datei.pfad())));
+    for (auto& [fund, datei] : treffer)
+        if (zugriff.zumSenden(fund, datei) == true &&
+            umgebung.dienst.hochladenAnBuchung(anfrage.zugang, anfrage.transactionId, datei))
+            angehaengt.push_back(alsUtf8(letzteKomponente(fund.pfad)));
     melden(
         {{"durchsucht", funde.size()},
          {"gelesen", gelesen},

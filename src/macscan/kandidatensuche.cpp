@@ -9,7 +9,6 @@
 #include "ordner/orte.h"
 #include "texterkennung/heuristik.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -51,19 +50,8 @@ void bilanzMelden(std::string const& name, Ordner::Suchbilanz const& bilanz) {
 
 } // namespace
 
-/// Holds the places open, so that links and exchanged folders cannot lead out of them.
 void Kandidatensuche::orteOeffnen(std::vector<std::string> const& orte) {
-    auto suchorte = std::make_shared<Ordner::Suchorte>();
-    for (auto const& ort : orte) {
-        auto ordner = amOrt(
-            ort, lauf_.umgebung.ortsfrist, [this] { return lauf_.gestoppt(); }, {},
-            [ort](Ortszeichen&) {
-                return std::make_shared<Deskriptor>(quillmate::oeffnen(ort, O_PATH | O_DIRECTORY));
-            });
-        if (ordner && *ordner)
-            suchorte->hinzufuegen(std::move(**ordner));
-    }
-    suchorte_ = std::move(suchorte);
+    orte_ = MacScan::orteOeffnen(orte, lauf_.umgebung.ortsfrist, [this] { return lauf_.gestoppt(); });
 }
 
 Weiter Kandidatensuche::wolkeLaden(std::vector<std::string> const& orte) {
@@ -122,7 +110,7 @@ Weiter Kandidatensuche::orteDurchsuchen(std::vector<std::string> const& orte) {
             ergebnis = amOrt(
                 ort, lauf_.umgebung.ortsfrist, [&] { return abgebrochen = abgebrochen || lauf_.gestoppt(); },
                 [&](std::int64_t anzahl) { lauf_.stand.setze(schritt, anzahl); },
-                [ort, orte = suchorte_](Ortszeichen& zeichen) {
+                [ort, orte = orte_.orte](Ortszeichen& zeichen) {
                     Suchergebnis gefunden;
                     gefunden.funde = Ordner::durchsuchen(
                         ort, {.hoechstens = hoechstensJeOrt,
@@ -157,7 +145,7 @@ Weiter Kandidatensuche::bilderSuchen(std::string const& ordner, Bekanntes const&
         gefunden = amOrt(
             ordner, lauf_.umgebung.ortsfrist, [&] { return abgebrochen = abgebrochen || lauf_.gestoppt(); },
             [&](std::int64_t anzahl) { lauf_.stand.setze(schritt, anzahl); },
-            [ordner, hoechstens, orte = suchorte_, gesehen = bekanntes.gesehen,
+            [ordner, hoechstens, orte = orte_.orte, gesehen = bekanntes.gesehen,
              hashes = bekanntes.hashes](Ortszeichen& zeichen) {
                 // Comparing reads whole files, so a stop must be seen within them too, not only between folders.
                 auto const enden = [&] {

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,7 +28,7 @@ public:
 
     /// What was found, in the order of the places; files may occur more than once.
     [[nodiscard]] std::vector<Ordner::Fund> funde() && { return std::move(funde_); }
-    [[nodiscard]] std::shared_ptr<Ordner::Suchorte const> suchorte() const { return suchorte_; }
+    [[nodiscard]] OffeneOrte const& orte() const noexcept { return orte_; }
     /// Files found, by the place's display name.
     [[nodiscard]] std::map<std::string, std::int64_t> const& jeOrt() const noexcept { return jeOrt_; }
     [[nodiscard]] std::int64_t cloudPlatzhalter() const noexcept { return cloudPlatzhalter_; }
@@ -38,7 +37,7 @@ private:
     void nimmAuf(std::string const& ort, std::vector<Ordner::Fund> funde);
 
     Lauf const& lauf_;
-    std::shared_ptr<Ordner::Suchorte const> suchorte_{std::make_shared<Ordner::Suchorte>()};
+    OffeneOrte orte_;
     std::vector<Ordner::Fund> funde_;
     std::map<std::string, std::int64_t> jeOrt_;
     std::int64_t cloudPlatzhalter_{0};

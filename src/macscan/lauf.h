@@ -2,10 +2,12 @@
 
 #include "dienst/antworten.h"
 #include "grundlage/belegdatei.h"
+#include "offene_orte.h"
 #include "ordner/fund.h"
-#include "ordner/suchorte.h"
 #include "suche.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -23,6 +25,18 @@ struct Lauf {
     Melder const& melden;
 
     [[nodiscard]] bool gestoppt() const { return stoppWaechter.gestoppt(auftrag.zugang); }
+    /// Whether what was under way when a stop came has to end now. Asks nobody.
+    [[nodiscard]] bool mussEnden() const { return auftrag.zugang.abbrechen && auftrag.zugang.abbrechen(); }
+    /// For the calls that close the run, from `beginn` on; a stop must not end them at once, but soon.
+    [[nodiscard]] dienst::Zugang schlusszugang(std::chrono::steady_clock::time_point beginn) const {
+        auto zugang = auftrag.zugang;
+        zugang.abbrechen = [&waechter = stoppWaechter, beginn] {
+            auto const seit = waechter.gestopptSeit();
+            return seit &&
+                   std::chrono::steady_clock::now() - std::max(*seit, beginn) > schlussmeldungNachStopp;
+        };
+        return zugang;
+    }
 };
 
 /// What the service has already. Shared with looks through places, which may outlive the run.
@@ -42,7 +56,7 @@ using Vergleiche = std::unordered_map<std::string, Vergleich>; ///< By path.
 /// What the steps before the reading phase have gathered; constant from then on.
 struct Kandidaten {
     std::vector<Ordner::Fund> funde;
-    std::shared_ptr<Ordner::Suchorte const> orte{std::make_shared<Ordner::Suchorte>()};
+    OffeneOrte orte;
     Vergleiche verglichen; ///< Of finds that the service does not have in this state.
 };
 

@@ -28,6 +28,7 @@ Lesephase::Lesephase(
     , kandidaten_(kandidaten)
     , stichworte_(stichworte)
     , bekannteHashes_(bekannteHashes)
+    , zugriff_(kandidaten.orte, lauf.umgebung.ortsfrist, [&lauf] { return lauf.mussEnden(); })
     , wache_(
           lauf.umgebung.uhr,
           {.ohneAntwort =
@@ -62,9 +63,10 @@ Leseergebnis Lesephase::durchfuehren() {
         protokoll("MacScan: kein Faden für den Fortschritt frei");
     }
     lesenUndSenden();
+    ergebnis_.ende = std::chrono::steady_clock::now();
     lauf_.stand.fertig(schritt_, ergebnis_.verarbeitet);
     if (fortschritt_)
-        fortschritt_->zuletzt(ergebnis_.verarbeitet, gesamt);
+        fortschritt_->zuletzt(ergebnis_.verarbeitet, gesamt, lauf_.schlusszugang(ergebnis_.ende));
     return std::move(ergebnis_);
 }
 
@@ -160,11 +162,11 @@ void Lesephase::nichtLesbar(std::size_t index, Ausfall const& ausfall, Leseversu
 
 /// Want of descriptors is no property of the file: those that wait for their upload give theirs up first.
 Ergebnis<Belegdatei> Lesephase::oeffnen(Ordner::Fund const& fund) {
-    auto datei = kandidaten_.orte->oeffnen(fund);
+    auto datei = zugriff_.oeffnen(fund);
     if (datei || datei.error().art != Fehlerart::keineMittel)
         return datei;
     schlange_.deskriptorenAbgeben();
-    return kandidaten_.orte->oeffnen(fund);
+    return zugriff_.oeffnen(fund);
 }
 
 /// Judges what the path leads to now. A file that changes while it is judged is judged once more; one that goes on
@@ -183,7 +185,10 @@ std::expected<Lesephase::Urteil, Lesephase::Ausfall> Lesephase::beurteile(
         auto const entscheidung = beurteileInhalt(*datei, versuch);
         if (!entscheidung)
             return std::unexpected(Ausfall{.fehler = entscheidung.error()});
-        if (datei->unveraendert() == true)
+        auto const gleich = zugriff_.unveraendertGeblieben(fund, *datei);
+        if (!gleich)
+            return std::unexpected(Ausfall{.fehler = gleich.error()});
+        if (*gleich)
             return Urteil{.entscheidung = *entscheidung, .datei = *std::move(datei)};
     }
     return std::unexpected(Ausfall{
@@ -197,7 +202,7 @@ std::expected<Lesephase::Urteil, Lesephase::Ausfall> Lesephase::beurteile(
 Ergebnis<Entscheidung> Lesephase::beurteileInhalt(Belegdatei& datei, Leseversuch versuch) {
     try {
         return entscheiden(datei, stichworte_, lauf_.auftrag.fotos, lauf_.umgebung.erkenner, versuch, [this] {
-            return gestoppt();
+            return gestoppt() && lauf_.mussEnden();
         });
     } catch (std::exception const& ausnahme) { // out of memory; the next file may be smaller
         protokoll(fmt::format("MacScan: {} nicht beurteilt: {}", alsUtf8(datei.pfad()), ausnahme.what()));
@@ -222,17 +227,31 @@ void Lesephase::senden() {
 
 /// What has changed since its judgement is judged once more. False when it is not to be sent now; it has been counted.
 bool Lesephase::erneuert(Sendung& sendung) {
-    auto const wieder = sendung.datei.wiederOeffnen();
-    if (wieder && sendung.datei.unveraendert() == true)
+    auto const& fund = kandidaten_.funde[sendung.index];
+    auto const vorher = sendung.datei.stand();
+    auto const bereit = zugriff_.zumSenden(fund, sendung.datei);
+    if (bereit && *bereit)
         return true;
+    if (!bereit && bereit.error().art == Fehlerart::gestoppt) {
+        angehalten();
+        return false;
+    }
+    auto const nichtGesendet = [this] {
+        zaehle(Entscheidung::hochladen, Uebertragung::nichtLesbar);
+        return false;
+    };
+    if (!bereit) {
+        protokoll("MacScan: " + alsUtf8(bereit.error().text()));
+        return nichtGesendet();
+    }
     auto urteil = beurteile(sendung.index, Leseversuch::erster);
     if (urteil && urteil->entscheidung != Entscheidung::hochladen) {
         zaehle(urteil->entscheidung, {});
         return false;
     }
-    if (urteil && urteil->datei.stand().selbeDatei(sendung.datei.stand())) {
+    if (urteil && urteil->datei.stand().selbeDatei(vorher)) {
         sendung.datei = std::move(urteil->datei);
-        return true;
+        return zugriff_.zumSenden(fund, sendung.datei).value_or(false) || nichtGesendet();
     }
     if (!urteil && urteil.error().fehler.art == Fehlerart::gestoppt && gestoppt()) {
         angehalten();
@@ -241,10 +260,9 @@ bool Lesephase::erneuert(Sendung& sendung) {
     protokoll(
         urteil ? fmt::format(
                      "MacScan: {} ist inzwischen eine andere Datei, bleibt der nächsten Suche",
-                     alsUtf8(sendung.datei.pfad()))
+                     alsUtf8(fund.pfad))
                : "MacScan: " + alsUtf8(urteil.error().fehler.text()));
-    zaehle(Entscheidung::hochladen, Uebertragung::nichtLesbar);
-    return false;
+    return nichtGesendet();
 }
 
 void Lesephase::sende(Sendung sendung, bool dienstDa) {
@@ -257,7 +275,10 @@ void Lesephase::sende(Sendung sendung, bool dienstDa) {
     auto const uebertragung = lauf_.umgebung.dienst.hochladen(
         lauf_.auftrag.zugang, sendung.datei, bekannteHashes_, lauf_.auftrag.nurOrdner.has_value(),
         [this] { return gestoppt(); });
-    zaehle(Entscheidung::hochladen, uebertragung);
+    if (uebertragung == Uebertragung::uebertragungFehlgeschlagen && lauf_.mussEnden())
+        angehalten(); // Ended by the stop, not by the line; the next scan sends it.
+    else
+        zaehle(Entscheidung::hochladen, uebertragung);
 }
 
 // ------------------------------------------------------------------------------------------------ counting

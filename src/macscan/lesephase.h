@@ -1,6 +1,7 @@
 #pragma once
 
 #include "beurteilung.h"
+#include "dateizugriff.h"
 #include "dienstwache.h"
 #include "ergebnisse.h"
 #include "fortschrittsmelder.h"
@@ -8,6 +9,7 @@
 #include "sendeschlange.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -30,7 +32,8 @@ struct Leseergebnis {
     std::map<Uebertragung, std::int64_t> uebertragungen;
     std::int64_t verarbeitet{0};
     bool gestoppt{false};
-    std::optional<std::string> installationsfehler; ///< For people.
+    std::chrono::steady_clock::time_point ende{std::chrono::steady_clock::now()}; ///< Of reading and sending.
+    std::optional<std::string> installationsfehler;                               ///< For people.
 };
 
 /// The step "lesen": judges the candidates and sends what is to be sent.
@@ -86,6 +89,7 @@ private:
     Kandidaten const& kandidaten_;
     std::vector<std::string> const& stichworte_;
     dienst::Textmenge const& bekannteHashes_;
+    Dateizugriff const zugriff_;
     int schritt_{-1};
     std::unique_ptr<Fortschrittsmelder> fortschritt_;
     Dienstwache wache_;

@@ -95,6 +95,10 @@ void Suche::starten(Scanauftrag auftrag, Melder melden) {
     }
     stand.neu(auftrag.nurOrdner ? "bildersuche" : "suche");
     stoppWaechter.neuerLauf();
+    auftrag.zugang.abbrechen = [this] {
+        auto const seit = stoppWaechter.gestopptSeit();
+        return seit && std::chrono::steady_clock::now() - *seit > nachlaufNachStopp;
+    };
     imHintergrund(
         [this, auftrag = std::move(auftrag), melden](std::stop_token const&) {
             vollsuche(umgebung_, stand, stoppWaechter, auftrag, melden);

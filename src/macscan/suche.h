@@ -35,6 +35,12 @@ inline constexpr std::size_t hoechstensJeOrt = 25000;
 /// Uploads at once.
 inline constexpr int uploadPlaetze = 2;
 
+/// What is under way when a stop comes gets that long to end by itself: a file that is being read or sent. Together with
+/// the second between two looks of a call, and the final report, a stop is obeyed within three seconds.
+inline constexpr std::chrono::milliseconds nachlaufNachStopp{800};
+/// After a stop the final report has this long, and what of it has not gone by then does not go.
+inline constexpr std::chrono::milliseconds schlussmeldungNachStopp{900};
+
 /// Number of parallel readers: one less than the processor has cores, but 2 to 8.
 [[nodiscard]] int leserAnzahl(int kerne);
 /// Cores that this process may use.

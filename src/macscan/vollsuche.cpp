@@ -44,7 +44,7 @@ private:
     void beginnMelden();
 
     void stoppMelden(std::int64_t erledigt);
-    void endeMelden(Leseergebnis const& ergebnis);
+    void endeMelden(Leseergebnis const& ergebnis, dienst::Zugang const& zugang);
     [[nodiscard]] Json zugriff() const;
     [[nodiscard]] Json zusammenfassung(Leseergebnis const& ergebnis) const;
 
@@ -85,7 +85,7 @@ void Vollsuche::ausfuehren() {
     if (!kandidaten_.funde.empty())
         beginnMelden();
     auto const ergebnis = Lesephase{lauf_, kandidaten_, stichworte_, *bekanntes_.hashes}.durchfuehren();
-    endeMelden(ergebnis);
+    endeMelden(ergebnis, lauf_.schlusszugang(ergebnis.ende));
 }
 
 void Vollsuche::vorgabenHolen() {
@@ -127,7 +127,7 @@ Weiter Vollsuche::kandidatenFinden() {
         if (suche_.wolkeLaden(orte) == Weiter::nein || suche_.orteDurchsuchen(orte) == Weiter::nein)
             return Weiter::nein;
     }
-    kandidaten_.orte = suche_.suchorte();
+    kandidaten_.orte = suche_.orte();
     kandidaten_.funde = std::move(suche_).funde();
     ohneDoppelte(kandidaten_.funde);
     zeitraumPruefen();
@@ -158,6 +158,7 @@ void Vollsuche::gesehenesVergessen() {
 void Vollsuche::beginnMelden() {
     constexpr int versuche = 3;
     constexpr double pause = 2.0;
+    constexpr double takt = 0.25; // so that a stop is seen within a pause
     auto const gesamt = static_cast<std::int64_t>(kandidaten_.funde.size());
     for (int versuch = 1; versuch <= versuche; ++versuch) {
         if (lauf_.umgebung.dienst.postJson(
@@ -166,7 +167,8 @@ void Vollsuche::beginnMelden() {
         if (lauf_.gestoppt())
             break;
         if (versuch < versuche)
-            lauf_.umgebung.uhr.schlafen(std::chrono::duration<double>{pause});
+            for (double rest = pause; rest > 0 && !lauf_.mussEnden(); rest -= takt)
+                lauf_.umgebung.uhr.schlafen(std::chrono::duration<double>{takt});
     }
     lauf_.melden({{"gestartet", true}, {"gesamt", gesamt}, {"zugriff", zugriff()}});
 }
@@ -175,7 +177,7 @@ void Vollsuche::stoppMelden(std::int64_t erledigt) {
     lauf_.melden({{"gestoppt", true}, {"erledigt", erledigt}, {"gesamt", kandidaten_.funde.size()}});
 }
 
-void Vollsuche::endeMelden(Leseergebnis const& ergebnis) {
+void Vollsuche::endeMelden(Leseergebnis const& ergebnis, dienst::Zugang const& zugang) {
     auto const zaehlen = [](auto const& zaehlung) {
         std::vector<std::string> teile;
         for (auto const& [art, anzahl] : zaehlung)
@@ -194,7 +196,7 @@ void Vollsuche::endeMelden(Leseergebnis const& ergebnis) {
     }
     auto const bericht = zusammenfassung(ergebnis);
     lauf_.melden(bericht);
-    lauf_.umgebung.dienst.postJson(lauf_.auftrag.zugang, "progress-finish", bericht);
+    lauf_.umgebung.dienst.postJson(zugang, "progress-finish", bericht);
 }
 
 Json Vollsuche::zugriff() const {

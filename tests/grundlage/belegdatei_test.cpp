@@ -1,4 +1,5 @@
 #include "grundlage/belegdatei.h"
+#include "grundlage/pruefsumme.h"
 #include "werkzeug/ordner_auf_zeit.h"
 
 #include <fcntl.h>
@@ -123,6 +124,19 @@ TEST_F(Belegdateien, WantOfDescriptorsSaysNothingAboutTheFile) {
     EXPECT_EQ(ohne.error().art, Fehlerart::keineMittel);
     EXPECT_FALSE(ohne.error().sagtEtwasUeberDieSache());
     EXPECT_TRUE(Belegdatei::oeffnen(pfad));
+}
+
+TEST_F(Belegdateien, ACopyInMemoryIsTheStateThatWasOpenedWhateverComesAfter) {
+    auto const pfad = ordner.datei("a.pdf", "vorher");
+    auto datei = Belegdatei::oeffnen(pfad).value();
+    EXPECT_EQ(datei.abbilden(100), true);
+    std::ofstream{pfad} << "nachher";
+    EXPECT_EQ(datei.unveraendert(), true);
+    EXPECT_EQ(datei.inhalt(100), "vorher");
+    EXPECT_EQ(datei.pruefsumme(100), hexadezimal(sha256("vorher")));
+    datei.schliessen();
+    EXPECT_FALSE(datei.wiederOeffnen()) << "it is another state now";
+    EXPECT_EQ(Belegdatei::oeffnen(pfad).value().abbilden(3).error().art, Fehlerart::zuGross);
 }
 
 TEST_F(Belegdateien, OnlyRegularFilesAreOpened) {

@@ -221,7 +221,7 @@ TEST_F(Vollsuche, AFailedStartIsTriedThreeTimesTwoSecondsApart) {
     welt.service.antworte("/progress-start", HttpAntwort{.status = 500});
     auto const meldungen = laufe();
     EXPECT_EQ(welt.service.server().anfragenAn("/progress-start").size(), 3U);
-    EXPECT_EQ(welt.uhr.geschlafen(), (std::vector{2.0, 2.0}));
+    EXPECT_EQ(welt.uhr.geschlafen(), std::vector(16, 0.25)); // twice two seconds
     EXPECT_EQ(meldungen.at(0)["gestartet"], true);
     EXPECT_EQ(welt.service.hochgeladen(), Namen{"a.pdf"});
 }
