@@ -1,3 +1,4 @@
+#include "grundlage/dateiarten.h"
 #include "portal/belegversand.h"
 #include "portal/erfassung.h"
 
@@ -106,7 +107,7 @@ TEST(ErfasstePdf, TheMarkMustStandWithinTheFirst1024Bytes) {
 
 TEST(ErfasstePdf, ExactlyFiftyMebibytesAreTakenAndOneByteMoreIsNot) {
     std::string bytes = "%PDF-1.4";
-    bytes.resize(portal::hoechsterBeleg, 'x');
+    bytes.resize(hoechsterPortalbeleg, 'x');
     EXPECT_EQ(fehlerAus(gut(bytes)), "kein Fehler");
     bytes += 'x';
     EXPECT_EQ(fehlerAus(gut(bytes)), nichtLesbar);
