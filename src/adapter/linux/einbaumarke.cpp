@@ -161,12 +161,12 @@ bool Markenplatz::vorhanden() const {
     return ::lstat(datei_.c_str(), &lage) == 0 || errno != ENOENT;
 }
 
-Deskriptor Markenplatz::sperren() const {
-    if (!eigenenOrdnerSichern(zustand_, ZuOffen::schliessen))
-        return {};
+Ergebnis<Deskriptor> Markenplatz::sperren() const {
+    if (auto const gesichert = eigenenOrdnerSichern(zustand_, ZuOffen::schliessen); !gesichert)
+        return std::unexpected(gesichert.error());
     auto sperre = oeffnen(datei_ + ".sperre", O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
     if (!sperre || ::flock(sperre.get(), LOCK_EX | LOCK_NB) != 0)
-        return {};
+        return errnoFehler(datei_ + ".sperre", "Die Einbaumarke ist nicht zu sperren");
     return sperre;
 }
 
