@@ -151,9 +151,9 @@ ports::Entscheidung Fenster::beiAntwort(ports::Webansicht& web, ports::Antwortko
     bool const anhang = kleingeschrieben(antwort.contentDisposition).find("attachment") != std::string::npos;
     if (antwort.darstellbar && !anhang)
         return zulassen;
-    return istSacheDesDienstes(web, antwort.adresse.value_or(""), {}) || web.gesteVerbrauchen(antwort.geste)
-               ? herunterladen
-               : erfragen;
+    bool const eigenes = istSacheDesDienstes(web, antwort.adresse.value_or(""), {}) &&
+                         verlangtVomDienst(antwort, umgebung_.start);
+    return eigenes || web.gesteVerbrauchen(antwort.geste) ? herunterladen : erfragen;
 }
 
 bool Fenster::istSacheDesDienstes(

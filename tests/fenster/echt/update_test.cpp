@@ -4,10 +4,9 @@
 #include "demo/portalzertifikat.h"
 #include "echtes_fenster.h"
 #include "grundlage/datei.h"
-#include "werkzeug/https_attrappe.h"
+#include "werkzeug/https_faden.h"
 #include "werkzeug/warten.h"
 
-#include <glib.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,9 +14,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <regex>
-#include <thread>
 
 namespace quillmate::fenster_echt {
 namespace {
@@ -25,66 +22,6 @@ namespace {
 using werkzeug::wartenBis;
 
 namespace fs = std::filesystem;
-
-/// The https server, in a thread of its own: the test's own thread waits for windows.
-class Updateserver {
-public:
-    explicit Updateserver(std::string const& ausweis)
-        : faden_([this, ausweis] { bediene(ausweis); }) {
-        offen_.get_future().get();
-    }
-    ~Updateserver() {
-        g_main_loop_quit(schleife_);
-        faden_.join();
-        g_main_loop_unref(schleife_);
-        g_main_context_unref(kontext_);
-    }
-    Updateserver(Updateserver const&) = delete;
-    Updateserver& operator=(Updateserver const&) = delete;
-
-    [[nodiscard]] std::string adresse(std::string const& pfad) const { return server_->adresse(pfad); }
-    void seite(std::string const& pfad, std::string inhalt) {
-        tue([&] { server_->seite(pfad, {.koerper = std::move(inhalt), .typ = "application/octet-stream"}); });
-    }
-    [[nodiscard]] long anzahl(std::string const& anfrage) {
-        long ergebnis = 0;
-        tue([&] { ergebnis = server_->anzahl(anfrage); });
-        return ergebnis;
-    }
-
-private:
-    void bediene(std::string const& ausweis) {
-        g_main_context_push_thread_default(kontext_);
-        server_ = std::make_unique<werkzeug::HttpsAttrappe>(ausweis);
-        offen_.set_value();
-        g_main_loop_run(schleife_);
-        server_.reset();
-        g_main_context_pop_thread_default(kontext_);
-    }
-    /// On the server's thread.
-    void tue(std::function<void()> const& arbeit) {
-        struct Auftrag {
-            std::function<void()> const& arbeit;
-            std::promise<void> getan;
-        } auftrag{arbeit, {}};
-        g_main_context_invoke(
-            kontext_,
-            [](gpointer zeiger) -> gboolean {
-                auto& meiner = *static_cast<Auftrag*>(zeiger);
-                meiner.arbeit();
-                meiner.getan.set_value();
-                return G_SOURCE_REMOVE;
-            },
-            &auftrag);
-        auftrag.getan.get_future().wait();
-    }
-
-    GMainContext* const kontext_{g_main_context_new()};
-    GMainLoop* const schleife_{g_main_loop_new(kontext_, FALSE)};
-    std::unique_ptr<werkzeug::HttpsAttrappe> server_;
-    std::promise<void> offen_;
-    std::thread faden_;
-};
 
 /// Runs a tool to its end.
 void fuehreAus(std::vector<std::string> argumente) {
@@ -118,7 +55,7 @@ protected:
         ordner.datei("pruef.pem", zertifikat->pem());
         baue(app, alt);
         baue(naechstes, neu);
-        server.seite("/archiv", "");
+        server.seite("/archiv", {});
         veroeffentliche();
     }
     void TearDown() override {
@@ -160,7 +97,7 @@ protected:
                      .rechte = static_cast<unsigned>(e.status().permissions())});
         }
         h.setzeArchiv(werkzeug::archivAus(eintraege));
-        server.seite("/archiv", h.archiv);
+        liefere("/archiv", h.archiv);
         utsname rechner{};
         ::uname(&rechner);
         auto& eintrag = h.liste.eintraege.at(0);
@@ -170,11 +107,14 @@ protected:
         eintrag.adresse = server.adresse("/archiv");
         liste(ausgabe, gueltig);
     }
+    void liefere(std::string const& pfad, std::string const& bytes) {
+        server.seite(pfad, {.koerper = bytes, .typ = "application/octet-stream"});
+    }
     void liste(std::uint64_t ausgabe, std::chrono::hours gueltig = std::chrono::hours{24}) {
         h.liste.ausgabe = ausgabe;
         h.liste.gueltigBis =
             std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()) + gueltig;
-        server.seite("/appcast.xml", h.appcast());
+        liefere("/appcast.xml", h.appcast());
     }
     [[nodiscard]] Programm::Umgebung vertrauen() const {
         return {
@@ -239,7 +179,7 @@ protected:
     }
 
     std::optional<demo::Portalzertifikat> const zertifikat{demo::Portalzertifikat::erzeugen()};
-    Updateserver server{werkzeug::ausweisAus(zertifikat->zertifikat(), zertifikat->schluessel())};
+    werkzeug::HttpsFaden server{werkzeug::ausweisAus(zertifikat->zertifikat(), zertifikat->schluessel())};
     werkzeug::Herausgeber h;
     std::string const app{ordner.ordner("home/Applications") + "/Quillmate.app"};
     std::string const naechstes{ordner.pfad("naechstes/Quillmate.app")};
@@ -274,7 +214,7 @@ TEST_F(Updates, FromBuildNToTheNextWithWindowHelperAndRestart) {
 TEST_F(Updates, ATamperedArchiveIsRefusedAndTheProgramGoesOn) {
     auto verdorben = h.archiv;
     verdorben[verdorben.size() / 2] = static_cast<char>(verdorben[verdorben.size() / 2] ^ 1);
-    server.seite("/archiv", verdorben);
+    liefere("/archiv", verdorben);
     auto const vorher = werkzeug::abbild(app);
     ASSERT_NO_FATAL_FAILURE(oeffneAlten());
     suche();
