@@ -149,6 +149,7 @@ Ergebnis<void> Markenplatz::schreiben(Einbaumarke const& marke) const {
 bool Markenplatz::entfernen() const {
     if (::unlink(datei_.c_str()) != 0 && errno != ENOENT)
         return false;
+    schreibresteEntfernen(datei_);
     // Otherwise a power cut could bring it back, and with it a trial that is over.
     Deskriptor const ordner{::open(zustand_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (ordner)
