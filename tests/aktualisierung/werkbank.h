@@ -31,7 +31,10 @@ struct Eintrag {
 enum class Packart { pax, gnu, zip };
 
 inline std::string archivAus(std::vector<Eintrag> const& eintraege, Packart art = Packart::gnu) {
-    std::string puffer(std::size_t{16} << 20U, '\0');
+    std::size_t hoechstens = std::size_t{16} << 20U;
+    for (auto const& e : eintraege)
+        hoechstens += e.inhalt.size();
+    std::string puffer(hoechstens, '\0');
     std::size_t laenge = 0;
     std::unique_ptr<archive, decltype(&archive_write_free)> const schreiber{
         archive_write_new(), &archive_write_free};

@@ -88,7 +88,7 @@ protected:
 
 /// Everything that a page can do with an address, for each of these addresses; then melde('ende').
 std::string alleWege(std::string const& danach) {
-    return R"(<button id=k style='position:fixed;inset:0;width:100%;height:100%'>x</button><script>
+    return R"html(<button id=k style='position:fixed;inset:0;width:100%;height:100%'>x</button><script>
 const ziele = ['mailto:a@fremd.example', 'tel:+49', 'smb://fremd.example/x', 'boese:x', 'file:///etc/passwd',
     'quillmate://anmeldung?token=x', 'http://fremd.example/', 'javascript:melde("nein")'];
 const wege = [
@@ -106,7 +106,7 @@ const alle = async () => {
       await new Promise(weiter => setTimeout(weiter, 20));
     }
 };
-)" + danach +
+)html" + danach +
            "</script>";
 }
 
@@ -121,7 +121,7 @@ TEST_F(Portalangriffe, NoProgramNoBrowserAndNoSignInIsStartedWithoutAClick) {
 
 TEST_F(Portalangriffe, NorWithOne) {
     browserEinrichten({"http", "https", "mailto", "tel", "smb", "boese", "quillmate"});
-    ASSERT_NO_FATAL_FAILURE(oeffnePortal(alleWege(R"(
+    ASSERT_NO_FATAL_FAILURE(oeffnePortal(alleWege(R"html(
 let nummer = 0;
 document.getElementById('k').onclick = () => {
   const n = nummer++;
@@ -160,7 +160,7 @@ TEST_F(Portalangriffe, SignInAndBankPathsArePagesOfThePortalAndNothingElse) {
 }
 
 TEST_F(Portalangriffe, TheBridgeIsNotThereAndGuessedNumbersSettleNothing) {
-    ASSERT_NO_FATAL_FAILURE(oeffnePortal(R"(<script>
+    ASSERT_NO_FATAL_FAILURE(oeffnePortal(R"html(<script>
 const da = window.webkit?.messageHandlers?.quillmate || window.quillmateApp || window.__quillmateAntwort;
 const nachricht = id => ({aktion: 'suchStand', id});
 for (let id = 0; id < 20; ++id)
@@ -170,7 +170,7 @@ for (let id = 0; id < 20; ++id)
         wo.dispatchEvent(new CustomEvent(name, {detail: was, cancelable: true}));
 try { for (const name of Object.keys(window.webkit?.messageHandlers ?? {})) window.webkit.messageHandlers[name].postMessage(nachricht(1)); } catch (e) {}
 melde(da ? 'ja' : 'nein').then(() => melde('ende'));
-</script>)"));
+</script>)html"));
     ASSERT_TRUE(erreicht("/ende"));
     EXPECT_EQ(portal.anzahl("GET /ja"), 0);
     EXPECT_EQ(portal.anzahl("GET /nein"), 1);
@@ -180,9 +180,9 @@ melde(da ? 'ja' : 'nein').then(() => melde('ende'));
 }
 
 TEST_F(Portalangriffe, AFloodOfWindowsOpensNone) {
-    ASSERT_NO_FATAL_FAILURE(oeffnePortal(R"(<button style='position:fixed;inset:0;width:100%;height:100%'
+    ASSERT_NO_FATAL_FAILURE(oeffnePortal(R"html(<button style='position:fixed;inset:0;width:100%;height:100%'
 onclick="for (let i = 0; i < 200; ++i) open('/fenster?' + i, 'f' + i, 'width=100,height=100'); melde('klick')">x</button>
-<script>for (let i = 0; i < 200; ++i) open('/fenster?' + i); melde('da');</script>)"));
+<script>for (let i = 0; i < 200; ++i) open('/fenster?' + i); melde('da');</script>)html"));
     ASSERT_TRUE(erreicht("/da"));
     EXPECT_EQ(portal.anzahl("GET /fenster"), 0);
     EXPECT_EQ(bildschirm.fenster().size(), 2U);
@@ -224,14 +224,14 @@ TEST_F(Portalangriffe, AlertsWithoutEndAreLeftWithOneClick) {
 }
 
 TEST_F(Portalangriffe, APageThatWantsToStayIsLeftWithOneClick) {
-    ASSERT_NO_FATAL_FAILURE(oeffnePortal(R"(<button style='position:fixed;inset:0;width:100%;height:100%'
+    ASSERT_NO_FATAL_FAILURE(oeffnePortal(R"html(<button style='position:fixed;inset:0;width:100%;height:100%'
 onclick="melde('klick')">x</button><script>
 for (const name of ['beforeunload', 'pagehide', 'unload'])
   addEventListener(name, e => {
         e.preventDefault();
         e.returnValue = 'Bleib!';
         alert('Bleib!'); });
-melde('da');</script>)"));
+melde('da');</script>)html"));
     ASSERT_TRUE(erreicht("/da"));
     klickeInsPortal(); // Only a page that was used may ask.
     ASSERT_TRUE(erreicht("/klick"));
@@ -252,12 +252,12 @@ TEST_F(Portalangriffe, APageThatLoadsItselfForEverIsLeftWithOneClick) {
 }
 
 TEST_F(Portalangriffe, NoPageFillsTheScreenAlsoWithAClick) {
-    ASSERT_NO_FATAL_FAILURE(oeffnePortal(R"(<button style='position:fixed;inset:0;width:100%;height:100%'
+    ASSERT_NO_FATAL_FAILURE(oeffnePortal(R"html(<button style='position:fixed;inset:0;width:100%;height:100%'
 onclick="try { (document.documentElement.requestFullscreen ?? document.documentElement.webkitRequestFullscreen)
   .call(document.documentElement)?.then(() => melde('ja'), () => melde('nein')); } catch (e) { melde('nein'); } melde('klick')">x</button>
 <script>for (const name of ['fullscreenchange', 'webkitfullscreenchange']) document.addEventListener(name, () => {
         if (document.fullscreenElement || document.webkitFullscreenElement)
-            melde('ja'); }); melde('da');</script>)"));
+            melde('ja'); }); melde('da');</script>)html"));
     ASSERT_TRUE(erreicht("/da"));
     klickeInsPortal();
     ASSERT_TRUE(erreicht("/klick"));

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -128,17 +129,42 @@ protected:
     void suche() { dienst.rufe("return await window.quillmateApp.nachUpdatesSuchen()"); }
     /// The program has told its user this, and its window about it has the keyboard.
     [[nodiscard]] bool sagt(std::string const& satz) {
-        if (!programm->warteAufZeile("Aktualisierung: " + satz))
+        auto const hier = [&] {
+            return bildschirm.fensterMit("Quillmate aktualisieren");
+        };
+        // Each thing that it tells has a window of its own; the line comes a moment before.
+        if (!wartenBis([&] {
+                auto const bisheriges = hier();
+                auto const da = programm->anzahlZeilen("Aktualisierung: " + satz) > 0;
+                if (!da && bisheriges)
+                    voriges_ = bisheriges->nummer;
+                return da;
+            }))
             return false;
         return wartenBis([&] {
-            auto const fenster = bildschirm.fensterMit("Quillmate aktualisieren");
-            if (fenster && bildschirm.tastaturBei() != fenster->nummer)
+            auto const fenster = hier();
+            if (!fenster || fenster->nummer == voriges_)
+                return false;
+            if (bildschirm.tastaturBei() != fenster->nummer)
                 bildschirm.tastaturAn(fenster->nummer);
-            return fenster && bildschirm.tastaturBei() == fenster->nummer;
+            dieses_ = fenster->nummer;
+            return bildschirm.tastaturBei() == fenster->nummer;
         });
     }
-    /// Presses the window's default button.
-    void druecke() { bildschirm.taste("Return"); }
+    /// Presses the default button of the window that sagt() has found.
+    void druecke() {
+        auto const weg = [&] {
+            return std::ranges::none_of(
+                bildschirm.fenster(), [&](XFenster const& eines) { return eines.nummer == dieses_; });
+        };
+        EXPECT_TRUE(wartenBis([&] {
+            // A window that has only just got the keyboard may lose the key.
+            bildschirm.tastaturAn(dieses_);
+            bildschirm.taste("Return");
+            return wartenBis(weg, std::chrono::seconds{2});
+        }));
+        voriges_ = dieses_;
+    }
 
     [[nodiscard]] static std::string programmIn(std::string const& buendel) {
         return buendel + "/Contents/Linux/quillmate";
@@ -178,6 +204,8 @@ protected:
         EXPECT_TRUE(nurDasBuendelLiegtDa());
     }
 
+    unsigned long voriges_{0}; ///< Windows of the update, by number.
+    unsigned long dieses_{0};
     std::optional<demo::Portalzertifikat> const zertifikat{demo::Portalzertifikat::erzeugen()};
     werkzeug::HttpsFaden server{werkzeug::ausweisAus(zertifikat->zertifikat(), zertifikat->schluessel())};
     werkzeug::Herausgeber h;
