@@ -58,10 +58,6 @@ enum class Dauerhaft { ja, nein };
 /// and name are on the disk on return. False and errno when anything fails; then nothing has changed.
 [[nodiscard]] bool schreibeAtomar(std::string const& pfad, std::string_view inhalt, Dauerhaft dauerhaft);
 
-/// Removes what writers of `pfad` by schreibeAtomar() that died in between have left beside it. Only for whom keeps all
-/// other writers of that file away.
-void schreibresteEntfernen(std::string const& pfad);
-
 /// Creates the folder with all that is missing above it; new folders get mode 0700.
 /// True when the folder exists on return; else errno says why not.
 bool ordnerAnlegen(std::string const& pfad);

@@ -3,6 +3,7 @@
 #include "grundlage/pruefsumme.h"
 #include "ordnerrechte.h"
 #include "plist.h"
+#include "schreibreste.h"
 #include "verzeichnisse.h"
 
 #include <fcntl.h>

@@ -4,6 +4,7 @@
 #include "grundlage/ergebnis.h"
 #include "grundlage/protokoll.h"
 #include "plist.h"
+#include "schreibreste.h"
 #include "verzeichnisse.h"
 
 #include <fcntl.h>
