@@ -502,7 +502,12 @@ bool PdfDatei::Innen::oeffnen() {
         offen = pdf_authenticate_password(ctx, dokument, leeresKennwort) != 0;
     });
     leeren(ctx, halter);
-    return gelungen && offen;
+    if (!gelungen || !offen)
+        return false;
+    // Newer versions of the library make a table of all pages at the first question for one, as long as the document
+    // says that it is. Where that is beyond the budget they fail once, and look each page up from then on.
+    (void)geschuetzt(ctx, halter, [&](Halter&) { (void)pdf_lookup_page_obj(ctx, dokument, 0); });
+    return true;
 }
 
 /// Nothing when the document has no such page or it cannot be read.

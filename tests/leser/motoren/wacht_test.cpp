@@ -73,7 +73,7 @@ TEST_P(Wacht, WithoutItTheMainProgramsLimitIsWhatEndsIt) {
 
 INSTANTIATE_TEST_SUITE_P(
     EchterLeserprozess, Wacht,
-    ::testing::Values("StackedFiltersWithoutEnd", "PdfWithNegativeJpegOfFortyThousandScans"),
+    ::testing::Values("StackedFiltersWithoutEnd", "PdfWithNegativeJpegOfThirtyThousandScans"),
     [](auto const& eine) { return std::string{eine.param}; });
 
 TEST(Wacht, KeepsTheTextOfThePagesBefore) {
