@@ -81,7 +81,7 @@ Fenster::Fenster(Fensterumgebung umgebung)
     web_ = umgebung_.werk.webansicht(std::move(einrichtung), *this);
     fenster_ = umgebung_.werk.fenster(hauptmasse);
 
-    bruecke::Bruecke::PortalOeffnen portale;
+    bruecke::PortalOeffnen portale;
     if (umgebung_.portale.fenster)
         portale = [this, lebt = std::weak_ptr{lebt_}](bruecke::Portalanfrage const& anfrage) -> Json {
             if (lebt.expired())
