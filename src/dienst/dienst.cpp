@@ -2,6 +2,7 @@
 
 #include "grundlage/adresse.h"
 #include "grundlage/datei.h"
+#include "grundlage/dateiarten.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/pruefsumme.h"
 #include "grundlage/text.h"
@@ -278,13 +279,13 @@ Uebertragung Dienst::hochladen(
     auto const name = alsUtf8(letzteKomponente(pfad));
     auto const grenze = netz::neueGrenze("grenze-");
     auto const vorspann = netz::textteil(grenze, "quellpfad", alsUtf8(pfad)) +
-                          netz::dateikopf(grenze, "file", name, netz::mimeNachEndung(dateiendung(name)));
+                          netz::dateikopf(grenze, "file", name, mimetypNach(dateiendung(name)));
     auto const nachspann = netz::abschluss(grenze);
     if (!bekannteHashes.empty())
-        if (auto const summe = datei.pruefsumme(hoechstgroesseHochladen, abbrechen);
+        if (auto const summe = datei.pruefsumme(hoechsterScanbeleg, abbrechen);
             summe && bekannteHashes.contains(*summe))
             return Uebertragung::bekannt;
-    auto koerper = datei.inhalt(hoechstgroesseHochladen, vorspann, nachspann, abbrechen);
+    auto koerper = datei.inhalt(hoechsterScanbeleg, vorspann, nachspann, abbrechen);
     if (!koerper && koerper.error().art == Fehlerart::gestoppt)
         return Uebertragung::uebertragungFehlgeschlagen; // Nothing is wrong with the file.
     if (!koerper) {
@@ -347,8 +348,7 @@ bool Dienst::hochladenAnBuchung(Zugang const& zugang, std::int64_t transactionId
     auto const name = alsUtf8(letzteKomponente(datei.pfad()));
     auto const grenze = netz::neueGrenze("grenze-");
     auto koerper = datei.inhalt(
-        hoechstgroesseHochladen,
-        netz::dateikopf(grenze, "files", name, netz::mimeNachEndung(dateiendung(name))),
+        hoechsterScanbeleg, netz::dateikopf(grenze, "files", name, mimetypNach(dateiendung(name))),
         netz::abschluss(grenze));
     auto const url = endpunkt(
         zugang, fmt::format("/transactions/{}/attach-receipt", transactionId),

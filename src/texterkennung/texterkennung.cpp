@@ -1,22 +1,20 @@
 #include "texterkennung.h"
 
 #include "grundlage/datei.h"
+#include "grundlage/dateiarten.h"
 #include "grundlage/text.h"
 #include "heuristik.h"
 
-#include <cstdint>
+#include <expected>
+#include <utility>
 
 namespace quillmate::Texterkennung {
 
 namespace {
 
 std::optional<Dateiart> dateiartNachEndung(std::string const& pfad) {
-    auto const endung = dateiendung(letzteKomponente(pfad));
-    if (endung == "pdf")
-        return Dateiart::pdf;
-    if (bildEndungen.contains(endung))
-        return Dateiart::bild;
-    return std::nullopt;
+    auto const* const zeile = belegendung(dateiendung(letzteKomponente(pfad)));
+    return zeile ? std::optional{zeile->art} : std::nullopt;
 }
 
 /// What a reading that came to nothing is for the caller.
@@ -45,9 +43,6 @@ Fehler stoerung(Lesung const& lesung, std::string const& pfad) {
     }
     return {Fehlerart::gestoert, {}, pfad, "das Lesen der Datei ist gestört"};
 }
-
-/// Larger files are read without asking whether another one has the same bytes; they are never sent either.
-constexpr std::uint64_t hoechstensVerglichen = std::uint64_t{512} * 1024 * 1024;
 
 } // namespace
 
@@ -91,8 +86,8 @@ Textbefund Erkenner::versuche(Belegdatei& datei, Versuch versuch, Abbruchfrage c
         return fehler(
             Fehlerart::abgelehnt, datei.pfad(),
             "die Datei wird nicht mehr gelesen, weil jeder Leseprozess über ihr endet");
-    // The same bytes at another place, or at this one before it was renamed.
-    auto const summe = datei.pruefsumme(hoechstensVerglichen, abbrechen);
+    // The same bytes at another place, or at this one before it was renamed. What is too large to be sent is not asked for.
+    auto const summe = datei.pruefsumme(hoechsterScanbeleg, abbrechen);
     if (!summe && summe.error().art != Fehlerart::zuGross)
         return std::unexpected(summe.error());
     auto const inhaltsschluessel =

@@ -187,8 +187,10 @@ std::string lesemethode(std::string leserprogramm) {
     auto const aufnehmen = [&](std::string const& pfad) {
         struct stat lage {};
         if (::stat(pfad.c_str(), &lage) == 0)
-            methode +=
-                fmt::format("{}|{}|{}.{};", pfad, lage.st_size, lage.st_mtim.tv_sec, lage.st_mtim.tv_nsec);
+            // Without the folder: a program that was moved reads as before.
+            methode += fmt::format(
+                "{}|{}|{}.{};", letzteKomponente(pfad), lage.st_size, lage.st_mtim.tv_sec,
+                lage.st_mtim.tv_nsec);
     };
     aufnehmen(leserprogramm);
     auto const alle = [&](std::string const& muster) {

@@ -144,6 +144,11 @@ TEST(Lesemethode, ChangesWithTheReaderAndTheLanguageData) {
     EXPECT_NE(mitAnderenDaten, vorher);
     ordner.datei("quillmate-leser", "anderer");
     EXPECT_NE(Texterkennung::lesemethode(leser), mitAnderenDaten);
+    auto const zuletzt = Texterkennung::lesemethode(leser);
+    ordner.ordner("woanders");
+    std::filesystem::rename(leser, ordner.pfad("woanders/quillmate-leser"));
+    EXPECT_EQ(Texterkennung::lesemethode(ordner.pfad("woanders/quillmate-leser")), zuletzt)
+        << "the program was only moved";
     ::unsetenv("TESSDATA_PREFIX");
 }
 
