@@ -73,8 +73,12 @@ Ergebnis<bool> Dateizugriff::dort(
 }
 
 Ergebnis<bool> Dateizugriff::unveraendertGeblieben(Ordner::Fund const& fund, Belegdatei& datei) const {
-    if (oertlich(fund) || datei.abgebildet())
+    if (oertlich(fund))
         return datei.unveraendert();
+    if (datei.abgebildet()) {
+        datei.schliessen(); // The line may be slow: what waits for it must not pile up in memory.
+        return true;
+    }
     return dort(fund, datei, [](Belegdatei& hier, Abbruchfrage const&) { return hier.unveraendert(); });
 }
 

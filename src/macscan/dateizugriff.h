@@ -25,7 +25,7 @@ public:
 
     /// Errors: those of Suchorte::oeffnen(), zeitAbgelaufen (the share does not answer), gestoppt.
     [[nodiscard]] Ergebnis<Belegdatei> oeffnen(Ordner::Fund const& fund) const;
-    /// Whether what was read is one state of the file.
+    /// Whether what was read is one state of the file. Gives up the copy of one on a share.
     [[nodiscard]] Ergebnis<bool> unveraendertGeblieben(Ordner::Fund const& fund, Belegdatei& datei) const;
     /// Whether the path still leads to this file in this state; opens it again if need be.
     [[nodiscard]] Ergebnis<bool> zumSenden(Ordner::Fund const& fund, Belegdatei& datei) const;
