@@ -275,7 +275,7 @@ void Lesephase::sende(Sendung sendung, bool dienstDa) {
     auto const uebertragung = lauf_.umgebung.dienst.hochladen(
         lauf_.auftrag.zugang, sendung.datei, bekannteHashes_, lauf_.auftrag.nurOrdner.has_value(),
         [this] { return gestoppt(); });
-    if (uebertragung == Uebertragung::uebertragungFehlgeschlagen && lauf_.mussEnden())
+    if (uebertragung == Uebertragung::uebertragungFehlgeschlagen && gestoppt())
         angehalten(); // Ended by the stop, not by the line; the next scan sends it.
     else
         zaehle(Entscheidung::hochladen, uebertragung);

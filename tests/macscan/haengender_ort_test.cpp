@@ -1,4 +1,5 @@
 // A share whose server is gone: the scan goes on with the next place and says so.
+#include "grundlage/frist.h"
 #include "suchwelt.h"
 #include "werkzeug/fehlerausgabe.h"
 #include "werkzeug/zaehes_dateisystem.h"
@@ -7,6 +8,7 @@
 
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 namespace quillmate::MacScan {
