@@ -67,6 +67,7 @@ double helligkeit(double abstand, double weich) {
 struct Foto {
     int breite{3000}, hoehe{4000};
     double tisch{60};
+    int unschaerfe{2};
     double schatten{1}; ///< What a shadow leaves of the light.
 };
 
@@ -94,7 +95,7 @@ Graubild fotografiert(
                                  (foto.schatten + (1 - foto.schatten) * helligkeit(abstand, 60));
             bild.punkte.push_back(static_cast<std::uint8_t>(std::clamp(wert * licht, 0.0, 255.0)));
         }
-    unscharf(bild, 2);
+    unscharf(bild, foto.unschaerfe);
     rausche(bild, 12, wuerfel);
     return bild;
 }
@@ -159,7 +160,8 @@ Schriftprobe langerBon(int nummer) {
     while (probe.bild.hoehe < 6 * probe.bild.breite && belege < 60)
         probe = bonpapier(nummer, ++belege);
     constexpr double brennweite = 3600;
-    Foto foto{.breite = 760, .hoehe = 4000, .tisch = 60 + 20 * zufall(wuerfel), .schatten = 0.85};
+    Foto const foto{
+        .breite = 760, .hoehe = 4000, .tisch = 60 + 20 * zufall(wuerfel), .unschaerfe = 1, .schatten = 0.85};
     std::array const lagen{
         Lage{{0, 0, entfernung(probe.bild, foto, 0.94, brennweite)}, grad * zufall(wuerfel), 0, 0}};
     probe.bild = fotografiert<1>(foto, {&probe.bild}, lagen, brennweite, wuerfel);
