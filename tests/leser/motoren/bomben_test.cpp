@@ -157,6 +157,7 @@ TEST(EchterLeserprozess, APdfUnderAPicturesNameAndAPictureUnderAPdfsHaveNoText) 
     for (auto const& bytes : {jpeg(bild), png(bild), verpackt(bild, bildformate()[2])}) {
         auto const alsPdf = lies(leser, bytes, Texterkennung::Dateiart::pdf);
         EXPECT_EQ(alsPdf.art, Texterkennung::Lesung::Art::gelesen);
+        EXPECT_FALSE(alsPdf.text);
     }
 }
 
