@@ -3,6 +3,7 @@
 #include "erfassung.h"
 #include "grundlage/adressteile.h"
 #include "grundlage/datei.h"
+#include "grundlage/dateiarten.h"
 #include "grundlage/html.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
@@ -432,7 +433,7 @@ std::optional<std::string> PortalFenster::downloadgrenze(
     if (ziel == ziele_.end())
         return std::nullopt;
     auto const groesse = std::max(bytes, gesamt);
-    if (groesse > hoechsterBeleg)
+    if (groesse > hoechsterPortalbeleg)
         return "Die Datei ist größer als 50 MB.";
     if (!umgebung_.ablage.vermerken(ziel->second.substr(0, ziel->second.rfind('/')), groesse))
         return "Es warten schon 500 MB an Dateien auf ihre Übergabe. Versuche es danach noch einmal.";
