@@ -275,18 +275,24 @@ void Fahrt::download() {
         }
         return;
     }
+    std::string ziel;
     if (!wartenBis(
             [&] {
-                auto const neue = welt_.bestand.fremde();
-                auto const ganz = std::ranges::find_if(
-                    neue, [&](auto const& pfad) { return welt_.bestand.angekommen(pfad, hash); });
-                return ganz != neue.end();
+                for (auto const& pfad : welt_.bestand.fremde())
+                    if (welt_.bestand.angekommen(pfad, hash))
+                        ziel = pfad;
+                return !ziel.empty();
             },
             seconds{30})) {
         welt_.klage("a download does not arrive as it is at the service");
         for (auto const& pfad : welt_.bestand.fremde())
             fs::remove(pfad);
+        return;
     }
+    // The bytes are there before the program has finished with the file; from then on nobody touches it.
+    warte(1000);
+    if (!fs::exists(ziel) || !welt_.bestand.angekommen(ziel, hash))
+        welt_.klage("a download that had arrived is gone: " + ziel);
 }
 
 std::optional<fenster_echt::XFenster> Fahrt::dialog() {
