@@ -2,6 +2,7 @@
 #include "adapter/linux/buendel.h"
 #include "aktualisierung/appcast.h"
 #include "grundlage/datei.h"
+#include "grundlage/prozesswerte.h"
 #include "veroeffentlichen/werkzeug.h"
 
 #include <fcntl.h>
