@@ -295,37 +295,6 @@ void Fahrt::download() {
         welt_.klage("a download that had arrived is gone: " + ziel);
 }
 
-std::optional<fenster_echt::XFenster> Fahrt::dialog() {
-    auto const haupt = welt_.bildschirm.fensterMit("Quillmate");
-    std::optional<fenster_echt::XFenster> gefunden;
-    (void)wartenBis(
-        [&] {
-            for (auto const& fenster : welt_.bildschirm.fenster())
-                if (!fenster.aufgeklappt && haupt && fenster.nummer != haupt->nummer &&
-                    welt_.bildschirm.tastaturBei() == fenster.nummer)
-                    gefunden = fenster;
-            return gefunden.has_value();
-        },
-        seconds{30});
-    return gefunden;
-}
-
-bool Fahrt::portaltext(fenster_echt::XFenster const& fenster, std::string_view text) {
-    return wartenBis(
-        [&] {
-            if (welt_.bildschirm.tastaturBei() != fenster.nummer)
-                welt_.bildschirm.tastaturAn(fenster.nummer);
-            welt_.bildschirm.zwischenablageLeeren();
-            welt_.bildschirm.taste("ctrl+a");
-            welt_.bildschirm.taste("ctrl+c");
-            std::optional<std::string> kopie;
-            (void)wartenBis(
-                [&] { return (kopie = welt_.bildschirm.zwischenablage()).has_value(); }, seconds{2});
-            return kopie && kopie->contains(text) && kopie->contains("Die Seite ist bereit.");
-        },
-        seconds{40});
-}
-
 void Fahrt::portal() {
     if (!welt_.portalErreichbar) { // The portal has another port and certificate than when the program began.
         welt_.schliesse();
@@ -343,7 +312,7 @@ void Fahrt::portal() {
         "return await window.quillmateApp.portalOeffnen({{kennung: 'weiteres', client_id: 1, token: '{}', "
         "name: 'Demoportal', transaction_id: 2}})",
         token));
-    if (!dialog())
+    if (!welt_.dialog())
         return welt_.klage("the portal's address is not asked for");
     bildschirm.tippe(welt_.portal());
     bildschirm.taste("Return");
@@ -352,11 +321,11 @@ void Fahrt::portal() {
     if (!fenster)
         return welt_.klage("the portal's window does not come");
     bildschirm.klicke({.x = fenster->x + 200, .y = fenster->y + fenster->hoehe - 80}); // Nothing is there.
-    if (!portaltext(*fenster, "Kundennummer und Kennwort"))
+    if (!welt_.portaltext(*fenster, "Kundennummer und Kennwort"))
         return welt_.klage("the portal's sign-in does not come");
     bildschirm.taste("alt+k");
     bildschirm.taste("Return");
-    if (!portaltext(*fenster, "Deine Rechnungen"))
+    if (!welt_.portaltext(*fenster, "Deine Rechnungen"))
         return welt_.klage("the portal's invoices do not come");
     auto const ereignisse = [&] {
         return welt_.leitung.rufe("return window.__ereignisse", seconds{30});
