@@ -261,8 +261,11 @@ void Fahrt::download() {
         welt_.leitung.stoere(
             100, {zufall_.mit(50) ? Stoerung::abgerissen : Stoerung::fehler5xx}, zufall_.unter(1000));
     ++welt_.gezaehlt[gestoert ? "Download gestoert" : "Download"];
+    // A link, as pages offer files: a navigation that fails would take the page away.
     (void)welt_.leitung.beginne(fmt::format(
-        "location.assign('/belege/{}?anhang=1&token={}')", beleg.at("id").get<std::int64_t>(), token));
+        "const a = document.createElement('a'); a.download = ''; a.href = '/belege/{}?anhang=1&token={}'; "
+        "document.body.append(a); a.click(); a.remove();",
+        beleg.at("id").get<std::int64_t>(), token));
     if (gestoert) {
         // What becomes visible meanwhile must go again.
         warte(2000);

@@ -84,6 +84,8 @@ void Welt::sage(std::string const& text) const {
 }
 
 void Welt::klage(std::string satz) {
+    if (std::ranges::find(klagen_, satz) != klagen_.end())
+        return; // What is wrong stays wrong.
     sage("  !! " + satz);
     klagen_.push_back(std::move(satz));
 }
