@@ -151,9 +151,9 @@ ports::Entscheidung Fenster::beiAntwort(ports::Webansicht& web, ports::Antwortko
     bool const anhang = kleingeschrieben(antwort.contentDisposition).find("attachment") != std::string::npos;
     if (antwort.darstellbar && !anhang)
         return zulassen;
-    return istSacheDesDienstes(web, antwort.adresse.value_or(""), {}) || web.gesteVerbrauchen(antwort.geste)
-               ? herunterladen
-               : erfragen;
+    bool const eigenes = istSacheDesDienstes(web, antwort.adresse.value_or(""), {}) &&
+                         verlangtVomDienst(antwort, umgebung_.start);
+    return eigenes || web.gesteVerbrauchen(antwort.geste) ? herunterladen : erfragen;
 }
 
 bool Fenster::istSacheDesDienstes(
@@ -414,13 +414,19 @@ std::optional<std::string> Fenster::zielWaehlen(
     Herunterladung& herunterladung, std::string const& vorschlag) {
     auto const name = sichererDateiname(vorschlag);
     auto const downloads = umgebung_.standardorte.pfade().downloads;
-    if (!downloads.empty() && ordnerAnlegen(downloads))
-        herunterladung.ziel = Zieldatei::belegen(downloads, name);
-    if (!herunterladung.ziel)
+    // The temporary folder is for systems that name none: elsewhere a file would be told to be in "Downloads" and be gone
+    // with the session.
+    bool const genannt = !downloads.empty();
+    if (!genannt)
         herunterladung.ziel = Zieldatei::belegen(umgebung_.temporaererOrdner, name);
+    else if (ordnerAnlegen(downloads))
+        herunterladung.ziel = Zieldatei::belegen(downloads, name);
     if (!herunterladung.ziel) {
+        auto const nummer = errno;
         auto const grund =
-            fmt::format("Der Ordner „Downloads“ ist nicht beschreibbar ({}).", std::strerror(errno));
+            genannt
+                ? fmt::format("Der Ordner „Downloads“ ist nicht beschreibbar ({}).", std::strerror(nummer))
+                : fmt::format("Es gibt keinen Ordner dafür ({}).", std::strerror(nummer));
         protokoll("Download fehlgeschlagen: " + grund);
         meldeImFenster("Das Herunterladen hat nicht geklappt: " + grund, false);
         return std::nullopt;

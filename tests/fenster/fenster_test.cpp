@@ -605,18 +605,29 @@ TEST_F(FensterTest, AMissingDownloadsFolderIsMade) {
         [&] { EXPECT_EQ(download()->fragt("a.pdf"), welt.heim.pfad("neu/Downloads/a.pdf")); });
 }
 
-TEST_F(FensterTest, WithoutDownloadsFolderTheTemporaryOneIsTaken) {
+TEST_F(FensterTest, WhereTheSystemNamesNoDownloadsFolderTheTemporaryOneIsTaken) {
     baue();
     (void)fehlerausgabe([&] {
         orte.downloads = "";
-        EXPECT_EQ(download()->fragt("a.pdf"), welt.heim.pfad("tmp/a.pdf"));
-        orte.downloads = welt.heim.datei("eineDatei") + "/Downloads";
         auto const datei = download();
         EXPECT_EQ(datei->fragt("b.pdf"), welt.heim.pfad("tmp/b.pdf"));
         datei->fertig();
     });
     schleife.laufen();
     EXPECT_THAT(web().skripte.back(), HasSubstr("im Ordner „Downloads“."));
+}
+
+TEST_F(FensterTest, ADownloadsFolderThatTakesNothingFailsTheDownloadAndSaysWhy) {
+    baue();
+    orte.downloads = welt.heim.datei("eineDatei") + "/Downloads";
+    EXPECT_THAT(
+        fehlerausgabe([&] { EXPECT_FALSE(download()->fragt("a.pdf")); }),
+        HasSubstr("[Quillmate] Download fehlgeschlagen: Der Ordner „Downloads“ ist nicht beschreibbar ("));
+    schleife.laufen();
+    EXPECT_THAT(
+        web().skripte,
+        ElementsAre(HasSubstr("Das Herunterladen hat nicht geklappt: Der Ordner „Downloads“ ist nicht")));
+    EXPECT_TRUE(std::filesystem::is_empty(welt.heim.pfad("tmp"))) << "kept where nobody looks for it";
 }
 
 TEST_F(FensterTest, WhereNoFileCanBeMadeTheDownloadIsCancelledWithANotice) {
