@@ -25,6 +25,8 @@ constexpr std::string_view kennung = "de.tandemwerk.quillmate.demo";
 /// A window that is closed ends the program, its readers and its web processes within this time, on a machine that does
 /// other things too.
 constexpr seconds fristEnde{10};
+/// What a program that was killed has started ends by itself, once it notices.
+constexpr seconds fristNachzuegler{30};
 
 /// When a process began, as the kernel counts: with the number it names one process and no later one.
 std::string beginnVon(pid_t nummer) {
@@ -215,7 +217,7 @@ void Welt::pruefeHinterlassenes() {
             std::erase_if(nachkommen_, [](auto const& paar) { return beginnVon(paar.first) != paar.second; });
             return uebrig.empty() && nachkommen_.empty();
         },
-        fristEnde);
+        fristNachzuegler);
     if (!weg) {
         std::string wer;
         for (auto const& prozess : uebrig)
