@@ -529,6 +529,26 @@ TEST_F(MitZwischenspeicher, NothingIsRememberedWithoutAReader) {
     EXPECT_EQ(erkenner.text(pfad), "Rechnung");
 }
 
+TEST_F(MitZwischenspeicher, AReaderWhoseAnswerNobodyWantsIsKilledAndLeavesNoEntry) {
+    leser::prozess::LeserProzesse leser{mitAttrappe()};
+    Texterkennung::Erkenner erkenner{leser, speicher};
+    auto const pfad = schreibe("schlafen");
+    auto datei = Belegdatei::oeffnen(pfad).value();
+    std::atomic<bool> genug{false};
+    std::atomic<bool> fertig{false};
+    std::jthread const faden{[&] {
+        EXPECT_EQ(erkenner.text(datei, [&] { return genug.load(); }).error().art, Fehlerart::gestoppt);
+        fertig = true;
+    }};
+    ASSERT_TRUE(wartenBis([] { return kinder(::getpid()).size() == 2; }));
+    EXPECT_FALSE(fertig);
+    genug = true;
+    EXPECT_TRUE(wartenBis([&] { return fertig.load(); }));
+    EXPECT_TRUE(wartenBis([] { return kinder(::getpid()).size() == 1; })) << "only the template";
+    EXPECT_FALSE(eintrag(pfad));
+    EXPECT_EQ(befehl(leser, "sag weiter").text, "weiter") << "others are read as before";
+}
+
 TEST_F(MitZwischenspeicher, TheProgramsEndLeavesNoEntryForTheFileBeingRead) {
     leser::prozess::LeserProzesse leser{mitAttrappe()};
     Texterkennung::Erkenner erkenner{leser, speicher};
