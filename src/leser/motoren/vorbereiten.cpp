@@ -1,6 +1,5 @@
 #include "vorbereiten.h"
 
-#include "licht.h"
 #include "texterkennung/heuristik.h"
 #include "textfelder.h"
 #include "vergroessern.h"
@@ -71,7 +70,6 @@ void vorbereiten(Graubild& bild) {
     // letters (of the umlauts of 13 receipts on a dark table, 55 of 62 were found with it, 59 without).
     if (klein)
         glaetten(bild);
-    ausleuchten(bild);
     if (klein && !istGrossGedruckt(bild))
         bild = aufLesegroesse(std::move(bild));
 }

@@ -10,7 +10,7 @@ namespace quillmate::leser::motoren {
 void glaetten(Graubild& bild);
 
 /// Everything that is done to a picture before it is recognised, in place: what is smaller than lesefaktor() wants it is
-/// smoothed, and where its print is small, enlarged; photographed sheets are lit evenly.
+/// smoothed, and where its print is small, enlarged.
 void vorbereiten(Graubild& bild);
 
 } // namespace quillmate::leser::motoren

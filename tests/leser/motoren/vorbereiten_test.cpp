@@ -121,14 +121,6 @@ TEST(Ausleuchten, PicturesOfAnySizeAndShadeAreTaken) {
             }
 }
 
-TEST(Vorbereiten, PhotographedSheetsAreLitEvenly) {
-    auto bild = blattAufTisch(40, 70);
-    leser::motoren::vorbereiten(bild);
-    auto const faktor = bild.hoehe / 1200.0; // It may have been enlarged.
-    auto const zeile = static_cast<int>(942 * faktor);
-    EXPECT_GT(bild.zeile(zeile)[static_cast<std::size_t>(500 * faktor)], 250);
-}
-
 TEST(Vorbereiten, OnlyWhatIsSmallerThanItIsReadIsSmoothed) {
     auto punkt = [](int breite, int hoehe) {
         auto bild = einfarbig(breite, hoehe, 255);
