@@ -53,11 +53,18 @@ public:
     void downloadBegonnen(WebKitDownload* download);
 
 private:
-    struct Signale; ///< The engine's callbacks.
+    // The engine's callbacks, each with its own file.
+    struct Signale;
+    struct Ladesignale;
+    struct Entscheidungssignale;
+    struct Dialogsignale;
 
     /// A view for a new window of `verwandte`.
     WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger);
     void verbinden();
+    void ladesignaleVerbinden();
+    void entscheidungssignaleVerbinden();
+    void dialogsignaleVerbinden();
     void einstellen();
     void gesperrtMelden(std::string const& adresse);
     void aufFremdeSeitenEinstellen();
