@@ -126,6 +126,8 @@ void Fenster::drucken() {
 
 ports::Entscheidung Fenster::beiNavigation(ports::Webansicht& web, ports::Navigation const& navigation) {
     using enum ports::Entscheidung;
+    if (istVerlassen(web))
+        return abbrechen;
     if (navigation.alsDownload) {
         auto const adresse = navigation.adresse.value_or("");
         return istSacheDesDienstes(web, adresse, navigation.ursprung) ||
@@ -148,6 +150,8 @@ ports::Entscheidung Fenster::beiNavigation(ports::Webansicht& web, ports::Naviga
 
 ports::Entscheidung Fenster::beiAntwort(ports::Webansicht& web, ports::Antwortkopf const& antwort) {
     using enum ports::Entscheidung;
+    if (istVerlassen(web))
+        return abbrechen;
     bool const anhang = kleingeschrieben(antwort.contentDisposition).find("attachment") != std::string::npos;
     if (antwort.darstellbar && !anhang)
         return zulassen;
@@ -293,8 +297,8 @@ void Fenster::fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fe
 }
 
 void Fenster::nebenfehlerZeigen(ports::Webansicht& web, ports::Ladefehler const& fehler) {
-    if (fehler.abgebrochen || !istOffen(web))
-        return; // nobody waits for it
+    if (fehler.abgebrochen || istVerlassen(web))
+        return;
     fehlerProtokollieren(fehler);
     web.ladenErsatz(fehlerseite(fehler.beschreibung), wiederholbar({fehler.adresse, web.adresse()}));
 }
@@ -324,8 +328,8 @@ std::string Fenster::wiederholbar(std::initializer_list<std::optional<std::strin
 
 void Fenster::prozessGestorben(ports::Webansicht& web, std::string const& grund) {
     bool const haupt = &web == web_.get();
-    if (!haupt && !istOffen(web))
-        return; // nobody sees it
+    if (istVerlassen(web))
+        return;
     auto const zeile = fuerZeile(grund);
     auto const jetzt = umgebung_.uhr.jetzt();
     auto const letzter = abstuerze_.find(&web);
@@ -354,6 +358,8 @@ bool Fenster::istOffen(ports::Webansicht const& web) const {
 
 ports::Webansicht* Fenster::neuesFenster(
     ports::Webansicht& web, ports::Fensteranfrage const& anfrage, VerwandteAnsicht const& verwandte) {
+    if (istVerlassen(web))
+        return nullptr;
     if (anfrage.adresse && !istEigen(anfrage.adresse) && !anfrage.zielrahmen &&
         istWebadresse(*anfrage.adresse) && !istAufEigenemHost(*anfrage.adresse)) {
         nachAussen(web, *anfrage.adresse, anfrage.geste);
@@ -446,22 +452,28 @@ void Fenster::skriptSpaeter(std::string skript) {
     });
 }
 
-void Fenster::hinweis(ports::Webansicht& /*web*/, std::string const& text, std::function<void()> fertig) {
+void Fenster::hinweis(ports::Webansicht& web, std::string const& text, std::function<void()> fertig) {
+    if (istVerlassen(web))
+        return fertig();
     umgebung_.dialoge.fragen(
         *fenster_, seitenfrage(text, {std::string{ok}}),
         [fertig = std::move(fertig)](ports::Antwort const&) { fertig(); });
 }
 
 void Fenster::bestaetigung(
-    ports::Webansicht& /*web*/, std::string const& text, std::function<void(bool)> antwort) {
+    ports::Webansicht& web, std::string const& text, std::function<void(bool)> antwort) {
+    if (istVerlassen(web))
+        return antwort(false);
     umgebung_.dialoge.fragen(
         *fenster_, seitenfrage(text, {std::string{ok}, std::string{abbrechen}}),
         [antwort = std::move(antwort)](ports::Antwort const& gewaehlt) { antwort(gewaehlt.knopf == 0); });
 }
 
 void Fenster::eingabe(
-    ports::Webansicht& /*web*/, std::string const& text, std::string const& vorgabe,
+    ports::Webansicht& web, std::string const& text, std::string const& vorgabe,
     std::function<void(std::optional<std::string>)> antwort) {
+    if (istVerlassen(web))
+        return antwort(std::nullopt);
     umgebung_.dialoge.eingeben(
         *fenster_, seitenfrage(text, {std::string{ok}, std::string{abbrechen}}), vorgabe, std::move(antwort));
 }
@@ -469,6 +481,8 @@ void Fenster::eingabe(
 void Fenster::dateienWaehlen(
     ports::Webansicht& web, ports::Dateiwahl const& wahl,
     std::function<void(std::optional<std::vector<std::string>>)> antwort) {
+    if (istVerlassen(web))
+        return antwort(std::nullopt);
     auto meine = wahl;
     meine.ueber = fenster_.get();
     for (auto const& neben : nebenfenster_)

@@ -142,6 +142,10 @@ private:
     void ladeStart();
     /// Whether the view is a child window's that has not been closed.
     [[nodiscard]] bool istOffen(ports::Webansicht const& web) const;
+    /// Whether nobody sees the view any more: its page goes on, but what it wants is nobody's business.
+    [[nodiscard]] bool istVerlassen(ports::Webansicht const& web) const {
+        return &web != web_.get() && !istOffen(web);
+    }
     /// `adresse` is the page that could not be loaded in the main view; the error page takes its place, so that
     /// loading again tries that page.
     void fehlerZeigen(ports::Ladefehler const& fehler, std::optional<std::string> const& adresse);

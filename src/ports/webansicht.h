@@ -185,6 +185,8 @@ public:
         /// sends something first has longer, since that may be files and a slow line.
         std::chrono::seconds ladefrist{60};
         std::chrono::seconds sendefrist{600};
+        /// A process that answers nothing for so long, and somebody waits for it, is ended: prozessGestorben() follows.
+        std::chrono::seconds haengefrist{30};
     };
 
     virtual ~Webansicht() = default;

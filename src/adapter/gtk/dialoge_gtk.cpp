@@ -51,7 +51,7 @@ void zerstoert(GtkWidget*, gpointer daten) {
     frage.antworten(frage.letzter);
 }
 
-void zusatzGedrueckt(GtkButton* knopf, gpointer daten) {
+void zusatzGedrueckt(GtkButton*, gpointer daten) {
     auto& frage = *static_cast<OffeneFrage*>(daten);
     auto const dialog = Objekt<GtkWidget>::geteilt(frage.dialog); // `frage` goes with it.
     auto const tun = std::exchange(frage.zusatz, nullptr);

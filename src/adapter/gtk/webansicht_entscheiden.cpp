@@ -171,7 +171,7 @@ struct WebansichtGtk::Entscheidungssignale {
         };
         ich.gefragt_ = aktion;
         auto* const ansicht = ich.empfaenger_.neuesFenster(
-            ich, {.adresse = adresseVon(aktion), .zielrahmen = false, .geste = ich.geste(aktion)}, verwandte);
+            ich, {.adresse = adresseVon(aktion), .zielrahmen = false, .geste = ich.fenstergeste(aktion)}, verwandte);
         ich.gefragt_ = nullptr;
         // Another view than the one asked for could not take the request over.
         auto* const eigene = dynamic_cast<WebansichtGtk*>(ansicht);
@@ -252,6 +252,11 @@ std::uint64_t WebansichtGtk::geste(WebKitNavigationAction* aktion) {
     if (webkit_navigation_action_is_user_gesture(aktion))
         return gesten_->nummer(jetzt());
     return langeKlicks_ ? gesten_->nummerDerEingabe(jetzt()) : 0;
+}
+
+std::uint64_t WebansichtGtk::fenstergeste(WebKitNavigationAction* aktion) {
+    return webkit_navigation_action_is_user_gesture(aktion) ? gesten_->nummer(jetzt())
+                                                            : gesten_->nummerDerEingabe(jetzt());
 }
 
 bool WebansichtGtk::gesteVerbrauchen(std::uint64_t geste) {

@@ -59,7 +59,8 @@ WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, E
     : empfaenger_(empfaenger)
     , inhalte_(Objekt<WebKitUserContentManager>::uebernommen(webkit_user_content_manager_new()))
     , ladefrist_(einrichtung.ladefrist)
-    , sendefrist_(einrichtung.sendefrist) {
+    , sendefrist_(einrichtung.sendefrist)
+    , haengefrist_(einrichtung.haengefrist) {
     nachrichtenAnnehmen(einrichtung);
     linksBeobachten();
     for (auto const& skript : einrichtung.skripte)
@@ -95,12 +96,14 @@ WebansichtGtk::WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger)
           WEBKIT_TYPE_WEB_VIEW, "related-view", verwandte.web_.get(), "settings",
           webkit_web_view_get_settings(verwandte.web_.get()), nullptr))))
     , ladefrist_(verwandte.ladefrist_)
-    , sendefrist_(verwandte.sendefrist_) {
+    , sendefrist_(verwandte.sendefrist_)
+    , haengefrist_(verwandte.haengefrist_) {
     verbinden();
 }
 
 WebansichtGtk::~WebansichtGtk() {
     fristBeenden();
+    haengenBeenden();
     g_object_set_data(G_OBJECT(web_.get()), adapterschluessel, nullptr);
     g_signal_handlers_disconnect_by_data(web_.get(), this);
     g_signal_handlers_disconnect_by_data(inhalte_.get(), this);
@@ -130,7 +133,8 @@ void WebansichtGtk::nachrichtenAnnehmen(Einrichtung const& einrichtung) {
 void WebansichtGtk::einstellen() {
     auto* const einstellungen = webkit_web_view_get_settings(web_.get());
     webkit_settings_set_enable_developer_extras(einstellungen, FALSE);
-    webkit_settings_set_javascript_can_open_windows_automatically(einstellungen, FALSE);
+    // The engine refuses a window one second after the click; we look at the click ourselves, see fenstergeste().
+    webkit_settings_set_javascript_can_open_windows_automatically(einstellungen, TRUE);
     webkit_settings_set_enable_write_console_messages_to_stdout(einstellungen, FALSE);
     webkit_settings_set_enable_webrtc(einstellungen, FALSE);
     webkit_settings_set_enable_media_stream(einstellungen, FALSE);
@@ -143,8 +147,6 @@ void WebansichtGtk::aufFremdeSeitenEinstellen() {
     auto* const einstellungen = webkit_web_view_get_settings(web_.get());
     // A page that fills the screen hides the window's own button for closing, and can paint any bar there.
     webkit_settings_set_enable_fullscreen(einstellungen, FALSE);
-    // The engine refuses a window one second after the click; we look at the click ourselves.
-    webkit_settings_set_javascript_can_open_windows_automatically(einstellungen, TRUE);
     langeKlicks_ = true;
 }
 

@@ -73,10 +73,14 @@ private:
     void nachrichtenAnnehmen(Einrichtung const& einrichtung);
     /// Number of the person's doing behind what the engine asks about; 0 for none.
     [[nodiscard]] std::uint64_t geste(WebKitNavigationAction* aktion);
+    /// The same for a new window. The engine forgets a click after one second; pages that first ask their server and then
+    /// open the invoice take longer. So a click is valid here for as long as Gesten says, whatever the engine thinks.
+    [[nodiscard]] std::uint64_t fenstergeste(WebKitNavigationAction* aktion);
     void eingabenBeobachten();
     void downloadErfragen(WebKitPolicyDecision* entscheidung, ports::Downloadfrage const& frage);
     void fristBeginnen(std::chrono::seconds frist);
     void fristBeenden();
+    void haengenBeenden();
 
     Empfaenger& empfaenger_;
     Nachrichtenempfaenger nachrichten_;
@@ -99,8 +103,7 @@ private:
     GtkEventController* eingaben_{nullptr}; ///< Owned by the widget.
     std::deque<Ausgang> ausgaenge_;         ///< The last navigations that a person began.
     Objekt<WebKitWebView> web_;
-    /// The engine forgets a click after one second; portals that first ask their server and then open the invoice take
-    /// longer. So a click is valid here for as long as Gesten says, whatever the engine thinks.
+    /// In pages of strangers everything counts so long.
     bool langeKlicks_{false};
     WebKitNavigationAction* gefragt_{nullptr}; ///< While neuesFenster() runs.
     /// This view, for what may end after it.
@@ -123,6 +126,9 @@ private:
     int wiederholt_{0};                ///< How often the load under way lost its connection and began anew.
     bool nachAbsturz_{false};          ///< No document has come since the process died.
     bool gescheitert_{false};          ///< The load that is about to finish has failed.
+    std::chrono::seconds haengefrist_; ///< How long the process may answer nothing.
+    guint haengt_{0};                  ///< Timer of that; 0 while it answers.
+    bool zuLangeGehangen_{false};      ///< It was ended for that.
     guint frist_{0};                   ///< Timer of the load that has no answer yet; 0 for none.
     bool neuesFensterGeprueft_{false}; ///< The policy for the coming "create" has been asked already.
 };

@@ -1,6 +1,7 @@
 // How loads of a view begin, go on and end: the engine's events, the deadline of every load, the kinds of failure, the
 // death of the process.
 #include "fehlertext.h"
+#include "grundlage/protokoll.h"
 #include "neuzeichnen.h"
 #include "sperrports.h"
 #include "webansicht_gtk.h"
@@ -75,6 +76,7 @@ struct WebansichtGtk::Ladesignale {
             ++ich.nummer_;
             ich.wiederholt_ = 0;
             ich.fristBeenden();
+            enthuellen(web);
             ich.empfaenger_.festgeschrieben(ich);
             break;
         case WEBKIT_LOAD_FINISHED: {
@@ -130,15 +132,38 @@ struct WebansichtGtk::Ladesignale {
         return TRUE;
     }
 
-    static void prozessende(WebKitWebView*, WebKitWebProcessTerminationReason grund, gpointer daten) {
+    /// A page that does not let go of its process answers nobody, not even the window's own buttons for it.
+    static void antwortet(WebKitWebView* web, GParamSpec*, gpointer daten) {
+        auto& ich = an(daten);
+        ich.haengenBeenden();
+        if (webkit_web_view_get_is_web_process_responsive(web))
+            return;
+        protokoll("Webprozess antwortet nicht");
+        ich.haengt_ =
+            g_timeout_add_seconds(static_cast<guint>(ich.haengefrist_.count()), haengtZuLange, daten);
+    }
+
+    static gboolean haengtZuLange(gpointer daten) {
+        auto& ich = an(daten);
+        ich.haengt_ = 0;
+        ich.zuLangeGehangen_ = true;
+        webkit_web_view_terminate_web_process(ich.web_.get()); // Tells prozessende().
+        return G_SOURCE_REMOVE;
+    }
+
+    static void prozessende(WebKitWebView* web, WebKitWebProcessTerminationReason grund, gpointer daten) {
         auto& ich = an(daten);
         ich.fristBeenden();
+        ich.haengenBeenden();
+        verhuellen(web);
         ich.htmlLaedt_ = false;
         ich.danach_.reset();
         ich.festgeschrieben_.clear();
         ich.nachAbsturz_ = true;
         ++ich.nummer_;
-        ich.empfaenger_.prozessGestorben(ich, grundVon(grund));
+        ich.empfaenger_.prozessGestorben(
+            ich, std::exchange(ich.zuLangeGehangen_, false) ? "Der Anzeigeprozess hat nicht mehr geantwortet"
+                                                            : grundVon(grund));
     }
 
     static gboolean fristAbgelaufen(gpointer daten) {
@@ -166,6 +191,8 @@ void WebansichtGtk::ladesignaleVerbinden() {
     verbinde("load-failed", G_CALLBACK(Ladesignale::ladefehler));
     verbinde("load-failed-with-tls-errors", G_CALLBACK(Ladesignale::zertifikatfehler));
     verbinde("web-process-terminated", G_CALLBACK(Ladesignale::prozessende));
+    verbinde("notify::is-web-process-responsive", G_CALLBACK(Ladesignale::antwortet));
+    verhuellen(web_.get());
 }
 
 void WebansichtGtk::laden(std::string const& adresse, std::chrono::seconds frist) {
@@ -238,6 +265,11 @@ void WebansichtGtk::anhalten() {
 void WebansichtGtk::fristBeginnen(std::chrono::seconds frist) {
     fristBeenden();
     frist_ = g_timeout_add_seconds(static_cast<guint>(frist.count()), Ladesignale::fristAbgelaufen, this);
+}
+
+void WebansichtGtk::haengenBeenden() {
+    if (haengt_ != 0)
+        g_source_remove(std::exchange(haengt_, 0U));
 }
 
 void WebansichtGtk::fristBeenden() {
