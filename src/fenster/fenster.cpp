@@ -61,11 +61,14 @@ ports::Frage seitenfrage(std::string const& text, std::vector<std::string> knoep
 
 /// One download on its way: its claimed file, until it is complete.
 struct Fenster::Herunterladung {
+    ports::Webansicht const* web{nullptr}; ///< Whose it is. Child windows stay until the end.
+    std::uint64_t nummer{0};
     std::optional<Zieldatei> ziel;
 };
 
 Fenster::Fenster(Fensterumgebung umgebung)
     : umgebung_(std::move(umgebung))
+    , downloads_([this](std::optional<ports::Fusszeile> zeile) { fenster_->fusszeile(std::move(zeile)); })
     , anmeldungen_(hoechstensAnmeldungen, anmeldezeit)
     , lebt_(std::make_shared<char>()) {
     ports::Webansicht::Einrichtung einrichtung;
@@ -140,6 +143,8 @@ ports::Entscheidung Fenster::beiNavigation(ports::Webansicht& web, ports::Naviga
         return abbrechen;
     }
     // What a server redirects to is no click any more: sign-in and payment pages of others are reached that way.
+    if (navigation.adresse && navigation.adresse->starts_with("blob:"))
+        return zulassen; // what the page holds; beiAntwort() sees what it is
     bool const geklickt = navigation.art == ports::Navigationsart::link && !navigation.umgeleitet;
     if (geklickt && navigation.adresse && !istEigen(navigation.adresse)) {
         nachAussen(web, *navigation.adresse, navigation.geste);
@@ -153,7 +158,10 @@ ports::Entscheidung Fenster::beiAntwort(ports::Webansicht& web, ports::Antwortko
     if (istVerlassen(web))
         return abbrechen;
     bool const anhang = kleingeschrieben(antwort.contentDisposition).find("attachment") != std::string::npos;
-    if (antwort.darstellbar && !anhang)
+    // As a page, it would be one of the service's.
+    bool const seiteninhalt = antwort.hauptrahmen && antwort.adresse && antwort.adresse->starts_with("blob:");
+    bool const harmlos = antwort.mimetyp == "application/pdf" || antwort.mimetyp.starts_with("image/");
+    if (antwort.darstellbar && !anhang && (harmlos || !seiteninhalt))
         return zulassen;
     return istSacheDesDienstes(web, antwort.adresse.value_or(""), {}) || web.gesteVerbrauchen(antwort.geste)
                ? herunterladen
@@ -378,6 +386,10 @@ ports::Webansicht* Fenster::neuesFenster(
     neues->fenster->titel(titel);
     neues->fenster->inhalt(*neues->web);
     neues->fenster->zeigen();
+    neues->downloads = std::make_unique<Downloadzeile>(
+        [fenster = neues->fenster.get()](std::optional<ports::Fusszeile> zeile) {
+            fenster->fusszeile(std::move(zeile));
+        });
     nebenfenster_.push_back(std::move(neues));
     return nebenfenster_.back()->web.get();
 }
@@ -388,21 +400,42 @@ void Fenster::schliessen(ports::Webansicht& web) {
             neben->fenster->schliessen();
 }
 
-void Fenster::heruntergeladen(ports::Webansicht& /*web*/, std::shared_ptr<ports::Download> const& download) {
+void Fenster::heruntergeladen(ports::Webansicht& web, std::shared_ptr<ports::Download> const& download) {
+    if (istVerlassen(web))
+        return; // without anybody to hear of it, it ends
     auto const herunterladung = std::make_shared<Herunterladung>();
+    herunterladung->web = &web;
+    herunterladung->nummer = ++downloadzahl_;
     std::weak_ptr const lebt{lebt_};
+    std::weak_ptr const schwach{download};
     download->empfaenger(
-        {.ziel = [this, lebt, herunterladung](std::string const& vorschlag) -> std::optional<std::string> {
-             return lebt.expired() ? std::nullopt : zielWaehlen(*herunterladung, vorschlag);
+        {.ziel = [this, lebt, herunterladung,
+                  schwach](std::string const& vorschlag) -> std::optional<std::string> {
+             if (lebt.expired())
+                 return std::nullopt;
+             auto ziel = zielWaehlen(*herunterladung, vorschlag);
+             if (ziel)
+                 zeileVon(*herunterladung->web)
+                     .begonnen(herunterladung->nummer, herunterladung->ziel->name(), [schwach] {
+                         if (auto const laufender = schwach.lock())
+                             laufender->abbrechen();
+                     });
+             return ziel;
+         },
+         .fortschritt = [this, lebt, herunterladung](
+                            std::uint64_t bytes, std::uint64_t gesamt) -> std::optional<std::string> {
+             if (!lebt.expired())
+                 zeileVon(*herunterladung->web).fortschritt(herunterladung->nummer, bytes, gesamt);
+             return std::nullopt;
          },
          .fertig =
              [this, lebt, herunterladung] {
                  auto& ziel = herunterladung->ziel;
                  if (!ziel)
                      return;
-                 ziel->behalten();
                  if (!lebt.expired())
-                     meldeImFenster(
+                     downloadMelden(
+                         *herunterladung,
                          fmt::format("Gespeichert: „{}“ im Ordner „Downloads“.", ziel->name()), true);
                  protokoll("Download fertig: " + ziel->pfad());
              },
@@ -411,19 +444,36 @@ void Fenster::heruntergeladen(ports::Webansicht& /*web*/, std::shared_ptr<ports:
                  herunterladung->ziel.reset(); // gives the name back
                  protokoll("Download fehlgeschlagen: " + fuerZeile(beschreibung));
                  if (!lebt.expired())
-                     meldeImFenster(
-                         "Das Herunterladen hat nicht geklappt: " + fuerZeile(beschreibung), false);
+                     downloadMelden(
+                         *herunterladung, "Das Herunterladen hat nicht geklappt: " + fuerZeile(beschreibung),
+                         false);
              }});
+}
+
+Downloadzeile& Fenster::zeileVon(ports::Webansicht const& web) {
+    for (auto const& neben : nebenfenster_)
+        if (neben->web.get() == &web)
+            return *neben->downloads;
+    return downloads_;
+}
+
+void Fenster::downloadMelden(Herunterladung const& herunterladung, std::string const& text, bool knopf) {
+    meldeImFenster(text, knopf);
+    // Who has clicked in a child window looks there; the notice of the main page may be behind it.
+    zeileVon(*herunterladung.web)
+        .beendet(
+            herunterladung.nummer, herunterladung.web == web_.get() ? std::nullopt : std::optional{text});
 }
 
 std::optional<std::string> Fenster::zielWaehlen(
     Herunterladung& herunterladung, std::string const& vorschlag) {
     auto const name = sichererDateiname(vorschlag);
     auto const downloads = umgebung_.standardorte.pfade().downloads;
-    if (!downloads.empty() && ordnerAnlegen(downloads))
-        herunterladung.ziel = Zieldatei::belegen(downloads, name);
-    if (!herunterladung.ziel)
+    if (downloads.empty())
         herunterladung.ziel = Zieldatei::belegen(umgebung_.temporaererOrdner, name);
+    else if (ordnerAnlegen(downloads))
+        // A temporary folder in its place would lose the file, while the page is told that it is here.
+        herunterladung.ziel = Zieldatei::belegen(downloads, name);
     if (!herunterladung.ziel) {
         auto const grund =
             fmt::format("Der Ordner „Downloads“ ist nicht beschreibbar ({}).", std::strerror(errno));
@@ -442,13 +492,14 @@ void Fenster::druckGescheitert(ports::Webansicht& /*web*/, std::string const& be
 }
 
 void Fenster::meldeImFenster(std::string_view text, bool knopf) {
-    skriptSpaeter(meldeskript(text, knopf));
+    skripteSpaeter({meldeskript(text, knopf), ansageskript()});
 }
 
-void Fenster::skriptSpaeter(std::string skript) {
-    umgebung_.schleife.spaeter([web = std::weak_ptr{web_}, skript = std::move(skript)] {
-        if (auto const ansicht = web.lock())
-            ansicht->skript(skript);
+void Fenster::skripteSpaeter(std::vector<std::string> skripte) {
+    umgebung_.schleife.spaeter([web = std::weak_ptr{web_}, skripte = std::move(skripte)] {
+        for (auto const& skript : skripte)
+            if (auto const ansicht = web.lock())
+                ansicht->skript(skript);
     });
 }
 
@@ -476,6 +527,20 @@ void Fenster::eingabe(
         return antwort(std::nullopt);
     umgebung_.dialoge.eingeben(
         *fenster_, seitenfrage(text, {std::string{ok}, std::string{abbrechen}}), vorgabe, std::move(antwort));
+}
+
+void Fenster::zugangErfragen(
+    ports::Webansicht& web, ports::Zugangsfrage const& frage,
+    std::function<void(std::optional<ports::Zugangsdaten>)> antwort) {
+    if (istVerlassen(web))
+        return antwort(std::nullopt);
+    umgebung_.dialoge.zugang(
+        *fenster_,
+        {.meldung = fmt::format("{} verlangt Name und Kennwort", einzeilig(frage.wirt, 253)),
+         .erklaerung = frage.wiederholt ? "Name oder Kennwort stimmten nicht."
+                                        : "Die Eingaben gehen nur an diesen Server.",
+         .knoepfe = {"Anmelden", std::string{abbrechen}}},
+        std::move(antwort));
 }
 
 void Fenster::dateienWaehlen(

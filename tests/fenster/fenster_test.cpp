@@ -133,7 +133,7 @@ TEST_F(FensterTest, AFailureOfPrintingIsLoggedAndAnnounced) {
         "[Quillmate] Drucken fehlgeschlagen: Der Drucker wurde nicht gefunden.\n");
     schleife.laufen();
     EXPECT_EQ(
-        web().skripte.back(),
+        meldungen().back(),
         fenster::meldeskript("Das Drucken hat nicht geklappt: Der Drucker wurde nicht gefunden.", false));
 }
 
@@ -496,10 +496,10 @@ TEST_F(FensterTest, ADownloadGoesToTheDownloadsFolderAndIsAnnounced) {
     EXPECT_EQ(fenster.letzterDownload(), pfad);
     welt.heim.datei("Downloads/rechnung.pdf", "Inhalt");
     EXPECT_EQ(fehlerausgabe([&] { datei->fertig(); }), "[Quillmate] Download fertig: " + pfad + "\n");
-    EXPECT_THAT(web().skripte, IsEmpty()); // later
+    EXPECT_THAT(meldungen(), IsEmpty()); // later
     schleife.laufen();
     EXPECT_THAT(
-        web().skripte,
+        meldungen(),
         ElementsAre(fenster::meldeskript("Gespeichert: „rechnung.pdf“ im Ordner „Downloads“.", true)));
     EXPECT_TRUE(std::filesystem::exists(pfad));
 }
@@ -541,14 +541,15 @@ TEST_F(FensterTest, AFailedDownloadIsAnnouncedAndGivesItsNameBack) {
     baue();
     auto const datei = download();
     (void)fehlerausgabe([&] { (void)datei->fragt("rechnung.pdf"); });
-    EXPECT_TRUE(std::filesystem::exists(welt.heim.pfad("Downloads/rechnung.pdf")));
+    EXPECT_FALSE(std::filesystem::exists(welt.heim.pfad("Downloads/rechnung.pdf")))
+        << "visible before it is whole";
     EXPECT_EQ(
         fehlerausgabe([&] { datei->scheitert("Die Verbindung ist \"weg\"\n."); }),
         "[Quillmate] Download fehlgeschlagen: Die Verbindung ist \"weg\" .\n");
     schleife.laufen();
     EXPECT_THAT(
-        web().skripte, ElementsAre(fenster::meldeskript(
-                           "Das Herunterladen hat nicht geklappt: Die Verbindung ist \"weg\" .", false)));
+        meldungen(), ElementsAre(fenster::meldeskript(
+                         "Das Herunterladen hat nicht geklappt: Die Verbindung ist \"weg\" .", false)));
     EXPECT_FALSE(std::filesystem::exists(welt.heim.pfad("Downloads/rechnung.pdf")));
 }
 
@@ -571,7 +572,7 @@ TEST_F(FensterTest, ADownloadThatFailsBeforeItHasANameIsAnnounced) {
     auto const datei = download();
     EXPECT_THAT(fehlerausgabe([&] { datei->scheitert("weg"); }), HasSubstr("Download fehlgeschlagen: weg"));
     schleife.laufen();
-    EXPECT_EQ(web().skripte.size(), 1U);
+    EXPECT_EQ(meldungen().size(), 1U);
 }
 
 TEST_F(FensterTest, ADownloadThatIsFinishedWithoutADestinationShowsNothing) {
@@ -593,9 +594,9 @@ TEST_F(FensterTest, EachFinishedDownloadIsAnnouncedUnderItsOwnName) {
     EXPECT_EQ(fenster.letzterDownload(), welt.heim.pfad("Downloads/b.pdf"));
     schleife.laufen();
     EXPECT_THAT(
-        web().skripte, ElementsAre(
-                           fenster::meldeskript("Gespeichert: „a.pdf“ im Ordner „Downloads“.", true),
-                           fenster::meldeskript("Gespeichert: „b.pdf“ im Ordner „Downloads“.", true)));
+        meldungen(), ElementsAre(
+                         fenster::meldeskript("Gespeichert: „a.pdf“ im Ordner „Downloads“.", true),
+                         fenster::meldeskript("Gespeichert: „b.pdf“ im Ordner „Downloads“.", true)));
 }
 
 TEST_F(FensterTest, AMissingDownloadsFolderIsMade) {
@@ -605,18 +606,27 @@ TEST_F(FensterTest, AMissingDownloadsFolderIsMade) {
         [&] { EXPECT_EQ(download()->fragt("a.pdf"), welt.heim.pfad("neu/Downloads/a.pdf")); });
 }
 
-TEST_F(FensterTest, WithoutDownloadsFolderTheTemporaryOneIsTaken) {
+TEST_F(FensterTest, WhereTheSystemNamesNoDownloadsFolderTheTemporaryOneIsTaken) {
     baue();
     (void)fehlerausgabe([&] {
         orte.downloads = "";
-        EXPECT_EQ(download()->fragt("a.pdf"), welt.heim.pfad("tmp/a.pdf"));
-        orte.downloads = welt.heim.datei("eineDatei") + "/Downloads";
         auto const datei = download();
-        EXPECT_EQ(datei->fragt("b.pdf"), welt.heim.pfad("tmp/b.pdf"));
+        EXPECT_EQ(datei->fragt("a.pdf"), welt.heim.pfad("tmp/a.pdf"));
         datei->fertig();
     });
     schleife.laufen();
-    EXPECT_THAT(web().skripte.back(), HasSubstr("im Ordner „Downloads“."));
+    EXPECT_THAT(meldungen().back(), HasSubstr("im Ordner „Downloads“."));
+}
+
+TEST_F(FensterTest, ADownloadsFolderThatTakesNoFilesIsAFailureAndNoOtherFolderIsTaken) {
+    baue();
+    orte.downloads = welt.heim.datei("eineDatei") + "/Downloads";
+    EXPECT_THAT(
+        fehlerausgabe([&] { EXPECT_FALSE(download()->fragt("b.pdf")); }),
+        HasSubstr("Der Ordner „Downloads“ ist nicht beschreibbar"));
+    EXPECT_FALSE(std::filesystem::exists(welt.heim.pfad("tmp/b.pdf")));
+    schleife.laufen();
+    EXPECT_THAT(meldungen(), ElementsAre(HasSubstr("Das Herunterladen hat nicht geklappt: ")));
 }
 
 TEST_F(FensterTest, WhereNoFileCanBeMadeTheDownloadIsCancelledWithANotice) {
@@ -627,7 +637,7 @@ TEST_F(FensterTest, WhereNoFileCanBeMadeTheDownloadIsCancelledWithANotice) {
         fehlerausgabe([&] { EXPECT_FALSE(download()->fragt("a.pdf")); }),
         HasSubstr("[Quillmate] Download fehlgeschlagen: "));
     schleife.laufen();
-    EXPECT_THAT(web().skripte, ElementsAre(HasSubstr("Das Herunterladen hat nicht geklappt: ")));
+    EXPECT_THAT(meldungen(), ElementsAre(HasSubstr("Das Herunterladen hat nicht geklappt: ")));
 }
 
 TEST_F(FensterTest, ADownloadMayOutliveTheWindow) {

@@ -29,11 +29,11 @@ TEST_F(Verlassene, DialogsOfAClosedWindowAreAnsweredWithNoAndNobodySeesThem) {
     std::string gehoert;
     engine().hinweis(neben, "Hallo", [&] { gehoert += 'h'; });
     engine().bestaetigung(neben, "Sicher?", [&](bool ja) { gehoert += ja ? 'j' : 'n'; });
-    engine().eingabe(neben, "Name?", "x", [&](std::optional<std::string> const& text) {
-        gehoert += text ? 't' : '-';
+    engine().eingabe(
+        neben, "Name?", "x", [&](std::optional<std::string> const& text) { gehoert += text ? 't' : '-'; });
+    engine().dateienWaehlen(neben, {}, [&](std::optional<std::vector<std::string>> const& pfade) {
+        gehoert += pfade ? 'd' : '-';
     });
-    engine().dateienWaehlen(
-        neben, {}, [&](std::optional<std::vector<std::string>> const& pfade) { gehoert += pfade ? 'd' : '-'; });
     EXPECT_EQ(gehoert, "hn--");
     EXPECT_TRUE(dialoge.gefragt.empty());
     EXPECT_TRUE(dialoge.dateifragen.empty());

@@ -174,6 +174,33 @@ void DialogeGtk::eingeben(
     gtk_widget_grab_focus(feld);
 }
 
+void DialogeGtk::zugang(
+    ports::Programmfenster& fenster, ports::Frage const& frage,
+    std::function<void(std::optional<ports::Zugangsdaten>)> antwort) {
+    auto offen = std::make_unique<OffeneFrage>();
+    auto* const name = gtk_entry_new();
+    auto* const kennwort = gtk_password_entry_new();
+    gtk_password_entry_set_show_peek_icon(GTK_PASSWORD_ENTRY(kennwort), TRUE);
+    g_object_set(name, "placeholder-text", "Name", "activates-default", TRUE, nullptr);
+    g_object_set(kennwort, "placeholder-text", "Kennwort", "activates-default", TRUE, nullptr);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(name), GTK_ACCESSIBLE_PROPERTY_LABEL, "Name", -1);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(kennwort), GTK_ACCESSIBLE_PROPERTY_LABEL, "Kennwort", -1);
+    offen->feld = GTK_EDITABLE(name);
+    offen->antwort = [antwort = std::move(antwort),
+                      kennwort](ports::Antwort ergebnis, std::string const& wer) {
+        // Only a button answers with 0, and while there are buttons there is the field.
+        if (ergebnis.knopf == 0)
+            antwort(ports::Zugangsdaten{
+                .name = wer, .kennwort = textVon(gtk_editable_get_text(GTK_EDITABLE(kennwort)))});
+        else
+            antwort(std::nullopt);
+    };
+    auto* const felder = gestapelt({name, kennwort});
+    gtk_widget_set_size_request(felder, 260, -1);
+    naht::meldungZeigen(bauen(frage, std::move(offen), felder), gtkFenster(fenster));
+    gtk_widget_grab_focus(name);
+}
+
 void DialogeGtk::dateienWaehlen(
     ports::Dateiwahl const& wahl, std::function<void(std::optional<std::vector<std::string>>)> antwort) {
     naht::dateitafel(tafelfenster(wahl), wahl, std::move(antwort));

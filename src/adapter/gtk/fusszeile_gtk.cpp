@@ -26,8 +26,7 @@ FusszeileGtk::FusszeileGtk() {
     balken_ = GTK_PROGRESS_BAR(gtk_progress_bar_new());
     gtk_widget_set_size_request(GTK_WIDGET(balken_), balkenbreite, -1);
     gtk_widget_set_valign(GTK_WIDGET(balken_), GTK_ALIGN_CENTER);
-    gtk_accessible_update_property(
-        GTK_ACCESSIBLE(balken_), GTK_ACCESSIBLE_PROPERTY_LABEL, "Fortschritt", -1);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(balken_), GTK_ACCESSIBLE_PROPERTY_LABEL, "Fortschritt", -1);
     gtk_box_append(GTK_BOX(kasten), GTK_WIDGET(balken_));
     knopf_ = GTK_BUTTON(gtk_button_new_with_label(""));
     g_signal_connect(knopf_, "clicked", G_CALLBACK(gedrueckt), this);

@@ -55,6 +55,9 @@ struct Ueberangaben {
 /// AdwAboutDialog, before libadwaita 1.5 AdwAboutWindow. `ueber` may be null.
 void ueberZeigen(GtkWindow* ueber, Ueberangaben const& angaben);
 
+/// All keys of the program, by what they are for. `ueber` may be null.
+void tastenfenster(GtkWindow* ueber);
+
 /// Shows the widget where there is room for it, and nothing where there is not.
 [[nodiscard]] GtkWidget* nurMitPlatz(GtkWidget* inhalt);
 void stilLaden(GtkCssProvider* stil, char const* css);

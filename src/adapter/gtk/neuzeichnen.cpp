@@ -23,8 +23,7 @@ constexpr std::string_view gemalt =
     "await new Promise(weiter => requestAnimationFrame(() => requestAnimationFrame(() => weiter())))";
 
 void zeigen(WebKitWebView* web) {
-    if (auto const frist =
-            GPOINTER_TO_UINT(g_object_steal_data(G_OBJECT(web), fristSchluessel)))
+    if (auto const frist = GPOINTER_TO_UINT(g_object_steal_data(G_OBJECT(web), fristSchluessel)))
         g_source_remove(frist);
     g_object_set_data(G_OBJECT(web), verhuelltSchluessel, nullptr);
     gtk_widget_set_opacity(GTK_WIDGET(web), 1.0);
@@ -33,7 +32,6 @@ void zeigen(WebKitWebView* web) {
 bool istVerhuellt(WebKitWebView* web) {
     return g_object_get_data(G_OBJECT(web), verhuelltSchluessel) != nullptr;
 }
-
 
 struct Zaehler {
     int uebrig{bilder};
@@ -55,8 +53,7 @@ void groesseAnstossen(GtkWidget* webansicht) {
 }
 
 void verhuellen(WebKitWebView* web) {
-    if (auto const frist =
-            GPOINTER_TO_UINT(g_object_steal_data(G_OBJECT(web), fristSchluessel)))
+    if (auto const frist = GPOINTER_TO_UINT(g_object_steal_data(G_OBJECT(web), fristSchluessel)))
         g_source_remove(frist);
     g_object_set_data(G_OBJECT(web), verhuelltSchluessel, web);
     gtk_widget_set_opacity(GTK_WIDGET(web), hauch);

@@ -7,8 +7,8 @@ namespace {
 
 constexpr guint hoechstensGezaehlt = 1000;
 constexpr int rand = 6;
-constexpr auto wie = static_cast<WebKitFindOptions>(
-    WEBKIT_FIND_OPTIONS_CASE_INSENSITIVE | WEBKIT_FIND_OPTIONS_WRAP_AROUND);
+constexpr auto wie =
+    static_cast<WebKitFindOptions>(WEBKIT_FIND_OPTIONS_CASE_INSENSITIVE | WEBKIT_FIND_OPTIONS_WRAP_AROUND);
 
 GtkWidget* bildknopf(char const* bild, char const* name) {
     auto* const knopf = gtk_button_new_from_icon_name(bild);
@@ -90,9 +90,9 @@ Suchzeile::Suchzeile(WebKitWebView* web)
 }
 
 Suchzeile::~Suchzeile() {
-    for (gpointer const wer : {static_cast<gpointer>(feld_), static_cast<gpointer>(zurueck_),
-                               static_cast<gpointer>(vor_), static_cast<gpointer>(ende_),
-                               static_cast<gpointer>(finder_)})
+    for (gpointer const wer :
+         {static_cast<gpointer>(feld_), static_cast<gpointer>(zurueck_), static_cast<gpointer>(vor_),
+          static_cast<gpointer>(ende_), static_cast<gpointer>(finder_)})
         g_signal_handlers_disconnect_by_data(wer, this);
     GListModel* const alle = gtk_widget_observe_controllers(GTK_WIDGET(feld_));
     for (guint i = 0; i < g_list_model_get_n_items(alle); ++i) {

@@ -1,10 +1,14 @@
 // What pages ask people: alert, confirm, prompt, files. Each is answered later and exactly once. And what they are refused:
 // camera, location and the like; menu entries that lead nowhere.
+#include "grundlage/text.h"
+#include "hauptrahmen.h"
+#include "nutzerskript.h"
 #include "webansicht_gtk.h"
 
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -77,6 +81,56 @@ private:
     bool offen_{true};
 };
 
+/// A server's request for name and password. Without an answer the load would wait for ever.
+class OffenerZugang {
+public:
+    explicit OffenerZugang(WebKitAuthenticationRequest* anfrage)
+        : anfrage_(Objekt<WebKitAuthenticationRequest>::geteilt(anfrage)) {}
+    ~OffenerZugang() { antworten(std::nullopt); }
+    OffenerZugang(OffenerZugang const&) = delete;
+    OffenerZugang& operator=(OffenerZugang const&) = delete;
+
+    void antworten(std::optional<ports::Zugangsdaten> const& daten) {
+        if (!std::exchange(offen_, false))
+            return;
+        if (!daten)
+            return webkit_authentication_request_cancel(anfrage_.get());
+        auto* const ausweis = webkit_credential_new(
+            daten->name.c_str(), daten->kennwort.c_str(), WEBKIT_CREDENTIAL_PERSISTENCE_FOR_SESSION);
+        webkit_authentication_request_authenticate(anfrage_.get(), ausweis);
+        webkit_credential_free(ausweis);
+    }
+
+private:
+    Objekt<WebKitAuthenticationRequest> const anfrage_;
+    bool offen_{true};
+};
+
+/// Extensions that a page may name; more are no choice any more.
+constexpr std::size_t hoechstensEndungen = 50;
+constexpr std::size_t hoechstlaengeEndung = 20;
+
+/// The extensions in a file input's "accept"; the engine tells only the types.
+std::vector<std::string> endungenVon(std::string_view annahme) {
+    std::vector<std::string> endungen;
+    while (!annahme.empty() && endungen.size() < hoechstensEndungen) {
+        auto const ende = std::min(annahme.find(','), annahme.size());
+        auto const teil = ohneRandleerraum(annahme.substr(0, ende));
+        bool const gut = teil.size() > 1 && teil.front() == '.' && teil.size() <= hoechstlaengeEndung &&
+                         std::ranges::all_of(teil, [](char zeichen) {
+                             return g_ascii_isalnum(zeichen) || std::string_view{".-_"}.contains(zeichen);
+                         });
+        if (gut)
+            endungen.push_back(teil);
+        annahme.remove_prefix(std::min(ende + 1, annahme.size()));
+    }
+    return endungen;
+}
+
+/// The world of seitenelemente.js and its message handler.
+constexpr char const* elementwelt = "quillmate-elemente";
+constexpr char const* elementname = "element";
+
 } // namespace
 
 struct WebansichtGtk::Dialogsignale {
@@ -111,13 +165,56 @@ struct WebansichtGtk::Dialogsignale {
         ports::Dateiwahl wahl{
             .ordner = false,
             .mehrere = webkit_file_chooser_request_get_select_multiple(anfrage) != FALSE,
-            .mimetypen = {}};
+            .mimetypen = {},
+            .endungen = endungenVon(std::exchange(ich.dateifeld_, std::nullopt).value_or(""))};
         if (auto const* typen = webkit_file_chooser_request_get_mime_types(anfrage))
             for (; *typen; ++typen)
                 wahl.mimetypen.emplace_back(*typen);
         ich.empfaenger_.dateienWaehlen(
             ich, wahl,
             [offen](std::optional<std::vector<std::string>> const& pfade) { offen->antworten(pfade); });
+        return TRUE;
+    }
+
+    /// A list of what was clicked and its text, posted by seitenelemente.js.
+    static void element(WebKitUserContentManager*, JSCValue* wert, gpointer daten) {
+        auto& ich = an(daten);
+        if (!jsc_value_is_array(wert))
+            return;
+        auto const was = inhaltVon(stelleVon(wert, 0).get());
+        if (was == "dateifeld")
+            ich.dateifeld_ = inhaltVon(stelleVon(wert, 1).get());
+        else if (was == "passkey" && ich.langeKlicks_)
+            ich.empfaenger_.passkeyGewuenscht(ich);
+    }
+
+    static gboolean zugang(WebKitWebView*, WebKitAuthenticationRequest* anfrage, gpointer daten) {
+        auto& ich = an(daten);
+        auto const wirt = textVon(webkit_authentication_request_get_host(anfrage));
+        switch (webkit_authentication_request_get_scheme(anfrage)) {
+        case WEBKIT_AUTHENTICATION_SCHEME_SERVER_TRUST_EVALUATION_REQUESTED:
+            return FALSE; // The engine's own rules.
+        case WEBKIT_AUTHENTICATION_SCHEME_CLIENT_CERTIFICATE_REQUESTED:
+        case WEBKIT_AUTHENTICATION_SCHEME_CLIENT_CERTIFICATE_PIN_REQUESTED:
+            webkit_authentication_request_authenticate(anfrage, nullptr); // Goes on without one.
+            ich.empfaenger_.zertifikatVerlangt(ich, wirt);
+            return TRUE;
+        default:
+            break;
+        }
+        auto const offen = std::make_shared<OffenerZugang>(anfrage);
+        ich.fristBeenden(); // The server has answered; now a person takes the time that it takes.
+        ich.empfaenger_.zugangErfragen(
+            ich,
+            {.wirt = wirt,
+             .bereich = textVon(webkit_authentication_request_get_realm(anfrage)),
+             .wiederholt = webkit_authentication_request_is_retry(anfrage) != FALSE},
+            [offen, lebt = std::weak_ptr{ich.lebt_}](std::optional<ports::Zugangsdaten> const& antwort) {
+                offen->antworten(antwort);
+                auto const noch = lebt.lock();
+                if (antwort && noch && webkit_web_view_is_loading((*noch)->web_.get()))
+                    (*noch)->fristBeginnen((*noch)->ladefrist_);
+            });
         return TRUE;
     }
 
@@ -144,14 +241,67 @@ struct WebansichtGtk::Dialogsignale {
     }
 };
 
+void WebansichtGtk::seitenelementeBeobachten() {
+    auto const signal = std::string{"script-message-received::"} + elementname;
+    g_signal_connect(inhalte_.get(), signal.c_str(), G_CALLBACK(Dialogsignale::element), this);
+    webkit_user_content_manager_register_script_message_handler(inhalte_.get(), elementname, elementwelt);
+    skriptHinzufuegen(
+        inhalte_.get(), seitenelementeskript(), WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES, elementwelt);
+}
+
 void WebansichtGtk::dialogsignaleVerbinden() {
     auto const verbinde = [this](char const* signal, GCallback rueckruf) {
         g_signal_connect(web_.get(), signal, rueckruf, this);
     };
     verbinde("script-dialog", G_CALLBACK(Dialogsignale::skriptdialog));
+    verbinde("authenticate", G_CALLBACK(Dialogsignale::zugang));
     verbinde("run-file-chooser", G_CALLBACK(Dialogsignale::dateiwahl));
     verbinde("permission-request", G_CALLBACK(Dialogsignale::erlaubnis));
     verbinde("context-menu", G_CALLBACK(Dialogsignale::kontextmenue));
+}
+
+namespace {
+
+struct Loeschung {
+    std::string wirt;
+    std::function<void(std::optional<std::size_t>)> fertig;
+};
+
+/// A site's data are kept under its registrable name ("example.com" for "www.example.com").
+bool gehoertZu(std::string const& wirt, std::string const& name) {
+    return !name.empty() && (wirt == name || wirt.ends_with('.' + name));
+}
+
+void gefunden(GObject* quelle, GAsyncResult* ergebnis, gpointer daten) {
+    std::unique_ptr<Loeschung> const auftrag{static_cast<Loeschung*>(daten)};
+    auto* const verwalter = WEBKIT_WEBSITE_DATA_MANAGER(quelle);
+    GError* roh = nullptr;
+    GList* const alle = webkit_website_data_manager_fetch_finish(verwalter, ergebnis, &roh);
+    if (GFehler const fehler{roh}; fehler)
+        return auftrag->fertig(std::nullopt);
+    GList* passende = nullptr;
+    for (GList const* stelle = alle; stelle; stelle = stelle->next)
+        if (auto* const eines = static_cast<WebKitWebsiteData*>(stelle->data);
+            gehoertZu(auftrag->wirt, textVon(webkit_website_data_get_name(eines))))
+            passende = g_list_prepend(passende, eines);
+    auto const anzahl = static_cast<std::size_t>(g_list_length(passende));
+    if (passende)
+        webkit_website_data_manager_remove(
+            verwalter, WEBKIT_WEBSITE_DATA_ALL, passende, nullptr, nullptr, nullptr);
+    g_list_free(passende);
+    g_list_free_full(
+        alle, [](gpointer eines) { webkit_website_data_unref(static_cast<WebKitWebsiteData*>(eines)); });
+    auftrag->fertig(anzahl);
+}
+
+} // namespace
+
+void WebansichtGtk::anmeldedatenLoeschen(
+    std::string const& wirt, std::function<void(std::optional<std::size_t>)> fertig) {
+    auto* const verwalter =
+        webkit_network_session_get_website_data_manager(webkit_web_view_get_network_session(web_.get()));
+    webkit_website_data_manager_fetch(
+        verwalter, WEBKIT_WEBSITE_DATA_ALL, nullptr, gefunden, new Loeschung{wirt, std::move(fertig)});
 }
 
 } // namespace quillmate::adapter::gtk

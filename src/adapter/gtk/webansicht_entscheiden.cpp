@@ -147,6 +147,8 @@ struct WebansichtGtk::Entscheidungssignale {
                 std::ranges::find(ich.ausgaenge_, kopf.adresse.value_or(""), &Ausgang::adresse);
             kopf.geste = ausgang == ich.ausgaenge_.end() ? 0 : ausgang->geste;
             auto const wie = ich.empfaenger_.beiAntwort(ich, kopf);
+            if (kopf.hauptrahmen && wie == ports::Entscheidung::zulassen)
+                ich.pdfname_ = kopf.mimetyp == "application/pdf" ? kopf.name : std::string{};
             if (wie == ports::Entscheidung::erfragen) {
                 if (kopf.hauptrahmen)
                     ich.fristBeenden(); // The server has answered.
@@ -171,7 +173,8 @@ struct WebansichtGtk::Entscheidungssignale {
         };
         ich.gefragt_ = aktion;
         auto* const ansicht = ich.empfaenger_.neuesFenster(
-            ich, {.adresse = adresseVon(aktion), .zielrahmen = false, .geste = ich.fenstergeste(aktion)}, verwandte);
+            ich, {.adresse = adresseVon(aktion), .zielrahmen = false, .geste = ich.fenstergeste(aktion)},
+            verwandte);
         ich.gefragt_ = nullptr;
         // Another view than the one asked for could not take the request over.
         auto* const eigene = dynamic_cast<WebansichtGtk*>(ansicht);
@@ -244,7 +247,11 @@ ports::Navigation WebansichtGtk::navigation(WebKitNavigationAction* aktion) {
     bool const dieser = klick && klick->adresse == ergebnis.adresse;
     if (dieser)
         ergebnis.ursprung = klick->ursprung;
-    ergebnis.alsDownload = (dieser && klick->herunterladen) || istInhaltDerSeite(ergebnis.adresse);
+    // A clicked link without the attribute shows what the page holds, where that can be shown. Of a click that nobody saw
+    // (on a link that is in no document) it can mean nothing but saving.
+    bool const zeigbar = dieser && !langeKlicks_ && ergebnis.adresse->starts_with("blob:");
+    ergebnis.alsDownload =
+        (dieser && klick->herunterladen) || (istInhaltDerSeite(ergebnis.adresse) && !zeigbar);
     return ergebnis;
 }
 

@@ -63,6 +63,7 @@ WebansichtGtk::WebansichtGtk(WebSitzungen& sitzungen, Einrichtung einrichtung, E
     , haengefrist_(einrichtung.haengefrist) {
     nachrichtenAnnehmen(einrichtung);
     linksBeobachten();
+    seitenelementeBeobachten();
     for (auto const& skript : einrichtung.skripte)
         skriptHinzufuegen(
             inhalte_.get(), skript.quelltext,
@@ -265,7 +266,7 @@ void WebansichtGtk::druckenUeber(GtkWindow* fenster) {
 }
 
 void WebansichtGtk::downloadBegonnen(WebKitDownload* download) {
-    empfaenger_.heruntergeladen(*this, DownloadGtk::uebernehmen(download));
+    empfaenger_.heruntergeladen(*this, DownloadGtk::uebernehmen(download, pdfname_));
 }
 
 } // namespace quillmate::adapter::gtk

@@ -41,6 +41,8 @@ public:
     void rufen(
         std::string const& rumpf, std::map<std::string, std::string> const& werte,
         Skriptantwort antwort) override;
+    void anmeldedatenLoeschen(
+        std::string const& wirt, std::function<void(std::optional<std::size_t>)> fertig) override;
     void drucken(ports::Programmfenster& fenster) override;
     bool gesteVerbrauchen(std::uint64_t geste) override;
 
@@ -51,6 +53,8 @@ public:
     /// The adapter of a view; null when it is gone or the view is not ours.
     [[nodiscard]] static WebansichtGtk* von(WebKitWebView* ansicht);
     void downloadBegonnen(WebKitDownload* download);
+    /// Whether it is for pages of strangers (Einrichtung::fremdeSeiten).
+    [[nodiscard]] bool zeigtFremde() const noexcept { return langeKlicks_; }
 
 private:
     // The engine's callbacks, each with its own file.
@@ -69,6 +73,7 @@ private:
     void gesperrtMelden(std::string const& adresse);
     void aufFremdeSeitenEinstellen();
     void linksBeobachten();
+    void seitenelementeBeobachten();
     [[nodiscard]] ports::Navigation navigation(WebKitNavigationAction* aktion);
     void nachrichtenAnnehmen(Einrichtung const& einrichtung);
     /// Number of the person's doing behind what the engine asks about; 0 for none.
@@ -93,7 +98,8 @@ private:
     };
     /// Shared as the content is.
     std::shared_ptr<std::optional<Linkklick>> linkklick_{std::make_shared<std::optional<Linkklick>>()};
-    std::string zustellrumpf_;                                   ///< Empty without message handler.
+    std::optional<std::string> dateifeld_; ///< "accept" of the file input that was clicked last.
+    std::string zustellrumpf_;             ///< Empty without message handler.
     std::shared_ptr<Gesten> gesten_{std::make_shared<Gesten>()}; ///< Shared as the content is.
     guint taste_{0};                                             ///< Code of the key that is held down.
     struct Ausgang {
@@ -123,6 +129,7 @@ private:
     std::optional<std::string> unterwegs_; ///< Address of the load that has begun last.
     bool sendet_{false};                   ///< The load that is about to begin is one.
     bool unterwegsSendet_{false};          ///< The load that has begun last is one.
+    std::string pdfname_;                  ///< Of the PDF that is shown; empty when it is none.
     int wiederholt_{0};                ///< How often the load under way lost its connection and began anew.
     bool nachAbsturz_{false};          ///< No document has come since the process died.
     bool gescheitert_{false};          ///< The load that is about to finish has failed.

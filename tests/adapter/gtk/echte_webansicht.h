@@ -67,7 +67,6 @@ struct Mitschrift final : ports::Webansicht::Empfaenger {
              },
              .fertig =
                  [this] {
-                     ziel->behalten();
                      ++downloadFertig;
                  },
              .fehlgeschlagen =
@@ -185,10 +184,13 @@ protected:
         {"/",
          {.koerper = "<!doctype html><title>Start</title><p>Start",
           .inhaltstyp = "text/html; charset=utf-8"}}};
-    std::function<void(HttpAnfrage const&)> beiAnfrage; ///< On the server's thread.
+    std::function<void(HttpAnfrage const&)> beiAnfrage;                        ///< On the server's thread.
+    std::function<std::optional<HttpAntwort>(HttpAnfrage const&)> beantworten; ///< Before `seiten`; as above.
     HttpAttrappe dienst{[this](HttpAnfrage const& anfrage) {
         if (beiAnfrage)
             beiAnfrage(anfrage);
+        if (auto antwort = beantworten ? beantworten(anfrage) : std::nullopt)
+            return *antwort;
         auto const seite = seiten.find(anfrage.pfad);
         return seite == seiten.end()
                    ? HttpAntwort{.status = 404, .koerper = "nein", .inhaltstyp = "text/plain"}

@@ -29,7 +29,9 @@ TEST_F(EchteRuhe, AProcessThatAnswersNothingForTooLongIsEndedAndTheReasonSaysSo)
     laden("/");
     std::atomic<bool> haengt{false};
     seiten["/jetzt"] = html("");
-    beiAnfrage = [&](HttpAnfrage const& anfrage) { haengt = haengt || anfrage.pfad == "/jetzt"; };
+    beiAnfrage = [&](HttpAnfrage const& anfrage) {
+        haengt = haengt || anfrage.pfad == "/jetzt";
+    };
     web->skript("const ruf = new XMLHttpRequest(); ruf.open('GET', '/jetzt', false); ruf.send(); for (;;);");
     ASSERT_TRUE(drehenBis([&] { return haengt.load(); }));
     // The engine watches only while it waits for something.
@@ -65,7 +67,8 @@ TEST_F(EchteRuhe, AfterADeathTheWindowShowsItsBackgroundUntilTheNextPageIsPainte
     webkit_web_view_terminate_web_process(WEBKIT_WEB_VIEW(web->widget()));
     ASSERT_TRUE(drehenBis([&] { return !mitschrift.tode.empty(); }));
     web->ladenErsatz("<!doctype html><style>html { background: #0f0; }</style>", dienst.adresse() + "/rot");
-    EXPECT_TRUE(drehenBis([&] { return mitte() == 0x00FF00; })) << "the first page after a death is not painted";
+    EXPECT_TRUE(drehenBis([&] { return mitte() == 0x00FF00; }))
+        << "the first page after a death is not painted";
 }
 
 } // namespace

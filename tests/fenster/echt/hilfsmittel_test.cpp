@@ -1,0 +1,61 @@
+// What a screen reader finds of the windows and dialogs, read from the accessibility bus.
+#include "echtes_fenster.h"
+#include "werkzeug/barriere.h"
+#include "werkzeug/warten.h"
+
+#include <cstdlib>
+
+namespace quillmate::fenster_echt {
+namespace {
+
+using werkzeug::Barriere;
+using werkzeug::wartenBis;
+
+class Hilfsmittel : public EchtesFenster {
+protected:
+    Barriere oeffneMitBus() {
+        oeffne({{"GTK_A11Y", "atspi"}, {"NO_AT_BRIDGE", "0"}});
+        return Barriere{std::getenv("DBUS_SESSION_BUS_ADDRESS")};
+    }
+    static void erwarte(Barriere const& bus, Barriere::Ding const& ding) {
+        EXPECT_TRUE(wartenBis([&] { return bus.gibtEs(ding); }))
+            << ding.rolle << " \"" << ding.name << "\" is missing in:\n"
+            << bus.alsText();
+    }
+};
+
+TEST_F(Hilfsmittel, TheWindowAndItsPageHaveNamesForPeople) {
+    auto const bus = oeffneMitBus();
+    ASSERT_TRUE(wartenBis([&] { return bus.alles().size() > 5; })) << bus.alsText();
+    bool fenster = false;
+    bool seite = false;
+    for (auto const& ding : bus.alles()) {
+        fenster = fenster || (ding.rolle == "frame" && ding.name == "Quillmate") ||
+                  (ding.rolle == "window" && ding.name == "Quillmate");
+        seite = seite || ding.name == "Seite von Quillmate";
+        EXPECT_EQ(ding.name.find("WebKit"), std::string::npos) << ding.rolle << ' ' << ding.name;
+        EXPECT_FALSE(ding.name.starts_with("Gtk")) << ding.rolle << ' ' << ding.name;
+    }
+    EXPECT_TRUE(fenster && seite) << bus.alsText();
+}
+
+TEST_F(Hilfsmittel, AnAlertIsADialogWithItsTextAndButton) {
+    auto const bus = oeffneMitBus();
+    (void)dienst.beginne("alert('Gespeichert.')");
+    ASSERT_TRUE(warteAufDialog());
+    EXPECT_TRUE(wartenBis([&] { return bus.gibtRolle("alert") || bus.gibtRolle("dialog"); }))
+        << bus.alsText();
+    erwarte(bus, {.rolle = "push button", .name = "OK"});
+    erwarte(bus, {.rolle = "label", .name = "Gespeichert."});
+}
+
+TEST_F(Hilfsmittel, TheFindBarsPartsHaveNames) {
+    auto const bus = oeffneMitBus();
+    bildschirm.taste("ctrl+f");
+    erwarte(bus, {.rolle = "push button", .name = "Nächster Treffer"});
+    erwarte(bus, {.rolle = "push button", .name = "Suche schließen"});
+    bildschirm.taste("Escape");
+}
+
+} // namespace
+} // namespace quillmate::fenster_echt
