@@ -647,6 +647,7 @@ TEST_F(FensterTest, ADownloadMayOutliveTheWindow) {
     (void)fehlerausgabe([&] {
         (void)vorher->fragt("a.pdf");
         haupt.reset();
+        welt.heim.datei("Downloads/a.pdf", "Inhalt");
         vorher->fertig();
         EXPECT_FALSE(nachher->fragt("b.pdf"));
         nachher->scheitert("weg");

@@ -1,8 +1,11 @@
 #include "barriere.h"
 
+#include "warten.h"
+
 #include <gio/gio.h>
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
 
 namespace quillmate::werkzeug {
@@ -68,6 +71,20 @@ Barriere::Barriere(std::string const& bus)
         g_dbus_connection_new_for_address_sync(bus.c_str(), wie, nullptr, nullptr, nullptr);
     if (!verbindung_->sitzung)
         throw std::runtime_error{"kein Sitzungsbus"};
+    // Somebody else may be starting it just now; asking would start another one.
+    (void)wartenBis(
+        [&] {
+            auto* const da = rufe(
+                verbindung_->sitzung, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "NameHasOwner", g_variant_new("(s)", "org.a11y.Bus"), "(b)");
+            gboolean ja = FALSE;
+            if (da) {
+                g_variant_get(da, "(b)", &ja);
+                g_variant_unref(da);
+            }
+            return ja != FALSE;
+        },
+        std::chrono::seconds{10});
     auto* const antwort = rufe(
         verbindung_->sitzung, "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", nullptr, "(s)");
     if (!antwort)

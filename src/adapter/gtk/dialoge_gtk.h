@@ -39,6 +39,8 @@ public:
 
 private:
     GtkApplication* const anwendung_;
+    int breite_{820}; ///< As its user has left it.
+    int hoehe_{560};
 };
 
 } // namespace quillmate::adapter::gtk

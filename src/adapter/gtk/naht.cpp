@@ -339,8 +339,16 @@ std::vector<std::string> gewaehlte(GtkFileChooser* tafel) {
     return pfadeVon(dateien.get());
 }
 
+std::string gezeigter(GtkWidget* tafel) {
+    auto const ordner =
+        Objekt<GFile>::uebernommen(gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(tafel)));
+    GText const pfad{ordner ? g_file_get_path(ordner.get()) : nullptr};
+    return textVon(pfad.get());
+}
+
 GtkWidget* nurMitPlatz(GtkWidget* inhalt) {
-    auto* const rahmen = adw_squeezer_new();
+    auto* const rahmen = GTK_WIDGET(
+        g_object_new(ADW_TYPE_SQUEEZER, "accessible-role", GTK_ACCESSIBLE_ROLE_PRESENTATION, nullptr));
     adw_squeezer_add(ADW_SQUEEZER(rahmen), inhalt);
     adw_squeezer_set_allow_none(ADW_SQUEEZER(rahmen), TRUE);
     return rahmen;

@@ -42,6 +42,9 @@ void dateitafel(
 /// The paths that a file chooser widget has selected.
 [[nodiscard]] std::vector<std::string> gewaehlte(GtkFileChooser* tafel);
 
+/// The path of the folder that it shows; empty when it has none.
+[[nodiscard]] std::string gezeigter(GtkWidget* tafel);
+
 struct Ueberangaben {
     std::string name;
     std::string symbol;

@@ -130,6 +130,7 @@ ProgrammfensterGtk::ProgrammfensterGtk(
         g_object_set_data(G_OBJECT(fenster_.get()), hauptschluessel, fenster_.get());
         auto* const balken = gtk_popover_menu_bar_new_from_model(gtk_application_get_menubar(anwendung));
         gtk_widget_set_valign(balken, GTK_ALIGN_CENTER);
+        gtk_accessible_update_property(GTK_ACCESSIBLE(balken), GTK_ACCESSIBLE_PROPERTY_LABEL, "Menü", -1);
         gtk_widget_add_css_class(balken, "quillmate-menue");
         gtk_header_bar_pack_start(GTK_HEADER_BAR(leiste), balken);
         // GTK gives the keyboard to an item as soon as the pointer is over it, which is wherever somebody typing in the

@@ -68,6 +68,7 @@ Suchzeile::Suchzeile(WebKitWebView* web)
     ergebnis_ =
         GTK_LABEL(g_object_new(GTK_TYPE_LABEL, "accessible-role", GTK_ACCESSIBLE_ROLE_STATUS, nullptr));
     gtk_widget_add_css_class(GTK_WIDGET(ergebnis_), "dim-label");
+    gtk_label_set_ellipsize(ergebnis_, PANGO_ELLIPSIZE_END); // In a narrow window the field comes first.
     zurueck_ = bildknopf("go-up-symbolic", "Voriger Treffer");
     vor_ = bildknopf("go-down-symbolic", "Nächster Treffer");
     ende_ = bildknopf("window-close-symbolic", "Suche schließen");
@@ -137,6 +138,8 @@ void Suchzeile::weiter(bool zurueck) {
 
 void Suchzeile::melden(char const* text) {
     gtk_label_set_text(ergebnis_, text);
+    gtk_widget_set_visible(
+        GTK_WIDGET(ergebnis_), *text != '\0'); // Without a text it would be called by its class.
 }
 
 } // namespace quillmate::adapter::gtk

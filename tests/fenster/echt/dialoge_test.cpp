@@ -142,6 +142,21 @@ TEST_F(Dialoge, TheFolderPanelRemembersTheChosenFolderAndReportsItsFiles) {
         dienst.rufe("return await window.quillmateApp.gemerkteOrdner()"), (json{{"ordner", json::array()}}));
 }
 
+TEST_F(Dialoge, WhereNothingIsChosenTheFolderPanelStaysAndTheHomeIsNotTaken) {
+    oeffne();
+    int const nummer = dienst.beginne("return await window.quillmateApp.ordnerWaehlen()");
+    auto const tafel = bildschirm.warteAufFenster("Ordner mit Belegen auswählen");
+    ASSERT_TRUE(tafel && warteAufDialog());
+    EXPECT_GE(tafel->breite, 820) << "GTK makes it as small as its list";
+    bildschirm.klicke({.x = tafel->x + tafel->breite - 120, .y = tafel->y + 28});
+    EXPECT_TRUE(wartenBis([&] { return programm->hatZeile("Ordnertafel: nichts gewählt"); }));
+    bildschirm.bild("ordnertafel_nichts_gewaehlt");
+    EXPECT_TRUE(bildschirm.fensterMit("Ordner mit Belegen auswählen"));
+    EXPECT_FALSE(dienst.fertig(nummer));
+    bildschirm.taste("Escape");
+    EXPECT_EQ(dienst.ergebnis(nummer), (json{{"abgebrochen", true}}));
+}
+
 TEST_F(Dialoge, ACancelledFolderPanelSaysSoAndRemembersNothing) {
     oeffne();
     for (int mal = 0; mal < 2; ++mal) {

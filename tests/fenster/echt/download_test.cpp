@@ -21,6 +21,11 @@ HttpAntwort anhang(std::string const& name, std::string const& bytes) {
         .weitererKopf = "Content-Disposition: Attachment; filename=" + name + "\r\n"};
 }
 
+/// A document with one empty page.
+std::string const einSeite =
+    "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n2 0 obj<</Type/Pages/Kids[3 0 R]/Count "
+    "1>>endobj\n3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 300 200]>>endobj\ntrailer<</Root 1 0 R>>\n";
+
 class Herunterladen : public EchtesFenster {
 protected:
     [[nodiscard]] std::string imOrdner(std::string const& name) const {
@@ -253,6 +258,24 @@ TEST_F(Herunterladen, ALongDownloadIsShownAtTheWindowsEdgeAndStoppedThere) {
     EXPECT_TRUE(wartenBis([&] { return dateien().empty(); }));
     EXPECT_TRUE(warteAufMeldung("Das Herunterladen hat nicht geklappt: Vom Nutzer abgebrochen."));
     EXPECT_EQ(dienst.rufe("return document.getElementById('qm-melde').getAttribute('role')"), "status");
+}
+
+TEST_F(Herunterladen, APdfThatIsSavedFromTheViewerHasTheNameThatThePageGaveIt) {
+    auto pdf = anhang("rechnung-4711.pdf", einSeite);
+    pdf.weitererKopf = "Content-Disposition: inline; filename=rechnung-4711.pdf\r\n";
+    dienst.antworte("/beleg.pdf", pdf);
+    oeffne();
+    lade("/beleg.pdf");
+    ASSERT_TRUE(programm->warteAufZeile("geladen: " + dienst.adresse("/beleg.pdf")));
+    // The viewer's own button; it is not there before the viewer is.
+    auto const wo = hauptfenster();
+    EXPECT_TRUE(wartenBis([&] {
+        bildschirm.klicke({.x = wo.x + wo.breite - 57, .y = wo.y + 68});
+        return programm->warteAufZeile("Download nach ", std::chrono::seconds{1});
+    }));
+    bildschirm.bild("pdf_gesichert");
+    EXPECT_TRUE(fertig("rechnung-4711.pdf")) << "the viewer calls every file document.pdf";
+    EXPECT_EQ(inhaltVon(imOrdner("rechnung-4711.pdf")), einSeite);
 }
 
 TEST_F(Herunterladen, APdfWithoutTheHeaderIsShownAndNotSaved) {

@@ -13,10 +13,19 @@ using werkzeug::wartenBis;
 
 class Hilfsmittel : public EchtesFenster {
 protected:
-    Barriere oeffneMitBus() {
+    std::unique_ptr<Barriere> oeffneMitBus() {
+        // One of the test's own: its socket lies in the runtime folder, and tests run beside each other.
+        traeger =
+            std::make_unique<Programm>(QUILLMATE_HILFSMITTELBUS, std::vector<std::string>{}, umgebung());
+        auto bus = std::make_unique<Barriere>(std::getenv("DBUS_SESSION_BUS_ADDRESS"));
         oeffne({{"GTK_A11Y", "atspi"}, {"NO_AT_BRIDGE", "0"}});
-        return Barriere{std::getenv("DBUS_SESSION_BUS_ADDRESS")};
+        return bus;
     }
+    void TearDown() override {
+        EchtesFenster::TearDown();
+        traeger.reset();
+    }
+    std::unique_ptr<Programm> traeger;
     static void erwarte(Barriere const& bus, Barriere::Ding const& ding) {
         EXPECT_TRUE(wartenBis([&] { return bus.gibtEs(ding); }))
             << ding.rolle << " \"" << ding.name << "\" is missing in:\n"
@@ -25,7 +34,8 @@ protected:
 };
 
 TEST_F(Hilfsmittel, TheWindowAndItsPageHaveNamesForPeople) {
-    auto const bus = oeffneMitBus();
+    auto const traegerbus = oeffneMitBus();
+    auto const& bus = *traegerbus;
     ASSERT_TRUE(wartenBis([&] { return bus.alles().size() > 5; })) << bus.alsText();
     bool fenster = false;
     bool seite = false;
@@ -34,26 +44,29 @@ TEST_F(Hilfsmittel, TheWindowAndItsPageHaveNamesForPeople) {
                   (ding.rolle == "window" && ding.name == "Quillmate");
         seite = seite || ding.name == "Seite von Quillmate";
         EXPECT_EQ(ding.name.find("WebKit"), std::string::npos) << ding.rolle << ' ' << ding.name;
-        EXPECT_FALSE(ding.name.starts_with("Gtk")) << ding.rolle << ' ' << ding.name;
+        EXPECT_FALSE(ding.name.starts_with("Gtk") || ding.name.starts_with("Adw"))
+            << ding.rolle << " is called by its class, " << ding.name;
     }
     EXPECT_TRUE(fenster && seite) << bus.alsText();
 }
 
 TEST_F(Hilfsmittel, AnAlertIsADialogWithItsTextAndButton) {
-    auto const bus = oeffneMitBus();
+    auto const traegerbus = oeffneMitBus();
+    auto const& bus = *traegerbus;
     (void)dienst.beginne("alert('Gespeichert.')");
     ASSERT_TRUE(warteAufDialog());
     EXPECT_TRUE(wartenBis([&] { return bus.gibtRolle("alert") || bus.gibtRolle("dialog"); }))
         << bus.alsText();
-    erwarte(bus, {.rolle = "push button", .name = "OK"});
+    erwarte(bus, {.rolle = "button", .name = "OK"});
     erwarte(bus, {.rolle = "label", .name = "Gespeichert."});
 }
 
 TEST_F(Hilfsmittel, TheFindBarsPartsHaveNames) {
-    auto const bus = oeffneMitBus();
+    auto const traegerbus = oeffneMitBus();
+    auto const& bus = *traegerbus;
     bildschirm.taste("ctrl+f");
-    erwarte(bus, {.rolle = "push button", .name = "Nächster Treffer"});
-    erwarte(bus, {.rolle = "push button", .name = "Suche schließen"});
+    erwarte(bus, {.rolle = "button", .name = "Nächster Treffer"});
+    erwarte(bus, {.rolle = "button", .name = "Suche schließen"});
     bildschirm.taste("Escape");
 }
 
