@@ -1,5 +1,5 @@
 # A thin front of the CMake presets; `make run` and `make test` are all a newcomer needs.
-.PHONY: help build run test bench fuzz check asan tsan format pakete bundle archiv package clean
+.PHONY: help build run test bench fuzz dauer check asan tsan format pakete bundle archiv package clean
 
 help:
 	@echo "make run     installs what is missing, builds, and tries the program on sample receipts"
@@ -7,8 +7,9 @@ help:
 	@echo "make build   builds build/release"
 	@echo "make bench   measures against peers (CORPUS=DIR: on the documents of a folder)"
 	@echo "make fuzz    lets each fuzz target search for ZEIT seconds (60); SAAT=DIR: from these files"
+	@echo "make dauer   drives the program through bad days for MINUTEN (60); SAAT=N repeats a series"
 	@echo "make bundle  makes Quillmate.app as people get it; make archiv: its archive; make package: the .deb"
-	@echo "make check   format, lint, and the tests under both sanitizer builds"
+	@echo "make check   format, lint, the tests under both sanitizer builds, and two minutes of make dauer"
 
 pakete:
 	@scripts/pakete-installieren
@@ -41,6 +42,10 @@ package: pakete
 	@scripts/pakete-installieren paket
 	@packaging/paket
 
+dauer: pakete
+	@scripts/bauen release quillmate-dauer
+	@build/release/bin/quillmate-dauer --minuten $(or $(MINUTEN),60) $(if $(SAAT),--saat $(SAAT))
+
 format:
 	@scripts/format-pruefen
 
@@ -56,6 +61,7 @@ check: format
 	@scripts/pakete-installieren pruefung
 	@scripts/lint
 	@$(MAKE) --no-print-directory asan tsan
+	@$(MAKE) --no-print-directory dauer MINUTEN=2
 
 clean:
 	rm -rf build

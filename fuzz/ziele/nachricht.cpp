@@ -1,4 +1,4 @@
-#include "bruecke/anfrage.h"
+#include "bruecke/aktionen.h"
 #include "bruecke/zitat.h"
 #include "ziel.h"
 
@@ -12,17 +12,19 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* daten, std::size_t groesse) {
         auto const baum = nlohmann::json::parse(text, nullptr, false);
         VERSPROCHEN(baum.is_object() && baum.at("id").is_number());
         VERSPROCHEN(baum.at("aktion").get<std::string>() == nachricht->aktion);
-        for (char const* schluessel : {"kennung", "name", "token", "datum"}) {
-            auto const stelle = baum.find(schluessel);
-            auto const wert = nachricht->argumente.text(schluessel);
-            VERSPROCHEN(wert.has_value() == (stelle != baum.end() && stelle->is_string()));
-            VERSPROCHEN(!wert || *wert == stelle->get<std::string>());
+        for (auto const& aktion : bruecke::aktionen()) {
+            for (auto const& [schluessel, art, noetig] : aktion.angaben) {
+                auto const stelle = baum.find(schluessel);
+                auto const wert = nachricht->argumente.text(schluessel);
+                VERSPROCHEN(wert.has_value() == (stelle != baum.end() && stelle->is_string()));
+                VERSPROCHEN(!wert || *wert == stelle->get<std::string>());
+                if (auto const liste = nachricht->argumente.liste(schluessel))
+                    VERSPROCHEN(liste->size() <= bruecke::Argumente::hoechsteListe);
+                (void)nachricht->argumente.ganzzahl(schluessel);
+                (void)nachricht->argumente.wahr(schluessel);
+            }
+            (void)bruecke::vollstaendig(aktion, nachricht->argumente);
         }
-        for (char const* schluessel : {"nurOrdner", "stichworte", "betrag_texte"})
-            if (auto const liste = nachricht->argumente.liste(schluessel))
-                VERSPROCHEN(liste->size() <= bruecke::Argumente::hoechsteListe);
-        (void)nachricht->argumente.ganzzahl("hoechstensBilder");
-        (void)nachricht->argumente.wahr("alles");
     }
     // What is written into a script is one literal, whatever it holds.
     auto const literal = nlohmann::json::parse(bruecke::zitat(text), nullptr, false);

@@ -10,13 +10,13 @@
 
 namespace quillmate::aktualisierung {
 
-std::optional<Ablage> Ablage::in(std::string const& ordner) {
+Ergebnis<Ablage> Ablage::in(std::string const& ordner) {
     Deskriptor datei{::open(ordner.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600)};
     if (!datei) { // a file system that knows no such files
         auto vorlage = ordner + "/.quillmate-XXXXXX";
         datei = Deskriptor{::mkostemp(vorlage.data(), O_CLOEXEC)};
         if (!datei)
-            return std::nullopt;
+            return errnoFehler(ordner, "Nicht zu beschreiben ist");
         ::unlink(vorlage.c_str());
     }
     return Ablage{std::move(datei)};
@@ -35,27 +35,27 @@ Ablage::~Ablage() {
         ::munmap(abbild_, laenge_);
 }
 
-bool Ablage::anhaengen(char const* bytes, std::size_t anzahl) {
+Ergebnis<void> Ablage::anhaengen(char const* bytes, std::size_t anzahl) {
     while (anzahl > 0) {
         auto const n = ::write(datei_.get(), bytes, anzahl);
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0)
-            return false;
+            return errnoFehler({}, "Das Archiv ist nicht abzulegen");
         bytes += n;
         anzahl -= static_cast<std::size_t>(n);
         laenge_ += static_cast<std::size_t>(n);
     }
-    return true;
+    return {};
 }
 
-std::optional<std::string_view> Ablage::alles() {
+Ergebnis<std::string_view> Ablage::alles() {
     if (laenge_ == 0)
         return std::string_view{};
     if (!abbild_) {
         void* const abbild = ::mmap(nullptr, laenge_, PROT_READ, MAP_PRIVATE, datei_.get(), 0);
         if (abbild == MAP_FAILED)
-            return std::nullopt;
+            return errnoFehler({}, "Das Archiv ist nicht zu lesen");
         abbild_ = abbild;
     }
     return std::string_view{static_cast<char const*>(abbild_), laenge_};

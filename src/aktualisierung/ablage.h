@@ -1,9 +1,9 @@
 #pragma once
 
 #include "grundlage/datei.h"
+#include "grundlage/ergebnis.h"
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,8 +13,8 @@ namespace quillmate::aktualisierung {
 /// nothing is left when the process dies.
 class Ablage {
 public:
-    /// In this folder, which has to take the unpacked archive anyway. Nothing when no file can be made there.
-    [[nodiscard]] static std::optional<Ablage> in(std::string const& ordner);
+    /// In this folder, which has to take the unpacked archive anyway.
+    [[nodiscard]] static Ergebnis<Ablage> in(std::string const& ordner);
 
     Ablage(Ablage&& andere) noexcept;
     Ablage& operator=(Ablage&&) = delete;
@@ -22,10 +22,9 @@ public:
     Ablage& operator=(Ablage const&) = delete;
     ~Ablage();
 
-    /// False when the disk does not take the bytes.
-    [[nodiscard]] bool anhaengen(char const* bytes, std::size_t anzahl);
+    [[nodiscard]] Ergebnis<void> anhaengen(char const* bytes, std::size_t anzahl);
     /// All bytes, as long as this object lives. Nothing may be appended any more.
-    [[nodiscard]] std::optional<std::string_view> alles();
+    [[nodiscard]] Ergebnis<std::string_view> alles();
 
 private:
     explicit Ablage(Deskriptor datei) noexcept;

@@ -178,7 +178,7 @@ void Aktualisierung::nachUpdatesSuchen() {
         return;
     }
     if (!eigenes_ || !eigenes_->updates.feed) {
-        hilfen_.anzeige.mitteilen(
+        teileMit(
             "Diese Fassung aktualisiert sich nicht",
             "Sie ist nicht aus einer Veröffentlichung entstanden und kennt keinen Ort für Updates.");
         return;
@@ -273,7 +273,7 @@ void Aktualisierung::gefunden(Wunsch wunsch, Suchergebnis const& ergebnis) {
     hilfen_.voreinstellungen.setzeText(schluesselAusgabe, std::to_string(ergebnis.ausgabe));
     if (!ergebnis.angebot) {
         if (!still)
-            hilfen_.anzeige.mitteilen(
+            teileMit(
                 "Quillmate ist aktuell",
                 fmt::format("Du hast die Fassung {}, eine neuere gibt es nicht.", kurzfassungVon(eigenes_)));
         return;
@@ -287,6 +287,7 @@ void Aktualisierung::gefunden(Wunsch wunsch, Suchergebnis const& ergebnis) {
 
 void Aktualisierung::bieteAn(Angebot const& angebot) {
     zustand_ = Zustand::fragt;
+    protokoll("Aktualisierung: Angeboten wird die Fassung " + angebot.kurzfassung);
     hilfen_.anzeige.anbieten(
         {.meldung = "Es gibt eine neue Fassung von Quillmate",
          .erklaerung = fmt::format(
@@ -343,7 +344,9 @@ void Aktualisierung::installiere(Angebot const& angebot) {
 
 void Aktualisierung::bereitgestellt(Angebot const& angebot, std::optional<Fehlschlag> fehlschlag) {
     zustand_ = Zustand::ruht;
-    if (!fehlschlag && !hilfen_.einbau.einbauenNachEnde(eigenes_->pfad)) {
+    auto const helfer = fehlschlag ? Ergebnis<void>{} : hilfen_.einbau.einbauenNachEnde(eigenes_->pfad);
+    if (!helfer) {
+        protokoll("Aktualisierung: " + helfer.error().text());
         hilfen_.einbau.verwerfen(eigenes_->pfad);
         fehlschlag = Fehlschlag{
             Fehlschlag::nichtEinzubauen, "Das Hilfsprogramm dafür lässt sich gerade nicht starten."};
@@ -355,15 +358,20 @@ void Aktualisierung::bereitgestellt(Angebot const& angebot, std::optional<Fehlsc
     hilfen_.schleife.beenden();
 }
 
+void Aktualisierung::teileMit(std::string const& meldung, std::string const& erklaerung) {
+    protokoll("Aktualisierung: " + meldung);
+    hilfen_.anzeige.mitteilen(meldung, erklaerung);
+}
+
 void Aktualisierung::melde(Fehlschlag const& fehlschlag) {
     if (fehlschlag == Fehlschlag::abgebrochen)
         return hilfen_.anzeige.schliessen();
     auto const text = textFuer(fehlschlag);
-    hilfen_.anzeige.mitteilen(text.meldung, text.erklaerung);
+    teileMit(text.meldung, text.erklaerung);
 }
 
 void Aktualisierung::meldeHindernis(ports::Einbauhindernis const& hindernis) {
-    hilfen_.anzeige.mitteilen(
+    teileMit(
         hindernis.art == ports::Einbauhindernis::Art::paketverwaltung
             ? "Die Paketverwaltung hält Quillmate aktuell"
             : "Updates lassen sich hier nicht einbauen",
@@ -393,15 +401,15 @@ void Aktualisierung::meldeAusgang() {
     if (gescheitert)
         hilfen_.voreinstellungen.setzeText(schluesselUebersprungen, *gescheitert);
     if (gescheitert && eigenes_->buildnummer != *gescheitert)
-        hilfen_.anzeige.mitteilen(
+        teileMit(
             "Die neue Fassung ließ sich nicht starten",
             fmt::format("Quillmate {} läuft deshalb weiter wie zuvor.", kurzfassungVon(eigenes_)));
     else if (eingebaut && eigenes_->buildnummer == *eingebaut)
-        hilfen_.anzeige.mitteilen(
+        teileMit(
             "Quillmate wurde aktualisiert",
             fmt::format("Du hast jetzt die Fassung {}.", kurzfassungVon(eigenes_)));
     else if (eingebaut)
-        hilfen_.anzeige.mitteilen(
+        teileMit(
             "Das Update wurde nicht eingebaut", fmt::format(
                                                     "Quillmate {} läuft weiter wie zuvor. Mit „Nach Updates "
                                                     "suchen …“ versuchst du es noch einmal.",

@@ -73,6 +73,8 @@ private:
     void bieteAn(Angebot const& angebot);
     void installiere(Angebot const& angebot);
     void bereitgestellt(Angebot const& angebot, std::optional<Fehlschlag> fehlschlag);
+    /// Shown and logged: what people were told belongs to what they ask about later.
+    void teileMit(std::string const& meldung, std::string const& erklaerung);
     void melde(Fehlschlag const& fehlschlag);
     void meldeHindernis(ports::Einbauhindernis const& hindernis);
     void meldeAusgang();

@@ -5,6 +5,7 @@
 #include "auspacken.h"
 
 #include "grundlage/datei.h"
+#include "grundlage/text.h"
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -79,7 +80,7 @@ public:
         , ziel_(ziel)
         , grenzen_(grenzen) {}
 
-    Auspacken alles() {
+    Ergebnis<void> alles() {
         archive_entry* eintrag = nullptr;
         for (;;) {
             auto const status = archive_read_next_header(archiv_, &eintrag);
@@ -87,14 +88,14 @@ public:
                 break;
             // A warning is about a name that this locale cannot show; we take its bytes as they are.
             if (status != ARCHIVE_OK && status != ARCHIVE_WARN)
-                return Auspacken::falscheForm;
+                return unlesbar();
             if (++gesehen_ > grenzen_.eintraege)
-                return Auspacken::zuGross;
-            if (auto const ausgang = nimm(eintrag); ausgang != Auspacken::gelungen)
-                return ausgang;
+                return fehler(Fehlerart::zuGross, {}, "Das Archiv hat zu viele Einträge");
+            if (auto genommen = nimm(eintrag); !genommen)
+                return genommen;
         }
         if (buendel_.empty())
-            return Auspacken::falscheForm;
+            return fehler(Fehlerart::falscheForm, {}, "Das Archiv ist leer");
         return verweiseAnlegen();
     }
 
@@ -104,41 +105,56 @@ private:
         std::string ziel;
     };
 
-    Auspacken nimm(archive_entry* eintrag) {
+    /// What the library says of the archive is for the log only, and may hold anything.
+    std::unexpected<Fehler> unlesbar() const {
+        auto const* const grund = archive_error_string(archiv_);
+        return fehler(
+            Fehlerart::falscheForm, {},
+            "Das Archiv ist nicht zu lesen" + (grund ? " (" + einzeilig(grund, 200) + ')' : std::string{}));
+    }
+    static std::unexpected<Fehler> ungebeten(std::string_view name, std::string_view satz) {
+        return fehler(Fehlerart::falscheForm, einzeilig(name, 200), satz);
+    }
+
+    Ergebnis<void> nimm(archive_entry* eintrag) {
         char const* name = archive_entry_pathname(eintrag);
         if (!name)
             name = archive_entry_pathname_utf8(eintrag);
-        auto pfad = name ? komponenten(name) : std::nullopt;
+        std::string_view const genannt = name ? name : "";
+        auto pfad = name ? komponenten(genannt) : std::nullopt;
         if (!pfad || archive_entry_hardlink(eintrag) || archive_entry_is_encrypted(eintrag))
-            return Auspacken::falscheForm;
-        if (pfad->empty()) // "./"
-            return archive_entry_filetype(eintrag) == AE_IFDIR ? Auspacken::gelungen : Auspacken::falscheForm;
-        if (buendel_.empty())
+            return ungebeten(genannt, "Im Archiv ist ein Eintrag, den kein Bündel hat");
+        auto const art = archive_entry_filetype(eintrag);
+        if (pfad->empty() && art == AE_IFDIR) // "./"
+            return {};
+        if (buendel_.empty() && !pfad->empty())
             buendel_ = pfad->front();
-        if (pfad->front() != buendel_ || !buendel_.ends_with(".app") || pfad->size() > hoechsttiefe)
-            return Auspacken::falscheForm;
+        if (pfad->empty() || pfad->front() != buendel_ || !buendel_.ends_with(".app") ||
+            pfad->size() > hoechsttiefe)
+            return ungebeten(genannt, "Im Archiv liegt etwas außerhalb eines Bündels");
         pfad->erase(pfad->begin());
-        switch (archive_entry_filetype(eintrag)) {
-        case AE_IFDIR:
-            return ordnerDafuer(*pfad) ? Auspacken::gelungen : nichtAngelegt();
-        case AE_IFREG:
-            return pfad->empty() ? Auspacken::falscheForm : datei(eintrag, *std::move(pfad));
-        case AE_IFLNK: {
-            char const* const ziel = archive_entry_symlink(eintrag);
-            if (pfad->empty() || !ziel || !bleibtDrin(ziel, pfad->size() - 1))
-                return Auspacken::falscheForm;
-            verweise_.push_back({.pfad = *std::move(pfad), .ziel = ziel});
-            return Auspacken::gelungen;
+        if (art == AE_IFDIR) {
+            if (!ordnerDafuer(*pfad))
+                return nichtAngelegt(genannt);
+            return {};
         }
-        default:
-            return Auspacken::falscheForm;
-        }
+        if (art == AE_IFREG && !pfad->empty())
+            return datei(eintrag, genannt, *std::move(pfad));
+        char const* const ziel = art == AE_IFLNK ? archive_entry_symlink(eintrag) : nullptr;
+        if (pfad->empty() || !ziel || !bleibtDrin(ziel, pfad->size() - 1))
+            return ungebeten(genannt, "Im Archiv ist ein Eintrag, den kein Bündel hat");
+        verweise_.push_back({.pfad = *std::move(pfad), .ziel = ziel});
+        return {};
     }
 
     /// Why something could not be made: the archive's fault when the name is taken by something else.
-    static Auspacken nichtAngelegt() {
-        return errno == EEXIST || errno == ENOTDIR || errno == ELOOP ? Auspacken::falscheForm
-                                                                     : Auspacken::nichtAbgelegt;
+    static std::unexpected<Fehler> nichtAngelegt(std::string_view name, int grund = errno) {
+        if (grund == EEXIST || grund == ENOTDIR || grund == ELOOP)
+            return ungebeten(name, "Im Archiv ist ein Name zweimal vergeben");
+        return nichtAbgelegt(name, grund);
+    }
+    static std::unexpected<Fehler> nichtAbgelegt(std::string_view name, int grund = errno) {
+        return errnoFehler(einzeilig(name, 200), "Nicht abzulegen ist", grund);
     }
 
     /// Opens the folder, made where it is missing, component by component from the top.
@@ -153,48 +169,49 @@ private:
         return hier;
     }
 
-    Auspacken datei(archive_entry* eintrag, Komponenten pfad) {
+    Ergebnis<void> datei(archive_entry* eintrag, std::string_view genannt, Komponenten pfad) {
         auto const name = std::move(pfad.back());
         pfad.pop_back();
         auto const ordner = ordnerDafuer(pfad);
         if (!ordner)
-            return nichtAngelegt();
+            return nichtAngelegt(genannt);
         Deskriptor const ziel{::openat(
             ordner.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, dateirechte)};
         if (!ziel)
-            return nichtAngelegt();
+            return nichtAngelegt(genannt);
         std::array<char, std::size_t{64} * 1024> puffer{};
         for (;;) {
             auto const gelesen = archive_read_data(archiv_, puffer.data(), puffer.size());
             if (gelesen == 0)
                 break;
             if (gelesen < 0)
-                return Auspacken::falscheForm;
+                return unlesbar();
             if (static_cast<std::uint64_t>(gelesen) > grenzen_.bytes - geschrieben_)
-                return Auspacken::zuGross;
+                return fehler(Fehlerart::zuGross, {}, "Das Archiv ist ausgepackt zu groß");
             geschrieben_ += static_cast<std::uint64_t>(gelesen);
             for (ssize_t stelle = 0; stelle < gelesen;) {
                 auto const n =
                     ::write(ziel.get(), puffer.data() + stelle, static_cast<std::size_t>(gelesen - stelle));
                 if (n < 0 && errno != EINTR)
-                    return Auspacken::nichtAbgelegt;
+                    return nichtAbgelegt(genannt);
                 stelle += n < 0 ? 0 : n;
             }
         }
         bool const programm = (archive_entry_perm(eintrag) & S_IXUSR) != 0;
-        return ::fchmod(ziel.get(), programm ? programmrechte : dateirechte) == 0 ? Auspacken::gelungen
-                                                                                  : Auspacken::nichtAbgelegt;
+        if (::fchmod(ziel.get(), programm ? programmrechte : dateirechte) != 0)
+            return nichtAbgelegt(genannt);
+        return {};
     }
 
-    Auspacken verweiseAnlegen() {
+    Ergebnis<void> verweiseAnlegen() {
         for (auto& verweis : verweise_) {
             auto const name = std::move(verweis.pfad.back());
             verweis.pfad.pop_back();
             auto const ordner = ordnerDafuer(verweis.pfad);
             if (!ordner || ::symlinkat(verweis.ziel.c_str(), ordner.get(), name.c_str()) != 0)
-                return nichtAngelegt();
+                return nichtAngelegt(name);
         }
-        return Auspacken::gelungen;
+        return {};
     }
 
     archive* const archiv_;
@@ -208,20 +225,20 @@ private:
 
 } // namespace
 
-Auspacken auspacken(std::string_view archiv, std::string const& ziel, Auspackgrenzen const& grenzen) {
+Ergebnis<void> auspacken(std::string_view archiv, std::string const& ziel, Auspackgrenzen const& grenzen) {
     Deskriptor const ordner{::open(ziel.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
     if (!ordner)
-        return Auspacken::nichtAbgelegt;
+        return errnoFehler(ziel, "Nicht zu öffnen ist");
     Archiv const leser{archive_read_new(), &archive_read_free};
     if (!leser)
-        return Auspacken::nichtAbgelegt;
+        return errnoFehler({}, "Kein Speicher zum Auspacken", ENOMEM);
     // Nothing but what our own archives are made of: each further format is a parser more for foreign bytes.
     archive_read_support_format_tar(leser.get());
     archive_read_support_filter_gzip(leser.get());
     archive_read_support_filter_xz(leser.get());
     archive_read_support_filter_zstd(leser.get());
     if (archive_read_open_memory(leser.get(), archiv.data(), archiv.size()) != ARCHIVE_OK)
-        return Auspacken::falscheForm;
+        return fehler(Fehlerart::falscheForm, {}, "Das ist kein Archiv");
     return Entpacker{leser.get(), ordner.get(), grenzen}.alles();
 }
 

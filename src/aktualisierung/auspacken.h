@@ -1,18 +1,12 @@
 #pragma once
 
+#include "grundlage/ergebnis.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace quillmate::aktualisierung {
-
-/// What became of unpacking.
-enum class Auspacken {
-    gelungen,
-    falscheForm, ///< Not an archive of one bundle, or with an entry that no bundle needs or that leads out of it.
-    zuGross,
-    nichtAbgelegt, ///< The disk does not take it.
-};
 
 struct Auspackgrenzen {
     std::uint64_t bytes{std::uint64_t{2} << 30U}; ///< Of all files together.
@@ -24,8 +18,10 @@ struct Auspackgrenzen {
 /// within the bundle are taken, each name once; nothing is ever written through a link, since links come last.
 /// Permissions are reduced to what a program needs: owner may write, all may read, executable or not.
 /// On failure a part may be left in `ziel`, never anything outside of it.
+/// Errors: falscheForm and zuGross without an errno (the archive is not one of a bundle, or has an entry that no bundle
+/// needs or that leads out of it); with an errno whatever the disk said.
 /// Untrusted input. Threads: any.
-[[nodiscard]] Auspacken auspacken(
+[[nodiscard]] Ergebnis<void> auspacken(
     std::string_view archiv, std::string const& ziel, Auspackgrenzen const& grenzen = {});
 
 } // namespace quillmate::aktualisierung

@@ -5,7 +5,10 @@
 #include <curl/curl.h>
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <memory>
+#include <optional>
+#include <utility>
 
 namespace quillmate::aktualisierung {
 
@@ -17,7 +20,7 @@ struct Empfang {
     CURL* griff;
     std::uint64_t geladen{0};
     bool zuGross{false};
-    bool nichtAbgelegt{false};
+    std::optional<Fehler> nichtAbgelegt{};
 };
 
 std::size_t empfangen(char* bytes, std::size_t, std::size_t anzahl, void* zeiger) {
@@ -28,15 +31,15 @@ std::size_t empfangen(char* bytes, std::size_t, std::size_t anzahl, void* zeiger
     }
     // No exception may cross libcurl's frames.
     try {
-        if (!empfang.auftrag.ablage(bytes, anzahl)) {
-            empfang.nichtAbgelegt = true;
+        if (auto abgelegt = empfang.auftrag.ablage(bytes, anzahl); !abgelegt) {
+            empfang.nichtAbgelegt = std::move(abgelegt.error());
             return 0;
         }
         empfang.geladen += anzahl;
         if (empfang.auftrag.fortschritt)
             empfang.auftrag.fortschritt(empfang.geladen);
     } catch (...) {
-        empfang.nichtAbgelegt = true;
+        empfang.nichtAbgelegt = errnoFehler({}, "Kein Speicher für das, was kommt", ENOMEM).error();
         return 0;
     }
     return anzahl;
@@ -46,21 +49,29 @@ int fragtAbbruch(void* zeiger, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     return static_cast<Empfang*>(zeiger)->abbruch.load(std::memory_order_relaxed) ? 1 : 0;
 }
 
-Bezug deute(CURLcode code, Empfang const& empfang) {
+Ergebnis<void> deute(CURLcode code, Empfang const& empfang, std::string const& wo) {
+    auto const mit = [&](Fehlerart art, std::string satz) {
+        return std::unexpected(Fehler{
+            .art = art,
+            .ursache = {.herkunft = Ursache::Herkunft::curl, .nummer = static_cast<int>(code)},
+            .wo = wo,
+            .satz = std::move(satz)});
+    };
     if (empfang.abbruch)
-        return Bezug::abgebrochen;
-    if (empfang.zuGross)
-        return Bezug::zuGross;
+        return fehler(Fehlerart::gestoppt, wo, "Abgebrochen");
     if (empfang.nichtAbgelegt)
-        return Bezug::nichtAbgelegt;
+        return std::unexpected(*empfang.nichtAbgelegt);
+    if (empfang.zuGross || code == CURLE_FILESIZE_EXCEEDED)
+        return fehler(Fehlerart::zuGross, wo, "Es kommt mehr, als angekündigt war");
+    long status = 0;
+    curl_easy_getinfo(empfang.griff, CURLINFO_RESPONSE_CODE, &status);
     switch (code) {
-    case CURLE_OK: {
-        long status = 0;
-        curl_easy_getinfo(empfang.griff, CURLINFO_RESPONSE_CODE, &status);
-        return status == 200 ? Bezug::gelungen : Bezug::abgelehnt;
-    }
-    case CURLE_FILESIZE_EXCEEDED:
-        return Bezug::zuGross;
+    case CURLE_OK:
+        if (status != 200)
+            return httpFehler(static_cast<int>(status), wo, "Der Server hat anders geantwortet");
+        return {};
+    case CURLE_HTTP_RETURNED_ERROR:
+        return httpFehler(static_cast<int>(status), wo, "Der Server hat abgelehnt");
     case CURLE_COULDNT_RESOLVE_PROXY:
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_CONNECT:
@@ -70,9 +81,17 @@ Bezug deute(CURLcode code, Empfang const& empfang) {
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
     case CURLE_SSL_CONNECT_ERROR:
-        return empfang.geladen > 0 ? Bezug::abgerissen : Bezug::offline;
+        if (empfang.geladen > 0)
+            return mit(Fehlerart::gestoert, "Die Übertragung ist abgerissen");
+        return mit(
+            code == CURLE_OPERATION_TIMEDOUT ? Fehlerart::zeitAbgelaufen : Fehlerart::keineVerbindung,
+            "Der Server ist nicht zu erreichen");
+    case CURLE_OUT_OF_MEMORY:
+        return mit(Fehlerart::keineMittel, "Kein Speicher für die Übertragung");
     default:
-        return Bezug::abgelehnt;
+        return mit(
+            Fehlerart::abgelehnt,
+            std::string{"Die Verbindung kam nicht zustande, "} + curl_easy_strerror(code));
     }
 }
 
@@ -84,13 +103,13 @@ NetzLader::NetzLader(Schema schema, netz::Vermittlersuche* vermittler)
     [[maybe_unused]] static auto const fehler = curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 
-Bezug NetzLader::laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) {
+Ergebnis<void> NetzLader::laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) {
     auto const adresse = Adresse::lesen(auftrag.url);
     if (!adresse || !adresse->istWeb())
-        return Bezug::abgelehnt;
+        return fehler(Fehlerart::abgelehnt, {}, "Das ist keine Adresse im Netz");
     std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> const griff{curl_easy_init(), &curl_easy_cleanup};
     if (!griff)
-        return Bezug::nichtAbgelegt;
+        return errnoFehler({}, "Kein Speicher für die Übertragung", ENOMEM);
     Empfang empfang{.auftrag = auftrag, .abbruch = abbruch, .griff = griff.get()};
     auto const setze = [&](CURLoption option, auto wert) {
         curl_easy_setopt(griff.get(), option, wert);
@@ -119,7 +138,8 @@ Bezug NetzLader::laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch)
     setze(CURLOPT_XFERINFODATA, &empfang);
     // Only the body of the answer itself may reach the store, not that of an error page.
     setze(CURLOPT_FAILONERROR, 1L);
-    return deute(curl_easy_perform(griff.get()), empfang);
+    auto const code = curl_easy_perform(griff.get());
+    return deute(code, empfang, adresse->ohnePosten().text());
 }
 
 } // namespace quillmate::aktualisierung

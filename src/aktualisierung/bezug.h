@@ -1,5 +1,6 @@
 #pragma once
 
+#include "grundlage/ergebnis.h"
 #include "netz/vermittler.h"
 
 #include <atomic>
@@ -10,17 +11,6 @@
 
 namespace quillmate::aktualisierung {
 
-/// What became of fetching.
-enum class Bezug {
-    gelungen,
-    abgebrochen,
-    offline,    ///< No connection.
-    abgerissen, ///< It began to come and broke off.
-    abgelehnt, ///< An answer, but not the wanted one: a status, an address or a certificate that is not accepted.
-    zuGross,
-    nichtAbgelegt, ///< What came could not be stored.
-};
-
 /// Fetches what an address holds, over https with the system's certificates. Blocks; call it from a worker.
 /// Threads: any number at once.
 class Lader {
@@ -28,8 +18,8 @@ public:
     struct Auftrag {
         std::string url;
         std::uint64_t hoechstens{0}; ///< Bytes; more are not read.
-        /// Receives the bytes in order; false ends the transfer (Bezug::nichtAbgelegt).
-        std::function<bool(char const* bytes, std::size_t anzahl)> ablage;
+        /// Receives the bytes in order; its failure ends the transfer and is the answer.
+        std::function<Ergebnis<void>(char const* bytes, std::size_t anzahl)> ablage;
         std::function<void(std::uint64_t geladen)> fortschritt; ///< May be empty.
         std::chrono::seconds leerlaufgrenze{30};                ///< Ends it when no byte comes for that long.
         std::chrono::seconds wartegrenze{60};                   ///< Ends it in any case.
@@ -37,7 +27,10 @@ public:
 
     virtual ~Lader() = default;
     /// `abbruch` may be raised from any thread; it is looked at about once a second.
-    [[nodiscard]] virtual Bezug laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) = 0;
+    /// Errors: gestoppt (`abbruch`); keineVerbindung, zeitAbgelaufen (nothing came); gestoert with a cause of curl (it began
+    /// to come and broke off); any with an HTTP status; abgelehnt (an address or certificate that is not accepted);
+    /// zuGross; and what `ablage` says.
+    [[nodiscard]] virtual Ergebnis<void> laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) = 0;
 };
 
 /// Over the net. Redirects are followed five times, never away from https.
@@ -48,7 +41,7 @@ public:
     /// `vermittler` is borrowed and asked for each address that is not this machine's; without one libcurl follows the
     /// environment.
     explicit NetzLader(Schema schema = Schema::nurHttps, netz::Vermittlersuche* vermittler = nullptr);
-    [[nodiscard]] Bezug laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) override;
+    [[nodiscard]] Ergebnis<void> laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) override;
 
 private:
     Schema const schema_;

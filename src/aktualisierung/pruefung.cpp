@@ -4,6 +4,7 @@
 #include "auspacken.h"
 #include "grundlage/adresse.h"
 #include "grundlage/protokoll.h"
+#include "grundlage/text.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -15,37 +16,43 @@ namespace quillmate::aktualisierung {
 
 namespace {
 
-std::optional<Fehlschlag> fehlschlagAus(Bezug bezug) {
-    switch (bezug) {
-    case Bezug::gelungen:
-        return std::nullopt;
-    case Bezug::abgebrochen:
-        return Fehlschlag::abgebrochen;
-    case Bezug::offline:
-        return Fehlschlag::offline;
-    case Bezug::abgerissen:
-        return Fehlschlag::abgerissen;
-    case Bezug::abgelehnt:
-        return Fehlschlag::dienstfehler;
-    case Bezug::zuGross:
-        return Fehlschlag::nichtVertrauenswuerdig;
-    case Bezug::nichtAbgelegt:
+/// What people are told when the disk does not take something.
+Fehlschlag platzfehlschlag(Fehler const& grund) {
+    protokoll("Aktualisierung: " + grund.text());
+    // EFBIG is a quota of another kind.
+    if (grund.art == Fehlerart::keinPlatz || grund.art == Fehlerart::zuGross)
         return Fehlschlag::keinPlatz;
-    }
-    return Fehlschlag::dienstfehler;
+    return {Fehlschlag::nichtEinzubauen, "Auf den Datenträger ließ sich gerade nicht schreiben."};
 }
 
-std::optional<Fehlschlag> fehlschlagAus(Auspacken ausgang) {
-    switch (ausgang) {
-    case Auspacken::gelungen:
-        return std::nullopt;
-    case Auspacken::falscheForm:
-    case Auspacken::zuGross:
+/// What people are told when fetching failed.
+Fehlschlag bezugsfehlschlag(Fehler const& grund) {
+    if (grund.art == Fehlerart::gestoppt)
+        return Fehlschlag::abgebrochen;
+    if (grund.ursache.herkunft == Ursache::Herkunft::errnoWert) // Not the net's.
+        return platzfehlschlag(grund);
+    protokoll("Aktualisierung: " + grund.text());
+    if (grund.ursache.herkunft == Ursache::Herkunft::http)
+        return Fehlschlag::dienstfehler;
+    switch (grund.art) {
+    case Fehlerart::keineVerbindung:
+    case Fehlerart::zeitAbgelaufen:
+        return Fehlschlag::offline;
+    case Fehlerart::gestoert:
+        return Fehlschlag::abgerissen;
+    case Fehlerart::zuGross:
         return Fehlschlag::nichtVertrauenswuerdig;
-    case Auspacken::nichtAbgelegt:
-        return Fehlschlag::keinPlatz;
+    default:
+        return Fehlschlag::dienstfehler;
     }
-    return Fehlschlag::keinPlatz;
+}
+
+/// What people are told when unpacking failed: the archive is at fault where none of the system's calls was.
+Fehlschlag auspackfehlschlag(Fehler const& grund) {
+    if (grund.ursache.herkunft == Ursache::Herkunft::errnoWert)
+        return platzfehlschlag(grund);
+    protokoll("Aktualisierung: " + grund.text());
+    return Fehlschlag::nichtVertrauenswuerdig;
 }
 
 Suchergebnis gescheitert(Fehlschlag::Art grund, std::string_view warum) {
@@ -53,14 +60,22 @@ Suchergebnis gescheitert(Fehlschlag::Art grund, std::string_view warum) {
     return {.fehlschlag = grund};
 }
 
-/// Whether what was unpacked is what was offered. The archive is signed, but an older one is so too.
-bool istDasAngebotene(
+/// Nothing, or why what was unpacked is not what was offered. The archive is signed, but an older one is so too.
+std::optional<std::string> nichtDasAngebotene(
     std::optional<ports::Buendel> const& neues, Angebot const& angebot, Anlass const& anlass) {
-    auto const fassung =
-        neues && neues->buildnummer ? Fassungsnummer::lesen(*neues->buildnummer) : std::nullopt;
-    return fassung && *fassung == angebot.fassung && *fassung > anlass.eigene &&
-           neues->kennung == anlass.kennung && neues->programm &&
-           ::access(neues->programm->c_str(), X_OK) == 0;
+    if (!neues)
+        return "Im Archiv ist kein Bündel";
+    if (neues->kennung != anlass.kennung)
+        return "Im Archiv ist ein anderes Programm: " +
+               einzeilig(neues->kennung.value_or("ohne Kennung"), 200);
+    auto const fassung = neues->buildnummer ? Fassungsnummer::lesen(*neues->buildnummer) : std::nullopt;
+    if (!fassung || *fassung != angebot.fassung || *fassung <= anlass.eigene)
+        return fmt::format(
+            "Im Archiv ist die Fassung {}, angeboten war {}",
+            einzeilig(neues->buildnummer.value_or("ohne Nummer"), 200), angebot.fassungstext);
+    if (!neues->programm || ::access(neues->programm->c_str(), X_OK) != 0)
+        return "Im Archiv ist kein Programm";
+    return std::nullopt;
 }
 
 std::optional<Fehlschlag> archivLaden(
@@ -68,14 +83,16 @@ std::optional<Fehlschlag> archivLaden(
     std::function<void(std::uint64_t geladen)> const& fortschritt, std::atomic<bool> const& abbruch) {
     // A slow line may take its time, as long as something comes.
     constexpr std::chrono::seconds wartegrenze{std::chrono::hours{2}};
-    auto const bezug = lader.laden(
+    auto const geladen = lader.laden(
         {.url = angebot.url,
          .hoechstens = angebot.laenge,
          .ablage = [&](char const* bytes, std::size_t anzahl) { return ablage.anhaengen(bytes, anzahl); },
          .fortschritt = fortschritt,
          .wartegrenze = wartegrenze},
         abbruch);
-    return fehlschlagAus(bezug);
+    if (!geladen)
+        return bezugsfehlschlag(geladen.error());
+    return std::nullopt;
 }
 
 } // namespace
@@ -85,17 +102,16 @@ Suchergebnis suchen(Anlass const& anlass, Lader& lader, std::atomic<bool> const&
         !feed || !(feed->istSicher() || (anlass.auchHttp && feed->istWeb())))
         return gescheitert(Fehlschlag::nichtVertrauenswuerdig, "Die Adresse der Updates ist nicht sicher");
     std::string bytes;
-    auto const bezug = lader.laden(
+    auto const geladen = lader.laden(
         {.url = anlass.feed,
          .hoechstens = hoechstgroesseAppcast,
-         .ablage =
-             [&](char const* stueck, std::size_t anzahl) {
-                 bytes.append(stueck, anzahl);
-                 return true;
-             }},
+         .ablage = [&](char const* stueck, std::size_t anzahl) -> Ergebnis<void> {
+             bytes.append(stueck, anzahl);
+             return {};
+         }},
         abbruch);
-    if (auto const fehlschlag = fehlschlagAus(bezug))
-        return {.fehlschlag = *fehlschlag};
+    if (!geladen)
+        return {.fehlschlag = bezugsfehlschlag(geladen.error())};
 
     auto const teil = signierterTeil(bytes, anlass.schluessel);
     if (!teil)
@@ -121,12 +137,12 @@ std::optional<Fehlschlag> bereitstellen(
     std::function<void(std::uint64_t geladen)> const& fortschritt, std::atomic<bool> const& abbruch) {
     auto ablage = Ablage::in(std::filesystem::path{buendel}.parent_path().string());
     if (!ablage)
-        return Fehlschlag::keinPlatz;
+        return platzfehlschlag(ablage.error());
     if (auto const fehlschlag = archivLaden(angebot, *ablage, lader, fortschritt, abbruch))
         return fehlschlag;
     auto const archiv = ablage->alles();
     if (!archiv)
-        return Fehlschlag::keinPlatz;
+        return platzfehlschlag(archiv.error());
     if (archiv->size() < angebot.laenge) {
         protokoll(fmt::format(
             "Aktualisierung: Das Archiv ist abgerissen: {} von {} Bytes", archiv->size(), angebot.laenge));
@@ -137,13 +153,13 @@ std::optional<Fehlschlag> bereitstellen(
         return Fehlschlag::nichtVertrauenswuerdig;
     }
     auto const baustelle = einbau.baustelle(buendel);
-    if (baustelle.empty())
-        return Fehlschlag::keinPlatz;
+    if (!baustelle)
+        return platzfehlschlag(baustelle.error());
     auto const bereit = [&]() -> std::optional<Fehlschlag> {
-        if (auto const fehlschlag = fehlschlagAus(auspacken(*archiv, baustelle)))
-            return fehlschlag;
-        if (!istDasAngebotene(buendelkunde.lesen(baustelle), angebot, anlass)) {
-            protokoll("Aktualisierung: Im Archiv ist nicht die angebotene Fassung");
+        if (auto const ausgepackt = auspacken(*archiv, *baustelle); !ausgepackt)
+            return auspackfehlschlag(ausgepackt.error());
+        if (auto const anderes = nichtDasAngebotene(buendelkunde.lesen(*baustelle), angebot, anlass)) {
+            protokoll("Aktualisierung: " + *anderes);
             return Fehlschlag::nichtVertrauenswuerdig;
         }
         if (abbruch)

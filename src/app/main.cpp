@@ -94,6 +94,10 @@ int starten(std::span<char const* const> argumente) {
         return gesagt ? antwort->status : 1;
     }
 
+    if (auto const lesbar = adapter::linux::buendellage("/proc/self/exe"); !lesbar) {
+        protokoll(lesbar.error().text());
+        return 1; // Whose lock and settings would be ours?
+    }
     // Before the first library of the desktop reads it.
     auto vorher = app::umgebung::einrichten(adapter::gtk::hatGrafikprozessor());
     adapter::gtk::LaufendeProgrammeBus programme{uebergebeneAdresse(argumente)};

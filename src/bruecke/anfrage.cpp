@@ -1,11 +1,10 @@
 #include "anfrage.h"
 
+#include "aktionen.h"
 #include "grundlage/adressteile.h"
 #include "grundlage/json.h"
 #include "grundlage/prozesswerte.h"
 
-#include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -18,11 +17,10 @@ namespace {
 constexpr std::string_view aktionsschluessel = "aktion";
 constexpr std::string_view nummernschluessel = "id";
 
-/// Every key that some action reads.
-constexpr std::array<std::string_view, 15> bekannteSchluessel{
-    aktionsschluessel, nummernschluessel, "kennung", "client_id", "token",     "name",
-    "transaction_id",  "server",          "alles",   "fotos",     "nurOrdner", "hoechstensBilder",
-    "stichworte",      "betrag_texte",    "datum"};
+/// Whether anybody reads the top-level value of this key.
+bool bekannt(std::string_view schluessel) {
+    return schluessel == aktionsschluessel || schluessel == nummernschluessel || istAngabe(schluessel);
+}
 
 std::optional<std::int64_t> alsGanzzahl(double zahl) {
     // 2^63 is the first double beyond the range, -2^63 the last one within.
@@ -70,9 +68,7 @@ public:
     }
     bool key(string_t& name) override {
         if (tiefe_ == 1) {
-            bool const bekannt =
-                std::ranges::find(bekannteSchluessel, std::string_view{name}) != bekannteSchluessel.end();
-            schluessel_ = bekannt ? std::move(name) : std::string{};
+            schluessel_ = bekannt(name) ? std::move(name) : std::string{};
             werte_.entferne(schluessel_); // of two values for one key the last counts
         }
         return true;

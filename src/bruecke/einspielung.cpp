@@ -1,14 +1,41 @@
 #include "einspielung.h"
 
+#include "aktionen.h"
 #include "bruecke.h"
 #include "skripte/einspielung.h"
 #include "zitat.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <utility>
+#include <vector>
 
 namespace quillmate::bruecke {
+
+namespace {
+
+/// The functions of `window.quillmateApp`, a line each, with the comments before them. The text goes on with a comma.
+std::string funktionen() {
+    std::vector<Aktion const*> folge;
+    for (auto const& aktion : aktionen())
+        folge.push_back(&aktion);
+    std::ranges::sort(folge, {}, &Aktion::skriptstelle);
+    std::string zeilen;
+    for (auto const* const aktion : folge) {
+        if (!zeilen.empty())
+            zeilen += ",\n";
+        auto const [namen, daten] =
+            aktion->angaben.empty() ? std::pair{"()", ""} : std::pair{"(daten)", ", daten"};
+        zeilen += fmt::format(
+            "{0}    {1}: {2} => ruf('{1}'{3})", aktion->skriptkommentar, aktion->name, namen, daten);
+    }
+    return zeilen;
+}
+
+} // namespace
 
 std::int64_t ganzzahlAus(std::string_view text) noexcept {
     if (text.starts_with('+')) {
@@ -25,12 +52,13 @@ std::int64_t ganzzahlAus(std::string_view text) noexcept {
 std::string einspielungsskript(Programmangaben const& angaben) {
     // The comments are part of what pages get. An older page is served by the same text, so it changes only together
     // with `fassung`.
-    std::array<std::pair<std::string_view, std::string>, 5> const werte{{
+    std::array<std::pair<std::string_view, std::string>, 6> const werte{{
         {"QM_NAME", std::string{Bruecke::name}},
         {"QM_VERSION", zitat(angaben.kurzfassung.value_or(""))},
         {"QM_BUILD", std::to_string(ganzzahlAus(angaben.buildnummer.value_or("")))},
         {"QM_ORT", zitat(angaben.ort)},
         {"QM_AKTUALISIERBAR", angaben.umzugNoetig ? "false" : "true"},
+        {"QM_AKTIONEN", funktionen()},
     }};
     // In the order of the text, each place once: a value may hold another one's name.
     std::string skript;

@@ -2,6 +2,7 @@
 
 #include "grundlage/adresse.h"
 #include "grundlage/datei.h"
+#include "grundlage/dateiarten.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/pruefsumme.h"
 #include "grundlage/text.h"
@@ -258,9 +259,9 @@ Uebertragung Dienst::hochladen(
     auto const name = alsUtf8(letzteKomponente(pfad));
     auto const grenze = netz::neueGrenze("grenze-");
     auto const vorspann = netz::textteil(grenze, "quellpfad", alsUtf8(pfad)) +
-                          netz::dateikopf(grenze, "file", name, netz::mimeNachEndung(dateiendung(name)));
+                          netz::dateikopf(grenze, "file", name, mimetypNach(dateiendung(name)));
     auto const nachspann = netz::abschluss(grenze);
-    auto koerper = leseDatei(pfad, hoechstgroesseHochladen, vorspann, nachspann);
+    auto koerper = leseDatei(pfad, hoechsterScanbeleg, vorspann, nachspann);
     if (!koerper)
         return Uebertragung::nichtLesbar;
     if (!bekannteHashes.empty()) {
@@ -306,8 +307,7 @@ bool Dienst::hochladenAnBuchung(Zugang const& zugang, std::int64_t transactionId
     auto const name = alsUtf8(letzteKomponente(pfad));
     auto const grenze = netz::neueGrenze("grenze-");
     auto koerper = leseDatei(
-        pfad, hoechstgroesseHochladen,
-        netz::dateikopf(grenze, "files", name, netz::mimeNachEndung(dateiendung(name))),
+        pfad, hoechsterScanbeleg, netz::dateikopf(grenze, "files", name, mimetypNach(dateiendung(name))),
         netz::abschluss(grenze));
     auto const url = endpunkt(
         zugang, fmt::format("/transactions/{}/attach-receipt", transactionId),

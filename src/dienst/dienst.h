@@ -111,8 +111,4 @@ private:
         gemeldet_; ///< Causes that the log knows, by kind of call.
 };
 
-/// Largest file that is sent. It is held in memory as a whole while it is sent, and what is larger than this
-/// could not pass an ordinary line (40 Mbit/s upward) within the 130 seconds of an attempt anyway.
-inline constexpr std::uint64_t hoechstgroesseHochladen = std::uint64_t{512} * 1024 * 1024;
-
 } // namespace quillmate::dienst

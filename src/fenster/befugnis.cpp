@@ -53,6 +53,17 @@ bool gehoertDemDienst(std::string_view adresse, Adresse const& start) {
            teile->wirksamerPort() == anfang->wirksamerPort();
 }
 
+bool verlangtVomDienst(ports::Antwortkopf const& antwort, Adresse const& start) {
+    auto const adresse = antwort.adresse.value_or("");
+    if (!gehoertDemDienst(ohneBlob(adresse), start))
+        return false;
+    // Bytes that a page has made are read by pages of its origin only, and are asked for without a request.
+    if (adresse.starts_with("blob:"))
+        return true;
+    return antwort.verhaeltnis == "same-origin" || antwort.verhaeltnis == "none" ||
+           gehoertDemDienst(antwort.verweiser, start);
+}
+
 bool darfGleichAnmelden(std::string_view adresse, Adresse const& start) {
     auto const teile = Adressteile::lesen(adresse);
     if (!teile || !teile->wirt || (teile->schema != "https" && teile->schema != "http"))

@@ -2,6 +2,7 @@
 
 #include "grundlage/adresse.h"
 #include "ports/uhr.h"
+#include "ports/webansicht.h"
 
 #include <deque>
 #include <optional>
@@ -14,6 +15,11 @@ namespace quillmate::fenster {
 
 /// Whether the address has an own host (https, usual port) or the start page's scheme, host and port.
 [[nodiscard]] bool gehoertDemDienst(std::string_view adresse, Adresse const& start);
+
+/// Whether a document of the service asked for what this answers, as far as the engine tells of which document a request
+/// is: one of an address of the service's own that is of the same origin, or names itself. Frames of others are in the
+/// same view, and where they lead to may be the service.
+[[nodiscard]] bool verlangtVomDienst(ports::Antwortkopf const& antwort, Adresse const& start);
 
 /// Whether sign-ins there may start at once: as above, or the start page's host and port, where all names of this
 /// computer are one host.

@@ -84,7 +84,7 @@ Fenster::Fenster(Fensterumgebung umgebung)
     web_ = umgebung_.werk.webansicht(std::move(einrichtung), *this);
     fenster_ = umgebung_.werk.fenster(hauptmasse);
 
-    bruecke::Bruecke::PortalOeffnen portale;
+    bruecke::PortalOeffnen portale;
     if (umgebung_.portale.fenster)
         portale = [this, lebt = std::weak_ptr{lebt_}](bruecke::Portalanfrage const& anfrage) -> Json {
             if (lebt.expired())
@@ -163,9 +163,9 @@ ports::Entscheidung Fenster::beiAntwort(ports::Webansicht& web, ports::Antwortko
     bool const harmlos = antwort.mimetyp == "application/pdf" || antwort.mimetyp.starts_with("image/");
     if (antwort.darstellbar && !anhang && (harmlos || !seiteninhalt))
         return zulassen;
-    return istSacheDesDienstes(web, antwort.adresse.value_or(""), {}) || web.gesteVerbrauchen(antwort.geste)
-               ? herunterladen
-               : erfragen;
+    bool const eigenes = istSacheDesDienstes(web, antwort.adresse.value_or(""), {}) &&
+                         verlangtVomDienst(antwort, umgebung_.start);
+    return eigenes || web.gesteVerbrauchen(antwort.geste) ? herunterladen : erfragen;
 }
 
 bool Fenster::istSacheDesDienstes(
@@ -469,14 +469,19 @@ std::optional<std::string> Fenster::zielWaehlen(
     Herunterladung& herunterladung, std::string const& vorschlag) {
     auto const name = sichererDateiname(vorschlag);
     auto const downloads = umgebung_.standardorte.pfade().downloads;
-    if (downloads.empty())
+    // The temporary folder is for systems that name none: elsewhere a file would be told to be in "Downloads" and be gone
+    // with the session.
+    bool const genannt = !downloads.empty();
+    if (!genannt)
         herunterladung.ziel = Zieldatei::belegen(umgebung_.temporaererOrdner, name);
     else if (ordnerAnlegen(downloads))
-        // A temporary folder in its place would lose the file, while the page is told that it is here.
         herunterladung.ziel = Zieldatei::belegen(downloads, name);
     if (!herunterladung.ziel) {
+        auto const nummer = errno;
         auto const grund =
-            fmt::format("Der Ordner „Downloads“ ist nicht beschreibbar ({}).", std::strerror(errno));
+            genannt
+                ? fmt::format("Der Ordner „Downloads“ ist nicht beschreibbar ({}).", std::strerror(nummer))
+                : fmt::format("Es gibt keinen Ordner dafür ({}).", std::strerror(nummer));
         protokoll("Download fehlgeschlagen: " + grund);
         meldeImFenster("Das Herunterladen hat nicht geklappt: " + grund, false);
         return std::nullopt;

@@ -1,6 +1,7 @@
 #include "beurteilung.h"
 
 #include "grundlage/datei.h"
+#include "grundlage/dateiarten.h"
 #include "grundlage/pruefsumme.h"
 #include "grundlage/text.h"
 #include "texterkennung/heuristik.h"
@@ -19,7 +20,7 @@ bool istBild(std::string const& url) {
 
 std::optional<std::string> inhaltspruefsumme(std::string const& pfad) {
     auto const datei = oeffneDatei(pfad);
-    auto const summe = datei ? sha256Datei(datei.get(), dienst::hoechstgroesseHochladen) : std::nullopt;
+    auto const summe = datei ? sha256Datei(datei.get(), hoechsterScanbeleg) : std::nullopt;
     return summe ? std::optional{hexadezimal(*summe)} : std::nullopt;
 }
 

@@ -14,7 +14,7 @@
 namespace quillmate::MacScan {
 
 /// Lower-case hexadecimal SHA-256 of the file's bytes, in constant memory; nothing when it cannot be read or
-/// is larger than what is ever sent (hoechstgroesseHochladen): the service cannot know such a content, and a
+/// is larger than what is ever sent (hoechsterScanbeleg): the service cannot know such a content, and a
 /// sparse file of terabytes would be read for hours.
 [[nodiscard]] std::optional<std::string> inhaltspruefsumme(std::string const& pfad);
 

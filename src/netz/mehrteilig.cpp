@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdlib>
-#include <utility>
 
 namespace quillmate::netz {
 
@@ -23,21 +22,6 @@ std::string neueUuid() {
 
 std::string neueGrenze(std::string_view vorsatz) {
     return std::string{vorsatz} + neueUuid();
-}
-
-std::string_view mimeNachEndung(std::string_view endung) {
-    static constexpr std::array<std::pair<std::string_view, std::string_view>, 6> tabelle{{
-        {"pdf", "application/pdf"},
-        {"jpg", "image/jpeg"},
-        {"jpeg", "image/jpeg"},
-        {"png", "image/png"},
-        {"heic", "image/heic"},
-        {"heif", "image/heif"},
-    }};
-    for (auto const& [bekannte, typ] : tabelle)
-        if (bekannte == endung)
-            return typ;
-    return "application/octet-stream";
 }
 
 std::string textteil(std::string_view grenze, std::string_view feld, std::string_view wert) {

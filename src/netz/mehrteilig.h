@@ -13,9 +13,6 @@ namespace quillmate::netz {
 /// `vorsatz` and a fresh UUID.
 [[nodiscard]] std::string neueGrenze(std::string_view vorsatz);
 
-/// Content type by file extension; "application/octet-stream" for an unknown one.
-[[nodiscard]] std::string_view mimeNachEndung(std::string_view endung);
-
 /// A simple text part, up to and with its line end.
 [[nodiscard]] std::string textteil(std::string_view grenze, std::string_view feld, std::string_view wert);
 /// What stands before a file's bytes.

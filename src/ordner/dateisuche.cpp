@@ -2,6 +2,7 @@
 
 #include "endungsfilter.h"
 #include "grundlage/datei.h"
+#include "grundlage/dateiarten.h"
 #include "wanderung.h"
 
 #include <fcntl.h>
@@ -18,7 +19,12 @@
 
 namespace quillmate::Ordner {
 
-Endungen const endungen{"pdf", "jpg", "jpeg", "png", "heic", "heif"};
+Endungen const endungen = [] {
+    Endungen alle;
+    for (auto const& zeile : belegendungen)
+        alle.emplace(zeile.endung);
+    return alle;
+}();
 
 std::set<std::string, std::less<>> const ausgeschlosseneNamen{
     "Library",       "Music",   "Movies", "Pictures",     "node_modules", ".git",

@@ -61,19 +61,19 @@ Portalablage::~Portalablage() {
         loeschen(ordner);
 }
 
-std::optional<std::string> Portalablage::neuerOrdner() {
+Ergebnis<std::string> Portalablage::neuerOrdner() {
     {
         std::lock_guard const schutz{sperre_};
         if (offen_.size() >= hoechstensOffen)
-            return std::nullopt;
+            return fehler(Fehlerart::zuGross, temporaererOrdner_, "Es warten schon zu viele Dateien");
     }
     if (!ordnerAnlegen(temporaererOrdner_))
-        return std::nullopt;
+        return errnoFehler(temporaererOrdner_, "Der Ordner ist nicht anzulegen");
     // Another instance that tidies up may see the folder before it is locked, and take it away: then try again.
     for (int versuch = 0; versuch < 3; ++versuch) {
         auto ordner = temporaererOrdner_ + '/' + std::string{vorsatz} + netz::neueUuid();
         if (::mkdir(ordner.c_str(), 0700) != 0)
-            return std::nullopt;
+            return errnoFehler(ordner, "Der Ordner ist nicht anzulegen");
         auto griff = gesperrt(ordner);
         if (!griff)
             continue;
@@ -81,7 +81,7 @@ std::optional<std::string> Portalablage::neuerOrdner() {
         offen_.emplace(ordner, Ordner{.griff = std::move(griff)});
         return ordner;
     }
-    return std::nullopt;
+    return fehler(Fehlerart::gestoert, temporaererOrdner_, "Der Ordner ist nicht zu behalten");
 }
 
 bool Portalablage::vermerken(std::string const& ordner, std::uint64_t bytes) {

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "grundlage/datei.h"
+#include "grundlage/ergebnis.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -26,8 +26,8 @@ public:
     Portalablage(Portalablage const&) = delete;
     Portalablage& operator=(Portalablage const&) = delete;
 
-    /// Path of a new empty folder; nothing when it cannot be made or `hoechstensOffen` are in use.
-    [[nodiscard]] std::optional<std::string> neuerOrdner();
+    /// Path of a new empty folder. Errors: zuGross when `hoechstensOffen` are in use; otherwise why it cannot be made.
+    [[nodiscard]] Ergebnis<std::string> neuerOrdner();
     /// Notes that so many bytes lie in the folder or are about to. False, and noted as before, when all folders together
     /// would hold more than `hoechstensBytes`, or the folder is none of this object's.
     [[nodiscard]] bool vermerken(std::string const& ordner, std::uint64_t bytes);

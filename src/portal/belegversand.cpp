@@ -1,5 +1,6 @@
 #include "belegversand.h"
 
+#include "grundlage/dateiarten.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/pruefsumme.h"
 #include "grundlage/text.h"
@@ -57,11 +58,6 @@ std::string_view rohwert(Portalstatus status) noexcept {
         return "geschlossen";
     }
     return "fehler";
-}
-
-bool istBelegendung(std::string_view endung) {
-    static constexpr std::array<std::string_view, 6> endungen{"pdf", "jpg", "jpeg", "png", "heic", "heif"};
-    return std::ranges::find(endungen, endung) != endungen.end();
 }
 
 std::optional<std::string> belegadresse(
@@ -166,12 +162,13 @@ void Belegversand::bearbeiten(Auftrag const& auftrag) {
 Portalmeldung Belegversand::hochladen(Auftrag const& auftrag) {
     auto const name = alsUtf8(letzteKomponente(auftrag.datei));
     auto const endung = dateiendung(name);
-    if (!istBelegendung(endung))
+    if (!belegendung(endung))
         return fehler("Nur PDF- und Bildbelege werden automatisch übernommen.");
     auto const datei = oeffneDatei(auftrag.datei);
     struct stat lage {};
-    auto const hash =
-        datei && ::fstat(datei.get(), &lage) == 0 ? sha256Datei(datei.get(), hoechsterBeleg) : std::nullopt;
+    auto const hash = datei && ::fstat(datei.get(), &lage) == 0
+                          ? sha256Datei(datei.get(), hoechsterPortalbeleg)
+                          : std::nullopt;
     if (!hash)
         return fehler("Die heruntergeladene Datei ist nicht lesbar oder größer als 50 MB.");
     auto const url = belegadresse(auftrag.ziel, hexadezimal(*hash), name);
@@ -188,7 +185,7 @@ Portalmeldung Belegversand::hochladen(Auftrag const& auftrag) {
          .datei =
              netz::Dateikoerper{
                  .vorspann = netz::dateikopf(
-                     grenze, auftrag.ziel.transaction ? "files" : "file", name, netz::mimeNachEndung(endung)),
+                     grenze, auftrag.ziel.transaction ? "files" : "file", name, mimetypNach(endung)),
                  .deskriptor = datei.get(),
                  .groesse = static_cast<std::uint64_t>(lage.st_size),
                  .nachspann = netz::abschluss(grenze)},

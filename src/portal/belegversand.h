@@ -39,11 +39,6 @@ struct Belegziel {
     std::string portal;                      ///< Key of the portal.
 };
 
-/// Bytes of the largest file that is taken, 50 MiB.
-inline constexpr std::uint64_t hoechsterBeleg = 52'428'800;
-
-/// Whether a file of this extension (lower case) is taken.
-[[nodiscard]] bool istBelegendung(std::string_view endung);
 /// Where a file goes. `hash`: SHA-256 of its bytes in lower-case hexadecimal. Nothing when no address comes of it.
 [[nodiscard]] std::optional<std::string> belegadresse(
     Belegziel const& ziel, std::string_view hash, std::string_view dateiname);

@@ -2,6 +2,7 @@
 
 #include "ablage.h"
 #include "belegversand.h"
+#include "grundlage/dateiarten.h"
 #include "grundlage/text.h"
 
 #include <nlohmann/json.hpp>
@@ -69,7 +70,7 @@ std::variant<ErfasstePdf, std::string> gelesen(FremdesJson const& ergebnis) {
     }
     auto const* const text = textUnter(ergebnis, "daten");
     auto daten = text && text->size() <= hoechsteDaten ? ausBase64(*text) : std::nullopt;
-    if (!daten || daten->size() > hoechsterBeleg)
+    if (!daten || daten->size() > hoechsterPortalbeleg)
         return nichtLesbar;
     if (!std::string_view{*daten}.substr(0, 1024).contains("%PDF-"))
         return "Die aktuelle Seite ist keine PDF. Öffne zuerst die Rechnung oder nutze ihren Download-Knopf.";

@@ -1,6 +1,7 @@
 // A portal's documents: downloads, and the PDF that it shows, on their way to the service.
 #include "erfassung.h"
 #include "grundlage/datei.h"
+#include "grundlage/dateiarten.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
 #include "portalfenster.h"
@@ -66,8 +67,11 @@ void PortalFenster::heruntergeladen(
 
 std::optional<std::string> PortalFenster::downloadziel(
     ports::Download const* download, std::string const& vorschlag) {
-    auto const ordner = ziele_.size() < hoechsteDownloads ? umgebung_.ablage.neuerOrdner() : std::nullopt;
+    auto const ordner = ziele_.size() < hoechsteDownloads
+                            ? umgebung_.ablage.neuerOrdner()
+                            : fehler(Fehlerart::zuGross, {}, "Es laufen schon zu viele Downloads");
     if (!ordner) {
+        protokoll(fmt::format("Portal {}: {}", auftrag_.ziel.kennung, ordner.error().text()));
         melden(Portalstatus::fehler, "Download konnte nicht vorbereitet werden.");
         return std::nullopt;
     }
@@ -148,7 +152,7 @@ std::optional<std::string> PortalFenster::downloadgrenze(
     if (ziel == ziele_.end())
         return std::nullopt;
     auto const groesse = std::max(bytes, gesamt);
-    if (groesse > hoechsterBeleg)
+    if (groesse > hoechsterPortalbeleg)
         return "Die Datei ist größer als 50 MB.";
     if (!umgebung_.ablage.vermerken(ziel->second.substr(0, ziel->second.rfind('/')), groesse))
         return "Es warten schon 500 MB an Dateien auf ihre Übergabe. Versuche es danach noch einmal.";
@@ -167,8 +171,17 @@ void PortalFenster::uebernehmePDFErgebnis(std::string antwort) {
     auto const& pdf = std::get<ErfasstePdf>(ergebnis);
     auto const ordner = umgebung_.ablage.neuerOrdner();
     auto const datei = ordner.value_or("") + '/' + pdf.name;
-    if (!ordner || !umgebung_.ablage.vermerken(*ordner, pdf.daten.size()) ||
-        !schreibeAtomar(datei, pdf.daten, Dauerhaft::nein)) {
+    auto const abgelegt = [&]() -> Ergebnis<void> {
+        if (!ordner)
+            return std::unexpected(ordner.error());
+        if (!umgebung_.ablage.vermerken(*ordner, pdf.daten.size()))
+            return fehler(Fehlerart::zuGross, *ordner, "Es warten schon zu große Dateien");
+        if (!schreibeAtomar(datei, pdf.daten, Dauerhaft::nein))
+            return errnoFehler(datei, "Nicht zu schreiben ist");
+        return {};
+    }();
+    if (!abgelegt) {
+        protokoll(fmt::format("Portal {}: {}", auftrag_.ziel.kennung, abgelegt.error().text()));
         if (ordner)
             umgebung_.ablage.entfernen(*ordner);
         return melden(

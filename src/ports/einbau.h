@@ -2,6 +2,7 @@
 
 #include "buendel.h"
 #include "dateiwerk.h"
+#include "grundlage/ergebnis.h"
 
 #include <optional>
 #include <string>
@@ -33,11 +34,11 @@ public:
     virtual ~Einbau() = default;
     /// Why the bundle cannot be replaced; nothing when it can.
     [[nodiscard]] virtual std::optional<Einbauhindernis> hindernis(std::string const& buendel) = 0;
-    /// Path of the empty folder; whatever was left there is removed. Empty when it cannot be made.
-    [[nodiscard]] virtual std::string baustelle(std::string const& buendel) = 0;
+    /// Path of the empty folder; whatever was left there is removed.
+    [[nodiscard]] virtual Ergebnis<std::string> baustelle(std::string const& buendel) = 0;
     [[nodiscard]] virtual Hindernis bereiten(std::string const& buendel) = 0;
-    /// Returns at once. False when the helper could not be started; then nothing will happen.
-    [[nodiscard]] virtual bool einbauenNachEnde(std::string const& buendel) = 0;
+    /// Returns at once. Fails when the helper could not be started; then nothing will happen.
+    [[nodiscard]] virtual Ergebnis<void> einbauenNachEnde(std::string const& buendel) = 0;
     /// Removes the folder to unpack into.
     virtual void verwerfen(std::string const& buendel) = 0;
     /// For the version that runs now: it has started. Harmless when it was not put in just now.

@@ -50,6 +50,12 @@ struct Antwortkopf {
     int status{0};          ///< HTTP status, 0 for other schemes.
     std::string name{};     ///< What the file would be called.
     std::uint64_t geste{0}; ///< As Navigation::geste, of the navigation that asked.
+    /// What the document that asked is to the address ("same-origin", "same-site", "cross-site"; "none" for the program
+    /// or a person), over all redirects. The engine says it and no page can change it; empty where it says nothing, as
+    /// over plain http to another machine.
+    std::string verhaeltnis{};
+    /// Address or origin of the document that asked. A page can hide its own but not take another's.
+    std::string verweiser{};
 };
 
 enum class Entscheidung {

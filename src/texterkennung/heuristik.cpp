@@ -1,5 +1,6 @@
 #include "heuristik.h"
 
+#include "grundlage/dateiarten.h"
 #include "grundlage/text.h"
 
 #include <unicode/regex.h>
@@ -11,7 +12,13 @@
 
 namespace quillmate::Texterkennung {
 
-std::set<std::string, std::less<>> const bildEndungen{"jpg", "jpeg", "png", "heic", "heif"};
+std::set<std::string, std::less<>> const bildEndungen = [] {
+    std::set<std::string, std::less<>> bilder;
+    for (auto const& zeile : belegendungen)
+        if (zeile.art == Dateiart::bild)
+            bilder.emplace(zeile.endung);
+    return bilder;
+}();
 
 namespace {
 

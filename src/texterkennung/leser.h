@@ -1,11 +1,13 @@
 #pragma once
 
+#include "grundlage/dateiarten.h"
+
 #include <optional>
 #include <string>
 
 namespace quillmate::Texterkennung {
 
-enum class Dateiart { pdf, bild };
+using quillmate::Dateiart;
 
 /// Outcome of reading one file: a finding about its bytes, or a fault that says nothing about them.
 struct Lesung {

@@ -1,6 +1,7 @@
 #include "texterkennung.h"
 
 #include "grundlage/datei.h"
+#include "grundlage/dateiarten.h"
 #include "grundlage/text.h"
 #include "heuristik.h"
 
@@ -11,12 +12,8 @@ namespace quillmate::Texterkennung {
 namespace {
 
 std::optional<Dateiart> dateiartNachEndung(std::string const& pfad) {
-    auto const endung = dateiendung(letzteKomponente(pfad));
-    if (endung == "pdf")
-        return Dateiart::pdf;
-    if (bildEndungen.contains(endung))
-        return Dateiart::bild;
-    return std::nullopt;
+    auto const* const zeile = belegendung(dateiendung(letzteKomponente(pfad)));
+    return zeile ? std::optional{zeile->art} : std::nullopt;
 }
 
 /// What a reading that came to nothing is for the caller.

@@ -100,15 +100,19 @@ public:
     std::optional<ports::Einbauhindernis> hindernis(std::string const& buendel) override {
         return verboten ? verboten : wirklich.hindernis(buendel);
     }
-    std::string baustelle(std::string const& buendel) override { return wirklich.baustelle(buendel); }
+    Ergebnis<std::string> baustelle(std::string const& buendel) override {
+        return wirklich.baustelle(buendel);
+    }
     ports::Hindernis bereiten(std::string const& buendel) override {
         if (widerstand)
             return widerstand;
         return wirklich.bereiten(buendel);
     }
-    bool einbauenNachEnde(std::string const& buendel) override {
+    Ergebnis<void> einbauenNachEnde(std::string const& buendel) override {
         eingebaut.push_back(buendel);
-        return helferStartet;
+        if (!helferStartet)
+            return errnoFehler({}, "Das Programm ließ sich nicht starten", EAGAIN);
+        return {};
     }
     void verwerfen(std::string const& buendel) override { wirklich.verwerfen(buendel); }
     void bestaetigen(std::string const& buendel) override { bestaetigt.push_back(buendel); }
@@ -251,10 +255,10 @@ TEST_F(Aktualisierer, SaysThatNothingIsNewer) {
 }
 
 TEST_F(Aktualisierer, SaysWhatWentWrong) {
-    lader.antworten[h.feed] = Bezug::offline;
+    lader.antworten[h.feed] = Fehler{Fehlerart::keineVerbindung};
     a->nachUpdatesSuchen();
     EXPECT_TRUE(zeigt("Keine Verbindung"));
-    lader.antworten[h.feed] = Bezug::abgelehnt;
+    lader.antworten[h.feed] = Fehler{Fehlerart::abgelehnt};
     a->nachUpdatesSuchen();
     EXPECT_TRUE(zeigt("Das Update ist gerade nicht zu bekommen"));
     lader.antworten[h.feed] = "gefälscht";
@@ -275,7 +279,7 @@ TEST_F(Aktualisierer, SaysWhyAnUpdateWasNotPutInAndGoesOn) {
     lader.antworten[h.archivadresse] = h.archiv.substr(1) + "x";
     installiere();
     EXPECT_TRUE(zeigt("Das Update wurde abgelehnt"));
-    lader.antworten[h.archivadresse] = Bezug::nichtAbgelegt;
+    lader.antworten[h.archivadresse] = errnoFehler({}, "Nicht abzulegen", ENOSPC).error();
     installiere();
     EXPECT_TRUE(zeigt("Das Update passt nicht auf den Datenträger"));
     lader.antworten[h.archivadresse] = h.archiv;
@@ -382,7 +386,7 @@ TEST_F(Aktualisierer, WithoutKnowingWhatItHasSeenItTrustsNoList) {
 
 TEST_F(Aktualisierer, AnArchiveThatBreaksOffIsToldAsThat) {
     for (auto const& antwort : std::vector<werkzeug::TabellenLader::Antwort>{
-             Bezug::abgerissen, h.archiv.substr(0, h.archiv.size() / 2)}) {
+             Fehler{Fehlerart::gestoert}, h.archiv.substr(0, h.archiv.size() / 2)}) {
         lader.antworten[h.archivadresse] = antwort;
         anzeige.zeigte.clear();
         bisZumAngebot();
@@ -436,7 +440,7 @@ TEST_F(Aktualisierer, LooksByItselfOnceADayAndOffersWhatItFindsWithoutAsking) {
 }
 
 TEST_F(Aktualisierer, OfflineTheScheduleIsSilentAndGoesOn) {
-    lader.antworten[h.feed] = Bezug::offline;
+    lader.antworten[h.feed] = Fehler{Fehlerart::keineVerbindung};
     a->starten();
     jetzt += 25h;
     schleife.wecke();

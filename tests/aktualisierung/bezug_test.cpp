@@ -13,28 +13,30 @@ using werkzeug::HttpAntwort;
 
 namespace {
 
-struct Ergebnis {
-    Bezug bezug;
+struct Abholung {
+    std::optional<Fehlerart> bezug; ///< Nothing when it succeeded.
     std::string bytes;
 };
 
-Ergebnis hole(
+Abholung hole(
     std::string const& url, std::uint64_t hoechstens = 1000,
     NetzLader::Schema schema = NetzLader::Schema::auchHttp, std::atomic<bool> const* abbruch = nullptr,
     std::chrono::seconds leerlauf = 5s) {
     std::atomic<bool> const nie{false};
-    Ergebnis ergebnis{};
+    Abholung ergebnis{};
     NetzLader lader{schema};
-    ergebnis.bezug = lader.laden(
+    auto const geladen = lader.laden(
         {.url = url,
          .hoechstens = hoechstens,
          .ablage =
              [&](char const* bytes, std::size_t anzahl) {
                  ergebnis.bytes.append(bytes, anzahl);
-                 return true;
+                 return Ergebnis<void>{};
              },
          .leerlaufgrenze = leerlauf},
         abbruch ? *abbruch : nie);
+    if (!geladen)
+        ergebnis.bezug = geladen.error().art;
     return ergebnis;
 }
 
@@ -54,7 +56,7 @@ TEST(NetzLader, FetchesBytesInOrderAndTellsProgress) {
              .ablage =
                  [&](char const* stueck, std::size_t anzahl) {
                      bytes.append(stueck, anzahl);
-                     return true;
+                     return Ergebnis<void>{};
                  },
              .fortschritt =
                  [&](std::uint64_t geladen) {
@@ -62,7 +64,7 @@ TEST(NetzLader, FetchesBytesInOrderAndTellsProgress) {
                      zuletzt = geladen;
                  }},
             nie),
-        Bezug::gelungen);
+        Ergebnis<void>{});
     EXPECT_EQ(bytes.size(), 200'000U);
     EXPECT_EQ(zuletzt, 200'000U);
 }
@@ -71,8 +73,8 @@ TEST(NetzLader, AsksNothingWithoutTransportSecurity) {
     werkzeug::HttpAttrappe server{[](HttpAnfrage const&) {
         return HttpAntwort{.koerper = "x"};
     }};
-    EXPECT_EQ(hole(server.adresse() + "/a", 1000, NetzLader::Schema::nurHttps).bezug, Bezug::abgelehnt);
-    EXPECT_EQ(hole("file:///etc/hostname").bezug, Bezug::abgelehnt);
+    EXPECT_EQ(hole(server.adresse() + "/a", 1000, NetzLader::Schema::nurHttps).bezug, Fehlerart::abgelehnt);
+    EXPECT_EQ(hole("file:///etc/hostname").bezug, Fehlerart::abgelehnt);
     EXPECT_TRUE(server.anfragen().empty());
 }
 
@@ -89,10 +91,10 @@ TEST(NetzLader, FollowsRedirectsButNotToOtherSchemesNorForEver) {
     }};
     adresse = server.adresse();
     auto const weiter = hole(adresse + "/weiter");
-    EXPECT_EQ(weiter.bezug, Bezug::gelungen);
+    EXPECT_EQ(weiter.bezug, std::nullopt);
     EXPECT_EQ(weiter.bytes, "da");
-    EXPECT_EQ(hole(adresse + "/datei").bezug, Bezug::abgelehnt);
-    EXPECT_EQ(hole(adresse + "/kreis").bezug, Bezug::abgelehnt);
+    EXPECT_EQ(hole(adresse + "/datei").bezug, Fehlerart::abgelehnt);
+    EXPECT_EQ(hole(adresse + "/kreis").bezug, Fehlerart::abgelehnt);
     EXPECT_EQ(server.anfragenAn("/kreis").size(), 6U);
 }
 
@@ -101,7 +103,7 @@ TEST(NetzLader, TakesNoErrorPageForTheFile) {
         return HttpAntwort{.status = 404, .koerper = "nicht da"};
     }};
     auto const ergebnis = hole(server.adresse() + "/a");
-    EXPECT_EQ(ergebnis.bezug, Bezug::abgelehnt);
+    EXPECT_EQ(ergebnis.bezug, Fehlerart::nichtGefunden);
     EXPECT_EQ(ergebnis.bytes, "");
 }
 
@@ -114,21 +116,21 @@ TEST(NetzLader, ReadsNoMoreThanItMay) {
     }};
     for (auto const* pfad : {"/ehrlich", "/endlos"}) {
         auto const ergebnis = hole(server.adresse() + pfad, 99'999);
-        EXPECT_EQ(ergebnis.bezug, Bezug::zuGross) << pfad;
+        EXPECT_EQ(ergebnis.bezug, Fehlerart::zuGross) << pfad;
         EXPECT_LE(ergebnis.bytes.size(), 99'999U) << pfad;
-        EXPECT_EQ(hole(server.adresse() + pfad, 100'000).bezug, Bezug::gelungen) << pfad;
+        EXPECT_EQ(hole(server.adresse() + pfad, 100'000).bezug, std::nullopt) << pfad;
     }
 }
 
 TEST(NetzLader, IsOfflineWhereNobodyAnswersAndSaysWhenAnAnswerBreaksOff) {
-    EXPECT_EQ(hole(werkzeug::toteAdresse() + "/a").bezug, Bezug::offline);
+    EXPECT_EQ(hole(werkzeug::toteAdresse() + "/a").bezug, Fehlerart::keineVerbindung);
     werkzeug::HttpAttrappe server{[](HttpAnfrage const& anfrage) -> HttpAntwort {
         if (anfrage.pfad == "/stumm")
             return {.ohneAntwort = true};
         return {.koerper = std::string(10'000, 'x'), .abschneiden = 5'000};
     }};
-    EXPECT_EQ(hole(server.adresse() + "/stumm").bezug, Bezug::offline);
-    EXPECT_EQ(hole(server.adresse() + "/halb", 10'000).bezug, Bezug::abgerissen);
+    EXPECT_EQ(hole(server.adresse() + "/stumm").bezug, Fehlerart::keineVerbindung);
+    EXPECT_EQ(hole(server.adresse() + "/halb", 10'000).bezug, Fehlerart::gestoert);
 }
 
 TEST(NetzLader, GivesUpOnAServerThatSaysNothing) {
@@ -136,7 +138,8 @@ TEST(NetzLader, GivesUpOnAServerThatSaysNothing) {
         return HttpAntwort{.haengen = true};
     }};
     EXPECT_EQ(
-        hole(server.adresse() + "/a", 1000, NetzLader::Schema::auchHttp, nullptr, 1s).bezug, Bezug::offline);
+        hole(server.adresse() + "/a", 1000, NetzLader::Schema::auchHttp, nullptr, 1s).bezug,
+        Fehlerart::zeitAbgelaufen);
 }
 
 TEST(NetzLader, EndsWhenItIsTold) {
@@ -147,7 +150,7 @@ TEST(NetzLader, EndsWhenItIsTold) {
     }};
     EXPECT_EQ(
         hole(server.adresse() + "/a", 1000, NetzLader::Schema::auchHttp, &abbruch, 30s).bezug,
-        Bezug::abgebrochen);
+        Fehlerart::gestoppt);
 }
 
 TEST(NetzLader, StopsWhenTheDiskTakesNoMore) {
@@ -161,8 +164,8 @@ TEST(NetzLader, StopsWhenTheDiskTakesNoMore) {
              .hoechstens = 10,
              .ablage =
                  [](char const*, std::size_t) {
-                     return false;
+                     return Ergebnis<void>{errnoFehler("/voll", "Nicht abzulegen", ENOSPC)};
                  }},
             nie),
-        Bezug::nichtAbgelegt);
+        Ergebnis<void>{errnoFehler("/voll", "Nicht abzulegen", ENOSPC)});
 }

@@ -123,9 +123,9 @@ TEST_F(Pruefung, AsksNoAddressWithoutTransportSecurity) {
 }
 
 TEST_F(Pruefung, TellsBeingOfflineFromAServerThatRefusesAndFromTooMuch) {
-    lader.antworten[h.feed] = Bezug::offline;
+    lader.antworten[h.feed] = Fehler{Fehlerart::keineVerbindung};
     EXPECT_EQ(suchen(anlass, lader, abbruch).fehlschlag, Fehlschlag::offline);
-    lader.antworten[h.feed] = Bezug::abgelehnt;
+    lader.antworten[h.feed] = httpFehler(503, {}, "Der Server hat abgelehnt").error();
     EXPECT_EQ(suchen(anlass, lader, abbruch).fehlschlag, Fehlschlag::dienstfehler);
     EXPECT_EQ(sucheIn(std::string(2'000'000, 'x')).fehlschlag, Fehlschlag::nichtVertrauenswuerdig);
     abbruch = true;
@@ -210,9 +210,9 @@ TEST_F(Pruefung, RefusesASignedArchiveThatLeadsOutOfTheBundle) {
 }
 
 TEST_F(Pruefung, AnInterruptedDownloadLeavesNothing) {
-    lader.antworten[h.archivadresse] = Bezug::offline;
+    lader.antworten[h.archivadresse] = Fehler{Fehlerart::keineVerbindung};
     EXPECT_EQ(stelleBereit(), Fehlschlag::offline);
-    lader.antworten[h.archivadresse] = Bezug::abgelehnt;
+    lader.antworten[h.archivadresse] = httpFehler(503, {}, "Der Server hat abgelehnt").error();
     EXPECT_EQ(stelleBereit(), Fehlschlag::dienstfehler);
     pruefeUnberuehrt();
 }
@@ -230,5 +230,5 @@ TEST_F(Pruefung, AFolderThatTakesNothingIsNoTampering) {
         bereitstellen(
             *ergebnis.angebot, anlass, ordner.pfad("gibt es nicht/Quillmate.app"), lader, einbau, kunde, {},
             abbruch),
-        Fehlschlag::keinPlatz);
+        (Fehlschlag{Fehlschlag::nichtEinzubauen, "Auf den Datenträger ließ sich gerade nicht schreiben."}));
 }

@@ -31,7 +31,10 @@ struct Eintrag {
 enum class Packart { pax, gnu, zip };
 
 inline std::string archivAus(std::vector<Eintrag> const& eintraege, Packart art = Packart::gnu) {
-    std::string puffer(std::size_t{16} << 20U, '\0');
+    std::size_t hoechstens = std::size_t{16} << 20U;
+    for (auto const& e : eintraege)
+        hoechstens += e.inhalt.size();
+    std::string puffer(hoechstens, '\0');
     std::size_t laenge = 0;
     std::unique_ptr<archive, decltype(&archive_write_free)> const schreiber{
         archive_write_new(), &archive_write_free};
@@ -86,30 +89,31 @@ inline std::vector<Eintrag> buendeleintraege(
 /// The net as a table.
 class TabellenLader final : public aktualisierung::Lader {
 public:
-    using Antwort = std::variant<std::string, aktualisierung::Bezug>;
+    using Antwort = std::variant<std::string, Fehler>;
 
-    aktualisierung::Bezug laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) override {
+    Ergebnis<void> laden(Auftrag const& auftrag, std::atomic<bool> const& abbruch) override {
         abgerufen.push_back(auftrag.url);
         ++abrufe;
         if (vorher)
             vorher();
         if (abbruch)
-            return aktualisierung::Bezug::abgebrochen;
+            return fehler(Fehlerart::gestoppt, {}, "Abgebrochen");
         auto const fund = antworten.find(auftrag.url);
         if (fund == antworten.end())
-            return aktualisierung::Bezug::offline;
-        if (auto const* const fehler = std::get_if<aktualisierung::Bezug>(&fund->second))
-            return *fehler;
+            return fehler(Fehlerart::keineVerbindung, auftrag.url, "Nicht zu erreichen");
+        if (auto const* const fehlschlag = std::get_if<Fehler>(&fund->second))
+            return std::unexpected(*fehlschlag);
         auto const& bytes = std::get<std::string>(fund->second);
         if (bytes.size() > auftrag.hoechstens)
-            return aktualisierung::Bezug::zuGross;
+            return fehler(Fehlerart::zuGross, auftrag.url, "Zu groß");
         auto const haelfte = bytes.size() / 2;
-        if (!auftrag.ablage(bytes.data(), haelfte) ||
-            !auftrag.ablage(bytes.data() + haelfte, bytes.size() - haelfte))
-            return aktualisierung::Bezug::nichtAbgelegt;
+        for (auto const stueck :
+             {std::string_view{bytes}.substr(0, haelfte), std::string_view{bytes}.substr(haelfte)})
+            if (auto abgelegt = auftrag.ablage(stueck.data(), stueck.size()); !abgelegt)
+                return abgelegt;
         if (auftrag.fortschritt)
             auftrag.fortschritt(bytes.size());
-        return aktualisierung::Bezug::gelungen;
+        return {};
     }
 
     std::map<std::string, Antwort> antworten;

@@ -248,6 +248,44 @@ TEST_F(Befugnis, DownloadsOfOthersNeedAPersonOrAnAnswer) {
     EXPECT_EQ(herunterladen("https://evil.test/x", "https://evil.test"), Entscheidung::herunterladen);
 }
 
+TEST_F(Befugnis, AFileOfTheServiceThatAFrameAskedForNeedsAPersonToo) {
+    baue();
+    geklickt = false;
+    web().zeige(startseite); // with a stranger's frame in it
+    struct Zeile {
+        std::string adresse;
+        std::string verhaeltnis;
+        std::string verweiser;
+        Entscheidung erwartet;
+    };
+    using enum Entscheidung;
+    std::string const datei = "https://quillmate.example/export";
+    for (auto const& zeile : std::vector<Zeile>{
+             {datei, "same-origin", "https://quillmate.example/uebersicht", herunterladen},
+             {datei, "same-origin", "", herunterladen},
+             {datei, "none", "", herunterladen},
+             {datei, "same-site", "https://quillmate.example/uebersicht", herunterladen},
+             {datei, "", "https://quillmate.example/uebersicht", herunterladen},
+             {"blob:https://quillmate.example/1-2", "", "", herunterladen},
+             {datei, "cross-site", "https://werbung.test/", erfragen},
+             {datei, "cross-site", "", erfragen},
+             {datei, "same-site", "https://werbung.quillmate.example/", erfragen},
+             {datei, "same-site", "", erfragen},
+             {datei, "", "https://werbung.test/", erfragen},
+             {datei, "", "", erfragen},
+             {datei, "cross-site", "https://quillmate.example.werbung.test/", erfragen},
+             {"https://werbung.test/x", "same-origin", "", erfragen},
+             {"blob:https://werbung.test/1-2", "", "", erfragen}})
+        EXPECT_EQ(
+            engine().beiAntwort(
+                web(), {.adresse = zeile.adresse,
+                        .contentDisposition = "attachment",
+                        .verhaeltnis = zeile.verhaeltnis,
+                        .verweiser = zeile.verweiser}),
+            zeile.erwartet)
+            << zeile.adresse << ' ' << zeile.verhaeltnis << ' ' << zeile.verweiser;
+}
+
 TEST_F(Befugnis, ADownloadIsAskedAboutOnceWithHostAndFile) {
     baue();
     web().zeige("https://evil.test/");
@@ -283,7 +321,8 @@ TEST_F(Befugnis, TheFirstLoadOfAWindowThatTheServiceOpenedIsTheServices) {
     auto* const neben = neuesFenster("https://quillmate.example/belege");
     ASSERT_TRUE(neben);
     auto const kopf = [&](std::string const& adresse) {
-        return engine().beiAntwort(*neben, {.adresse = adresse, .contentDisposition = "attachment"});
+        return engine().beiAntwort(
+            *neben, {.adresse = adresse, .contentDisposition = "attachment", .verhaeltnis = "same-origin"});
     };
     EXPECT_EQ(kopf("https://quillmate.example/belege"), Entscheidung::herunterladen);
     EXPECT_EQ(kopf("https://fremd.test/x"), Entscheidung::erfragen);

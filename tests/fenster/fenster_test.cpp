@@ -629,6 +629,19 @@ TEST_F(FensterTest, ADownloadsFolderThatTakesNoFilesIsAFailureAndNoOtherFolderIs
     EXPECT_THAT(meldungen(), ElementsAre(HasSubstr("Das Herunterladen hat nicht geklappt: ")));
 }
 
+TEST_F(FensterTest, ADownloadsFolderThatTakesNothingFailsTheDownloadAndSaysWhy) {
+    baue();
+    orte.downloads = welt.heim.datei("eineDatei") + "/Downloads";
+    EXPECT_THAT(
+        fehlerausgabe([&] { EXPECT_FALSE(download()->fragt("a.pdf")); }),
+        HasSubstr("[Quillmate] Download fehlgeschlagen: Der Ordner „Downloads“ ist nicht beschreibbar ("));
+    schleife.laufen();
+    EXPECT_THAT(
+        web().skripte,
+        ElementsAre(HasSubstr("Das Herunterladen hat nicht geklappt: Der Ordner „Downloads“ ist nicht")));
+    EXPECT_TRUE(std::filesystem::is_empty(welt.heim.pfad("tmp"))) << "kept where nobody looks for it";
+}
+
 TEST_F(FensterTest, WhereNoFileCanBeMadeTheDownloadIsCancelledWithANotice) {
     baue();
     orte.downloads = "";

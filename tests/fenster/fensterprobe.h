@@ -110,7 +110,8 @@ protected:
                     .mimetyp = "application/pdf",
                     .contentDisposition = contentDisposition,
                     .darstellbar = darstellbar,
-                    .geste = geste()});
+                    .geste = geste(),
+                    .verhaeltnis = "same-origin"});
     }
     ports::Webansicht* neuesFenster(std::optional<std::string> const& adresse, bool zielrahmen = false) {
         return engine().neuesFenster(

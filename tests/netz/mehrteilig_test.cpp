@@ -12,14 +12,3 @@ TEST(Mehrteilig, BoundariesAreRandomUuidsInCapitals) {
     EXPECT_EQ(grenze[7 + 14], '4');
     EXPECT_NE(neueGrenze("grenze-"), grenze);
 }
-
-TEST(Mehrteilig, ContentTypesByExtension) {
-    EXPECT_EQ(mimeNachEndung("pdf"), "application/pdf");
-    EXPECT_EQ(mimeNachEndung("jpg"), "image/jpeg");
-    EXPECT_EQ(mimeNachEndung("jpeg"), "image/jpeg");
-    EXPECT_EQ(mimeNachEndung("png"), "image/png");
-    EXPECT_EQ(mimeNachEndung("heic"), "image/heic");
-    EXPECT_EQ(mimeNachEndung("heif"), "image/heif");
-    EXPECT_EQ(mimeNachEndung("txt"), "application/octet-stream");
-    EXPECT_EQ(mimeNachEndung(""), "application/octet-stream");
-}

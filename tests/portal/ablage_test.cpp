@@ -44,7 +44,10 @@ TEST(Portalablage, AFolderIsTheUsersOwnAndNamedWithAUuid) {
 
 TEST(Portalablage, WhereNoFolderCanBeMadeThereIsNone) {
     werkzeug::OrdnerAufZeit const tmp;
-    EXPECT_FALSE(portal::Portalablage{tmp.datei("datei")}.neuerOrdner());
+    auto const ordner = portal::Portalablage{tmp.datei("datei")}.neuerOrdner();
+    ASSERT_FALSE(ordner);
+    EXPECT_EQ(ordner.error().ursache.herkunft, Ursache::Herkunft::errnoWert);
+    EXPECT_EQ(ordner.error().wo, tmp.pfad("datei"));
 }
 
 TEST(Portalablage, FoldersInUseAreBounded) {
@@ -53,7 +56,7 @@ TEST(Portalablage, FoldersInUseAreBounded) {
     auto const erster = ablage.neuerOrdner().value();
     for (std::size_t i = 1; i < portal::Portalablage::hoechstensOffen; ++i)
         ASSERT_TRUE(ablage.neuerOrdner()) << i;
-    EXPECT_FALSE(ablage.neuerOrdner());
+    EXPECT_EQ(ablage.neuerOrdner().error().art, Fehlerart::zuGross);
     ablage.entfernen(erster);
     EXPECT_TRUE(ablage.neuerOrdner());
 }

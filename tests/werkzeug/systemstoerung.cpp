@@ -18,20 +18,25 @@ namespace {
 std::atomic<Stoerung> stoerung{Stoerung::keine};
 std::atomic<int> ziel{0};
 std::atomic<int> zaehler{0};
+std::atomic<int> grund{ENOSPC};
+std::atomic<Dauer> dauer{Dauer::einmal};
 
 /// Whether this call is the one; if it is to fail, errno is set.
 bool trifft() {
-    if (++zaehler != ziel || stoerung == Stoerung::keine)
+    auto const dieser = ++zaehler;
+    if (stoerung == Stoerung::keine || (dauer == Dauer::einmal ? dieser != ziel : dieser < ziel))
         return false;
     if (stoerung == Stoerung::toeten)
         ::raise(SIGKILL);
-    errno = ENOSPC;
+    errno = grund;
     return true;
 }
 
 } // namespace
 
-void stoere(Stoerung art, int beimAufruf) {
+void stoere(Stoerung art, int beimAufruf, int fehlernummer, Dauer wieLange) {
+    grund = fehlernummer;
+    dauer = wieLange;
     stoerung = art;
     ziel = beimAufruf;
     zaehler = 0;

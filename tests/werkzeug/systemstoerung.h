@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -11,11 +12,15 @@ namespace quillmate::werkzeug {
 enum class Stoerung {
     keine,
     toeten,    ///< SIGKILL before the call; a write is half done then.
-    scheitern, ///< The call fails with ENOSPC and changes nothing.
+    scheitern, ///< The call fails and changes nothing.
 };
 
-/// The call with this number (from 1) on is disturbed; later ones are not.
-void stoere(Stoerung art, int beimAufruf);
+/// Whether a call that fails is the only one.
+enum class Dauer { einmal, vonDaAn };
+
+/// The call with this number (from 1) on is disturbed; later ones are not, unless `dauer` says so. `grund` is the errno
+/// of calls that fail.
+void stoere(Stoerung art, int beimAufruf, int grund = ENOSPC, Dauer dauer = Dauer::einmal);
 /// Calls since stoere().
 [[nodiscard]] int aufrufe();
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <arpa/inet.h>
+
 #include <array>
 #include <cstdint>
 #include <random>
@@ -7,6 +9,16 @@
 #include <string_view>
 
 namespace quillmate::werkzeug {
+
+/// Hosts that are equal to people and different as text become equal: notations of one IPv6 address.
+inline std::string verglichenerWirt(std::string wirt) {
+    if (wirt.starts_with('['))
+        wirt = wirt.substr(1, wirt.size() - 2);
+    in6_addr adresse{};
+    if (::inet_pton(AF_INET6, wirt.c_str(), &adresse) == 1)
+        wirt.assign(reinterpret_cast<char const*>(adresse.s6_addr), sizeof adresse.s6_addr);
+    return wirt;
+}
 
 /// Addresses put together from pieces that readers of addresses stumble over. The same seed gives the same series.
 class Zufallsadressen {

@@ -70,6 +70,11 @@ ports::Antwortkopf kopfVon(WebKitResponsePolicyDecision* entscheidung) {
         kopf.contentDisposition = textVon(soup_message_headers_get_one(zeilen, "Content-Disposition"));
     if (GText const name{g_strdup(webkit_uri_response_get_suggested_filename(antwort))})
         kopf.name = name.get();
+    auto* const anfrage = webkit_response_policy_decision_get_request(entscheidung);
+    if (auto* const zeilen = anfrage ? webkit_uri_request_get_http_headers(anfrage) : nullptr) {
+        kopf.verhaeltnis = textVon(soup_message_headers_get_one(zeilen, "Sec-Fetch-Site"));
+        kopf.verweiser = textVon(soup_message_headers_get_one(zeilen, "Referer"));
+    }
     kopf.darstellbar = webkit_response_policy_decision_is_mime_type_supported(entscheidung) != FALSE;
     kopf.hauptrahmen = webkit_response_policy_decision_is_main_frame_main_resource(entscheidung) != FALSE;
     return kopf;

@@ -3,11 +3,15 @@
 #include "grundlage/datei.h"
 #include "plist.h"
 
+#include <cerrno>
+#include <cstdint>
 #include <filesystem>
 
 namespace quillmate::adapter::linux {
 
 namespace {
+
+constexpr std::uint64_t hoechstgroesse = std::uint64_t{1024} * 1024; ///< Of a property list.
 
 ports::Updatewerte updatewerte(plist_t wurzel) {
     ports::Updatewerte werte{
@@ -22,7 +26,6 @@ ports::Updatewerte updatewerte(plist_t wurzel) {
 } // namespace
 
 std::optional<ports::Buendel> buendelAn(std::string const& ordner) {
-    constexpr std::uint64_t hoechstgroesse = std::uint64_t{1024} * 1024;
     auto const inhalt = leseDatei(ordner + "/Contents/Info.plist", hoechstgroesse);
     auto const plist = inhalt ? plistLesen(*inhalt) : nullptr;
     if (!plist)
@@ -51,6 +54,24 @@ std::optional<ports::Buendel> buendelVon(std::string const& programmdatei) {
             if (auto buendel = buendelAn(ordner.string()))
                 return buendel;
     return std::nullopt;
+}
+
+Ergebnis<void> buendellage(std::string const& programmdatei) {
+    std::error_code grund;
+    auto const programm = std::filesystem::canonical(programmdatei, grund);
+    if (grund)
+        return errnoFehler(programmdatei, "Das Programm ist nicht zu finden", grund.value());
+    for (auto ordner = programm.parent_path(); ordner != ordner.root_path(); ordner = ordner.parent_path()) {
+        if (ordner.extension() != ".app")
+            continue;
+        auto const liste = ordner.string() + "/Contents/Info.plist";
+        if (leseDatei(liste, hoechstgroesse))
+            return {};
+        auto const nummer = errno;
+        if (nummer != ENOENT && nummer != ENOTDIR)
+            return errnoFehler(liste, "Die Angaben über das Programm sind nicht zu lesen", nummer);
+    }
+    return {};
 }
 
 std::optional<ports::Buendel> eigenesBuendel() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "grundlage/ergebnis.h"
 #include "ports/buendel.h"
 
 #include <optional>
@@ -15,6 +16,9 @@ inline constexpr char const* hauptkennung = "de.tandemwerk.quillmate";
 /// The bundle that a program runs from, found upward from its executable. Links are resolved first. Nothing when the
 /// executable lies in no bundle.
 [[nodiscard]] std::optional<ports::Buendel> buendelVon(std::string const& programmdatei);
+/// Fails where the program lies in a bundle whose property list is there and cannot be read now: then nobody may conclude
+/// from buendelVon() that it is none, and take the main build's identity.
+[[nodiscard]] Ergebnis<void> buendellage(std::string const& programmdatei);
 /// The bundle of the running program.
 [[nodiscard]] std::optional<ports::Buendel> eigenesBuendel();
 /// Its identifier, or hauptkennung.

@@ -209,16 +209,17 @@ std::optional<ports::Einbauhindernis> EinbauLinux::hindernis(std::string const& 
     return std::nullopt;
 }
 
-std::string EinbauLinux::baustelle(std::string const& buendel) {
-    vorbereitung_ = Markenplatz{marken_, buendel}.sperren();
-    if (!vorbereitung_) {
-        protokoll("Aktualisierung: Die Einbaumarke ist nicht zu sperren: " + marken_);
-        return {};
-    }
+Ergebnis<std::string> EinbauLinux::baustelle(std::string const& buendel) {
+    auto sperre = Markenplatz{marken_, buendel}.sperren();
+    if (!sperre)
+        return std::unexpected(sperre.error());
+    vorbereitung_ = *std::move(sperre);
     auto const ordner = neuesVon(buendel);
     constexpr mode_t rechte = 0755;
-    if (!baumLoeschen(ordner) || ::mkdir(ordner.c_str(), rechte) != 0)
-        return {};
+    if (!baumLoeschen(ordner))
+        return errnoFehler(ordner, "Nicht zu leeren ist");
+    if (::mkdir(ordner.c_str(), rechte) != 0)
+        return errnoFehler(ordner, "Nicht anzulegen ist");
     return ordner;
 }
 
@@ -258,16 +259,16 @@ ports::Hindernis EinbauLinux::bereiten(std::string const& buendel) {
     return std::nullopt;
 }
 
-bool EinbauLinux::einbauenNachEnde(std::string const& buendel) {
-    std::error_code fehler;
-    auto const ich = std::filesystem::canonical("/proc/self/exe", fehler);
-    if (fehler)
-        return false;
+Ergebnis<void> EinbauLinux::einbauenNachEnde(std::string const& buendel) {
+    std::error_code grund;
+    auto const ich = std::filesystem::canonical("/proc/self/exe", grund);
+    if (grund)
+        return errnoFehler("/proc/self/exe", "Das eigene Programm ist nicht zu finden", grund.value());
     auto const helfer =
         prozessStarten({ich.string(), einbauschalter, std::to_string(::getpid()), buendel}, urspruenglich_);
     if (!helfer)
-        protokoll("Aktualisierung: " + helfer.error().text());
-    return helfer.has_value();
+        return std::unexpected(helfer.error());
+    return {};
 }
 
 void EinbauLinux::verwerfen(std::string const& buendel) {
@@ -280,7 +281,7 @@ void EinbauLinux::bestaetigen(std::string const& buendel) {
     Markenplatz const platz{marken_, buendel};
     eigeneProbe_ = {}; // Otherwise it would look like a helper's below.
     // A helper that lives holds the lock and removes the old version itself, once it has seen that we run.
-    if (auto const sperre = platz.sperren()) {
+    if (auto const sperre = platz.sperren(); sperre) {
         (void)platz.entfernen();
         (void)baumLoeschen(tauschprobeVon(buendel));
         (void)baumLoeschen(neuesVon(buendel));
@@ -297,7 +298,8 @@ Einbauausgang einbauAbschliessen(
     auto const neues = neuesVon(buendel);
     Markenplatz const platz{hilfen.marken, buendel};
     bool const geendet = endeAbgewartet(alterProzess, fristen.ende);
-    auto const sperre = geduldig([&] { return platz.sperren(); }, geendet ? fristen.luecke : takt);
+    auto const sperre =
+        geduldig([&] { return platz.sperren().value_or(Deskriptor{}); }, geendet ? fristen.luecke : takt);
     if (!geendet) {
         protokoll("Aktualisierung: Das alte Programm endet nicht, die neue Fassung wird verworfen");
         if (sperre)
@@ -376,7 +378,7 @@ Deskriptor selbstprobe(
     Markenplatz const platz{hilfen.marken, buendel};
     if (!platz.vorhanden())
         return {};
-    auto sperre = platz.sperren();
+    auto sperre = platz.sperren().value_or(Deskriptor{});
     auto marke = sperre ? platz.lesen() : std::nullopt;
     if (!marke)
         return {};

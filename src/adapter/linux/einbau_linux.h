@@ -24,9 +24,9 @@ public:
     /// own values. `eigeneProbe`: what selbstprobe() has returned.
     explicit EinbauLinux(std::string marken, Umgebungswerte urspruenglich = {}, Deskriptor eigeneProbe = {});
     [[nodiscard]] std::optional<ports::Einbauhindernis> hindernis(std::string const& buendel) override;
-    [[nodiscard]] std::string baustelle(std::string const& buendel) override;
+    [[nodiscard]] Ergebnis<std::string> baustelle(std::string const& buendel) override;
     [[nodiscard]] ports::Hindernis bereiten(std::string const& buendel) override;
-    [[nodiscard]] bool einbauenNachEnde(std::string const& buendel) override;
+    [[nodiscard]] Ergebnis<void> einbauenNachEnde(std::string const& buendel) override;
     void verwerfen(std::string const& buendel) override;
     void bestaetigen(std::string const& buendel) override;
 

@@ -3,6 +3,7 @@
 #include "grundlage/pruefsumme.h"
 #include "ordnerrechte.h"
 #include "plist.h"
+#include "schreibreste.h"
 #include "verzeichnisse.h"
 
 #include <fcntl.h>
@@ -149,6 +150,7 @@ Ergebnis<void> Markenplatz::schreiben(Einbaumarke const& marke) const {
 bool Markenplatz::entfernen() const {
     if (::unlink(datei_.c_str()) != 0 && errno != ENOENT)
         return false;
+    schreibresteEntfernen(datei_);
     // Otherwise a power cut could bring it back, and with it a trial that is over.
     Deskriptor const ordner{::open(zustand_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (ordner)
@@ -161,12 +163,12 @@ bool Markenplatz::vorhanden() const {
     return ::lstat(datei_.c_str(), &lage) == 0 || errno != ENOENT;
 }
 
-Deskriptor Markenplatz::sperren() const {
-    if (!eigenenOrdnerSichern(zustand_, ZuOffen::schliessen))
-        return {};
+Ergebnis<Deskriptor> Markenplatz::sperren() const {
+    if (auto const gesichert = eigenenOrdnerSichern(zustand_, ZuOffen::schliessen); !gesichert)
+        return std::unexpected(gesichert.error());
     auto sperre = oeffnen(datei_ + ".sperre", O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
     if (!sperre || ::flock(sperre.get(), LOCK_EX | LOCK_NB) != 0)
-        return {};
+        return errnoFehler(datei_ + ".sperre", "Die Einbaumarke ist nicht zu sperren");
     return sperre;
 }
 

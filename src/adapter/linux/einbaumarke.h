@@ -57,8 +57,9 @@ public:
     /// True when there is none on return.
     bool entfernen() const;
     [[nodiscard]] bool vorhanden() const;
-    /// The one who holds it puts versions in or watches them; empty when somebody else does. Ends with the process.
-    [[nodiscard]] Deskriptor sperren() const;
+    /// The one who holds it puts versions in or watches them. Ends with the process.
+    /// Errors: keineMittel when somebody else holds it; otherwise why there is no lock.
+    [[nodiscard]] Ergebnis<Deskriptor> sperren() const;
     /// Path of the mark's file.
     [[nodiscard]] std::string const& datei() const { return datei_; }
 

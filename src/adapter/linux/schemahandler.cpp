@@ -6,6 +6,7 @@
 #include "verzeichnisse.h"
 
 #include <fmt/format.h>
+#include <glib.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -174,19 +175,10 @@ Anwendungsordner Anwendungsordner::desBenutzers() {
 
 namespace {
 
-/// One argument of Exec in three layers, from the inside out: what a quoted argument escapes, "%" as a field code, and
-/// the escapes of every value of a key file.
-std::string execArgument(std::string_view text) {
-    std::string argument;
+/// A value of a key file with its escapes.
+std::string mitFluchtzeichen(std::string_view text) {
+    std::string wert;
     for (char const c : text) {
-        if (c == '"' || c == '`' || c == '$' || c == '\\')
-            argument += '\\';
-        if (c == '%')
-            argument += '%';
-        argument += c;
-    }
-    std::string wert = "\"";
-    for (char const c : argument) {
         switch (c) {
         case '\\':
             wert += "\\\\";
@@ -204,7 +196,21 @@ std::string execArgument(std::string_view text) {
             wert += c;
         }
     }
-    return wert + '"';
+    return wert;
+}
+
+/// One argument of Exec in three layers, from the inside out: what a quoted argument escapes, "%" as a field code, and
+/// the escapes of every value of a key file.
+std::string execArgument(std::string_view text) {
+    std::string argument;
+    for (char const c : text) {
+        if (c == '"' || c == '`' || c == '$' || c == '\\')
+            argument += '\\';
+        if (c == '%')
+            argument += '%';
+        argument += c;
+    }
+    return '"' + mitFluchtzeichen(argument) + '"';
 }
 
 } // namespace
@@ -227,11 +233,13 @@ std::optional<std::string> desktopEintrag(Schemaeintrag const& eintrag) {
         "Name={}\n"
         "Comment=Belege finden und Buchungen zuordnen\n"
         "Exec={}\n"
+        "TryExec={}\n"
         "Icon={}\n"
         "Terminal=false\n"
         "Categories=Office;Finance;\n"
         "MimeType=x-scheme-handler/{};\n",
-        eintrag.name, execZeile(eintrag.programm), eintrag.kennung, eintrag.schema);
+        eintrag.name, execZeile(eintrag.programm), mitFluchtzeichen(eintrag.programm), eintrag.kennung,
+        eintrag.schema);
 }
 
 std::string mitStandard(std::string_view mimeapps, std::string_view mimetyp, std::string_view desktopdatei) {
@@ -256,8 +264,24 @@ std::string Schemahandler::eintragsdatei() const {
     return fmt::format("{}/applications/{}.desktop", ordner_.daten, eintrag_.kennung);
 }
 
+namespace {
+
+/// Where a program lies that an entry names with its path or by a name that is looked up; links are followed.
+std::string programmAus(std::string_view exec) {
+    auto name = std::string{exec.substr(0, exec.find(' '))};
+    if (!name.starts_with('/')) {
+        char* const gefunden = g_find_program_in_path(name.c_str());
+        name = gefunden != nullptr ? gefunden : "";
+        g_free(gefunden);
+    }
+    return hinterVerweisen(name);
+}
+
+} // namespace
+
 bool Schemahandler::vomPaketGestellt() const {
-    auto const exec = "Exec=" + execZeile(eintrag_.programm);
+    auto const exec = execZeile(eintrag_.programm);
+    auto const eigenes = hinterVerweisen(eintrag_.programm);
     auto const typ = "x-scheme-handler/" + eintrag_.schema;
     return std::ranges::any_of(ordner_.systemdaten, [&](std::string const& ordner) {
         auto const inhalt =
@@ -267,9 +291,11 @@ bool Schemahandler::vomPaketGestellt() const {
         bool richtigesProgramm = false;
         bool richtigerTyp = false;
         for (auto const& zeile : zeilenVon(*inhalt)) {
-            // A package names its program with less quoting, or by a name that is looked up.
-            if (schluesselVon(zeile) == "Exec")
-                richtigesProgramm = zeile == exec || zeile == fmt::format("Exec={} %u", eintrag_.programm);
+            // A package names its program with less quoting, or by a name that is looked up, of a link.
+            if (schluesselVon(zeile) == "Exec") {
+                auto const wert = gestutzt(std::string_view{zeile}.substr(zeile.find('=') + 1));
+                richtigesProgramm = wert == exec || programmAus(wert) == eigenes;
+            }
             if (schluesselVon(zeile) == "MimeType")
                 richtigerTyp =
                     std::ranges::count(
@@ -287,6 +313,15 @@ bool Schemahandler::schreibeEintrag(std::string const& inhalt) const {
     if (!ordnerAnlegen(ordner_.daten + "/applications") || !schreibeAtomar(datei, inhalt, Dauerhaft::ja))
         return nichtEingetragen(datei);
     return true;
+}
+
+/// The user's own entry hides the package's, and would stay when the package goes.
+void Schemahandler::entferneEintrag() const {
+    std::error_code fehler;
+    std::filesystem::remove(eintragsdatei(), fehler);
+    if (fehler)
+        protokoll(
+            fmt::format("{} verdeckt den Menüeintrag des Pakets: {}", eintragsdatei(), fehler.message()));
 }
 
 bool Schemahandler::stelleStandard() const {
@@ -317,10 +352,9 @@ bool Schemahandler::sicherstellen() {
     auto const inhalt = desktopEintrag(eintrag_);
     if (!inhalt)
         return nichtEingetragen(alsUtf8(eintrag_.programm));
-    std::error_code fehler;
-    bool const eigenerDa = std::filesystem::exists(eintragsdatei(), fehler);
-    // The user's own entry hides the package's: one that is there has to be right.
-    if ((eigenerDa || !vomPaketGestellt()) && !schreibeEintrag(*inhalt))
+    if (vomPaketGestellt())
+        entferneEintrag();
+    else if (!schreibeEintrag(*inhalt))
         return false;
     return stelleStandard();
 }
@@ -329,7 +363,9 @@ void Schemahandler::auffrischen() {
     std::error_code fehler;
     if (!std::filesystem::exists(eintragsdatei(), fehler))
         return;
-    if (auto const inhalt = desktopEintrag(eintrag_))
+    if (vomPaketGestellt())
+        entferneEintrag();
+    else if (auto const inhalt = desktopEintrag(eintrag_))
         (void)schreibeEintrag(*inhalt);
 }
 

@@ -8,7 +8,8 @@
 /// How a program becomes the user's handler of an address scheme, by files alone: a desktop entry (freedesktop.org) in
 /// the user's applications folder, and the default in mimeapps.list (MIME Applications Associations).
 /// Both are written only where something is missing or wrong, atomically, and everything else in mimeapps.list stays
-/// as it is, whoever wrote it.
+/// as it is, whoever wrote it. A bundle has one entry: where a package brought one that leads to the running program, the
+/// user's own goes. An entry whose program is gone counts for nothing (TryExec).
 /// Threads: any, one at a time.
 namespace quillmate::adapter::linux {
 
@@ -39,14 +40,15 @@ public:
     /// Makes addresses of the scheme come to this program; writes only what is not so yet. False when that cannot be
     /// done, which is logged.
     [[nodiscard]] bool sicherstellen();
-    /// For the start of the program: leads an entry that an earlier run left behind to where the program lies now, and
-    /// does nothing when there is none.
+    /// For the start of the program: leads an entry that an earlier run left behind to where the program lies now, or
+    /// removes it where a package's does that, and does nothing when there is none.
     void auffrischen();
 
 private:
     [[nodiscard]] std::string eintragsdatei() const;
     [[nodiscard]] bool vomPaketGestellt() const;
     [[nodiscard]] bool schreibeEintrag(std::string const& inhalt) const;
+    void entferneEintrag() const;
     [[nodiscard]] bool stelleStandard() const;
 
     Schemaeintrag const eintrag_;

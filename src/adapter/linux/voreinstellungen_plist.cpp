@@ -4,6 +4,7 @@
 #include "grundlage/ergebnis.h"
 #include "grundlage/protokoll.h"
 #include "plist.h"
+#include "schreibreste.h"
 #include "verzeichnisse.h"
 
 #include <fcntl.h>
@@ -178,8 +179,11 @@ void VoreinstellungenPlist::aendere(std::function<void(void*)> const& aenderung)
     // Other processes read, change and write the same file. Without the lock file (a full disk) the change is
     // still worth more than the turn.
     auto const sperrdatei = oeffnen(datei_ + ".sperre", O_RDWR | O_CREAT | O_NOFOLLOW);
-    while (sperrdatei && ::flock(sperrdatei.get(), LOCK_EX) != 0 && errno == EINTR) {
+    bool allein = false;
+    while (sperrdatei && !(allein = ::flock(sperrdatei.get(), LOCK_EX) == 0) && errno == EINTR) {
     }
+    if (allein)
+        schreibresteEntfernen(datei_); // of processes that were killed while they wrote
     auto const inhalt = leseDatei(datei_, hoechstgroesse);
     auto const grund = inhalt ? 0 : errno;
     if (!inhalt && !istKeineDatei(grund)) {

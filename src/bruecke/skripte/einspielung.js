@@ -19,19 +19,6 @@
     build: QM_BUILD,
     ort: QM_ORT,
     aktualisierbar: QM_AKTUALISIERBAR,
-    inProgrammeVerschieben: () => ruf('inProgrammeVerschieben'),
-    nachUpdatesSuchen: () => ruf('nachUpdatesSuchen'),
-    ordnerWaehlen: () => ruf('ordnerWaehlen'),
-    gemerkterOrdner: () => ruf('gemerkterOrdner'),
-    gemerkteOrdner: () => ruf('gemerkteOrdner'),
-    ordnerVergessen: (daten) => ruf('ordnerVergessen', daten),
-    portalOeffnen: (daten) => ruf('portalOeffnen', daten),
-    macScannen: (daten) => ruf('macScannen', daten),
-    gezieltSuchen: (daten) => ruf('gezieltSuchen', daten),
-    // Erweiterte Bildersuche (0.4.7): zaehlt lokal. Die Seite zeigt den
-    // Abschnitt ueberhaupt erst, wenn es diese Funktion gibt.
-    bilderZaehlen: (daten) => ruf('bilderZaehlen', daten),
-    // Was die App gerade tut (0.4.12) - die Seite fragt jede Sekunde, lokal, ohne Server.
-    suchStand: () => ruf('suchStand'),
+QM_AKTIONEN,
   };
 })();

@@ -41,6 +41,10 @@ inline constexpr std::chrono::seconds fristJeBild{20};
 /// Threads: any number at once. libheif's decoder starts one thread of its own.
 [[nodiscard]] std::optional<Graubild> bildLaden(Dateiquelle const& quelle);
 
+/// Bounds what libjpeg takes for a picture that it has to hold whole, also where another library calls it and gives it no
+/// limit: hoechsterBildspeicher. By the environment, so call it before there are threads.
+void jpegSpeicherBegrenzen();
+
 /// One decoder each; `quelle` is known to begin like such a file. The results are not yet turned, but for HEIF.
 struct RohesBild {
     Graubild bild;

@@ -1,6 +1,5 @@
 #include "bild.h"
 #include "exif.h"
-#include "leser/eingriffe/jpegaufsicht.h"
 #include "rechenuhr.h"
 
 #include <jpeglib.h>
@@ -11,9 +10,11 @@
 #include <array>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -136,6 +137,15 @@ unsigned nenner(jpeg_decompress_struct const& jpeg, Bildmass ziel) {
     return 1;
 }
 
+/// What a picture that has to be held whole takes, from its header.
+std::int64_t koeffizientenBytes(jpeg_decompress_struct const& jpeg) {
+    std::int64_t bytes = 0;
+    for (int i = 0; i < jpeg.num_components; ++i)
+        bytes += static_cast<std::int64_t>(jpeg.comp_info[i].width_in_blocks) *
+                 jpeg.comp_info[i].height_in_blocks * std::int64_t{sizeof(JBLOCK)};
+    return bytes;
+}
+
 /// One row of CMYK as the common programs write it, inverted, to grey.
 void cmykZuGrau(std::span<std::uint8_t const> cmyk, std::span<std::uint8_t> grau, bool umgekehrt) {
     for (std::size_t x = 0; x < grau.size(); ++x) {
@@ -162,7 +172,7 @@ bool vorbereiten(Zustand& z) {
     auto& jpeg = z.jpeg;
     if (static_cast<std::int64_t>(jpeg.image_width) * jpeg.image_height > hoechstePixel)
         return false;
-    if (jpeg_has_multiple_scans(&jpeg) && eingriffe::koeffizientenBytes(jpeg) > z.speicher)
+    if (jpeg_has_multiple_scans(&jpeg) && koeffizientenBytes(jpeg) > z.speicher)
         return false;
     if (z.vorgabe != nullptr && !entspricht(jpeg, *z.vorgabe))
         return false;
@@ -254,6 +264,11 @@ std::optional<RohesBild> laden(Dateiquelle const& quelle, Jpegvorgabe const* vor
 }
 
 } // namespace
+
+void jpegSpeicherBegrenzen() {
+    // In thousands of bytes.
+    (void)::setenv("JPEGMEM", std::to_string(hoechsterBildspeicher / 1000).c_str(), 1);
+}
 
 std::optional<RohesBild> jpegLaden(Dateiquelle const& quelle) {
     return laden(quelle, nullptr);

@@ -22,6 +22,24 @@ namespace {
 // Processor time of both passes together. A page of small print takes a few seconds; what is still being read after this
 // long is a picture full of noise.
 constexpr std::chrono::seconds fristJeDatei{30};
+// How much longer than its own limit a step may take before it is ended from outside: recognition ends after a word, and a
+// PDF tidies up.
+constexpr std::chrono::seconds nachfrist{2};
+
+/// For readings that nobody watches.
+class OhneWacht final : public Rechenwacht {
+public:
+    void beginnt(std::chrono::milliseconds /*frist*/) override {}
+    void sonst(Texterkennung::Lesung const& /*lesung*/) override {}
+    void endet() noexcept override {}
+};
+OhneWacht ohneWacht; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): has no state
+
+Texterkennung::Lesung gelesen(std::optional<std::string> text) {
+    if (text)
+        text = ersteZeichen(*text, Texterkennung::hoechstensZeichen);
+    return {Texterkennung::Lesung::Art::gelesen, std::move(text)};
+}
 
 std::optional<Sprachdaten> gefundene(std::vector<std::string> const& ordner) {
     auto daten = sucheSprachdaten(ordner);
@@ -52,9 +70,16 @@ LeserImProzess::LeserImProzess(std::optional<Sprachdaten> daten)
     : LeserImProzess(tesseractBau(std::move(daten))) {}
 
 LeserImProzess::LeserImProzess(Motorbau motorbau)
-    : motorbau_(std::move(motorbau)) {}
+    : motorbau_(std::move(motorbau))
+    , wacht_(&ohneWacht) {}
+
+void LeserImProzess::bewachen(Rechenwacht& wacht, PdfGrenzen const& grenzen) {
+    wacht_ = &wacht;
+    pdfGrenzen_ = grenzen;
+}
 
 void LeserImProzess::vorwaermen(std::size_t motoren) {
+    jpegSpeicherBegrenzen();
     std::vector<std::unique_ptr<Schrifterkenner>> fertige;
     while (fertige.size() < motoren) {
         auto motor = motorHolen();
@@ -93,6 +118,8 @@ void LeserImProzess::motorZurueck(std::unique_ptr<Schrifterkenner> motor) {
 
 Texterkennung::Lesung LeserImProzess::erkannt(Graubild bild, std::optional<std::string> sonst) {
     try {
+        wacht_->sonst(gelesen(sonst));
+        wacht_->beginnt(fristJeDatei + nachfrist);
         vorbereiten(bild);
         auto motor = motorHolen();
         if (!motor)
@@ -109,10 +136,12 @@ Texterkennung::Lesung LeserImProzess::erkannt(Graubild bild, std::optional<std::
 }
 
 Texterkennung::Lesung LeserImProzess::pdfLesen(Dateiquelle const& quelle) {
-    auto pdf = PdfDatei::oeffnen(quelle);
+    wacht_->sonst({});
+    wacht_->beginnt(pdfGrenzen_.frist + nachfrist);
+    auto pdf = PdfDatei::oeffnen(quelle, pdfGrenzen_);
     if (!pdf)
         return {};
-    auto schicht = pdf->pdfTextschicht();
+    auto schicht = pdf->pdfTextschicht([&](std::string const& bisher) { wacht_->sonst(gelesen(bisher)); });
     if (schicht && Texterkennung::istVerlaesslich(*schicht))
         return {Texterkennung::Lesung::Art::gelesen, std::move(schicht)};
     std::optional<Graubild> bild;
@@ -128,6 +157,8 @@ Texterkennung::Lesung LeserImProzess::pdfLesen(Dateiquelle const& quelle) {
 }
 
 Texterkennung::Lesung LeserImProzess::bildLesen(Dateiquelle const& quelle) {
+    wacht_->sonst({});
+    wacht_->beginnt(fristJeBild + nachfrist);
     auto bild = bildLaden(quelle);
     if (!bild)
         return {};
@@ -146,6 +177,7 @@ Texterkennung::Lesung LeserImProzess::lesen(int deskriptor, Texterkennung::Datei
     } catch (std::exception const&) {
         lesung = {}; // No library here throws over a file; if one does, it cannot be read.
     }
+    wacht_->endet();
     if (quelle->gestoert()) // A part of the file may look like a whole one, or like a damaged one.
         return {.art = Texterkennung::Lesung::Art::gestoert};
     if (lesung.text)

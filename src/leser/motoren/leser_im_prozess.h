@@ -2,6 +2,8 @@
 
 #include "dateiquelle.h"
 #include "ocr.h"
+#include "pdf.h"
+#include "rechenwacht.h"
 #include "schrifterkenner.h"
 #include "texterkennung/leser.h"
 
@@ -30,6 +32,10 @@ public:
     /// With another engine. `motorbau` may be called from several threads at once.
     explicit LeserImProzess(Motorbau motorbau);
 
+    /// From now on readings are watched, with these limits for a PDF. Before the first reading.
+    /// Ownership: borrows `wacht`.
+    void bewachen(Rechenwacht& wacht, PdfGrenzen const& grenzen = {});
+
     /// Makes `motoren` engines, and does everything that opens files: from then on nothing is opened. Blocks,
     /// about 0.1 s per engine.
     void vorwaermen(std::size_t motoren = 1);
@@ -45,6 +51,8 @@ private:
     [[nodiscard]] Texterkennung::Lesung bildLesen(Dateiquelle const& quelle);
 
     Motorbau const motorbau_;
+    Rechenwacht* wacht_{nullptr};
+    PdfGrenzen pdfGrenzen_;
     std::mutex sperre_;
     std::vector<std::unique_ptr<Schrifterkenner>> frei_; // Guarded by sperre_.
 };

@@ -1,10 +1,9 @@
 #include "ocr.h"
 
 #include "dateiquelle.h"
+#include "einfaedig.h"
 #include "grundlage/text.h"
 #include "lage.h"
-#include "leser/eingriffe/einfaedig.h"
-#include "leser/eingriffe/zeilenablage.h"
 #include "texterkennung/heuristik.h"
 #include "textfelder.h"
 #include "zweitblick.h"
@@ -151,8 +150,7 @@ std::unique_ptr<TesseractErkenner> TesseractErkenner::laden(Sprachdaten const& d
     // Loading writes to variables that all engines share.
     static std::mutex sperre;
     std::scoped_lock const gesperrt{sperre};
-    eingriffe::einfaedig();
-    leser::eingriffe::zeilenUngepackt();
+    einfaedig();
     auto api = std::make_unique<tesseract::TessBaseAPI>();
     // The dictionaries stay on: load_system_dawg and its like only reach the older recogniser. With them off,
     // 63 photographed receipts came out the same to the word, and no faster.
@@ -218,7 +216,7 @@ void TesseractErkenner::auflegen(Graubild bild) {
 }
 
 std::optional<int> TesseractErkenner::textfelder() {
-    eingriffe::einfaedig();
+    einfaedig();
     if (liegt_ != Ausrichtung::aufrecht)
         ausrichten(Ausrichtung::aufrecht);
     if (!bild_)
@@ -284,7 +282,7 @@ std::vector<Textzeile> TesseractErkenner::andersherumProbieren(Streifen streifen
 Schrifterkenner::Gelesen TesseractErkenner::lesen(Ausrichtung ausrichtung, Erkennungsende ende) {
     if (Rechenuhr::now() >= ende)
         return {};
-    eingriffe::einfaedig();
+    einfaedig();
     if (kostprobe_ && liegt_ != ausrichtung) {
         auto const zeilen = andersherumProbieren(*kostprobe_, ende);
         if (liegtRichtig(*kostprobe_, zeilen))

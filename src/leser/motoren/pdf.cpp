@@ -2,7 +2,6 @@
 
 #include "bild.h"
 #include "grundlage/text.h"
-#include "leser/eingriffe/jpegaufsicht.h"
 #include "rechenuhr.h"
 #include "texterkennung/heuristik.h"
 
@@ -16,7 +15,12 @@
 #include <cstring>
 #include <exception>
 #include <new>
+#include <string_view>
 #include <utility>
+// Needs cstdio first.
+#include <jpeglib.h>
+// Needs jpeglib.h first.
+#include <jerror.h>
 
 // MuPDF's headers are C and not written for our warnings.
 #pragma GCC diagnostic push
@@ -35,24 +39,14 @@
 //                 MuPDF calls for all memory, the stream it reads the file through, and the cookie it looks
 //                 at between drawing steps. Once used up, all three refuse, and MuPDF runs out through its
 //                 own error paths.
-//   Aufseher      asks it a fourth time, for libjpeg, which MuPDF calls without any limit.
+//                 What looks at none of them (a filter that unpacks blanks without end, libjpeg over thousands of
+//                 passes) is ended from outside: see rechenwacht.h.
 //   geschuetzt()  the way into MuPDF. Its errors are longjmps, which run no destructors: what it calls holds MuPDF
 //                 objects only, in a Halter that is emptied here after success and failure alike.
 //   bildFuellen() draws scanned pages, with a try of its own. They are what PDFs without text mostly are.
 //
 // Each document has a MuPDF context of its own: making one costs little, and nothing of a hostile document
 // stays.
-
-// The makers of the filters that can turn little into much. The linker leads the library's own calls to the
-// __wrap_ functions below (see CMakeLists.txt), because the library has no hook between two filters.
-extern "C" {
-fz_stream* __real_fz_open_flated(fz_context*, fz_stream*, int);
-fz_stream* __wrap_fz_open_flated(fz_context*, fz_stream*, int);
-fz_stream* __real_fz_open_lzwd(fz_context*, fz_stream*, int, int, int, int);
-fz_stream* __wrap_fz_open_lzwd(fz_context*, fz_stream*, int, int, int, int);
-fz_stream* __real_fz_open_rld(fz_context*, fz_stream*);
-fz_stream* __wrap_fz_open_rld(fz_context*, fz_stream*);
-}
 
 namespace quillmate::leser::motoren {
 
@@ -81,13 +75,9 @@ struct Haushalt {
     int bisUhrblick{allokationenJeUhrblick};
     bool verbraucht{false};
     bool knapp{false};    // The budget of memory refused something; the library may have made room since.
-    bool ohneBild{false}; // It refused a picture, which the library takes for one that ends there.
+    bool ohneBild{false}; // libjpeg had no memory for a picture, which MuPDF takes for one that ends there.
     bool mangel{false};   // The machine itself had no memory: nothing that the file can be blamed for.
     fz_cookie keks{};
-    // The filters' own steps; each kind has one.
-    fz_stream_next_fn* flateWeiter{};
-    fz_stream_next_fn* lzwWeiter{};
-    fz_stream_next_fn* rldWeiter{};
     decltype(fz_device::begin_tile) kachelBeginnen{}; // The drawing device's own.
     decltype(fz_device::fill_image) bildFuellen{};    // The same.
     double pixelJeEinheit{1};                         // How the device enlarges what it is told.
@@ -139,23 +129,6 @@ struct Haushalt {
         if (mangel)
             throw std::bad_alloc{};
     }
-};
-
-/// What libjpeg may, when it is MuPDF that calls it.
-class Aufseher final : public leser::eingriffe::Jpegaufseher {
-public:
-    explicit Aufseher(Haushalt& haushalt)
-        : haushalt_(haushalt) {}
-    bool weiter() override { return haushalt_.frist(); }
-    bool nimm(std::size_t bytes) override {
-        if (haushalt_.nimm(bytes))
-            return true;
-        haushalt_.ohneBild = true;
-        return false;
-    }
-
-private:
-    Haushalt& haushalt_;
 };
 
 void* belege(void* nutzer, std::size_t bytes) {
@@ -379,6 +352,22 @@ void bildFuellen(
 
 void schweigen(void* /*nutzer*/, char const* /*text*/) {}
 
+/// Whether libjpeg says by this that it had no memory, or not as much as it may take (jpegSpeicherBegrenzen()).
+bool sagtSpeichermangel(std::string_view text) {
+    jpeg_error_mgr fehler{};
+    jpeg_std_error(&fehler);
+    return std::ranges::any_of(std::array{JERR_OUT_OF_MEMORY, JERR_NO_BACKING_STORE}, [&](int nummer) {
+        std::string_view const satz{fehler.jpeg_message_table[nummer]};
+        return text.find(satz.substr(0, satz.find('%'))) != std::string_view::npos;
+    });
+}
+
+/// MuPDF draws a page without a picture that could not be decoded. Where memory was the reason, that is not the page.
+void fehlerHoeren(void* nutzer, char const* text) {
+    if (sagtSpeichermangel(text))
+        static_cast<Haushalt*>(nutzer)->ohneBild = true;
+}
+
 /// Whether the document's text is still wanted after this piece; ends the page when not.
 bool nochText(fz_context* ctx, fz_text const* text) {
     auto& h = haushaltVon(ctx);
@@ -425,8 +414,6 @@ void leeren(fz_context* ctx, Halter& h) {
 /// it calls MuPDF. What MuPDF made is in `halter` afterwards, also after an error. False after an error.
 template<typename Arbeit>
 [[gnu::noinline]] bool geschuetzt(fz_context* ctx, Halter& halter, Arbeit const& arbeit) {
-    Aufseher aufseher{haushaltVon(ctx)};
-    leser::eingriffe::JpegUnterAufsicht const dabei{aufseher};
     fz_try(ctx) arbeit(halter);
     fz_catch(ctx) return false;
     return true;
@@ -499,7 +486,7 @@ bool PdfDatei::Innen::oeffnen() {
         return false;
     fz_set_user_context(ctx, &haushalt);
     fz_set_warning_callback(ctx, schweigen, nullptr);
-    fz_set_error_callback(ctx, schweigen, nullptr);
+    fz_set_error_callback(ctx, fehlerHoeren, &haushalt);
     // Colour profiles matter neither for text nor for grey.
     fz_disable_icc(ctx);
     Halter halter;
@@ -515,7 +502,12 @@ bool PdfDatei::Innen::oeffnen() {
         offen = pdf_authenticate_password(ctx, dokument, leeresKennwort) != 0;
     });
     leeren(ctx, halter);
-    return gelungen && offen;
+    if (!gelungen || !offen)
+        return false;
+    // Newer versions of the library make a table of all pages at the first question for one, as long as the document
+    // says that it is. Where that is beyond the budget they fail once, and look each page up from then on.
+    (void)geschuetzt(ctx, halter, [&](Halter&) { (void)pdf_lookup_page_obj(ctx, dokument, 0); });
+    return true;
 }
 
 /// Nothing when the document has no such page or it cannot be read.
@@ -556,7 +548,7 @@ std::optional<PdfDatei> PdfDatei::oeffnen(Dateiquelle const& quelle, PdfGrenzen 
     return PdfDatei{std::move(innen)};
 }
 
-std::optional<std::string> PdfDatei::pdfTextschicht() {
+std::optional<std::string> PdfDatei::pdfTextschicht(std::function<void(std::string const&)> const& bisher) {
     std::string alles;
     innen_->haushalt.zeichen = 0;
     innen_->haushalt.genugText = false;
@@ -567,6 +559,8 @@ std::optional<std::string> PdfDatei::pdfTextschicht() {
             continue;
         alles += *seite;
         alles += '\n';
+        if (bisher && !nurLeerraum(alles))
+            bisher(alles);
     }
     if (nurLeerraum(alles))
         return std::nullopt;
@@ -617,40 +611,4 @@ std::optional<Graubild> PdfDatei::pdfSeiteAlsBild() {
     return bild;
 }
 
-namespace {
-
-/// A step of a filter with a look at the clock before it: three filters over one another make 200 GB of
-/// blanks out of a small file, and skipping blanks neither reads from the file nor takes memory.
-template<auto eigenes>
-int filterWeiter(fz_context* ctx, fz_stream* strom, std::size_t wunsch) {
-    auto& h = haushaltVon(ctx);
-    return h.frist() ? (h.*eigenes)(ctx, strom, wunsch) : EOF;
-}
-
-template<auto eigenes>
-fz_stream* mitUhr(fz_context* ctx, fz_stream* strom) {
-    // A context that is not from this file has no budget.
-    if (auto* const h = static_cast<Haushalt*>(fz_user_context(ctx)); h != nullptr)
-        h->*eigenes = std::exchange(strom->next, filterWeiter<eigenes>);
-    return strom;
-}
-
-} // namespace
-
 } // namespace quillmate::leser::motoren
-
-using quillmate::leser::motoren::Haushalt;
-using quillmate::leser::motoren::mitUhr;
-
-fz_stream* __wrap_fz_open_flated(fz_context* ctx, fz_stream* kette, int fenster) {
-    return mitUhr<&Haushalt::flateWeiter>(ctx, __real_fz_open_flated(ctx, kette, fenster));
-}
-
-fz_stream* __wrap_fz_open_lzwd(
-    fz_context* ctx, fz_stream* kette, int frueh, int bits, int umgekehrt, int alt) {
-    return mitUhr<&Haushalt::lzwWeiter>(ctx, __real_fz_open_lzwd(ctx, kette, frueh, bits, umgekehrt, alt));
-}
-
-fz_stream* __wrap_fz_open_rld(fz_context* ctx, fz_stream* kette) {
-    return mitUhr<&Haushalt::rldWeiter>(ctx, __real_fz_open_rld(ctx, kette));
-}

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,8 +14,8 @@
 namespace quillmate::leser::motoren {
 
 /// What one PDF may cost. Whoever reads on beyond it gets nothing from the file, so that the engine ends
-/// soon. The clock is looked at while reading, unpacking, allocating and beginning a pattern; a loop that does
-/// none of these is not caught here.
+/// soon. The clock is looked at while reading, allocating, between drawing steps and beginning a pattern; a loop that
+/// does none of these is not caught here but by Rechenwacht.
 struct PdfGrenzen {
     /// Processor time of the reading thread, so that a busy machine does not decide what a file holds. Half a
     /// page of a complex map takes a second; what needs longer is not a receipt.
@@ -44,8 +45,9 @@ public:
 
     /// Text of the first three pages, each followed by a line feed; nothing when that is only white space.
     /// A glyph without Unicode value becomes U+001A (substitute), a control character, so that a text layer
-    /// made of such glyphs is found unreliable.
-    [[nodiscard]] std::optional<std::string> pdfTextschicht();
+    /// made of such glyphs is found unreliable. `bisher` is told what there is after each page, as far as there is any.
+    [[nodiscard]] std::optional<std::string> pdfTextschicht(
+        std::function<void(std::string const&)> const& bisher = {});
     /// The first page as shown, over white, its media box enlarged by lesefaktor(), at least one pixel.
     /// Nothing when a side of the media box is not above 1, or when drawing fails.
     [[nodiscard]] std::optional<Graubild> pdfSeiteAlsBild();

@@ -3,6 +3,7 @@
 #include "grundlage/datei.h"
 #include "leser/protokoll/ende.h"
 #include "leser/protokoll/nachricht.h"
+#include "notausgang.h"
 #include "sandkasten.h"
 
 #include <fcntl.h>
@@ -157,10 +158,12 @@ struct Vorlage {
         ::_exit(protokoll::endeOhneKanal);
     auftrag.antwort = Deskriptor{};
     signaleUnterscheiden();
-    if (!kindEinschliessen(vorlage.kindfilter, auftrag.auftrag.art))
+    if (!notausgangEinrichten(kanal, auftrag.auftrag.nummer) ||
+        !kindEinschliessen(vorlage.kindfilter, auftrag.auftrag.art))
         ::_exit(protokoll::endeOhneRiegel);
     auto const lesung = mangelBeurteilt(
         vorlage.leser.lesen(auftrag.datei.get(), auftrag.auftrag.art), !protokoll::mitSanitizer);
+    notausgangSchliessen();
     (void)senden(leser::protokoll::antwortBytes(auftrag.auftrag.nummer, lesung));
     // Nothing is tidied up: what runs then would be code on a heap that the file has shaped.
     ::_exit(protokoll::endeGut);

@@ -11,6 +11,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -212,6 +213,7 @@ Filterprogramm vorlagenfilter(int kanal) {
     regeln.erlauben(SCMP_SYS(prctl), Regeln::stelle(0, SCMP_CMP_EQ, PR_SET_PDEATHSIG));
     regeln.erlauben(SCMP_SYS(dup2), Regeln::stelle(1, SCMP_CMP_EQ, static_cast<scmp_datum_t>(kanal)));
     regeln.erlauben(SCMP_SYS(dup3), Regeln::stelle(1, SCMP_CMP_EQ, static_cast<scmp_datum_t>(kanal)));
+    regeln.erlauben(SCMP_SYS(setitimer), Regeln::stelle(0, SCMP_CMP_EQ, ITIMER_PROF));
     regeln.erlauben(SCMP_SYS(getrlimit));
     regeln.erlauben(SCMP_SYS(setrlimit));
     regeln.erlauben(SCMP_SYS(prlimit64), Regeln::stelle(0, SCMP_CMP_EQ, 0));

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 
 using namespace quillmate;
@@ -48,6 +49,21 @@ TEST(Buendel, WithoutInfoOrWithBrokenInfoThereIsNone) {
     ordner.datei("Probe.app/Contents/Info.plist", "bplist00 und dann nichts");
     EXPECT_FALSE(adapter::linux::buendelVon(programm));
     EXPECT_FALSE(adapter::linux::buendelVon(ordner.pfad("fehlt")));
+}
+
+TEST(Buendel, AListThatCannotBeReadNowIsNotAProgramWithoutABundle) {
+    werkzeug::OrdnerAufZeit const ordner;
+    auto const programm = ordner.datei("Probe.app/Contents/Linux/programm");
+    EXPECT_TRUE(adapter::linux::buendellage(programm)) << "there is none";
+    ordner.datei("Probe.app/Contents/Info.plist", "bplist00 und dann nichts");
+    EXPECT_TRUE(adapter::linux::buendellage(programm)) << "read, and no list";
+    std::filesystem::remove(ordner.pfad("Probe.app/Contents/Info.plist"));
+    // Reading it never comes to an end; the kernel says so at the first step.
+    std::filesystem::create_symlink("Info.plist", ordner.pfad("Probe.app/Contents/Info.plist"));
+    auto const lage = adapter::linux::buendellage(programm);
+    ASSERT_FALSE(lage);
+    EXPECT_EQ(lage.error().ursache, (Ursache{Ursache::Herkunft::errnoWert, ELOOP}));
+    EXPECT_TRUE(lage.error().wo.ends_with("Probe.app/Contents/Info.plist"));
 }
 
 TEST(Buendel, AProgramOutsideOfOneHasTheMainIdentifier) {

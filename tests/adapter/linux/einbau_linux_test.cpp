@@ -41,8 +41,7 @@ protected:
     /// As the program does that ends then.
     void bereiteNeues(std::string const& programm) {
         adapter::linux::EinbauLinux einbau{marken};
-        auto const ordner_ = einbau.baustelle(app);
-        ASSERT_EQ(ordner_, neues);
+        ASSERT_EQ(einbau.baustelle(app), neues);
         werkzeug::probebuendel(neues, "60", programm);
         neuesAbbild = abbild(neues);
         ASSERT_EQ(einbau.bereiten(app), std::nullopt);
@@ -332,7 +331,9 @@ TEST_F(EinbauLinux, ATrialOutlivesAStartOfTheSystemThatNumbersItsDevicesAnew) {
 TEST_F(EinbauLinux, WithoutAPlaceForTheMarkNothingIsPrepared) {
     ordner.datei("kein ordner");
     adapter::linux::EinbauLinux einbau{ordner.pfad("kein ordner")};
-    EXPECT_EQ(einbau.baustelle(app), "");
+    auto const ergebnis = einbau.baustelle(app);
+    ASSERT_FALSE(ergebnis);
+    EXPECT_TRUE(ergebnis.error().wo.contains("kein ordner")) << ergebnis.error().text();
 }
 
 TEST_F(EinbauLinux, WaitsForTheEndOfTheOldProgram) {

@@ -142,7 +142,7 @@ TEST_F(Einbauort, ALinkAFifoOrAnothersFolderIsNoFolderOfOurs) {
 // ------------------------------------------------------------------- file systems that can less than others
 
 TEST_F(Einbauort, WhereFoldersCannotBeExchangedIsSaidWhileTheOldVersionStillRuns) {
-    auto const neues = einbau.baustelle(app);
+    auto const neues = einbau.baustelle(app).value();
     werkzeug::probebuendel(neues, "60");
     auto const kind = ::fork();
     if (kind == 0) {

@@ -33,6 +33,7 @@ protected:
         auto const app = ordner.pfad(name);
         werkzeug::probebuendel(app, "50");
         ordner.datei(name + "/Contents/Resources/quillmate.svg", "<svg>" + name + "</svg>");
+        ordner.datei(name + "/Contents/Resources/symbol/quillmate-48.png", "png " + name);
         return app;
     }
     std::string eintrag() const {
@@ -58,6 +59,9 @@ TEST_F(MenueeintragLinux, LetsMenuAndSchemeStartTheBundleAtItsPlace) {
     EXPECT_NE(eintrag().find("MimeType=x-scheme-handler/quillmate;"), std::string::npos);
     EXPECT_NE(eintrag().find("Icon=de.tandemwerk.quillmate\n"), std::string::npos);
     EXPECT_EQ(symbol(), "<svg>Downloads/Quillmate.app</svg>");
+    EXPECT_EQ(
+        werkzeug::inhaltVon(ordner.pfad("daten/icons/hicolor/48x48/apps/de.tandemwerk.quillmate.png")),
+        "png Downloads/Quillmate.app");
     EXPECT_NE(
         werkzeug::inhaltVon(ordner.pfad("konfiguration/mimeapps.list"))
             .find("x-scheme-handler/quillmate=de.tandemwerk.quillmate.desktop"),

@@ -85,6 +85,7 @@ TEST_F(Schemahandler, WritesAnEntryThatTakesAnAddressAndMakesItTheDefault) {
                                    "Name=Quillmate\n"
                                    "Comment=Belege finden und Buchungen zuordnen\n"
                                    "Exec=\"/opt/quillmate\" %u\n"
+                                   "TryExec=/opt/quillmate\n"
                                    "Icon=de.tandemwerk.quillmate.probe\n"
                                    "Terminal=false\n"
                                    "Categories=Office;Finance;\n"
@@ -228,6 +229,42 @@ TEST_F(Schemahandler, AnEntryThatAPackageBroughtIsEnough) {
     // It leads to another copy of the program: this one needs an entry of its own.
     ASSERT_TRUE(handler("/heim/quillmate").sicherstellen());
     EXPECT_TRUE(std::filesystem::exists(desktopdatei()));
+}
+
+TEST_F(Schemahandler, APackageThatNamesItsProgramByALinkInThePathIsEnoughAndTheOwnEntryGoes) {
+    auto const programm = programmIn("usr/lib/quillmate");
+    std::filesystem::create_directories(heim.pfad("usr/bin"));
+    std::filesystem::create_symlink(programm, heim.pfad("usr/bin/quillmate-probe"));
+    auto const pfad = std::string{std::getenv("PATH")};
+    ::setenv("PATH", (heim.pfad("usr/bin") + ":" + pfad).c_str(), 1);
+    // First started without the package.
+    ASSERT_TRUE(handler(programm).sicherstellen());
+    ASSERT_TRUE(std::filesystem::exists(desktopdatei()));
+    heim.datei(
+        "system/applications/" + std::string{kennung} + ".desktop",
+        "[Desktop Entry]\nType=Application\nName=Quillmate\nExec=quillmate-probe "
+        "%u\nMimeType=x-scheme-handler/quillmate;\n");
+    EXPECT_TRUE(oeffnen("quillmate://eins")) << "the user's own";
+    handler(programm).auffrischen();
+    EXPECT_FALSE(std::filesystem::exists(desktopdatei())) << "it would stay when the package goes";
+    EXPECT_TRUE(handler(programm).sicherstellen());
+    EXPECT_FALSE(std::filesystem::exists(desktopdatei()));
+    EXPECT_TRUE(oeffnen("quillmate://zwei")) << "the package's";
+    // A bundle beside the package still has its own.
+    auto const anderes = programmIn("Applications");
+    ASSERT_TRUE(handler(anderes).sicherstellen());
+    EXPECT_TRUE(std::filesystem::exists(desktopdatei()));
+    ::setenv("PATH", pfad.c_str(), 1);
+}
+
+TEST_F(Schemahandler, AnEntryWhoseProgramIsGoneIsNobodysHandler) {
+    for (auto const* ordner : {"a b", "ü\\t", "50%"}) {
+        auto const programm = programmIn(ordner);
+        ASSERT_TRUE(handler(programm).sicherstellen()) << ordner;
+        EXPECT_TRUE(oeffnen("quillmate://da")) << ordner;
+        std::filesystem::remove(programm);
+        EXPECT_FALSE(oeffnen("quillmate://weg")) << ordner;
+    }
 }
 
 TEST_F(Schemahandler, APathThatNoEntryCanNameIsRefused) {

@@ -4,9 +4,13 @@
 #include "werkzeug/warten.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
+#include <functional>
+#include <utility>
+#include <vector>
 
 namespace quillmate::fenster_echt {
 namespace {
@@ -105,19 +109,62 @@ TEST_F(Instanzen, TheLockIsAnEmptyFileOfTheUserInTheRuntimeFolder) {
     EXPECT_EQ(angaben.st_size, 0);
 }
 
-TEST_F(Instanzen, APlantedFileInTheLocksPlaceEndsTheStartWithALine) {
+TEST_F(Instanzen, WhatNeighboursPlantInTheLocksPlaceIsNotFollowedAndEndsTheStartWithALine) {
     // Neither folder is the user's alone, and what bears the name of one of ours in them is none.
+    namespace fs = std::filesystem;
     auto const offen = ordner.pfad("offen");
-    std::filesystem::create_directory(offen);
-    std::filesystem::permissions(offen, std::filesystem::perms::all);
-    ordner.datei("offen/quillmate-" + std::to_string(::geteuid()), "");
-    auto const kaputt = starte({}, {{"TMPDIR", offen}, {"XDG_RUNTIME_DIR", offen}});
-    EXPECT_EQ(kaputt->warteAufEnde(), 0);
-    auto const zeilen = kaputt->zeilen();
-    ASSERT_EQ(zeilen.size(), 2U);
-    EXPECT_TRUE(zeilen[0].contains("/offen/quillmate-")) << zeilen[0];
-    EXPECT_EQ(zeilen[1], "Einzelinstanz-Sperre konnte nicht angelegt werden");
-    EXPECT_TRUE(bildschirm.fenster().empty());
+    auto const unserer = offen + "/quillmate-" + std::to_string(::geteuid());
+    auto const fremdes = ordner.ordner("fremdes");
+    std::vector<std::pair<char const*, std::function<void()>>> pflanzungen{
+        {"a file",
+         [&] {
+             ordner.datei("offen/" + fs::path{unserer}.filename().string(), "");
+         }},
+        {"a link",
+         [&] {
+             fs::create_directory_symlink(fremdes, unserer);
+         }},
+        {"a link to nowhere",
+         [&] {
+             fs::create_directory_symlink(fremdes + "/neu", unserer);
+         }},
+        {"a fifo",
+         [&] {
+             ASSERT_EQ(::mkfifo(unserer.c_str(), 0666), 0);
+         }},
+        {"an open folder", [&] {
+             fs::create_directory(unserer);
+             fs::permissions(unserer, fs::perms::all);
+         }}};
+    constexpr uid_t niemand = 65534;
+    if (::geteuid() == 0)
+        pflanzungen.emplace_back("another user's folder with a lock", [&] {
+            fs::create_directory(unserer);
+            fs::permissions(unserer, fs::perms::owner_all);
+            ordner.datei(
+                "offen/" + fs::path{unserer}.filename().string() + "/quillmate-einzelinstanz.lock", "");
+            ASSERT_EQ(::chown(unserer.c_str(), niemand, niemand), 0);
+        });
+    for (auto const& [was, pflanze] : pflanzungen) {
+        fs::remove_all(offen);
+        fs::create_directory(offen);
+        fs::permissions(offen, fs::perms::all | fs::perms::sticky_bit);
+        pflanze();
+        auto const start = starte({}, {{"TMPDIR", offen}, {"XDG_RUNTIME_DIR", offen}});
+        EXPECT_EQ(start->warteAufEnde(), 0) << was;
+        auto const zeilen = start->zeilen();
+        ASSERT_EQ(zeilen.size(), 2U) << was;
+        EXPECT_TRUE(zeilen[0].contains("/offen/quillmate-")) << zeilen[0];
+        EXPECT_EQ(zeilen[1], "Einzelinstanz-Sperre konnte nicht angelegt werden") << was;
+        EXPECT_TRUE(fs::is_empty(fremdes)) << was << " was followed";
+        EXPECT_TRUE(bildschirm.fenster().empty()) << was;
+    }
+    // The control: with nothing there the same folder will do.
+    fs::remove_all(offen);
+    fs::create_directory(offen);
+    fs::permissions(offen, fs::perms::all | fs::perms::sticky_bit);
+    oeffne({{"TMPDIR", offen}, {"XDG_RUNTIME_DIR", offen}});
+    EXPECT_TRUE(fs::exists(unserer + "/quillmate-einzelinstanz.lock"));
 }
 
 TEST_F(Instanzen, ADemoRunsBesideTheMainBuildButNotTwice) {

@@ -153,6 +153,53 @@ TEST_F(Zutun, AFramesDownloadsAreAskedAboutAndTheServicesStartAtOnce) {
     EXPECT_EQ(downloads(), 2U);
 }
 
+TEST_F(Zutun, AFrameSavesNoFileOfTheServiceWithoutAClickOrAnAnswer) {
+    auto const datei = HttpAntwort{
+        .koerper = "Inhalt",
+        .inhaltstyp = "application/octet-stream",
+        .weitererKopf = "Content-Disposition: attachment; filename=rechnung.bin\r\n"};
+    dienst.antworte("/datei", datei);
+    fremd.antworte(
+        "/um", HttpAntwort{.status = 302, .weitererKopf = "Location: " + dienst.adresse("/datei") + "\r\n"});
+    rahmen();
+    oeffne();
+    ASSERT_TRUE(fremd.warteAufDokument(1, "rahmen"));
+    auto const rahmenZu = [](std::string const& ziel, std::string const& weiteres = {}) {
+        return "const f = document.createElement('iframe'); " + weiteres + "f.src = '" + ziel +
+               "'; document.body.append(f);";
+    };
+    std::vector<std::string> const wege{
+        rahmenZu(dienst.adresse("/datei")),
+        rahmenZu(dienst.adresse("/datei"), "f.referrerPolicy = 'no-referrer'; "), rahmenZu("/um"),
+        "const f = document.createElement('form'); f.method = 'post'; f.action = '" +
+            dienst.adresse("/datei") +
+            "'; f.target = 'n'; const r = document.createElement('iframe'); r.name = 'n'; "
+            "document.body.append(r, f); f.submit();"};
+    long gefragt = 0;
+    for (auto const& weg : wege) {
+        fremd.rufe(weg, "rahmen");
+        // The first one asks; after its refusal the others of this host are dropped.
+        if (gefragt++ == 0) {
+            ASSERT_TRUE(warteAufDialog());
+            bildschirm.taste("Escape");
+            EXPECT_TRUE(warteBisDialogWeg());
+        }
+        EXPECT_TRUE(wartenBis([&] {
+            return std::ssize(dienst.anfragenAn("/datei")) >= gefragt &&
+                   programm->anzahlZeilen("nicht gefragt: ") + 1 >= static_cast<std::size_t>(gefragt);
+        })) << weg
+            << '\n'
+            << programm->fehlerausgabe();
+        EXPECT_EQ(downloads(), 0U) << weg;
+    }
+    // The control: the service's own page does the same without anybody.
+    dienst.rufe(rahmenZu("/datei"));
+    EXPECT_TRUE(programm->warteAufZeile("Download fertig: "));
+    dienst.rufe("setTimeout(() => location.href = '/datei')");
+    EXPECT_TRUE(wartenBis([&] { return programm->anzahlZeilen("Download fertig: ") == 2; }));
+    EXPECT_EQ(downloads(), 2U);
+}
+
 TEST_F(Zutun, TheAttributeDownloadOfAForeignAddressMakesNoDownload) {
     browserEinrichten();
     fremd.antworte("/datei", HttpAntwort{.koerper = "Inhalt", .inhaltstyp = "text/plain"});

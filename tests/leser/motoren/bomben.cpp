@@ -167,6 +167,37 @@ Bytes laufendeLaengen() {
         gepackt(gepackt(laeufe)), "", {}, "/Filter [/FlateDecode /FlateDecode /RunLengthDecode]");
 }
 
+/// Blanks that unpack by the hundred gigabyte out of some kilobytes: what is packed of many blanks repeats itself, so it can
+/// be packed again. Nothing of it takes memory, or reads the file.
+Bytes filterOhneEnde(std::string const& davor) {
+    z_stream packer{};
+    if (deflateInit2(&packer, 9, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+        throw std::runtime_error{"zlib"};
+    std::string block(1U << 20U, ' ');
+    std::string teil(64U << 10U, '\0');
+    packer.next_in = reinterpret_cast<Bytef*>(block.data());
+    packer.avail_in = static_cast<uInt>(block.size());
+    packer.next_out = reinterpret_cast<Bytef*>(teil.data());
+    packer.avail_out = static_cast<uInt>(teil.size());
+    deflate(&packer, Z_FULL_FLUSH);
+    teil.resize(teil.size() - packer.avail_out);
+    deflateEnd(&packer);
+    std::string innen = "\x78\xDA"; // A head, then the same full block over and over.
+    for (int i = 0; i < 200'000; ++i)
+        innen += teil;
+    auto const aussen = gepackt(gepackt(innen));
+    std::vector<Seite> seiten;
+    if (!davor.empty())
+        seiten.push_back({.inhalt = zeilen({davor})});
+    seiten.push_back({.inhalt = aussen});
+    auto bytes = pdf(seiten);
+    auto const strom = bytes.find("<<  /Length " + std::to_string(aussen.size()));
+    if (strom == Bytes::npos)
+        throw std::runtime_error{"no such stream"};
+    bytes.insert(strom + 2, " /Filter [/FlateDecode /FlateDecode /FlateDecode]");
+    return bytes.replace(bytes.find("xref\n"), 5, "yref\n"); // The table no longer fits; a new one is made.
+}
+
 Bytes jbig2Riese() {
     // Page information and one generic region, both of the largest size, and no data for it.
     auto const seite = 65'535U;
@@ -403,6 +434,14 @@ std::vector<Bombe> bomben() {
         {"TableOfObjectsWithoutEnd", true, verzeichnisOhneEnde},
         {"ThriceDeflated", true, dreifachGepackt},
         {"RunLengthsInsideDeflated", true, laufendeLaengen},
+        {"StackedFiltersWithoutEnd", true,
+         [] {
+             return filterOhneEnde("");
+         }},
+        {"AWordBeforeStackedFiltersWithoutEnd", true,
+         [] {
+             return filterOhneEnde("eins");
+         }},
         {"Jbig2Giant", true, jbig2Riese},
         {"Jpeg2000Giant", true, jpeg2000Riese, true},
         {"FaxGiant", true, faxRiese},
@@ -410,6 +449,11 @@ std::vector<Bombe> bomben() {
         {"PdfWithJpegOfTwentyThousandScans", true,
          [] {
              return jpegseite("/Width 2000 /Height 1500", jpegAusDurchgaengen());
+         }},
+        {"PdfWithNegativeJpegOfThirtyThousandScans", true,
+         [] {
+             // Negative, so that it is left to the PDF library; said to be so large that its 60 MB are not too many.
+             return jpegseite("/Width 6000 /Height 4500", vieleDurchgaenge(30'000), "/Decode [1 0 1 0 1 0]");
          }},
         {"PdfWithNegativeJpegOfTwentyThousandScans", true,
          [] {

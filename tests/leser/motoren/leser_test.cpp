@@ -105,7 +105,7 @@ TEST_F(LeserRegeln, ShortTextLayerIsReplacedByRecognisedText) {
 }
 
 TEST_F(LeserRegeln, UnreliableTextLayerIsKeptWhenNothingIsRecognised) {
-    auto const bytes = pdf({{.inhalt = zeilen({"12,50 " + std::string(30, '!')}, "F2")}});
+    auto const bytes = pdf({{.inhalt = zeilen({"12,50 " + std::string(30, '!')}, "F3")}});
     auto const lesung = lies(bytes, Texterkennung::Dateiart::pdf);
     EXPECT_EQ(werk.gelesen, 1);
     ASSERT_TRUE(lesung.text);

@@ -5,6 +5,7 @@
 #include "werkzeug/systemstoerung.h"
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -142,4 +143,34 @@ TEST_F(EinbauMitStoerung, KilledAtAnyStepAVersionThatNeverComesUpIsGoneAfterItsS
             return;
     }
     EXPECT_TRUE(zurueckgenommen) << "the helper was never killed in between";
+}
+
+TEST_F(EinbauMitStoerung, KilledOrFailingAtAnyStepAConfirmedUpdateIsNotLost) {
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1); // Versions that a killed helper has started are waited for.
+    auto const zeichen = ordner.pfad("hochgekommen");
+    int bestaetigte = 0;
+    for (auto const art : {Stoerung::toeten, Stoerung::scheitern})
+        for (int aufruf = 1;; ++aufruf) {
+            ASSERT_LT(aufruf, 1000);
+            fs::remove(zeichen);
+            aufstellen(
+                kommtHoch + "[ -e '" + adapter::linux::Markenplatz{marken, app}.datei() + "' ] || : > '" +
+                zeichen + "'\n");
+            auto const ausgang = abschliessen(art, aufruf);
+            while (::waitpid(-1, nullptr, 0) > 0) {
+            }
+            if (fs::exists(zeichen)) {
+                ++bestaetigte;
+                EXPECT_EQ(abbild(app), neu) << aufruf;
+                // Nor do starts take it back that end before they have come up.
+                (void)startDerNichtHochkommt();
+                (void)startDerNichtHochkommt();
+                EXPECT_EQ(abbild(app), neu) << aufruf;
+            }
+            if (HasFailure())
+                return;
+            if (ausgang >= 8 && ausgang < 128)
+                break;
+        }
+    EXPECT_GT(bestaetigte, 2) << "hardly ever did a version come up before the helper was disturbed";
 }
