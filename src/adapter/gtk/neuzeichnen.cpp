@@ -15,6 +15,8 @@ constexpr int bilder = 2;
 constexpr double hauch = 0.01;
 /// A page that paints nothing is shown all the same.
 constexpr guint hoechstensVerhuelltMillisekunden = 1000;
+/// A page that is to come has begun to load by then.
+constexpr guint wartenAufSeiteMillisekunden = 300;
 constexpr char const* verhuelltSchluessel = "quillmate-verhuellt";
 constexpr char const* fristSchluessel = "quillmate-enthuellen";
 /// No page sees into this world, and none can have changed what it calls.
@@ -87,6 +89,18 @@ void enthuellen(WebKitWebView* web) {
                 zeigen(WEBKIT_WEB_VIEW(quelle));
         },
         nullptr);
+}
+
+void enthuellenOhneSeite(WebKitWebView* web) {
+    g_timeout_add_full(
+        G_PRIORITY_DEFAULT, wartenAufSeiteMillisekunden,
+        [](gpointer daten) -> gboolean {
+            auto* const ansicht = WEBKIT_WEB_VIEW(daten);
+            if (istVerhuellt(ansicht) && !webkit_web_view_is_loading(ansicht))
+                zeigen(ansicht);
+            return G_SOURCE_REMOVE;
+        },
+        g_object_ref(web), g_object_unref);
 }
 
 } // namespace quillmate::adapter::gtk

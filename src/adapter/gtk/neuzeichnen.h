@@ -13,5 +13,7 @@ void groesseAnstossen(GtkWidget* webansicht);
 /// Unveiled by enthuellen(), as soon as the document that is there has been painted.
 void verhuellen(WebKitWebView* web);
 void enthuellen(WebKitWebView* web);
+/// For a view that may get no document by itself: scripts write into the empty one of a window that they opened.
+void enthuellenOhneSeite(WebKitWebView* web);
 
 } // namespace quillmate::adapter::gtk

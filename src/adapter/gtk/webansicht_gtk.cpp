@@ -14,6 +14,7 @@
 #include "druck_gtk.h"
 #include "fenstertasten.h"
 #include "grafik.h"
+#include "neuzeichnen.h"
 #include "nutzerskript.h"
 #include "programmfenster_gtk.h"
 
@@ -100,6 +101,7 @@ WebansichtGtk::WebansichtGtk(WebansichtGtk& verwandte, Empfaenger& empfaenger)
     , sendefrist_(verwandte.sendefrist_)
     , haengefrist_(verwandte.haengefrist_) {
     verbinden();
+    enthuellenOhneSeite(web_.get());
 }
 
 WebansichtGtk::~WebansichtGtk() {

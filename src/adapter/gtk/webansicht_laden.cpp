@@ -80,6 +80,7 @@ struct WebansichtGtk::Ladesignale {
             ich.empfaenger_.festgeschrieben(ich);
             break;
         case WEBKIT_LOAD_FINISHED: {
+            enthuellen(web); // Also without a document: the load may have become a download.
             auto const danach = std::exchange(ich.htmlLaedt_, false)
                                     ? std::exchange(ich.danach_, std::nullopt)
                                     : std::nullopt;

@@ -106,8 +106,9 @@ TEST_F(Zutun, AFramesSignInElsewhereIsAskedAboutOnceAndTheServicesStartsAtOnce) 
         fremd.rufe(
             "setTimeout(() => location.href = 'http://fremd.example:8080/auth/enable-banking/start?token=x')",
             "rahmen");
-        if (i == 0)
+        if (i == 0) {
             ASSERT_TRUE(warteAufDialog());
+        }
         EXPECT_TRUE(wartenBis([&] { return programm->anzahlZeilen(nichtGefragt) >= i; }));
     }
     bildschirm.bild("frage_anmeldung");
