@@ -4,7 +4,6 @@
 
 #include "bruecke/json_text.h"
 #include "eigene_seiten.h"
-#include "grundlage/datei.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
 #include "seiten.h"
@@ -13,9 +12,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <utility>
 
 namespace quillmate::fenster {
@@ -58,13 +55,6 @@ ports::Frage seitenfrage(std::string const& text, std::vector<std::string> knoep
 }
 
 } // namespace
-
-/// One download on its way: its claimed file, until it is complete.
-struct Fenster::Herunterladung {
-    ports::Webansicht const* web{nullptr}; ///< Whose it is. Child windows stay until the end.
-    std::uint64_t nummer{0};
-    std::optional<Zieldatei> ziel;
-};
 
 Fenster::Fenster(Fensterumgebung umgebung)
     : umgebung_(std::move(umgebung))
@@ -398,97 +388,6 @@ void Fenster::schliessen(ports::Webansicht& web) {
     for (auto const& neben : nebenfenster_)
         if (neben->web.get() == &web)
             neben->fenster->schliessen();
-}
-
-void Fenster::heruntergeladen(ports::Webansicht& web, std::shared_ptr<ports::Download> const& download) {
-    if (istVerlassen(web))
-        return; // without anybody to hear of it, it ends
-    auto const herunterladung = std::make_shared<Herunterladung>();
-    herunterladung->web = &web;
-    herunterladung->nummer = ++downloadzahl_;
-    std::weak_ptr const lebt{lebt_};
-    std::weak_ptr const schwach{download};
-    download->empfaenger(
-        {.ziel = [this, lebt, herunterladung,
-                  schwach](std::string const& vorschlag) -> std::optional<std::string> {
-             if (lebt.expired())
-                 return std::nullopt;
-             auto ziel = zielWaehlen(*herunterladung, vorschlag);
-             if (ziel)
-                 zeileVon(*herunterladung->web)
-                     .begonnen(herunterladung->nummer, herunterladung->ziel->name(), [schwach] {
-                         if (auto const laufender = schwach.lock())
-                             laufender->abbrechen();
-                     });
-             return ziel;
-         },
-         .fortschritt = [this, lebt, herunterladung](
-                            std::uint64_t bytes, std::uint64_t gesamt) -> std::optional<std::string> {
-             if (!lebt.expired())
-                 zeileVon(*herunterladung->web).fortschritt(herunterladung->nummer, bytes, gesamt);
-             return std::nullopt;
-         },
-         .fertig =
-             [this, lebt, herunterladung] {
-                 auto& ziel = herunterladung->ziel;
-                 if (!ziel)
-                     return;
-                 if (!lebt.expired())
-                     downloadMelden(
-                         *herunterladung,
-                         fmt::format("Gespeichert: „{}“ im Ordner „Downloads“.", ziel->name()), true);
-                 protokoll("Download fertig: " + ziel->pfad());
-             },
-         .fehlgeschlagen =
-             [this, lebt, herunterladung](std::string const& beschreibung) {
-                 herunterladung->ziel.reset(); // gives the name back
-                 protokoll("Download fehlgeschlagen: " + fuerZeile(beschreibung));
-                 if (!lebt.expired())
-                     downloadMelden(
-                         *herunterladung, "Das Herunterladen hat nicht geklappt: " + fuerZeile(beschreibung),
-                         false);
-             }});
-}
-
-Downloadzeile& Fenster::zeileVon(ports::Webansicht const& web) {
-    for (auto const& neben : nebenfenster_)
-        if (neben->web.get() == &web)
-            return *neben->downloads;
-    return downloads_;
-}
-
-void Fenster::downloadMelden(Herunterladung const& herunterladung, std::string const& text, bool knopf) {
-    meldeImFenster(text, knopf);
-    // Who has clicked in a child window looks there; the notice of the main page may be behind it.
-    zeileVon(*herunterladung.web)
-        .beendet(
-            herunterladung.nummer, herunterladung.web == web_.get() ? std::nullopt : std::optional{text});
-}
-
-std::optional<std::string> Fenster::zielWaehlen(
-    Herunterladung& herunterladung, std::string const& vorschlag) {
-    auto const name = sichererDateiname(vorschlag);
-    auto const downloads = umgebung_.standardorte.pfade().downloads;
-    // The temporary folder is for systems that name none: elsewhere a file would be told to be in "Downloads" and be gone
-    // with the session.
-    bool const genannt = !downloads.empty();
-    if (!genannt)
-        herunterladung.ziel = Zieldatei::belegen(umgebung_.temporaererOrdner, name);
-    else if (ordnerAnlegen(downloads))
-        herunterladung.ziel = Zieldatei::belegen(downloads, name);
-    if (!herunterladung.ziel) {
-        auto const nummer = errno;
-        auto const grund =
-            genannt
-                ? fmt::format("Der Ordner „Downloads“ ist nicht beschreibbar ({}).", std::strerror(nummer))
-                : fmt::format("Es gibt keinen Ordner dafür ({}).", std::strerror(nummer));
-        protokoll("Download fehlgeschlagen: " + grund);
-        meldeImFenster("Das Herunterladen hat nicht geklappt: " + grund, false);
-        return std::nullopt;
-    }
-    letzterDownload_ = herunterladung.ziel->pfad();
-    protokoll("Download nach " + herunterladung.ziel->name());
-    return letzterDownload_;
 }
 
 void Fenster::druckGescheitert(ports::Webansicht& /*web*/, std::string const& beschreibung) {

@@ -124,8 +124,10 @@ unsigned long Bildschirm::tastaturBei() const {
 }
 
 void Bildschirm::tastaturAn(unsigned long fenster) {
-    if (waylandfenster_)
-        return;
+    if (waylandfenster_) // Only the compositor gives it, to the window that is clicked; this one gives it back to nobody.
+        return klicke(
+            {.x = DisplayWidth(anzeige_, DefaultScreen(anzeige_)) - 2,
+             .y = DisplayHeight(anzeige_, DefaultScreen(anzeige_)) - 2});
     XRaiseWindow(anzeige_, fenster);
     XSetInputFocus(anzeige_, fenster, RevertToParent, CurrentTime);
     XSync(anzeige_, False);
