@@ -5,7 +5,7 @@ help:
 	@echo "make run     installs what is missing, builds, and tries the program on sample receipts"
 	@echo "make test    installs what is missing, builds, and runs all tests"
 	@echo "make build   builds build/release"
-	@echo "make bench   measures against peers (CORPUS=DIR: on the documents of a folder)"
+	@echo "make bench   measures against peers (CORPUS=DIR: on the documents of a folder; FOTOS=DIR: photographs)"
 	@echo "make fuzz    lets each fuzz target search for ZEIT seconds (60); SAAT=DIR: from these files"
 	@echo "make dauer   drives the program through bad days for MINUTEN (60); SAAT=N repeats a series"
 	@echo "make bilder  takes the pictures of docs/bilder anew; make mutation: whether tests can fail"
@@ -27,7 +27,9 @@ test: build
 bench: pakete
 	@scripts/pakete-installieren bench
 	@scripts/bauen release bench
-	@build/release/bin/quillmate-bench $(if $(CORPUS),--korpus "$(CORPUS)")
+	@build/release/bin/quillmate-bench $(if $(CORPUS),--korpus "$(CORPUS)") $(if $(FOTOS),--fotos "$(FOTOS)") \
+	  $(if $(VORHER),--vorher "$(VORHER)") $(if $(ABLAGE),--ablage "$(ABLAGE)") \
+	  $(if $(and $(CORPUS),$(FOTOS)),--tabelle bench/README.md)
 
 fuzz: pakete
 	@scripts/pakete-installieren fuzz

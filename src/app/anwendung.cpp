@@ -96,7 +96,7 @@ Anwendung::Suchwelt::Suchwelt(
     ports::Voreinstellungen& voreinstellungen, ports::Standardorte& standardorte,
     netz::Vermittlersuche& vermittler)
     : merkliste{voreinstellungen, lesezeichen}
-    , speicher{adapter::linux::zwischenspeicherOrdner()}
+    , speicher{adapter::linux::zwischenspeicherOrdner(), Texterkennung::lesemethode()}
     , erkenner{leser, speicher}
     , dienst{&vermittler}
     , suche{

@@ -77,7 +77,8 @@ int starten(std::span<char const* const> argumente) {
         return ausgeben(app::diagnose::scanZeile(*ordner));
     if (auto const datei = app::diagnose::wertNach(argumente, "--text")) {
         leser::prozess::LeserProzesse leser;
-        Texterkennung::Zwischenspeicher const speicher{adapter::linux::zwischenspeicherOrdner()};
+        Texterkennung::Zwischenspeicher const speicher{
+            adapter::linux::zwischenspeicherOrdner(), Texterkennung::lesemethode()};
         Texterkennung::Erkenner erkenner{leser, speicher};
         auto bericht = app::diagnose::textbericht(*datei, erkenner);
         int const status = ausgeben(std::move(bericht.zeile));

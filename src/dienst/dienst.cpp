@@ -10,6 +10,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <optional>
+
 namespace quillmate::dienst {
 
 namespace {
@@ -104,7 +107,7 @@ void Dienst::warten(double sekunden) {
 // ---------------------------------------------------------------------------------------------- the log
 
 void Dienst::melden(std::string_view was, Fehler const& fehler) {
-    if (leitungen_.abgebrochen())
+    if (leitungen_.abgebrochen() || fehler.art == Fehlerart::gestoppt)
         return; // ended by us
     auto const ursache = static_cast<int>(fehler.art) * 100'000 +
                          static_cast<int>(fehler.ursache.herkunft) * 10'000 + fehler.ursache.nummer % 10'000;
@@ -159,7 +162,10 @@ Ergebnis<std::string> Dienst::hole(
         return gescheitert(std::move(url.error()));
     std::string koerper;
     auto const ausgang = leitungen_.senden(
-        {.url = *std::move(url), .leerlaufgrenze = leerlaufgrenze, .hoechstAntwort = hoechstAntwort},
+        {.url = *std::move(url),
+         .leerlaufgrenze = leerlaufgrenze,
+         .hoechstAntwort = hoechstAntwort,
+         .abbrechen = zugang.abbrechen},
         wartegrenzeHolen, &koerper);
     if (auto grund = grundVon(ausgang))
         return gescheitert(*std::move(grund));
@@ -197,8 +203,9 @@ bool Dienst::antwortet(Zugang const& zugang) {
     auto const url = endpunkt(zugang, clientPfad(zugang, "/local-scan/progress"));
     if (!url)
         return false;
-    auto const ausgang =
-        leitungen_.senden({.url = *url, .leerlaufgrenze = leerlaufFortschritt}, leerlaufFortschritt);
+    auto const ausgang = leitungen_.senden(
+        {.url = *url, .leerlaufgrenze = leerlaufFortschritt, .abbrechen = zugang.abbrechen},
+        leerlaufFortschritt);
     return ausgang.status && (!istErfolg(ausgang.status) || ausgang.angenommen());
 }
 
@@ -251,24 +258,45 @@ bool Dienst::postJson(Zugang const& zugang, std::string_view pfad, Json const& k
         was, {.url = *url,
               .koerper = std::move(text),
               .inhaltstyp = "application/json",
-              .leerlaufgrenze = leerlaufJson}));
+              .leerlaufgrenze = leerlaufJson,
+              .abbrechen = zugang.abbrechen}));
 }
 
 Uebertragung Dienst::hochladen(
     Zugang const& zugang, std::string const& pfad, Textmenge const& bekannteHashes, bool ungelesen) {
+    auto datei = Belegdatei::oeffnen(pfad);
+    if (!datei) {
+        protokoll("MacScan: " + alsUtf8(datei.error().text()));
+        return Uebertragung::nichtLesbar;
+    }
+    return hochladen(zugang, *datei, bekannteHashes, ungelesen);
+}
+
+Uebertragung Dienst::hochladen(
+    Zugang const& zugang, Belegdatei& datei, Textmenge const& bekannteHashes, bool ungelesen,
+    Abbruchfrage const& abbrechen) {
+    auto const& pfad = datei.pfad();
     auto const name = alsUtf8(letzteKomponente(pfad));
     auto const grenze = netz::neueGrenze("grenze-");
     auto const vorspann = netz::textteil(grenze, "quellpfad", alsUtf8(pfad)) +
                           netz::dateikopf(grenze, "file", name, mimetypNach(dateiendung(name)));
     auto const nachspann = netz::abschluss(grenze);
-    auto koerper = leseDatei(pfad, hoechsterScanbeleg, vorspann, nachspann);
-    if (!koerper)
-        return Uebertragung::nichtLesbar;
-    if (!bekannteHashes.empty()) {
-        auto const inhalt = std::string_view{*koerper}.substr(
-            vorspann.size(), koerper->size() - vorspann.size() - nachspann.size());
-        if (bekannteHashes.contains(hexadezimal(sha256(inhalt))))
+    if (!bekannteHashes.empty())
+        if (auto const summe = datei.pruefsumme(hoechsterScanbeleg, abbrechen);
+            summe && bekannteHashes.contains(*summe))
             return Uebertragung::bekannt;
+    auto koerper = datei.inhalt(hoechsterScanbeleg, vorspann, nachspann, abbrechen);
+    if (!koerper && koerper.error().art == Fehlerart::gestoppt)
+        return Uebertragung::uebertragungFehlgeschlagen; // Nothing is wrong with the file.
+    if (!koerper) {
+        protokoll("MacScan: " + alsUtf8(koerper.error().text()));
+        return Uebertragung::nichtLesbar;
+    }
+    // Judged, hashed and sent are the same bytes, or nothing is sent.
+    if (datei.unveraendert() != true) {
+        protokoll(fmt::format(
+            "MacScan: {} hat sich beim Lesen geändert, bleibt der nächsten Suche", alsUtf8(pfad)));
+        return Uebertragung::nichtLesbar;
     }
     std::vector<Posten> weitere;
     if (ungelesen)
@@ -282,10 +310,14 @@ Uebertragung Dienst::hochladen(
     int versuche = 0;
     auto const ergebnis = uebertragen(
         {.url = *url,
-         .koerper = std::move(koerper),
+         .koerper = *std::move(koerper),
          .inhaltstyp = "multipart/form-data; boundary=" + grenze,
-         .leerlaufgrenze = leerlaufHochladen},
-        [&](Anfrage const& anfrage) {
+         .leerlaufgrenze = leerlaufHochladen,
+         .abbrechen = zugang.abbrechen},
+        [&](Anfrage const& anfrage) -> std::optional<int> {
+            // After a stop no further attempt begins.
+            if (abbrechen && abbrechen())
+                return std::nullopt;
             // The same bytes with the same boundary, so that a service that stored the first ones can tell.
             if (++versuche > 1)
                 protokoll(fmt::format(
@@ -295,35 +327,50 @@ Uebertragung Dienst::hochladen(
             beantwortet = beantwortet || status.has_value();
             return status;
         },
-        [this](double sekunden) { warten(sekunden); });
+        [this, &abbrechen](double sekunden) {
+            constexpr double takt = 0.25; // so that a stop is seen within a pause
+            for (double rest = sekunden; rest > 0 && !(abbrechen && abbrechen()); rest -= takt)
+                warten(std::min(rest, takt));
+        });
     if (beantwortet)
         dateienOhneAntwort_ = 0;
-    else
+    else if (!(abbrechen && abbrechen()))
         ++dateienOhneAntwort_;
     return ergebnis;
 }
 
 bool Dienst::hochladenAnBuchung(Zugang const& zugang, std::int64_t transactionId, std::string const& pfad) {
-    auto const name = alsUtf8(letzteKomponente(pfad));
+    auto datei = Belegdatei::oeffnen(pfad);
+    return datei && hochladenAnBuchung(zugang, transactionId, *datei);
+}
+
+bool Dienst::hochladenAnBuchung(Zugang const& zugang, std::int64_t transactionId, Belegdatei& datei) {
+    auto const name = alsUtf8(letzteKomponente(datei.pfad()));
     auto const grenze = netz::neueGrenze("grenze-");
-    auto koerper = leseDatei(
-        pfad, hoechsterScanbeleg, netz::dateikopf(grenze, "files", name, mimetypNach(dateiendung(name))),
+    auto koerper = datei.inhalt(
+        hoechsterScanbeleg, netz::dateikopf(grenze, "files", name, mimetypNach(dateiendung(name))),
         netz::abschluss(grenze));
     auto const url = endpunkt(
         zugang, fmt::format("/transactions/{}/attach-receipt", transactionId),
         {{"merge", "false"}, {"gezielt", "true"}});
-    if (!koerper || !url) {
-        melden(
-            "Beleg nicht angehängt",
-            url ? Fehler{.art = Fehlerart::gestoert, .wo = name, .satz = "Datei nicht lesbar"} : url.error());
+    auto const nichtAngehaengt = [&](Fehler const& fehler) {
+        melden("Beleg nicht angehängt", fehler);
         return false;
-    }
+    };
+    if (!koerper)
+        return nichtAngehaengt(koerper.error());
+    if (!url)
+        return nichtAngehaengt(url.error());
+    if (datei.unveraendert() != true)
+        return nichtAngehaengt(
+            {.art = Fehlerart::gestoert, .wo = name, .satz = "Die Datei hat sich inzwischen geändert"});
     return istErfolg(sende(
         "Beleg nicht angehängt", {.url = *url,
-                                  .koerper = std::move(koerper),
+                                  .koerper = *std::move(koerper),
                                   .inhaltstyp = "multipart/form-data; boundary=" + grenze,
                                   .leerlaufgrenze = leerlaufHochladen,
-                                  .nurEinmal = true}));
+                                  .nurEinmal = true,
+                                  .abbrechen = zugang.abbrechen}));
 }
 
 } // namespace quillmate::dienst

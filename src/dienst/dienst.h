@@ -1,6 +1,7 @@
 #pragma once
 
 #include "antworten.h"
+#include "grundlage/belegdatei.h"
 #include "grundlage/json.h"
 #include "netz/http.h"
 #include "uebertragung.h"
@@ -78,11 +79,20 @@ public:
     /// file.
     [[nodiscard]] Uebertragung hochladen(
         Zugang const& zugang, std::string const& pfad, Textmenge const& bekannteHashes, bool ungelesen);
+    /// The same for the file that was judged: what is sent are the bytes of that descriptor, in the state of
+    /// Belegdatei::stand(). nichtLesbar when they changed since. `abbrechen` is asked while the file is read and before
+    /// each attempt; true leaves the file unsent.
+    [[nodiscard]] Uebertragung hochladen(
+        Zugang const& zugang, Belegdatei& datei, Textmenge const& bekannteHashes, bool ungelesen,
+        Abbruchfrage const& abbrechen = {});
     /// Attaches one file to a booking, in one attempt. True for 2xx.
     [[nodiscard]] bool hochladenAnBuchung(
         Zugang const& zugang, std::int64_t transactionId, std::string const& pfad);
     /// How many uploads in a row have ended without any answer; an answer of any status begins anew.
     [[nodiscard]] int dateienOhneAntwort() const noexcept { return dateienOhneAntwort_; }
+    /// The same for the file that was judged. False also when it changed since.
+    [[nodiscard]] bool hochladenAnBuchung(
+        Zugang const& zugang, std::int64_t transactionId, Belegdatei& datei);
 
     /// Blocks for that long, or until abbrechen().
     void warten(double sekunden);

@@ -24,19 +24,36 @@ std::optional<std::string> inhaltspruefsumme(std::string const& pfad) {
     return summe ? std::optional{hexadezimal(*summe)} : std::nullopt;
 }
 
-bool istBekannt(
+bool koennteBekanntSein(
     std::string const& url, dienst::GesehenePfade const& gesehen, dienst::Textmenge const& bekannteHashes) {
+    if (!bekannteHashes.empty())
+        return true;
     auto const pfad = alsUtf8(url);
-    auto const hash = gesehen.pfade.contains(pfad) ? gesehen.hashes.find(pfad) : gesehen.hashes.end();
-    bool const schonGesehen = hash != gesehen.hashes.end();
-    if (!schonGesehen && bekannteHashes.empty())
+    return gesehen.pfade.contains(pfad) && gesehen.hashes.contains(pfad);
+}
+
+bool istBekannt(
+    Belegdatei& datei, dienst::GesehenePfade const& gesehen, dienst::Textmenge const& bekannteHashes,
+    Abbruchfrage const& abbrechen) {
+    if (!koennteBekanntSein(datei.pfad(), gesehen, bekannteHashes))
         return false; // nothing to compare a digest with
-    auto const summe = inhaltspruefsumme(url);
-    return summe && ((schonGesehen && *summe == hash->second) || bekannteHashes.contains(*summe));
+    auto const summe = datei.pruefsumme(hoechsterScanbeleg, abbrechen);
+    if (!summe)
+        return false;
+    if (bekannteHashes.contains(*summe))
+        return true;
+    auto const pfad = alsUtf8(datei.pfad());
+    if (!gesehen.pfade.contains(pfad))
+        return false;
+    auto const hash = gesehen.hashes.find(pfad);
+    return hash != gesehen.hashes.end() && *summe == hash->second;
 }
 
 bool darfWegenPfadUebersprungen(std::string const& url, dienst::GesehenePfade const& gesehen) {
-    return istBekannt(url, gesehen, {});
+    if (!koennteBekanntSein(url, gesehen, {}))
+        return false;
+    auto datei = Belegdatei::oeffnen(url);
+    return datei && istBekannt(*datei, gesehen, {});
 }
 
 bool passtZumThema(
@@ -68,14 +85,15 @@ Entscheidung entscheidenNachText(
 }
 
 Ergebnis<Entscheidung> entscheiden(
-    std::string const& url, std::vector<std::string> const& stichworte, bool bilderImmer,
-    Texterkennung::Erkenner& erkenner, Leseversuch versuch) {
-    if (bilderImmer && istBild(url))
+    Belegdatei& datei, std::vector<std::string> const& stichworte, bool bilderImmer,
+    Texterkennung::Erkenner& erkenner, Leseversuch versuch, Abbruchfrage const& abbrechen) {
+    if (bilderImmer && istBild(datei.pfad()))
         return Entscheidung::hochladen;
-    auto const text = versuch == Leseversuch::erster ? erkenner.text(url) : erkenner.letzterVersuch(url);
+    auto const text = versuch == Leseversuch::erster ? erkenner.text(datei, abbrechen)
+                                                     : erkenner.letzterVersuch(datei, abbrechen);
     if (!text)
         return std::unexpected(text.error());
-    return entscheidenNachText(url, *text, stichworte);
+    return entscheidenNachText(datei.pfad(), *text, stichworte);
 }
 
 } // namespace quillmate::MacScan

@@ -2,6 +2,7 @@
 
 #include "dienst/dienst.h"
 #include "ergebnisse.h"
+#include "grundlage/belegdatei.h"
 #include "grundlage/ergebnis.h"
 #include "texterkennung/texterkennung.h"
 
@@ -18,13 +19,19 @@ namespace quillmate::MacScan {
 /// sparse file of terabytes would be read for hours.
 [[nodiscard]] std::optional<std::string> inhaltspruefsumme(std::string const& pfad);
 
+/// Whether a digest has to be compared at all to answer istBekannt().
+[[nodiscard]] bool koennteBekanntSein(
+    std::string const& url, dienst::GesehenePfade const& gesehen, dienst::Textmenge const& bekannteHashes);
+
+/// Whether a file is one that the service already has (it has seen the path, and the file still has that content) or
+/// knows as no receipt. Reads it at most once; `abbrechen` ends that, and then the file counts as unknown.
+[[nodiscard]] bool istBekannt(
+    Belegdatei& datei, dienst::GesehenePfade const& gesehen, dienst::Textmenge const& bekannteHashes,
+    Abbruchfrage const& abbrechen = {});
+
 /// Whether the service already has exactly this file: it has seen the path, and the file still has the
 /// content that the service has for it.
 [[nodiscard]] bool darfWegenPfadUebersprungen(std::string const& url, dienst::GesehenePfade const& gesehen);
-
-/// Whether a file is one that the service already has or knows as no receipt. Reads it at most once.
-[[nodiscard]] bool istBekannt(
-    std::string const& url, dienst::GesehenePfade const& gesehen, dienst::Textmenge const& bekannteHashes);
 
 /// Whether the file's name or text contains one of the keywords, compared in lower case. The keywords are
 /// taken as they are.
@@ -39,10 +46,12 @@ namespace quillmate::MacScan {
 /// A scan reads a file that is not readable once more at its end.
 enum class Leseversuch { erster, letzter };
 
-/// Reads the file's text and judges it. With `bilderImmer` every image is sent without being read.
+/// Reads the open file's text and judges it. With `bilderImmer` every image is sent without being read. `abbrechen` is
+/// asked now and then while it is read; true ends that with Fehlerart::gestoppt.
 /// Errors: the file is not readable now (Texterkennung::Textbefund); it must not be judged, nor sent.
 [[nodiscard]] Ergebnis<Entscheidung> entscheiden(
-    std::string const& url, std::vector<std::string> const& stichworte, bool bilderImmer,
-    Texterkennung::Erkenner& erkenner, Leseversuch versuch = Leseversuch::erster);
+    Belegdatei& datei, std::vector<std::string> const& stichworte, bool bilderImmer,
+    Texterkennung::Erkenner& erkenner, Leseversuch versuch = Leseversuch::erster,
+    Abbruchfrage const& abbrechen = {});
 
 } // namespace quillmate::MacScan

@@ -27,8 +27,10 @@ void Fortschrittsmelder::arbeiten(std::stop_token const& ende) {
     }
 }
 
-void Fortschrittsmelder::senden(Stand stand) {
-    dienst_.postJson(zugang_, "progress-update", {{"processed", stand.verarbeitet}, {"total", stand.gesamt}});
+void Fortschrittsmelder::senden(Stand const& stand) {
+    dienst_.postJson(
+        stand.zugang ? *stand.zugang : zugang_, "progress-update",
+        {{"processed", stand.verarbeitet}, {"total", stand.gesamt}});
 }
 
 void Fortschrittsmelder::melden(std::int64_t verarbeitet, std::int64_t gesamt) {
@@ -36,18 +38,19 @@ void Fortschrittsmelder::melden(std::int64_t verarbeitet, std::int64_t gesamt) {
     if (unterwegs_)
         return;
     unterwegs_ = true;
-    auftrag_ = Stand{.verarbeitet = verarbeitet, .gesamt = gesamt};
+    auftrag_ = Stand{.verarbeitet = verarbeitet, .gesamt = gesamt, .zugang = {}};
     geaendert_.notify_all();
 }
 
-void Fortschrittsmelder::zuletzt(std::int64_t verarbeitet, std::int64_t gesamt) {
+void Fortschrittsmelder::zuletzt(
+    std::int64_t verarbeitet, std::int64_t gesamt, std::optional<dienst::Zugang> zugang) {
     std::unique_lock schutz{sperre_};
     auto const frei = [this] {
         return !unterwegs_;
     };
     geaendert_.wait(schutz, frei);
     unterwegs_ = true;
-    auftrag_ = Stand{.verarbeitet = verarbeitet, .gesamt = gesamt};
+    auftrag_ = Stand{.verarbeitet = verarbeitet, .gesamt = gesamt, .zugang = std::move(zugang)};
     geaendert_.notify_all();
     geaendert_.wait(schutz, frei);
 }

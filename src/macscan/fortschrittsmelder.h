@@ -23,17 +23,20 @@ public:
 
     /// Returns at once. While a report is on its way, this one is dropped: a later one will tell more anyway.
     void melden(std::int64_t verarbeitet, std::int64_t gesamt);
-    /// The final report: sent after whatever is on its way; returns when it has been sent.
-    void zuletzt(std::int64_t verarbeitet, std::int64_t gesamt);
+    /// The final report: sent after whatever is on its way; returns when it has been sent. `zugang`: with which, if it is
+    /// to end otherwise than the reports before.
+    void zuletzt(
+        std::int64_t verarbeitet, std::int64_t gesamt, std::optional<dienst::Zugang> zugang = std::nullopt);
 
 private:
     struct Stand {
         std::int64_t verarbeitet;
         std::int64_t gesamt;
+        std::optional<dienst::Zugang> zugang; ///< Instead of zugang_.
     };
 
     void arbeiten(std::stop_token const& ende);
-    void senden(Stand stand);
+    void senden(Stand const& stand);
 
     dienst::Dienst& dienst_;
     dienst::Zugang const zugang_;

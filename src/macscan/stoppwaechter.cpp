@@ -38,6 +38,11 @@ bool StoppWaechter::gestoppt(dienst::Zugang const& zugang) {
     return fragen(zugang);
 }
 
+std::optional<std::chrono::steady_clock::time_point> StoppWaechter::gestopptSeit() {
+    std::lock_guard const schutz{sperre_};
+    return wert_ || angehalten_ ? std::optional{gestopptSeit_} : std::nullopt;
+}
+
 bool StoppWaechter::fragen(dienst::Zugang const& zugang) {
     std::unique_lock schutz{sperre_};
     auto const lauf = lauf_;
@@ -53,7 +58,10 @@ void StoppWaechter::uebernehmen(FremdesJson const& antwort, std::uint64_t lauf) 
     if (lauf != lauf_)
         return; // asked on behalf of a run that is over; a stop of then must not end the run of now
     zuletzt_ = uhr_.jetzt();
+    bool const vorher = wert_ || angehalten_;
     wert_ = dienst::gestopptAus(antwort).value_or(wert_);
+    if (wert_ && !vorher)
+        gestopptSeit_ = std::chrono::steady_clock::now();
     geaendert_.notify_all();
 }
 
@@ -107,6 +115,8 @@ void StoppWaechter::hintergrundBeenden() {
 
 void StoppWaechter::anhalten() {
     std::lock_guard const schutz{sperre_};
+    if (!wert_ && !angehalten_)
+        gestopptSeit_ = std::chrono::steady_clock::now();
     angehalten_ = true;
     geaendert_.notify_all();
 }

@@ -34,6 +34,8 @@ public:
     /// The cheap question. While the background poller runs it costs only a lock; otherwise it asks the
     /// service when the last question is two seconds old.
     [[nodiscard]] bool gestoppt(dienst::Zugang const& zugang);
+    /// Since when a stop is known, without asking anybody.
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> gestopptSeit();
     /// Asks the service now and takes over its Boolean, false included.
     bool fragen(dienst::Zugang const& zugang);
     /// Starts the background poller if it does not run: one question at once on the calling thread, then one
@@ -58,6 +60,7 @@ private:
     std::optional<ports::Uhr::Zeitpunkt> zuletzt_; ///< Of the last question; nothing: never in this run.
     bool wert_{false};                             ///< The service's last Boolean.
     bool angehalten_{false}; ///< Stopped from this side; no answer of the service takes that back.
+    std::chrono::steady_clock::time_point gestopptSeit_{}; ///< Valid while one of the two is set.
     bool imHintergrund_{false};
     std::uint64_t lauf_{0};
     dienst::Zugang zugang_; ///< Of the poller's run.

@@ -2,6 +2,7 @@
 
 #include "gezielte_suche.h"
 #include "grundlage/protokoll.h"
+#include "grundlage/text.h"
 #include "ordner/dateisuche.h"
 #include "texterkennung/heuristik.h"
 #include "vollsuche.h"
@@ -94,6 +95,10 @@ void Suche::starten(Scanauftrag auftrag, Melder melden) {
     }
     stand.neu(auftrag.nurOrdner ? "bildersuche" : "suche");
     stoppWaechter.neuerLauf();
+    auftrag.zugang.abbrechen = [this] {
+        auto const seit = stoppWaechter.gestopptSeit();
+        return seit && std::chrono::steady_clock::now() - *seit > nachlaufNachStopp;
+    };
     imHintergrund(
         [this, auftrag = std::move(auftrag), melden](std::stop_token const&) {
             vollsuche(umgebung_, stand, stoppWaechter, auftrag, melden);
@@ -121,10 +126,16 @@ void Suche::gezieltSuchen(Suchanfrage anfrage, Melder melden) {
 std::optional<std::int64_t> Suche::bilderZaehlen(std::string_view kennung, std::stop_token const& ende) {
     Ordner::OffeneOrdner const offen{umgebung_.merkliste};
     for (auto const& gemerkt : offen.alle())
-        if (gemerkt.kennung == kennung && gemerkt.zugriffOffen)
-            return Ordner::zaehlen(gemerkt.url, Texterkennung::bildEndungen, BILD_MINDESTGROESSE, [&ende] {
-                return ende.stop_requested();
-            });
+        if (gemerkt.kennung == kennung && gemerkt.zugriffOffen) {
+            auto const anzahl =
+                Ordner::zaehlen(gemerkt.url, Texterkennung::bildEndungen, BILD_MINDESTGROESSE, [&ende] {
+                    return ende.stop_requested();
+                });
+            if (anzahl)
+                return *anzahl;
+            protokoll("MacScan: Bilder nicht gezählt: " + alsUtf8(anzahl.error().text()));
+            return std::nullopt;
+        }
     return std::nullopt;
 }
 

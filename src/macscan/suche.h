@@ -13,6 +13,7 @@
 #include "suchstand.h"
 #include "texterkennung/texterkennung.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -33,6 +34,12 @@ inline constexpr std::int64_t BILD_MINDESTGROESSE = 8000;
 inline constexpr std::size_t hoechstensJeOrt = 25000;
 /// Uploads at once.
 inline constexpr int uploadPlaetze = 2;
+
+/// What is under way when a stop comes gets that long to end by itself: a file that is being read or sent. Together with
+/// the second between two looks of a call, and the final report, a stop is obeyed within three seconds.
+inline constexpr std::chrono::milliseconds nachlaufNachStopp{800};
+/// After a stop the final report has this long, and what of it has not gone by then does not go.
+inline constexpr std::chrono::milliseconds schlussmeldungNachStopp{900};
 
 /// Number of parallel readers: one less than the processor has cores, but 2 to 8.
 [[nodiscard]] int leserAnzahl(int kerne);
@@ -72,6 +79,8 @@ struct Umgebung {
     ports::Arbeitsfaden& arbeitsfaden;
     ports::Wolke& wolke;
     int leser{leserAnzahl(aktiveKerne())}; ///< Reading threads.
+    /// A place from which nothing comes for that long is left alone: a share whose server is gone.
+    std::chrono::milliseconds ortsfrist{20'000};
 };
 
 /// The local receipt search of this process: one full scan or targeted search at a time, each on threads of
@@ -91,8 +100,7 @@ public:
     /// Starts the search for the receipt of one booking and returns at once.
     void gezieltSuchen(Suchanfrage anfrage, Melder melden);
     /// Number of images in the remembered folder of this identifier; nothing when there is no such folder or
-    /// it may not be read. Blocks; call it from a worker. With `ende` requested it returns soon, with a number that
-    /// says nothing.
+    /// it may not be read. Blocks; call it from a worker. With `ende` requested it returns soon, with nothing.
     [[nodiscard]] std::optional<std::int64_t> bilderZaehlen(
         std::string_view kennung, std::stop_token const& ende = {});
 

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <new>
 
 namespace quillmate::netz {
@@ -131,8 +132,19 @@ int springen(void* zeiger, curl_off_t stelle, int woher) {
     return CURL_SEEKFUNC_OK;
 }
 
+/// Who may end a request that is under way.
+struct Abbruch {
+    std::atomic<bool> const& alle;
+    std::function<bool()> const& dieser;
+};
+
 int fragtAbbruch(void* zeiger, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
-    return static_cast<std::atomic<bool> const*>(zeiger)->load(std::memory_order_relaxed) ? 1 : 0;
+    auto const& abbruch = *static_cast<Abbruch const*>(zeiger);
+    try {
+        return abbruch.alle.load(std::memory_order_relaxed) || (abbruch.dieser && abbruch.dieser()) ? 1 : 0;
+    } catch (std::exception const&) {
+        return 0; // no exception may cross libcurl's frames
+    }
 }
 
 } // namespace
@@ -290,7 +302,8 @@ Ausgang Leitungen::Leitung::einmal(
     setze(CURLOPT_WRITEFUNCTION, &empfangen);
     setze(CURLOPT_WRITEDATA, &empfang);
     setze(CURLOPT_NOPROGRESS, 0L);
-    setze(CURLOPT_XFERINFODATA, &abbruch);
+    Abbruch const wer{.alle = abbruch, .dieser = anfrage.abbrechen};
+    setze(CURLOPT_XFERINFODATA, &wer);
     setze(CURLOPT_XFERINFOFUNCTION, &fragtAbbruch);
 
     std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> koepfe{nullptr, &curl_slist_free_all};

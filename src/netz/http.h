@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -35,6 +36,9 @@ struct Anfrage {
     /// Sent at most once: never again over another connection when a kept one turns out to be dead, since the server
     /// may have taken it by then.
     bool nurEinmal{false};
+    /// Asked about once a second while the request is under way, on the calling thread; true ends it as a transport error
+    /// (Fehlerart::gestoppt).
+    std::function<bool()> abbrechen{};
 };
 
 /// What became of a request.

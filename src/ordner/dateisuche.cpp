@@ -3,6 +3,7 @@
 #include "endungsfilter.h"
 #include "grundlage/datei.h"
 #include "grundlage/dateiarten.h"
+#include "grundlage/frist.h"
 #include "wanderung.h"
 
 #include <fcntl.h>
@@ -70,7 +71,10 @@ public:
             {.pfad = std::move(pfad),
              .groesse = kandidat.groesse,
              .geaendert = kandidat.geaendert,
-             .erstellt = kandidat.erstellt});
+             .erstellt = kandidat.erstellt,
+             .geraet = kandidat.geraet,
+             .inode = kandidat.inode,
+             .ueberVerweis = kandidat.ueberVerweis});
         if (auftrag_.jeFund && anzahl() % meldeabstand == 0)
             auftrag_.jeFund(anzahl());
         return funde_.size() < auftrag_.hoechstens;
@@ -112,10 +116,11 @@ private:
 
 class Pfadsammler final : public Abnehmer {
 public:
-    explicit Pfadsammler(std::size_t hoechstens)
-        : hoechstens_(hoechstens) {}
+    Pfadsammler(std::size_t hoechstens, std::function<bool()> const& abbrechen)
+        : hoechstens_(hoechstens)
+        , abbrechen_(abbrechen) {}
 
-    bool weiter() override { return pfade_.size() < hoechstens_; }
+    bool weiter() override { return pfade_.size() < hoechstens_ && !(abbrechen_ && abbrechen_()); }
     bool nimm(std::string_view ordner, Kandidat const& kandidat) override {
         pfade_.push_back(pfadVon(ordner, kandidat.name));
         return pfade_.size() < hoechstens_;
@@ -124,6 +129,7 @@ public:
 
 private:
     std::size_t hoechstens_;
+    std::function<bool()> const& abbrechen_;
     std::vector<std::string> pfade_;
 };
 
@@ -133,22 +139,38 @@ public:
     explicit Zaehler(std::function<bool()> const& abbrechen)
         : abbrechen_(abbrechen) {}
 
-    bool weiter() override { return !abbrechen_ || !abbrechen_(); }
+    bool weiter() override {
+        abgebrochen_ = abgebrochen_ || (abbrechen_ && abbrechen_());
+        return !abgebrochen_;
+    }
     bool nimm(std::string_view /*ordner*/, Kandidat const& /*kandidat*/) override { return true; }
+    [[nodiscard]] bool abgebrochen() const { return abgebrochen_; }
 
 private:
+    bool abgebrochen_{false};
     std::function<bool()> const& abbrechen_;
 };
 
 /// Runs the walk with a filter for these extensions; without memory for that, as if it had not begun.
 template<typename Wandern>
-Wanderergebnis mitFilter(Endungen const& gewuenscht, Wandern&& wandernMit) {
+Wanderergebnis mitFilter(Endungen const& gewuenscht, Suchbilanz* bilanz, Wandern&& wandernMit) {
     try {
         Endungsfilter const filter{gewuenscht};
         return wandernMit(filter);
     } catch (std::bad_alloc const&) {
+        if (bilanz != nullptr)
+            bilanz->abbruch = Fehler{.art = Fehlerart::keineMittel, .satz = "Kein Speicher"};
         return {};
     }
+}
+
+/// A place at which somebody still hangs keeps nobody else.
+bool haengtGerade(std::string const& ordner, Suchbilanz* bilanz) {
+    if (!haengt(ordner))
+        return false;
+    if (bilanz != nullptr)
+        bilanz->abbruch = fehler(Fehlerart::zeitAbgelaufen, ordner, "Ordner antwortet nicht").error();
+    return true;
 }
 
 bool vorhanden(std::string const& pfad) {
@@ -169,15 +191,23 @@ ports::Uhr::Zeitpunkt spaeter(ports::Uhr::Zeitpunkt jetzt, std::chrono::duration
 } // namespace
 
 std::vector<Fund> durchsuchen(std::string const& ordner, Suchauftrag const& auftrag) {
+    if (haengtGerade(ordner, auftrag.bilanz))
+        return {};
     Fundsammler sammler{auftrag};
-    auto const ergebnis =
-        mitFilter(auftrag.nurEndungen ? *auftrag.nurEndungen : endungen, [&](Endungsfilter const& filter) {
+    auto const ergebnis = mitFilter(
+        auftrag.nurEndungen ? *auftrag.nurEndungen : endungen, auftrag.bilanz,
+        [&](Endungsfilter const& filter) {
             // A condition may refuse any number of candidates before the limit is reached.
             auto const kandidaten =
                 auftrag.ausserdem ? std::numeric_limits<std::size_t>::max() : auftrag.hoechstens;
             return wandern(
                 ordner,
-                {.ziel = Ziel::funde, .filter = filter, .faeden = auftrag.faeden, .hoechstens = kandidaten},
+                {.ziel = Ziel::funde,
+                 .filter = filter,
+                 .faeden = auftrag.faeden,
+                 .hoechstens = kandidaten,
+                 .orte = auftrag.orte,
+                 .bilanz = auftrag.bilanz},
                 sammler);
         });
     if (!ergebnis.begonnen)
@@ -187,22 +217,37 @@ std::vector<Fund> durchsuchen(std::string const& ordner, Suchauftrag const& auft
     return std::move(sammler).neuesteZuerst();
 }
 
-std::int64_t zaehlen(
+Ergebnis<std::int64_t> zaehlen(
     std::string const& ordner, Endungen const& nurEndungen, std::int64_t mindestGroesse,
     std::function<bool()> const& abbrechen, unsigned faeden) {
+    Suchbilanz bilanz;
+    if (haengtGerade(ordner, &bilanz))
+        return std::unexpected{*std::move(bilanz.abbruch)};
     Zaehler zaehler{abbrechen};
-    auto const ergebnis = mitFilter(nurEndungen, [&](Endungsfilter const& filter) {
+    auto const ergebnis = mitFilter(nurEndungen, &bilanz, [&](Endungsfilter const& filter) {
         return wandern(
             ordner,
-            {.ziel = Ziel::anzahl, .filter = filter, .mindestgroesse = mindestGroesse, .faeden = faeden},
+            {.ziel = Ziel::anzahl,
+             .filter = filter,
+             .mindestgroesse = mindestGroesse,
+             .faeden = faeden,
+             .bilanz = &bilanz},
             zaehler);
     });
+    // A folder that is not there, or may not be read, holds none that could be counted.
+    if (bilanz.abbruch && !bilanz.abbruch->sagtEtwasUeberDieSache())
+        return std::unexpected{*std::move(bilanz.abbruch)};
+    if (zaehler.abgebrochen())
+        return fehler(Fehlerart::gestoppt, ordner, "Zählen angehalten");
     return ergebnis.anzahl;
 }
 
-std::vector<std::string> platzhalter(std::string const& ordner, std::size_t hoechstens) {
-    Pfadsammler sammler{hoechstens};
-    (void)mitFilter(endungen, [&](Endungsfilter const& filter) {
+std::vector<std::string> platzhalter(
+    std::string const& ordner, std::size_t hoechstens, std::function<bool()> const& abbrechen) {
+    if (haengtGerade(ordner, nullptr))
+        return {};
+    Pfadsammler sammler{hoechstens, abbrechen};
+    (void)mitFilter(endungen, nullptr, [&](Endungsfilter const& filter) {
         return wandern(
             ordner,
             {.ziel = Ziel::platzhalter,
@@ -216,9 +261,13 @@ std::vector<std::string> platzhalter(std::string const& ordner, std::size_t hoec
 
 std::int64_t ausDerCloudLaden(
     std::vector<std::string> const& dateien, std::chrono::duration<double> hoechstensSekunden,
-    std::function<void(std::int64_t)> const& fortschritt, ports::Wolke& wolke, ports::Uhr& uhr) {
-    for (auto const& datei : dateien)
+    std::function<void(std::int64_t)> const& fortschritt, ports::Wolke& wolke, ports::Uhr& uhr,
+    std::function<bool()> const& abbrechen) {
+    for (auto const& datei : dateien) {
+        if (abbrechen && abbrechen())
+            return 0;
         wolke.anfordern(datei);
+    }
     if (!(hoechstensSekunden.count() > 0)) // also when it is no number
         return 0;
     auto const frist = spaeter(uhr.jetzt(), hoechstensSekunden);
@@ -230,7 +279,7 @@ std::int64_t ausDerCloudLaden(
         if (anzahl == alle)
             return anzahl;
         uhr.schlafen(wolkenpause);
-        if (uhr.jetzt() >= frist)
+        if (uhr.jetzt() >= frist || (abbrechen && abbrechen()))
             return anzahl;
     }
 }

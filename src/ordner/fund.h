@@ -18,6 +18,9 @@ struct Fund {
     std::int64_t groesse{0};            ///< Bytes; 0 when the file system gives none.
     Zeit geaendert{ferneVergangenheit}; ///< Last change of the content.
     Zeit erstellt{ferneVergangenheit};  ///< Birth; not every file system records it.
+    std::uint64_t geraet{0};  ///< With `inode`: which file this is, by whatever path it was reached.
+    std::uint64_t inode{0};   ///< 0 when the file system gives none.
+    bool ueberVerweis{false}; ///< `pfad` is a link to the file.
 
     [[nodiscard]] Zeit juengstes() const noexcept { return erstellt >= geaendert ? erstellt : geaendert; }
 };

@@ -93,7 +93,8 @@ std::vector<Gemerkt> Merkliste::gemerkte() {
         ergebnis.push_back(
             {.url = aufgeloest->pfad,
              .kennung = Ordner::kennung(aufgeloest->pfad),
-             .zugriffOffen = lesezeichen_.zugriffBeginnen(aufgeloest->pfad)});
+             // What is not there now stays in the list and is searched again when it is back.
+             .zugriffOffen = !aufgeloest->abwesend && lesezeichen_.zugriffBeginnen(aufgeloest->pfad)});
     }
     if (geaendert)
         voreinstellungen_.setzeDatenliste(listenschluessel, neueListe);

@@ -1,9 +1,12 @@
 #include "ordnerleser.h"
 
+#include "dateisuche.h"
+#include "grundlage/datei.h"
 #include "paketendungen.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -37,10 +40,6 @@ std::string_view platzhalterFuer(std::string_view name) {
     return name.size() > marken ? name.substr(1, name.size() - marken) : std::string_view{};
 }
 
-bool auszulassen(std::string_view ordnername) {
-    return ueberspringen(ordnername) || istPaket(ordnername);
-}
-
 /// What an entry is, asked of the file system if `art` leaves it open.
 unsigned char artVon(int ordner, std::string_view name, unsigned char art) {
     if (art != DT_UNKNOWN)
@@ -61,22 +60,53 @@ bool fehlt(int ordner, std::string_view name) {
 
 enum class Werte { bekannt, unbekannt, keinFund };
 
-Werte werteLesen(int ordner, unsigned char art, Kandidat& kandidat) {
-    struct statx werte {};
-    constexpr unsigned gefragt = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
-    int const verweis = art == DT_LNK ? 0 : AT_SYMLINK_NOFOLLOW;
-    if (::statx(ordner, kandidat.name.data(), AT_NO_AUTOMOUNT | verweis, gefragt, &werte) != 0)
-        // A link that leads nowhere is still a find; what was removed since is not.
-        return errno == ENOENT && (art != DT_LNK || fehlt(ordner, kandidat.name)) ? Werte::keinFund
-                                                                                  : Werte::unbekannt;
+constexpr unsigned gefragt = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME | STATX_INO;
+
+Werte uebernehmen(struct statx const& werte, Kandidat& kandidat) {
     if (!S_ISREG(werte.stx_mode))
         return Werte::keinFund;
+    kandidat.geraet = makedev(werte.stx_dev_major, werte.stx_dev_minor);
+    if ((werte.stx_mask & STATX_INO) != 0)
+        kandidat.inode = werte.stx_ino;
     kandidat.groesse = static_cast<std::int64_t>(werte.stx_size);
     if ((werte.stx_mask & STATX_MTIME) != 0)
         kandidat.geaendert = zeitpunkt(werte.stx_mtime);
     if ((werte.stx_mask & STATX_BTIME) != 0)
         kandidat.erstellt = zeitpunkt(werte.stx_btime);
     return Werte::bekannt;
+}
+
+Werte werteLesen(int ordner, Kandidat& kandidat) {
+    struct statx werte {};
+    if (::statx(ordner, kandidat.name.data(), AT_NO_AUTOMOUNT | AT_SYMLINK_NOFOLLOW, gefragt, &werte) != 0)
+        return errno == ENOENT ? Werte::keinFund : Werte::unbekannt; // What was removed since is no find.
+    return uebernehmen(werte, kandidat);
+}
+
+/// The values of the file that a link leads to, if it lies in a searched place. A link is a name that anybody may have
+/// put there; what it leads out to is not the search's to read.
+Werte zielLesen(int ordner, Kandidat& kandidat, Wanderauftrag const& auftrag, Ordnerinhalt& inhalt) {
+    kandidat.ueberVerweis = true;
+    Deskriptor const ziel{::openat(ordner, kandidat.name.data(), O_PATH | O_CLOEXEC)};
+    if (!ziel) {
+        if (errno == EMFILE || errno == ENFILE || errno == ENOMEM)
+            return Werte::unbekannt; // Whoever opens the file asks again where it lies.
+        if (!fehlt(ordner, kandidat.name))
+            ++inhalt.auslassen().verweiseHinaus;
+        return Werte::keinFund;
+    }
+    struct statx werte {};
+    if (::statx(ziel.get(), "", AT_EMPTY_PATH | AT_NO_AUTOMOUNT, gefragt, &werte) != 0)
+        return Werte::unbekannt;
+    auto const ergebnis = uebernehmen(werte, kandidat);
+    bool const innen = ergebnis == Werte::bekannt &&
+                       (auftrag.orte != nullptr ? auftrag.orte->enthaelt(ziel.get())
+                                                : Suchorte::liegtUnter(auftrag.wurzel, ziel.get()));
+    if (ergebnis == Werte::bekannt && !innen) {
+        ++inhalt.auslassen().verweiseHinaus;
+        return Werte::keinFund;
+    }
+    return ergebnis;
 }
 
 } // namespace
@@ -86,10 +116,12 @@ Ordnerinhalt Ordnerleser::lesen(int ordner, std::size_t hoechstens, std::functio
     rohnamen_.clear();
     namen_.clear();
     std::size_t portion = 0;
-    verzeichnisleser_.lesen(
+    int const lesefehler = verzeichnisleser_.lesen(
         ordner, [&](std::string_view name, unsigned char art) { beurteilen(ordner, name, art, inhalt); },
         // Nearly every folder is done after two calls, of which the second finds the end.
         [&] { return ++portion <= 2 || !aufhoeren(); });
+    if (lesefehler != 0)
+        inhalt.auslassen().lesefehler = lesefehler;
     if (!rohnamen_.empty()) {
         sortieren();
         uebernehmen(ordner, hoechstens, inhalt, aufhoeren);
@@ -99,19 +131,19 @@ Ordnerinhalt Ordnerleser::lesen(int ordner, std::size_t hoechstens, std::functio
 
 void Ordnerleser::beurteilen(int ordner, std::string_view name, unsigned char art, Ordnerinhalt& inhalt) {
     if (auftrag_.ziel == Ziel::platzhalter) {
-        beurteilenFuerPlatzhalter(ordner, name, art);
+        beurteilenFuerPlatzhalter(ordner, name, art, inhalt);
         return;
     }
     if (name.front() == '.') // hidden, and "." and ".."
         return;
     bool const gewuenscht = art != DT_DIR && auftrag_.filter.passt(name);
     if (art == DT_UNKNOWN) { // Some file systems do not say; asking costs a call, so only where it matters.
-        if (!gewuenscht && auszulassen(name))
+        if (!gewuenscht && ueberspringen(name))
             return;
         art = artVon(ordner, name, art);
     }
     if (art == DT_DIR) {
-        if (!auszulassen(name))
+        if (!auszulassen(ordner, name, inhalt))
             merken(name, art, Rolle::ordner);
     } else if (gewuenscht && (art == DT_REG || art == DT_LNK)) {
         if (art == DT_REG && auftrag_.ziel == Ziel::anzahl && auftrag_.mindestgroesse < 1)
@@ -121,16 +153,32 @@ void Ordnerleser::beurteilen(int ordner, std::string_view name, unsigned char ar
     }
 }
 
-void Ordnerleser::beurteilenFuerPlatzhalter(int ordner, std::string_view name, unsigned char art) {
+bool Ordnerleser::auszulassen(int ordner, std::string_view name, Ordnerinhalt& inhalt) {
+    bool const uebersprungen = ueberspringen(name);
+    if (!heisstWiePaket(name))
+        return uebersprungen;
+    if (!uebersprungen && !istPaketVonInnen(ordner, name))
+        return false;
+    auto& ausgelassen = inhalt.auslassen();
+    ++ausgelassen.pakete;
+    auto& namen = ausgelassen.paketnamen;
+    namen.emplace(std::ranges::upper_bound(namen, name), name);
+    if (namen.size() > Suchbilanz::hoechstensNamen)
+        namen.pop_back();
+    return true;
+}
+
+void Ordnerleser::beurteilenFuerPlatzhalter(
+    int ordner, std::string_view name, unsigned char art, Ordnerinhalt& inhalt) {
     if (name == "." || name == "..")
         return;
     bool const platzhalter = heisstWiePlatzhalter(name);
-    if (!platzhalter && auszulassen(name))
+    if (!platzhalter && ueberspringen(name))
         return;
     if (platzhalter && auftrag_.filter.passt(platzhalterFuer(name)))
         merken(name, art, Rolle::kandidat);
     // A folder that is named like a placeholder counts as one and is entered all the same.
-    if (artVon(ordner, name, art) == DT_DIR)
+    if (artVon(ordner, name, art) == DT_DIR && (platzhalter || !auszulassen(ordner, name, inhalt)))
         merken(name, art, Rolle::ordner);
 }
 
@@ -177,7 +225,8 @@ bool Ordnerleser::kandidatUebernehmen(
         kandidat.name = platzhalterFuer(kandidat.name);
         return true;
     }
-    auto const werte = werteLesen(ordner, art, kandidat);
+    auto const werte =
+        art == DT_LNK ? zielLesen(ordner, kandidat, auftrag_, inhalt) : werteLesen(ordner, kandidat);
     if (werte == Werte::keinFund)
         return false;
     if (auftrag_.ziel == Ziel::funde)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "suchbilanz.h"
 #include "verzeichnisleser.h"
 #include "wanderung.h"
 
@@ -28,6 +29,22 @@ struct Ordnerinhalt {
     std::vector<Eintrag> eintraege;
     std::size_t unterordner{0}; ///< How many of the entries are subfolders.
     std::int64_t gezaehlt{0};   ///< With Ziel::anzahl; then candidates are no entries.
+
+    /// What was left out here; nothing in nearly every folder.
+    struct Ausgelassenes {
+        std::int64_t pakete{0};
+        std::vector<std::string>
+            paketnamen; ///< The first in byte order, at most Suchbilanz::hoechstensNamen.
+        std::int64_t verweiseHinaus{0};
+        int lesefehler{0}; ///< errno of opening or reading the folder.
+    };
+    std::unique_ptr<Ausgelassenes> ausgelassen;
+
+    [[nodiscard]] Ausgelassenes& auslassen() {
+        if (!ausgelassen)
+            ausgelassen = std::make_unique<Ausgelassenes>();
+        return *ausgelassen;
+    }
 };
 
 /// Reads single folders by the rules of a search. Knows nothing of the tree around them.
@@ -40,7 +57,7 @@ public:
     /// Reads the folder once, and asks for the values of its candidates only; with the candidate of number
     /// `hoechstens` the result ends, subfolders behind it included. `aufhoeren()` is asked now and
     /// then in a large folder; true leaves it, and the result is incomplete. Errors: a folder that cannot be
-    /// read is empty. Throws std::bad_alloc and what `aufhoeren` throws.
+    /// read is empty, or ends where that began, and says so in `ausgelassen`. Throws std::bad_alloc and what `aufhoeren` throws.
     [[nodiscard]] Ordnerinhalt lesen(
         int ordner, std::size_t hoechstens, std::function<bool()> const& aufhoeren);
 
@@ -56,7 +73,10 @@ private:
     };
 
     void beurteilen(int ordner, std::string_view name, unsigned char art, Ordnerinhalt& inhalt);
-    void beurteilenFuerPlatzhalter(int ordner, std::string_view name, unsigned char art);
+    void beurteilenFuerPlatzhalter(
+        int ordner, std::string_view name, unsigned char art, Ordnerinhalt& inhalt);
+    /// Whether a search passes a folder of this name over.
+    [[nodiscard]] static bool auszulassen(int ordner, std::string_view name, Ordnerinhalt& inhalt);
     void merken(std::string_view name, unsigned char art, Rolle rolle);
     void sortieren();
     void uebernehmen(

@@ -1,6 +1,7 @@
 #include "orte.h"
 
 #include "grundlage/datei.h"
+#include "grundlage/frist.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -8,11 +9,15 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <memory>
 
 namespace quillmate::Ordner {
 
 namespace {
+
+/// How long a place may take to be looked at. Whoever asks may be the window's thread.
+constexpr std::chrono::milliseconds blickfrist{2000};
 
 /// Whether a permission of the system stands before a place; decides what a failure to list it means.
 enum class Geschuetzt { ja, nein };
@@ -46,8 +51,19 @@ int fehlerBeimAuflisten(std::string const& pfad) {
     return errno;
 }
 
+/// Whether there is nothing at this path. What cannot be looked at now is not missing: the search says what keeps it.
+bool fehlt(std::string const& pfad) {
+    auto const grund = mitFrist(pfad, blickfrist, [pfad] {
+        struct stat lage {};
+        return ::stat(pfad.c_str(), &lage) == 0 ? 0 : errno;
+    });
+    return grund == ENOENT || grund == ENOTDIR || grund == ELOOP || grund == ENAMETOOLONG;
+}
+
 std::string zustand(Standardort const& ort) {
-    switch (fehlerBeimAuflisten(ort.pfad)) {
+    auto const grund =
+        mitFrist(ort.pfad, blickfrist, [pfad = ort.pfad] { return fehlerBeimAuflisten(pfad); });
+    switch (grund.value_or(ETIMEDOUT)) {
     case 0:
         return "ok";
     case EACCES:
@@ -67,11 +83,9 @@ std::string ortName(std::string_view url) {
 
 std::vector<std::string> belegOrte(ports::Standardorte& standardorte) {
     std::vector<std::string> orte;
-    for (auto& ort : standardorteInReihenfolge(standardorte)) {
-        struct stat lage {};
-        if (::stat(ort.pfad.c_str(), &lage) == 0)
+    for (auto& ort : standardorteInReihenfolge(standardorte))
+        if (!fehlt(ort.pfad))
             orte.push_back(std::move(ort.pfad));
-    }
     return orte;
 }
 

@@ -19,7 +19,8 @@ struct Zugriffslage {
 /// "iCloud Drive" for that drive's folder, otherwise the last path component.
 [[nodiscard]] std::string ortName(std::string_view url);
 
-/// The standard places that exist, in fixed order: Desktop, Documents, Downloads, iCloud Drive.
+/// The standard places that exist, in fixed order: Desktop, Documents, Downloads, iCloud Drive. One that cannot be
+/// looked at now, or does not answer within two seconds, counts as one that exists.
 [[nodiscard]] std::vector<std::string> belegOrte(ports::Standardorte& standardorte);
 
 /// belegOrte(), then the remembered folders in their order. Duplicates stay.

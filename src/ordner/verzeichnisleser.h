@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <sys/types.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -21,15 +22,15 @@ public:
     /// Calls `nimm(name, art)` for each entry in the order of the file system, "." and ".." included. `name`
     /// is followed by a zero byte and lives until `nimm` returns; `art` is one of DT_*, also DT_UNKNOWN.
     /// Before each portion `weiter()` is asked; false ends the reading. A folder that fails half-way ends
-    /// there. True when the folder was not left because of `weiter`.
+    /// there: 0, or the errno of that.
     template<typename Nimm, typename Weiter>
-    bool lesen(int ordner, Nimm&& nimm, Weiter&& weiter) {
+    int lesen(int ordner, Nimm&& nimm, Weiter&& weiter) {
         for (;;) {
             if (!weiter())
-                return false;
+                return 0;
             auto const anzahl = ::getdents64(ordner, puffer_.get(), groesse);
             if (anzahl <= 0)
-                return true;
+                return anzahl == 0 ? 0 : errno;
             auto const* stelle = reinterpret_cast<char const*>(puffer_.get());
             auto const* const ende = stelle + anzahl;
             while (stelle < ende) {

@@ -136,6 +136,18 @@ struct Arbeit {
 
 enum class Lesung { fertig, keinDeskriptor, keinSpeicher };
 
+/// Made of nothing that could need memory itself: short texts stand in the object.
+Fehler keinSpeicher(std::string_view wo) noexcept {
+    Fehler fehler{.art = Fehlerart::keineMittel, .ursache = {Ursache::Herkunft::errnoWert, ENOMEM}};
+    try {
+        fehler.satz = "Kein Speicher";
+        fehler.wo = wo;
+    } catch (std::bad_alloc const&) {
+        // Then without the place.
+    }
+    return fehler;
+}
+
 /// The folder's path as the paths of its finds begin, without slash at the end.
 std::string alsVorsatz(std::string const& ordner) {
     // ".." after a link does not lead back: such a path is left as it is.
@@ -190,6 +202,7 @@ private:
     Knoten* uebergehenBisUngelesen();
     void betreten(Knoten& knoten);
     void verlassen();
+    void ausgelassenesZaehlen(Knoten const& knoten);
     Arbeit holenFuerAufrufer(Knoten& naechster);
     bool alleinWeiter(Arbeit& arbeit);
     void helferStarten();
@@ -286,7 +299,12 @@ std::int64_t Wanderer::laufen() {
         uebergehen();
     } catch (std::bad_alloc const&) {
         // What has been passed until here stands. The helpers end with this object.
+        if (auftrag_.bilanz != nullptr)
+            auftrag_.bilanz->abbruch = keinSpeicher(pfad_);
     }
+    for (auto const& stelle : stapel_) // where the walk ended early
+        if (stelle.knoten->zustand.load(std::memory_order_acquire) == Zustand::gelesen)
+            ausgelassenesZaehlen(*stelle.knoten);
     return anzahl_;
 }
 
@@ -318,6 +336,7 @@ void Wanderer::betreten(Knoten& knoten) {
 void Wanderer::verlassen() {
     auto const& stelle = stapel_.back();
     auto& knoten = *stelle.knoten;
+    ausgelassenesZaehlen(knoten); // it names the folder by the path
     pfad_.resize(stelle.pfadlaenge);
     anzahl_ += knoten.inhalt.gezaehlt;
     uebergangen_ += 1 + knoten.inhalt.eintraege.size();
@@ -325,6 +344,26 @@ void Wanderer::verlassen() {
     knoten.kinder.reset();
     knoten.inhalt = {};
     stapel_.pop_back();
+}
+
+void Wanderer::ausgelassenesZaehlen(Knoten const& knoten) {
+    auto const* const ausgelassen = knoten.inhalt.ausgelassen.get();
+    if (ausgelassen == nullptr || auftrag_.bilanz == nullptr)
+        return;
+    auto& bilanz = *auftrag_.bilanz;
+    bilanz.pakete += ausgelassen->pakete;
+    bilanz.verweiseHinaus += ausgelassen->verweiseHinaus;
+    bilanz.unlesbareOrdner += ausgelassen->lesefehler != 0 ? 1 : 0;
+    try {
+        for (auto const& name : ausgelassen->paketnamen)
+            if (bilanz.paketnamen.size() < Suchbilanz::hoechstensNamen)
+                bilanz.paketnamen.push_back(name);
+        if (ausgelassen->lesefehler != 0 && !bilanz.ersterUnlesbarer)
+            bilanz.ersterUnlesbarer =
+                errnoFehler(pfad_, "Ordner nicht lesbar", ausgelassen->lesefehler).error();
+    } catch (std::bad_alloc const&) {
+        // The numbers stand; a name is not worth the finds.
+    }
 }
 
 /// Passes what has been read, as far as it goes. The folder that comes next but has not been read; nothing
@@ -397,6 +436,7 @@ bool Wanderer::alleinWeiter(Arbeit& arbeit) {
     }
     if (lesen(*faeden_.front(), arbeit, true) == Lesung::keinDeskriptor) {
         // Somebody else in this process holds all of them: the folder counts as unreadable.
+        arbeit.knoten->inhalt.auslassen().lesefehler = EMFILE;
         abschliessen(*faeden_.front(), *arbeit.knoten, {});
     }
     return true;
@@ -465,8 +505,12 @@ Lesung Wanderer::lesen(Faden& faden, Arbeit const& arbeit, bool aufrufer) {
     try {
         if (knoten.eltern != nullptr) {
             eigener = oeffnen(arbeit);
-            if (!eigener && (errno == EMFILE || errno == ENFILE))
+            int const grund = errno;
+            if (!eigener && (grund == EMFILE || grund == ENFILE))
                 return Lesung::keinDeskriptor;
+            // What is gone or became something else meanwhile is no folder that could not be read.
+            if (!eigener && grund != ENOENT && grund != ENOTDIR && grund != ELOOP && grund != ECANCELED)
+                knoten.inhalt.auslassen().lesefehler = grund;
         }
         int const ordner = knoten.eltern != nullptr ? eigener.get() : wurzel_.deskriptor;
         if (ordner >= 0 && knoten.tiefe <= hoechsteTiefe) {
@@ -709,11 +753,18 @@ Wanderergebnis wandern(std::string const& ordner, Wanderauftrag const& auftrag, 
     try {
         // The folder itself may be a link; only those below are not followed.
         auto wurzel = quillmate::oeffnen(ordner, O_RDONLY | O_DIRECTORY);
-        if (!wurzel)
+        if (!wurzel) {
+            if (auftrag.bilanz != nullptr)
+                auftrag.bilanz->abbruch = errnoFehler(ordner, "Ordner nicht zu öffnen").error();
             return {};
-        Wanderer wanderer{auftrag, abnehmer, alsVorsatz(ordner), std::move(wurzel)};
+        }
+        auto mitWurzel = auftrag;
+        mitWurzel.wurzel = wurzel.get();
+        Wanderer wanderer{mitWurzel, abnehmer, alsVorsatz(ordner), std::move(wurzel)};
         return {.begonnen = true, .anzahl = wanderer.laufen()};
     } catch (std::bad_alloc const&) {
+        if (auftrag.bilanz != nullptr)
+            auftrag.bilanz->abbruch = keinSpeicher({});
         return {}; // Not even enough memory to begin.
     }
 }

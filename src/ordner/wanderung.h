@@ -2,6 +2,8 @@
 
 #include "endungsfilter.h"
 #include "fund.h"
+#include "suchbilanz.h"
+#include "suchorte.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,6 +28,9 @@ struct Wanderauftrag {
     /// No more candidates than this are passed on; then the walk ends. So values are not asked for of files
     /// that cannot be reached any more, however large their folder is.
     std::size_t hoechstens{std::numeric_limits<std::size_t>::max()};
+    Suchorte const* orte{nullptr}; ///< Where links to files may lead; null: below the folder that is walked.
+    int wurzel{-1};                ///< That folder; wandern() fills it in.
+    Suchbilanz* bilanz{nullptr};   ///< Takes what is left out.
 };
 
 /// One thing found in the folder that the walk is passing.
@@ -34,6 +39,9 @@ struct Kandidat {
     std::int64_t groesse{0};
     Zeit geaendert{ferneVergangenheit};
     Zeit erstellt{ferneVergangenheit};
+    std::uint64_t geraet{0};
+    std::uint64_t inode{0};
+    bool ueberVerweis{false};
 };
 
 /// Receives what a walk meets, always on the thread that called wandern() and in enumeration order.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "grundlage/belegdatei.h"
 #include "grundlage/dateiarten.h"
 
 #include <optional>
@@ -43,6 +44,14 @@ public:
     /// the decoder of HEIC pictures may run one for as long as it decodes.
     /// Errors: told by the kind of outcome.
     [[nodiscard]] virtual Lesung lesen(int deskriptor, Dateiart art) = 0;
+    /// The same, for as long as nobody wants it to end: `abbrechen` is asked a few times a second on the calling thread,
+    /// and true ends the reading with `gestoppt`. An engine in this process may read to its end instead.
+    [[nodiscard]] virtual Lesung lesenAbbrechbar(
+        int deskriptor, Dateiart art, Abbruchfrage const& abbrechen) {
+        if (abbrechen && abbrechen())
+            return {.art = Lesung::Art::gestoppt};
+        return lesen(deskriptor, art);
+    }
 };
 
 } // namespace quillmate::Texterkennung

@@ -5,7 +5,8 @@
 #include "grundlage/text.h"
 #include "heuristik.h"
 
-#include <cerrno>
+#include <expected>
+#include <utility>
 
 namespace quillmate::Texterkennung {
 
@@ -50,49 +51,77 @@ bool installationGestoert(Fehler const& fehler) noexcept {
 }
 
 Textbefund Erkenner::text(std::string const& pfad) {
-    return versuche(pfad, Versuch::irgendeiner);
+    if (!dateiartNachEndung(pfad))
+        return std::nullopt;
+    // Asked before the file is opened: what is known of it needs no right to read it.
+    auto const schluessel = zwischenspeicherSchluessel(pfad);
+    if (auto const eintrag = speicher_.ausZwischenspeicher(schluessel))
+        return eintrag->text;
+    auto datei = Belegdatei::oeffnen(pfad);
+    if (datei)
+        return text(*datei);
+    if (datei.error().art != Fehlerart::falscheForm)
+        return std::unexpected(std::move(datei.error()));
+    speicher_.inZwischenspeicher(schluessel, std::nullopt); // What is no regular file never has a text.
+    return std::nullopt;
 }
 
-Textbefund Erkenner::letzterVersuch(std::string const& pfad) {
-    return versuche(pfad, Versuch::letzter);
+Textbefund Erkenner::text(Belegdatei& datei, Abbruchfrage const& abbrechen) {
+    return versuche(datei, Versuch::irgendeiner, abbrechen);
 }
 
-Textbefund Erkenner::versuche(std::string const& pfad, Versuch versuch) {
-    auto const art = dateiartNachEndung(pfad);
+Textbefund Erkenner::letzterVersuch(Belegdatei& datei, Abbruchfrage const& abbrechen) {
+    return versuche(datei, Versuch::letzter, abbrechen);
+}
+
+Textbefund Erkenner::versuche(Belegdatei& datei, Versuch versuch, Abbruchfrage const& abbrechen) {
+    auto const art = dateiartNachEndung(datei.pfad());
     if (!art)
         return std::nullopt;
-    // The key is taken before the file is read: a file that changes meanwhile has another key afterwards, so
-    // a text of the old bytes is never found for the new ones.
-    auto const schluessel = zwischenspeicherSchluessel(pfad);
+    // The key is of the state in which the file was opened: a text of the old bytes is never found for the new ones.
+    auto const schluessel = zwischenspeicherSchluessel(datei);
     if (auto const eintrag = speicher_.ausZwischenspeicher(schluessel))
         return eintrag->text;
     if (fehlversuche_.aufgegeben(schluessel))
         return fehler(
-            Fehlerart::abgelehnt, pfad,
+            Fehlerart::abgelehnt, datei.pfad(),
             "die Datei wird nicht mehr gelesen, weil jeder Leseprozess über ihr endet");
-    return lesen(pfad, *art, schluessel, versuch);
+    // The same bytes at another place, or at this one before it was renamed. What is too large to be sent is not asked for.
+    auto const summe = datei.pruefsumme(hoechsterScanbeleg, abbrechen);
+    if (!summe && summe.error().art != Fehlerart::zuGross)
+        return std::unexpected(summe.error());
+    auto const inhaltsschluessel =
+        summe ? speicher_.inhaltsschluessel(*summe, *art == Dateiart::pdf ? "pdf" : "bild") : std::string{};
+    if (summe)
+        if (auto const eintrag = speicher_.nachInhalt(inhaltsschluessel)) {
+            if (datei.unveraendert() == true)
+                speicher_.inZwischenspeicher(schluessel, eintrag->text);
+            return eintrag->text;
+        }
+    auto befund = lesen(datei, *art, schluessel, versuch, abbrechen);
+    if (befund && datei.unveraendert() == true) {
+        speicher_.inZwischenspeicher(schluessel, *befund);
+        if (summe)
+            speicher_.inhaltMerken(inhaltsschluessel, *befund);
+    }
+    return befund;
 }
 
+/// Nothing is cached here.
 Textbefund Erkenner::lesen(
-    std::string const& pfad, Dateiart art, std::string const& schluessel, Versuch versuch) {
-    Lesung lesung;
-    auto const datei = oeffneDatei(pfad);
-    if (datei)
-        lesung = leser_.lesen(datei.get(), art);
-    else if (auto stoerung = errnoFehler(pfad, "die Datei lässt sich nicht öffnen");
-             stoerung.error().art != Fehlerart::falscheForm) // What is no regular file never has a text.
-        return stoerung;
+    Belegdatei& datei, Dateiart art, std::string const& schluessel, Versuch versuch,
+    Abbruchfrage const& abbrechen) {
+    auto lesung = leser_.lesenAbbrechbar(datei.deskriptor(), art, abbrechen);
     if (lesung.art != Lesung::Art::gelesen) {
         if (lesung.leserGestorben && versuch == Versuch::letzter)
             fehlversuche_.zaehle(schluessel);
-        return std::unexpected(stoerung(lesung, pfad));
+        return std::unexpected(stoerung(lesung, datei.pfad()));
     }
     if (versuch == Versuch::letzter)
         fehlversuche_.vergiss(schluessel);
     if (lesung.text)
         lesung.text = ersteZeichen(*lesung.text, hoechstensZeichen);
-    speicher_.inZwischenspeicher(schluessel, lesung.text);
-    return lesung.text;
+    return std::move(lesung.text);
 }
 
 } // namespace quillmate::Texterkennung

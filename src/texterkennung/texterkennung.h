@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fehlversuche.h"
+#include "grundlage/belegdatei.h"
 #include "grundlage/ergebnis.h"
 #include "leser.h"
 #include "zwischenspeicher.h"
@@ -32,15 +33,20 @@ public:
     /// The text of a PDF or image, at most hoechstensZeichen characters; nothing for a file without text, of
     /// another type, or that can never be read. The finding is cached for this version of the file.
     [[nodiscard]] Textbefund text(std::string const& pfad);
+    /// The same for a file that is open already: that descriptor is what is read. Nothing of a file that changes
+    /// meanwhile is cached. `abbrechen` is asked now and then, also while readers are at work; true ends the reading with
+    /// Fehlerart::gestoppt.
+    [[nodiscard]] Textbefund text(Belegdatei& datei, Abbruchfrage const& abbrechen = {});
     /// The same for a scan's second and last attempt: a reader that dies this time too is counted, and after
     /// Fehlversuche::genug scans the file is no longer read.
-    [[nodiscard]] Textbefund letzterVersuch(std::string const& pfad);
+    [[nodiscard]] Textbefund letzterVersuch(Belegdatei& datei, Abbruchfrage const& abbrechen = {});
 
 private:
     enum class Versuch { irgendeiner, letzter };
-    [[nodiscard]] Textbefund versuche(std::string const& pfad, Versuch versuch);
+    [[nodiscard]] Textbefund versuche(Belegdatei& datei, Versuch versuch, Abbruchfrage const& abbrechen);
     [[nodiscard]] Textbefund lesen(
-        std::string const& pfad, Dateiart art, std::string const& schluessel, Versuch versuch);
+        Belegdatei& datei, Dateiart art, std::string const& schluessel, Versuch versuch,
+        Abbruchfrage const& abbrechen);
 
     Leser& leser_;
     Zwischenspeicher const& speicher_;

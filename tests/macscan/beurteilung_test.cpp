@@ -17,7 +17,8 @@ protected:
     MacScan::Entscheidung entscheide(
         std::string const& name, std::string const& inhalt, std::vector<std::string> const& worte = {},
         bool bilderImmer = false) {
-        return MacScan::entscheiden(welt.heim.datei(name, inhalt), worte, bilderImmer, welt.erkenner).value();
+        auto datei = Belegdatei::oeffnen(welt.heim.datei(name, inhalt)).value();
+        return MacScan::entscheiden(datei, worte, bilderImmer, welt.erkenner).value();
     }
     werkzeug::Suchwelt welt;
 };

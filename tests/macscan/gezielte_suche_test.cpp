@@ -128,7 +128,7 @@ TEST_F(GezielteSuche, ReadingEndsAfterNinetySecondsAndHitsUntilThenCount) {
 
 TEST_F(GezielteSuche, AFailedAttachmentIsMissingAndTheNextOneIsTried) {
     belege("1.pdf", "49,90", 2);
-    belege("2.pdf", "49,90", 1);
+    belege("2.pdf", "49,90 und mehr", 1);
     welt.leser.vorher = [&, n = 0]() mutable {
         if (++n == 2) {
             EXPECT_EQ(::unlink(welt.heim.pfad("Documents/1.pdf").c_str()), 0);
@@ -200,7 +200,7 @@ TEST_F(GezielteSuche, ACountThatIsToldToStopReadsNoFurtherFolder) {
     std::stop_source ende;
     EXPECT_EQ(s.bilderZaehlen(kennung, ende.get_token()), 1);
     ende.request_stop();
-    EXPECT_EQ(s.bilderZaehlen(kennung, ende.get_token()), 0);
+    EXPECT_FALSE(s.bilderZaehlen(kennung, ende.get_token()));
     EXPECT_TRUE(welt.lesezeichen.offen.empty());
 }
 

@@ -23,6 +23,14 @@ namespace quillmate::werkzeug {
 /// "Recognises" a file by taking its bytes for its text; an empty file has no text. Some texts are faults.
 class WoertlicherLeser final : public Texterkennung::Leser {
 public:
+    Texterkennung::Lesung lesenAbbrechbar(
+        int deskriptor, Texterkennung::Dateiart art, Abbruchfrage const& abbrechen) override {
+        if (!bisAbbruch)
+            return lesen(deskriptor, art);
+        ++gelesen;
+        (void)wartenBis([&] { return abbrechen && abbrechen(); });
+        return {.art = Texterkennung::Lesung::Art::gestoppt};
+    }
     Texterkennung::Lesung lesen(int deskriptor, Texterkennung::Dateiart) override {
         if (vorher)
             vorher();
@@ -44,6 +52,7 @@ public:
     std::atomic<int> gelesen{0};
     std::atomic<int> gestoert{0};
     std::atomic<bool> immerGestoert{false};
+    std::atomic<bool> bisAbbruch{false}; ///< Reads until nobody wants the answer any more.
 };
 
 /// A cloud drive that fetches what it is asked for, or not.
@@ -106,16 +115,19 @@ public:
             heim.ordner(name);
     }
 
-    MacScan::Umgebung umgebung() {
+    MacScan::Umgebung umgebung() { return umgebungMit(uhr); }
+    /// With another clock than the one that stands still.
+    MacScan::Umgebung umgebungMit(ports::Uhr& zeit) {
         return {
             .merkliste = merkliste,
             .standardorte = standardorte,
             .erkenner = erkenner,
             .dienst = dienst,
-            .uhr = uhr,
+            .uhr = zeit,
             .arbeitsfaden = arbeitsfaden,
             .wolke = wolkeVorhanden ? static_cast<ports::Wolke&>(wolke) : keineWolke,
-            .leser = leserzahl};
+            .leser = leserzahl,
+            .ortsfrist = ortsfrist};
     }
     [[nodiscard]] dienst::Zugang zugang() const {
         return {.server = service.server().adresse(), .clientId = 5, .token = "t"};
@@ -162,6 +174,7 @@ public:
     WolkeAttrappe wolke;
     bool wolkeVorhanden{false};
     int leserzahl{2};
+    std::chrono::milliseconds ortsfrist{20'000};
 
 private:
     mutable std::mutex sperre;

@@ -221,7 +221,7 @@ TEST_F(Vollsuche, AFailedStartIsTriedThreeTimesTwoSecondsApart) {
     welt.service.antworte("/progress-start", HttpAntwort{.status = 500});
     auto const meldungen = laufe();
     EXPECT_EQ(welt.service.server().anfragenAn("/progress-start").size(), 3U);
-    EXPECT_EQ(welt.uhr.geschlafen(), (std::vector{2.0, 2.0}));
+    EXPECT_EQ(welt.uhr.geschlafen(), std::vector(16, 0.25)); // twice two seconds
     EXPECT_EQ(meldungen.at(0)["gestartet"], true);
     EXPECT_EQ(welt.service.hochgeladen(), Namen{"a.pdf"});
 }
@@ -415,7 +415,7 @@ TEST_F(Vollsuche, AFileExactlyOnTheEarliestDateIsKept) {
 
 TEST_F(Vollsuche, AtMostTwoUploadsAndAsManyReadingsAsReadersRunAtOnce) {
     for (int i = 0; i < 12; ++i)
-        welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", belegtext);
+        welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", belegtext + std::to_string(i));
     struct Gleichzeitig {
         std::atomic<int> jetzt{0};
         std::atomic<int> hoechstens{0};
@@ -443,7 +443,7 @@ TEST_F(Vollsuche, AtMostTwoUploadsAndAsManyReadingsAsReadersRunAtOnce) {
 
 TEST_F(Vollsuche, ProgressIsReportedEachFullSecond) {
     for (int i = 0; i < 5; ++i)
-        welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", brief);
+        welt.heim.datei("Desktop/" + std::to_string(i) + ".pdf", brief + std::to_string(i));
     welt.leserzahl = 1;
     auto const berichte = [&] {
         return static_cast<int>(welt.service.server().anfragenAn("/progress-update").size());

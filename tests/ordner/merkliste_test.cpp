@@ -142,6 +142,33 @@ TEST_F(Merkliste, ForgettingOneKeepsTheOthersInOrderAndDropsTheDead) {
     EXPECT_EQ(gespeichert(), (Texte{"1:/a", "3:/c"}));
 }
 
+TEST_F(Merkliste, AnAbsentFolderIsKeptThroughListsChoosingAndForgettingOthers) {
+    lesezeichen.ordner = {"/stick", "/a", "/b"};
+    for (auto const* ordner : {"/stick", "/a", "/b"})
+        merkliste.merken(ordner);
+    lesezeichen.ordner.erase("/stick");
+    lesezeichen.abwesend = {"/stick"};
+    auto const gemerkte = merkliste.gemerkte();
+    ASSERT_EQ(gemerkte.size(), 3U);
+    EXPECT_EQ(gemerkte[0].url, "/stick");
+    EXPECT_FALSE(gemerkte[0].zugriffOffen);
+    for (auto const& gemerkt : gemerkte)
+        merkliste.beenden(gemerkt);
+    merkliste.merken("/a");
+    merkliste.vergessen(Ordner::kennung("/b"));
+    EXPECT_EQ(gemerkteUrls(), (Texte{"/stick", "/a"}));
+    // Back again.
+    lesezeichen.abwesend.clear();
+    lesezeichen.ordner.insert("/stick");
+    EXPECT_TRUE(merkliste.gemerkte()[0].zugriffOffen);
+    lesezeichen.offen.clear();
+    // What the user forgets meanwhile stays forgotten.
+    lesezeichen.abwesend = {"/stick"};
+    merkliste.vergessen(Ordner::kennung("/stick"));
+    lesezeichen.abwesend.clear();
+    EXPECT_EQ(gemerkteUrls(), Texte{"/a"});
+}
+
 TEST_F(Merkliste, ForgettingTheLastOneStoresAnEmptyList) {
     lesezeichen.ordner = {"/a"};
     merkliste.merken("/a");

@@ -1,11 +1,15 @@
 #include "ordner/orte.h"
+#include "werkzeug/ohne_aufruf.h"
 #include "werkzeug/ordner_auf_zeit.h"
 #include "werkzeug/voreinstellungen.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 using namespace quillmate;
 
@@ -87,4 +91,19 @@ TEST_F(Orte, APlaceThatMayNotBeListedIsReportedAsDenied) {
     ::waitpid(kind, &ausgang, 0);
     EXPECT_EQ(ausgang, 0);
     ::chmod(heim.pfad("Documents").c_str(), 0700);
+}
+
+TEST_F(Orte, APlaceThatCannotBeLookedAtNowIsNotMissing) {
+    heim.ordner("Desktop");
+    for (auto const& [fehler, erwartet] : {std::pair{EIO, 4}, std::pair{ENOMEM, 4}, std::pair{ENOENT, 0}}) {
+        auto const kind = ::fork();
+        if (kind == 0)
+            ::_exit(
+                werkzeug::ohneAufruf(SYS_newfstatat, fehler)
+                    ? static_cast<int>(Ordner::belegOrte(standardorte).size())
+                    : 99);
+        int ausgang = -1;
+        ::waitpid(kind, &ausgang, 0);
+        EXPECT_EQ(WEXITSTATUS(ausgang), erwartet) << fehler;
+    }
 }

@@ -38,16 +38,16 @@ TEST(Suchregeln, FolderIsSkippedByExactNameByLeadingDotAndBySuffix) {
         EXPECT_FALSE(Ordner::ueberspringen(name)) << name;
 }
 
-TEST(Suchregeln, PackagesAreRecognisedBySuffixInAnyCase) {
+TEST(Suchregeln, PackagesAreNamedBySuffixInAnyCase) {
     for (auto const* name :
          {"Brief.pages", "Tabelle.numbers", "Vortrag.key", "Notiz.rtfd", "Programm.APP",
           "Fotos.PhotosLibrary", "Film.fcpbundle", "Lied.logicx", "Projekt.xcodeproj", "a.b.kext",
           "Programm.dSYM", "x.prefPane"})
-        EXPECT_TRUE(Ordner::istPaket(name)) << name;
+        EXPECT_TRUE(Ordner::heisstWiePaket(name)) << name;
     for (auto const* name :
          {"", ".", ".app", "app", "pages", "Belege", "Belege.", "Belege.2024", "Bilder.xcassets",
           "Programm.app.alt", "x.einesehrlangeendungdieesnichtgibt"})
-        EXPECT_FALSE(Ordner::istPaket(name)) << name;
+        EXPECT_FALSE(Ordner::heisstWiePaket(name)) << name;
 }
 
 TEST(Suchregeln, FindsWantedExtensionsInAnyCase) {
@@ -99,6 +99,8 @@ TEST(Suchregeln, ExcludedFoldersAndPackagesAreNotEntered) {
          {"Fotos.photoslibrary", "Programm.app", "Sicherung.sparsebundle", "Brief.pages", "Notiz.RTFD",
           ".versteckt"})
         ordner.datei(std::string{name} + "/tiefer/nein.pdf");
+    ordner.datei("Brief.pages/Index.zip");
+    ordner.datei("Notiz.RTFD/TXT.rtf");
     EXPECT_THAT(gefunden(ordner.pfad()), ElementsAre("Belege/ja.pdf"));
     EXPECT_EQ(Ordner::zaehlen(ordner.pfad(), Ordner::endungen, 0), 1);
 }

@@ -172,7 +172,7 @@ TEST(Wanderung, WithoutMemoryTheSearchEndsWithTheBeginningOfWhatItWouldHaveFound
             }
             {
                 haken::Speichernot const not_{haken::Wen::alle, davor, true};
-                gezaehlt = Ordner::zaehlen(wurzel, Ordner::endungen, 0, {}, faeden);
+                gezaehlt = Ordner::zaehlen(wurzel, Ordner::endungen, 0, {}, faeden).value_or(0);
                 genugZumZaehlen = haken::Speichernot::verweigerte() == 0;
             }
             auto const liste = test::namen(funde, wurzel);
@@ -306,7 +306,13 @@ TEST(Wanderung, FolderThatFailsHalfWayDoesNotEndTheSearch) {
         errno = EIO;
         return -1;
     };
-    EXPECT_THAT(gefunden(ordner.pfad()), ElementsAre("a/1.pdf", "c/3.pdf"));
+    Ordner::Suchbilanz bilanz;
+    EXPECT_THAT(gefunden(ordner.pfad(), {.bilanz = &bilanz}), ElementsAre("a/1.pdf", "c/3.pdf"));
+    EXPECT_EQ(bilanz.unlesbareOrdner, 1) << "a folder that failed is not an empty one";
+    ASSERT_TRUE(bilanz.ersterUnlesbarer);
+    EXPECT_EQ(bilanz.ersterUnlesbarer->ursache.nummer, EIO);
+    EXPECT_EQ(bilanz.ersterUnlesbarer->wo, ordner.pfad("b"));
+    EXPECT_FALSE(bilanz.abbruch);
 }
 
 TEST(Wanderung, FolderThatBecameALinkMeanwhileIsNotEntered) {
@@ -334,8 +340,9 @@ TEST(Wanderung, FolderThatBecameALinkMeanwhileIsNotEntered) {
 TEST(Wanderung, LinkThatVanishesBeforeItsValuesAreReadIsNoFind) {
     Hakenwache const wache;
     OrdnerAufZeit const ordner;
-    fs::create_symlink("fehlt", ordner.pfad("bleibt.pdf"));
-    fs::create_symlink("fehlt", ordner.pfad("geht.pdf"));
+    ordner.datei("ziel");
+    fs::create_symlink("ziel", ordner.pfad("bleibt.pdf"));
+    fs::create_symlink("ziel", ordner.pfad("geht.pdf"));
     std::once_flag einmal;
     haken::haken().nachLesen = [&](int, std::ptrdiff_t anzahl) {
         std::call_once(einmal, [&] { fs::remove(ordner.pfad("geht.pdf")); });

@@ -79,6 +79,7 @@ TEST(Platzhalter, AreNotLookedForInExcludedFoldersAndPackages) {
     OrdnerAufZeit const ordner;
     for (auto const* name : {".versteckt", "Library", "Programm.app", "Brief.pages", ".git", ".ablage.pdf"})
         ordner.datei(std::string{name} + "/.scan.pdf.icloud");
+    ordner.datei("Brief.pages/Index.zip");
     ordner.datei("Belege/.scan.pdf.icloud");
     EXPECT_THAT(Ordner::platzhalter(ordner.pfad()), ElementsAre(ordner.pfad("Belege/scan.pdf")));
 }

@@ -35,8 +35,11 @@ class Erkennung : public testing::Test {
 protected:
     std::size_t eintraege() const {
         std::error_code fehler;
-        return static_cast<std::size_t>(std::distance(
-            std::filesystem::directory_iterator{speicher.zwischenspeicherOrdner(), fehler}, {}));
+        std::size_t anzahl = 0;
+        for (auto const& eintrag :
+             std::filesystem::directory_iterator{speicher.zwischenspeicherOrdner(), fehler})
+            anzahl += eintrag.is_regular_file() ? 1U : 0U;
+        return anzahl;
     }
     werkzeug::OrdnerAufZeit ordner;
     LeserAttrappe leser;
@@ -122,7 +125,8 @@ TEST_F(Erkennung, AFileIsLeftAloneAfterFiveLastAttemptsThatKilledTheirReader) {
     auto const pfad = ordner.datei("a.pdf", "1");
     for (int scan = 0; scan < 5; ++scan) {
         EXPECT_EQ(erkenner.text(pfad).error().art, Fehlerart::gestoert); // Does not count.
-        EXPECT_EQ(erkenner.letzterVersuch(pfad).error().art, Fehlerart::gestoert);
+        auto datei = Belegdatei::oeffnen(pfad).value();
+        EXPECT_EQ(erkenner.letzterVersuch(datei).error().art, Fehlerart::gestoert);
     }
     EXPECT_EQ(erkenner.text(pfad).error().art, Fehlerart::abgelehnt);
     EXPECT_EQ(leser.gelesen, 10);
@@ -191,7 +195,7 @@ TEST_F(Erkennung, ATextOf6001CharactersIsCutTo6000) {
     leser.antwort.text = lang;
     EXPECT_EQ(erkenner.text(ordner.datei("a.pdf", "1")).value()->size(), 12'000U);
     leser.antwort.text = std::string(6000, 'x');
-    EXPECT_EQ(erkenner.text(ordner.datei("b.pdf", "1")).value()->size(), 6000U);
+    EXPECT_EQ(erkenner.text(ordner.datei("b.pdf", "2")).value()->size(), 6000U);
 }
 
 TEST_F(Erkennung, UnreadableFilesHaveNoTextAndAreNotHandedToTheEngines) {
@@ -209,4 +213,46 @@ TEST_F(Erkennung, AFullCacheDiskCostsOnlyTheCache) {
     Texterkennung::Zwischenspeicher const kaputt{ordner.datei("datei") + "/texte"};
     Texterkennung::Erkenner ohneSpeicher{leser, kaputt};
     EXPECT_EQ(ohneSpeicher.text(ordner.datei("a.pdf", "1")), "x");
+}
+
+TEST_F(Erkennung, WhatWasMovedCopiedOrTouchedIsNotReadAgain) {
+    leser.antwort.text = "x";
+    auto const pfad = ordner.datei("a/b.pdf", "dieselben Bytes");
+    EXPECT_EQ(erkenner.text(pfad), "x");
+    std::filesystem::rename(ordner.pfad("a"), ordner.pfad("neu"));
+    EXPECT_EQ(erkenner.text(ordner.pfad("neu/b.pdf")), "x");
+    EXPECT_EQ(erkenner.text(ordner.datei("kopie.pdf", "dieselben Bytes")), "x");
+    EXPECT_EQ(leser.gelesen, 1);
+    // The same bytes as a picture are read as one.
+    EXPECT_EQ(erkenner.text(ordner.datei("bild.jpg", "dieselben Bytes")), "x");
+    EXPECT_EQ(leser.gelesen, 2);
+    // The level above has it now, so the folder of the contents can go.
+    std::filesystem::remove_all(ordner.pfad("texte/inhalt"));
+    EXPECT_EQ(erkenner.text(ordner.pfad("neu/b.pdf")), "x");
+    EXPECT_EQ(leser.gelesen, 2);
+}
+
+TEST_F(Erkennung, NothingIsKeptOfAFileThatChangesWhileItIsRead) {
+    struct Aenderer final : Texterkennung::Leser {
+        Texterkennung::Lesung lesen(int, Texterkennung::Dateiart) override {
+            std::ofstream{pfad, std::ios::app} << "mehr";
+            return {.text = "halb"};
+        }
+        std::string pfad;
+    } aenderer;
+    aenderer.pfad = ordner.datei("a.pdf", "x");
+    Texterkennung::Erkenner anderer{aenderer, speicher};
+    EXPECT_EQ(anderer.text(aenderer.pfad), "halb");
+    EXPECT_EQ(eintraege(), 0U);
+    EXPECT_FALSE(std::filesystem::exists(ordner.pfad("texte/inhalt")));
+}
+
+TEST_F(Erkennung, AnOpenFileIsReadWhateverTookItsPlace) {
+    leser.antwort.text = "x";
+    auto const pfad = ordner.datei("a.pdf", "alt");
+    auto datei = Belegdatei::oeffnen(pfad).value();
+    std::filesystem::remove(pfad);
+    ordner.datei("a.pdf", "neu");
+    (void)erkenner.text(datei);
+    EXPECT_EQ(leser.gesehen, "alt");
 }

@@ -105,6 +105,8 @@ public:
             pfad = neu->second;
             veraltet = true;
         }
+        if (abwesend.contains(pfad))
+            return Aufgeloest{.pfad = pfad, .abwesend = true};
         if (!ordner.contains(pfad))
             return std::nullopt;
         return Aufgeloest{.pfad = pfad, .veraltet = veraltet};
@@ -125,6 +127,7 @@ public:
     std::set<std::string> ordner;
     std::map<std::string, std::string> umgezogen;
     std::set<std::string> verschlossen;
+    std::set<std::string> abwesend; ///< On a drive that is not plugged in.
     std::multiset<std::string> offen;
     bool anlegenScheitert{false};
     int zaehler{0};

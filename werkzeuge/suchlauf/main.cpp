@@ -215,7 +215,8 @@ int ausfuehren(suchlauf::Argumente const& argumente, sigset_t const& signale) {
     adapter::linux::ArbeitsfadenLinux arbeitsfaden;
     ports::KeineWolke wolke;
     auto const leser = suchlauf::leserBauen();
-    Texterkennung::Zwischenspeicher const speicher{adapter::linux::zwischenspeicherOrdner()};
+    Texterkennung::Zwischenspeicher const speicher{
+        adapter::linux::zwischenspeicherOrdner(), Texterkennung::lesemethode()};
     Texterkennung::Erkenner erkenner{*leser, speicher};
     dienst::Dienst dienst;
     MacScan::Suche suche{

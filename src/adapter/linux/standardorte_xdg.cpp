@@ -1,10 +1,14 @@
 #include "standardorte_xdg.h"
 
 #include "grundlage/datei.h"
+#include "grundlage/ergebnis.h"
+#include "grundlage/protokoll.h"
 #include "verzeichnisse.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 namespace quillmate::adapter::linux {
 
@@ -73,8 +77,18 @@ ports::Standardorte::Pfade standardorteAus(std::string const& heim, std::string_
 
 ports::Standardorte::Pfade StandardorteXdg::pfade() {
     constexpr std::uint64_t hoechstgroesse = std::uint64_t{64} * 1024;
-    auto const inhalt = leseDatei(konfigurationsordner() + "/user-dirs.dirs", hoechstgroesse);
-    return standardorteAus(heimordner(), inhalt.value_or(""));
+    auto const datei = konfigurationsordner() + "/user-dirs.dirs";
+    auto inhalt = leseDatei(datei, hoechstgroesse);
+    int const grund = inhalt ? 0 : errno;
+    std::lock_guard const schutz{sperre_};
+    // A moment without memory or descriptors must not turn the user's folders into the usual ones.
+    if (inhalt || grund == ENOENT || grund == ENOTDIR) {
+        zuletzt_ = std::move(inhalt).value_or("");
+    } else if (grund != gemeldet_) {
+        protokoll(errnoFehler(datei, "Standardorte nicht lesbar", grund).error().text());
+    }
+    gemeldet_ = grund;
+    return standardorteAus(heimordner(), zuletzt_);
 }
 
 } // namespace quillmate::adapter::linux

@@ -2,6 +2,7 @@
 
 #include "ports/standardorte.h"
 
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,11 @@ namespace quillmate::adapter::linux {
 class StandardorteXdg final : public ports::Standardorte {
 public:
     [[nodiscard]] Pfade pfade() override;
+
+private:
+    std::mutex sperre_;   ///< Guards what follows.
+    std::string zuletzt_; ///< What user-dirs.dirs held when it could last be read.
+    int gemeldet_{0};     ///< errno of the last failure; said once.
 };
 
 /// The rule behind it. `benutzerordner` is the content of user-dirs.dirs: lines such as

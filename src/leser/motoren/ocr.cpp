@@ -299,6 +299,7 @@ Schrifterkenner::Gelesen TesseractErkenner::lesen(Ausrichtung ausrichtung, Erken
             zweiterBlick(zeilen, *bild_, [&](Kasten kasten) { return stueckLesen(*bild_, kasten, ende); }));
         api_->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
     }
+    ohneRauschen(zeilen);
     return gelesen(zeilen);
 }
 

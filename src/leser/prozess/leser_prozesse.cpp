@@ -53,6 +53,8 @@ using Uhr = std::chrono::steady_clock;
 
 /// A reader that was told to end and has nothing to do ends within milliseconds.
 constexpr std::chrono::seconds gnadenfrist{5};
+/// At the end of the program the killed are waited for that long, so that it ends within five seconds whatever hangs.
+constexpr std::chrono::seconds abschiedsfrist{2};
 constexpr std::chrono::milliseconds totenschau{10}; // How often the dying are looked after.
 /// A process that closed its channel is about to be gone; this long its cause of death is waited for.
 constexpr std::chrono::milliseconds fristUrsache{500};
@@ -80,13 +82,14 @@ enum class Ausgang {
     rechenfrist,
     wandfrist,
     zuGross,
-    beendet, ///< beenden() was called.
+    beendet, ///< beenden() was called, or nobody wants the answer any more.
 };
 
 struct Schranken {
     std::chrono::milliseconds wandfrist;
     std::chrono::milliseconds rechenfrist;
     std::size_t speicher{std::numeric_limits<std::size_t>::max()};
+    Abbruchfrage const* abbrechen{nullptr};
 };
 
 /// The path for the log, as the kernel knows it, fit for one line.
@@ -178,7 +181,7 @@ struct LeserProzesse::Innen {
         waerter.join();
     }
 
-    Texterkennung::Lesung lesen(int deskriptor, Texterkennung::Dateiart art);
+    Texterkennung::Lesung lesen(int deskriptor, Texterkennung::Dateiart art, Abbruchfrage const& abbrechen);
     void beenden() noexcept;
 
     // On the caller's thread.
@@ -187,7 +190,8 @@ struct LeserProzesse::Innen {
     std::optional<Texterkennung::Lesung> vorlageHolen();
     std::optional<Texterkennung::Lesung> vorlageStarten();
     void vorlageAufgeben();
-    Texterkennung::Lesung antwortAbwarten(Kind& kind, int deskriptor, Texterkennung::Dateiart art);
+    Texterkennung::Lesung antwortAbwarten(
+        Kind& kind, int deskriptor, Texterkennung::Dateiart art, Abbruchfrage const& abbrechen);
     Texterkennung::Lesung beurteilt(Ausgang ausgang, std::optional<int> status, int deskriptor);
     std::optional<int> toeten(pid_t pid, Deskriptor kanal, bool erwartet);
     template<typename Nimm>
@@ -285,7 +289,7 @@ Ausgang LeserProzesse::Innen::empfange(
         std::array<pollfd, 2> lage{{{kanal, POLLIN, 0}, {endzeichen.get(), POLLIN, 0}}};
         if (::poll(lage.data(), lage.size(), alsMillisekunden(rest)) < 0 && errno != EINTR)
             return Ausgang::gestorben;
-        if (beendet)
+        if (beendet || (schranken.abbrechen && *schranken.abbrechen && (*schranken.abbrechen)()))
             return Ausgang::beendet;
         if (bewacht && groesse(pid) > schranken.speicher)
             return Ausgang::zuGross;
@@ -467,7 +471,7 @@ std::expected<Kind, Texterkennung::Lesung> LeserProzesse::Innen::geboren(
 }
 
 Texterkennung::Lesung LeserProzesse::Innen::antwortAbwarten(
-    Kind& kind, int deskriptor, Texterkennung::Dateiart art) {
+    Kind& kind, int deskriptor, Texterkennung::Dateiart art, Abbruchfrage const& abbrechen) {
     rangGeben(kind.pid, Rang::desFadens());
     leser::protokoll::AntwortEingang eingang{kind.nummer};
     auto ausgang = Ausgang::gestorben;
@@ -476,7 +480,8 @@ Texterkennung::Lesung LeserProzesse::Innen::antwortAbwarten(
             kind.pid, kind.pipe.get(),
             {.wandfrist = vorgaben.wandfrist,
              .rechenfrist = vorgaben.rechenfrist,
-             .speicher = art == Texterkennung::Dateiart::pdf ? vorgaben.speicherPdf : vorgaben.speicherBild},
+             .speicher = art == Texterkennung::Dateiart::pdf ? vorgaben.speicherPdf : vorgaben.speicherBild,
+             .abbrechen = &abbrechen},
             [&](std::span<std::uint8_t const> stueck) -> std::optional<std::size_t> {
                 if (eingang.nimm(stueck) == leser::protokoll::AntwortEingang::Stand::falsch)
                     return std::nullopt;
@@ -546,7 +551,8 @@ Texterkennung::Lesung LeserProzesse::Innen::beurteilt(
     return {};
 }
 
-Texterkennung::Lesung LeserProzesse::Innen::lesen(int deskriptor, Texterkennung::Dateiart art) {
+Texterkennung::Lesung LeserProzesse::Innen::lesen(
+    int deskriptor, Texterkennung::Dateiart art, Abbruchfrage const& abbrechen) {
     struct Anwesenheit { // As long as somebody reads, the template does not rest.
         Innen& innen;
         explicit Anwesenheit(Innen& i)
@@ -564,7 +570,7 @@ Texterkennung::Lesung LeserProzesse::Innen::lesen(int deskriptor, Texterkennung:
         }
     } const anwesenheit{*this};
     auto kind = geboren(deskriptor, art);
-    return kind ? antwortAbwarten(*kind, deskriptor, art) : std::move(kind).error();
+    return kind ? antwortAbwarten(*kind, deskriptor, art, abbrechen) : std::move(kind).error();
 }
 
 void LeserProzesse::Innen::beenden() noexcept {
@@ -651,7 +657,7 @@ void LeserProzesse::Innen::waerterarbeit() {
         s.getoetet = true;
     }
     // A process inside a file system that hangs cannot be waited for; it ends when it comes out.
-    auto const spaetestens = Uhr::now() + gnadenfrist;
+    auto const spaetestens = Uhr::now() + abschiedsfrist;
     for (bestatten(); !sterbende.empty() && Uhr::now() < spaetestens; bestatten())
         std::this_thread::sleep_for(std::chrono::milliseconds{1});
 }
@@ -667,8 +673,13 @@ LeserProzesse::LeserProzesse(Vorgaben vorgaben)
 LeserProzesse::~LeserProzesse() = default;
 
 Texterkennung::Lesung LeserProzesse::lesen(int deskriptor, Texterkennung::Dateiart art) {
+    return lesenAbbrechbar(deskriptor, art, {});
+}
+
+Texterkennung::Lesung LeserProzesse::lesenAbbrechbar(
+    int deskriptor, Texterkennung::Dateiart art, Abbruchfrage const& abbrechen) {
     try {
-        return innen_->lesen(deskriptor, art);
+        return innen_->lesen(deskriptor, art, abbrechen);
     } catch (std::exception const&) {
         return {.art = Texterkennung::Lesung::Art::ohneMittel}; // Memory ran out in this process.
     }

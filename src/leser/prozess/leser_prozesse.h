@@ -53,6 +53,9 @@ public:
     LeserProzesse& operator=(LeserProzesse const&) = delete;
 
     [[nodiscard]] Texterkennung::Lesung lesen(int deskriptor, Texterkennung::Dateiart art) override;
+    /// The child is killed when nobody wants its answer any more.
+    [[nodiscard]] Texterkennung::Lesung lesenAbbrechbar(
+        int deskriptor, Texterkennung::Dateiart art, Abbruchfrage const& abbrechen) override;
 
     /// For the end of the program: whoever waits in lesen() gets `gestoppt` at once, and so does everyone later.
     /// Threads: any.

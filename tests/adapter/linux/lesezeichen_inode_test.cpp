@@ -112,9 +112,74 @@ TEST_F(LesezeichenInode, WithoutDescriptorsAFolderIsNotForgotten) {
     EXPECT_EQ(ausgang, 0);
 }
 
+TEST_F(LesezeichenInode, AFolderOnADriveThatIsNotPluggedInIsAbsentAndNotForgotten) {
+    auto const bytes = lesezeichen.anlegen(ordner.ordner("media/stick/belege")).value();
+    // The drive's folder goes with it.
+    std::filesystem::rename(ordner.pfad("media/stick"), ordner.pfad("weg"));
+    auto aufgeloest = lesezeichen.aufloesen(bytes);
+    ASSERT_TRUE(aufgeloest);
+    EXPECT_TRUE(aufgeloest->abwesend);
+    EXPECT_EQ(aufgeloest->pfad, ordner.pfad("media/stick/belege"));
+    // Or an empty mount point stays.
+    ordner.ordner("media/stick");
+    aufgeloest = lesezeichen.aufloesen(bytes);
+    ASSERT_TRUE(aufgeloest);
+    EXPECT_TRUE(aufgeloest->abwesend);
+    // Plugged in again.
+    std::filesystem::remove(ordner.pfad("media/stick"));
+    std::filesystem::rename(ordner.pfad("weg"), ordner.pfad("media/stick"));
+    aufgeloest = lesezeichen.aufloesen(bytes);
+    ASSERT_TRUE(aufgeloest);
+    EXPECT_FALSE(aufgeloest->abwesend);
+    EXPECT_FALSE(aufgeloest->veraltet);
+    // Deleted on the drive.
+    std::filesystem::remove(ordner.pfad("media/stick/belege"));
+    EXPECT_FALSE(lesezeichen.aufloesen(bytes));
+}
+
+TEST_F(LesezeichenInode, TheRootOfADriveIsAbsentWithoutItAndWithAnEmptyMountPoint) {
+    ordner.ordner("media/stick");
+    struct stat eltern {};
+    ASSERT_EQ(::stat(ordner.pfad("media").c_str(), &eltern), 0);
+    // As it is remembered while a drive is mounted there: another device than the folder above.
+    auto const bytes = verschluesseln(
+        {.geraet = eltern.st_dev + 1,
+         .knoten = 5,
+         .pfad = ordner.pfad("media/stick"),
+         .elterngeraet = eltern.st_dev,
+         .elternknoten = eltern.st_ino});
+    ASSERT_TRUE(lesezeichen.aufloesen(bytes));
+    EXPECT_TRUE(lesezeichen.aufloesen(bytes)->abwesend);
+    std::filesystem::remove(ordner.pfad("media/stick"));
+    ASSERT_TRUE(lesezeichen.aufloesen(bytes));
+    EXPECT_TRUE(lesezeichen.aufloesen(bytes)->abwesend);
+    ordner.datei("media/stick/beleg.pdf"); // the user's own folder in its place
+    ASSERT_TRUE(lesezeichen.aufloesen(bytes));
+    EXPECT_FALSE(lesezeichen.aufloesen(bytes)->abwesend);
+    EXPECT_TRUE(lesezeichen.aufloesen(bytes)->veraltet);
+}
+
+TEST_F(LesezeichenInode, AnEarlierBookmarkIsUnderstoodAndMadeAnew) {
+    auto const pfad = ordner.ordner("belege");
+    struct stat lage {};
+    ASSERT_EQ(::stat(pfad.c_str(), &lage), 0);
+    auto const frueher = "quillmate-lesezeichen 1\n" + std::to_string(lage.st_dev) + ' ' +
+                         std::to_string(lage.st_ino) + '\n' + pfad;
+    auto const aufgeloest = lesezeichen.aufloesen(frueher);
+    ASSERT_TRUE(aufgeloest);
+    EXPECT_EQ(aufgeloest->pfad, pfad);
+    EXPECT_TRUE(aufgeloest->veraltet);
+    std::filesystem::remove(pfad);
+    EXPECT_FALSE(lesezeichen.aufloesen(frueher));
+}
+
 TEST(Lesezeichensatz, SurvivesTheRoundTripWithAnyPath) {
     Lesezeichensatz const satz{
-        .geraet = 18446744073709551615U, .knoten = 0, .pfad = "/mit\nZeile/\xFC und Leerzeichen "};
+        .geraet = 18446744073709551615U,
+        .knoten = 0,
+        .pfad = "/mit\nZeile/\xFC und Leerzeichen ",
+        .elterngeraet = 1,
+        .elternknoten = 18446744073709551615U};
     EXPECT_EQ(entschluesseln(verschluesseln(satz)), satz);
 }
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 
 using namespace quillmate;
 using adapter::linux::standardorteAus;
@@ -50,4 +51,20 @@ TEST(StandardorteXdg, TheUsersConfigurationFileIsReadAnewEachTime) {
     ::setenv("XDG_CONFIG_HOME", heim.pfad("anderswo").c_str(), 1);
     heim.datei("anderswo/user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"$HOME/Papiere\"\n");
     EXPECT_EQ(orte.pfade().dokumente, heim.pfad("Papiere"));
+}
+
+TEST(StandardorteXdg, AMomentWithoutDescriptorsLeavesTheUsersFolders) {
+    werkzeug::OrdnerAufZeit const heim;
+    ::setenv("HOME", heim.pfad().c_str(), 1);
+    ::unsetenv("XDG_CONFIG_HOME");
+    heim.datei(".config/user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"$HOME/Dokumente\"\n");
+    adapter::linux::StandardorteXdg orte;
+    EXPECT_EQ(orte.pfade().dokumente, heim.pfad("Dokumente"));
+    rlimit vorher{};
+    ::getrlimit(RLIMIT_NOFILE, &vorher);
+    rlimit const keine{.rlim_cur = 0, .rlim_max = vorher.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &keine);
+    auto const ohne = orte.pfade();
+    ::setrlimit(RLIMIT_NOFILE, &vorher);
+    EXPECT_EQ(ohne.dokumente, heim.pfad("Dokumente"));
 }
