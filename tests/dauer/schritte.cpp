@@ -281,8 +281,9 @@ void Fahrt::download() {
     std::string ziel;
     if (!wartenBis(
             [&] {
-                for (auto const& pfad : welt_.bestand.fremde())
-                    if (welt_.bestand.angekommen(pfad, hash))
+                for (auto const& pfad : welt_.bestand.fremde()) // Under a hidden name until it is whole.
+                    if (!fs::path{pfad}.filename().string().starts_with('.') &&
+                        welt_.bestand.angekommen(pfad, hash))
                         ziel = pfad;
                 return !ziel.empty();
             },
