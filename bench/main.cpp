@@ -26,12 +26,27 @@ namespace {
 
 using namespace quillmate::bench;
 
-constexpr std::string_view aufruf = "quillmate-bench [--korpus ORDNER] [--nur KENNZAHL]... [--runden N]";
+constexpr std::string_view aufruf = "quillmate-bench [--korpus ORDNER] [--fotos ORDNER] [--vorher PROGRAMM] "
+                                    "[--ablage ORDNER] [--tabelle DATEI] "
+                                    "[--einzeln DATEI] [--art ART]... [--nur KENNZAHL]... [--runden N]";
 
 struct Kommandozeile {
     Umgebung umgebung;
     std::set<std::string, std::less<>> nur;
 };
+
+/// What an argument with a path sets; null for any other.
+std::optional<std::filesystem::path>* pfadangabe(Umgebung& umgebung, std::string_view argument) {
+    if (argument == "--fotos")
+        return &umgebung.fotos;
+    if (argument == "--vorher")
+        return &umgebung.vorher;
+    if (argument == "--ablage")
+        return &umgebung.ablage;
+    if (argument == "--tabelle")
+        return &umgebung.tabelle;
+    return argument == "--einzeln" ? &umgebung.einzeln : nullptr;
+}
 
 std::optional<Kommandozeile> gelesen(std::vector<std::string_view> const& argumente) {
     Kommandozeile zeile;
@@ -41,6 +56,10 @@ std::optional<Kommandozeile> gelesen(std::vector<std::string_view> const& argume
         auto const wert = argumente[i + 1];
         if (argumente[i] == "--korpus") {
             zeile.umgebung.korpus = wert;
+        } else if (auto const ordner = pfadangabe(zeile.umgebung, argumente[i])) {
+            *ordner = wert;
+        } else if (argumente[i] == "--art") {
+            zeile.umgebung.arten.emplace(wert);
         } else if (argumente[i] == "--nur") {
             if (std::ranges::find(kennzahlen(), wert, &Kennzahl::name) == kennzahlen().end())
                 return std::nullopt;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,17 @@ using Sekunden = std::chrono::duration<double>;
 /// What the command line says, and the folder for generated data.
 struct Umgebung {
     std::optional<std::filesystem::path> korpus; ///< --korpus: a folder with documents of the user's own.
-    std::size_t runden{7};                       ///< --runden: repetitions of which the median counts.
-    std::filesystem::path arbeitsordner;         ///< Empty at the start, removed at the end.
+    std::optional<std::filesystem::path>
+        fotos; ///< --fotos: a folder with large photographs of anything but documents.
+    std::optional<std::filesystem::path> vorher; ///< --vorher: quillmate-bench-lesen of another state.
+    std::optional<std::filesystem::path>
+        ablage; ///< --ablage: where the peer's readings are kept from run to run.
+    std::optional<std::filesystem::path>
+        tabelle; ///< --tabelle: the file in which the table of recognition is replaced.
+    std::optional<std::filesystem::path> einzeln; ///< --einzeln: gets a line for each picture that is read.
+    std::set<std::string, std::less<>> arten;     ///< --art: kinds of pictures; all when empty.
+    std::size_t runden{7};                        ///< --runden: repetitions of which the median counts.
+    std::filesystem::path arbeitsordner;          ///< Empty at the start, removed at the end.
 };
 
 /// On which side of its goal a ratio is to stay.

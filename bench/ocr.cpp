@@ -5,15 +5,13 @@
 #include "leser/motoren/leser_im_prozess.h"
 #include "messung.h"
 #include "texterkennung/heuristik.h"
+#include "wahrheit.h"
 #include "wortvergleich.h"
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
-#include <sstream>
 
 namespace quillmate::bench {
 
@@ -24,40 +22,6 @@ namespace fs = std::filesystem;
 constexpr double ziel = 0.55;
 constexpr double zielMehrWoerter = 0.06;
 constexpr double zielSummen = 0.9;
-constexpr int eckenSpalten = 8; // NNN.csv: x and y of four corners, then the text.
-
-/// Nothing in it when there is no such file.
-std::string inhalt(fs::path const& pfad) {
-    constexpr std::uint64_t hoechstgroesse = 16U << 20U;
-    return leseDatei(pfad.string(), hoechstgroesse).value_or("");
-}
-
-/// The lines of a ground-truth table.
-std::string wahrerText(fs::path const& csv) {
-    std::istringstream zeilen{inhalt(csv)};
-    std::string text;
-    for (std::string zeile; std::getline(zeilen, zeile);) {
-        std::size_t stelle = 0;
-        for (int i = 0; i < eckenSpalten && stelle != std::string::npos; ++i)
-            stelle = zeile.find(',', stelle + (i > 0 ? 1 : 0));
-        if (stelle != std::string::npos)
-            text += zeile.substr(stelle + 1) + "\n";
-    }
-    return text;
-}
-
-/// Whether this amount stands in the text, comma and point alike, and not as a part of a larger one.
-bool hatBetragWie(std::string text, std::string betrag) {
-    std::ranges::replace(text, ',', '.');
-    std::ranges::replace(betrag, ',', '.');
-    auto const ziffer = [&](std::size_t stelle) {
-        return stelle < text.size() && text[stelle] >= '0' && text[stelle] <= '9';
-    };
-    for (auto stelle = text.find(betrag); stelle != std::string::npos; stelle = text.find(betrag, stelle + 1))
-        if ((stelle == 0 || !ziffer(stelle - 1)) && !ziffer(stelle + betrag.size()))
-            return true;
-    return false;
-}
 
 /// What was found of what is known about the receipts.
 struct Fund {
@@ -68,23 +32,12 @@ struct Fund {
         bench::vergleiche(
             woerter, zerlegt(wahrerText(fs::path{bild}.replace_extension(".csv"))), zerlegt(gelesen),
             [](std::string const& /*wort*/) { return true; });
-        auto const json =
-            nlohmann::json::parse(inhalt(fs::path{bild}.replace_extension(".json")), nullptr, false);
-        auto const summe = json.is_object() ? json.value("total", "") : "";
-        if (auto const anfang = summe.find_first_of("0123456789"); anfang != std::string::npos) {
+        if (auto const summe = wahreSumme(fs::path{bild}.replace_extension(".json")); !summe.empty()) {
             ++summen.alle;
-            summen.gefunden += hatBetragWie(gelesen, summe.substr(anfang)) ? 1 : 0;
+            summen.gefunden += hatBetragWie(gelesen, summe) ? 1 : 0;
         }
     }
 };
-
-/// Which of two halves a picture belongs to, the same everywhere and whatever else lies in the folder: 0 or 1.
-std::size_t haelfte(fs::path const& bild) {
-    std::uint32_t summe = 2'166'136'261U; // FNV-1a.
-    for (auto const zeichen : bild.stem().string())
-        summe = (summe ^ static_cast<unsigned char>(zeichen)) * 16'777'619U;
-    return summe >> 31U;
-}
 
 /// Ours and theirs for some of the pictures.
 struct Vergleich {
@@ -128,7 +81,7 @@ std::vector<Zeile> messen(Umgebung const& umgebung) {
         auto const beginn = rechenzeit();
         auto const lesung = leser.lesen(datei.get(), Texterkennung::Dateiart::bild);
         unsere += rechenzeit() - beginn;
-        auto& eine = haelften.at(haelfte(bild));
+        auto& eine = haelften.at(haelfte(bild.stem().string()));
         ++eine.bilder;
         unserFund.vergleiche(bild, lesung.text.value_or(""));
         eine.unserer.vergleiche(bild, lesung.text.value_or(""));

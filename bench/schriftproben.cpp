@@ -1,10 +1,9 @@
 #include "schriftproben.h"
 
+#include "blatt.h"
 #include "demo/belegdaten.h"
 
-#include <cairo.h>
 #include <fmt/format.h>
-#include <pango/pangocairo.h>
 
 #include <algorithm>
 #include <array>
@@ -24,84 +23,6 @@ namespace {
 
 using demo::Wuerfel;
 using leser::motoren::Graubild;
-
-struct Aufraeumer {
-    void operator()(cairo_surface_t* flaeche) const noexcept { cairo_surface_destroy(flaeche); }
-    void operator()(cairo_t* stift) const noexcept { cairo_destroy(stift); }
-    void operator()(PangoLayout* satz) const noexcept { g_object_unref(satz); }
-    void operator()(PangoFontDescription* schrift) const noexcept { pango_font_description_free(schrift); }
-};
-
-/// Between -1 and 1.
-double zufall(Wuerfel& wuerfel) {
-    constexpr int stufen = 2001;
-    return (wuerfel.unter(stufen) - stufen / 2) / static_cast<double>(stufen / 2);
-}
-
-std::uint8_t& punkt(Graubild& bild, int x, int y) {
-    return bild.punkte
-        [static_cast<std::size_t>(y) * static_cast<std::size_t>(bild.breite) + static_cast<std::size_t>(x)];
-}
-
-double punkt(Graubild const& bild, int x, int y) {
-    return bild.zeile(y)[static_cast<std::size_t>(x)];
-}
-
-/// A white sheet that is written on; keeps what was written.
-class Blatt {
-public:
-    Blatt(int breite, int hoehe, char const* schrift)
-        : flaeche_{cairo_image_surface_create(CAIRO_FORMAT_RGB24, breite, hoehe)}
-        , stift_{cairo_create(flaeche_.get())}
-        , schrift_(schrift) {
-        cairo_set_source_rgb(stift_.get(), 1, 1, 1);
-        cairo_paint(stift_.get());
-        cairo_set_source_rgb(stift_.get(), 0.1, 0.1, 0.1);
-    }
-
-    /// `anteil` of the text's width lies left of x: 0 left, 0.5 middle, 1 right.
-    void schreibe(double x, double y, std::string const& text, double groesse, double anteil = 0) {
-        std::unique_ptr<PangoLayout, Aufraeumer> const satz{pango_cairo_create_layout(stift_.get())};
-        std::unique_ptr<PangoFontDescription, Aufraeumer> const art{pango_font_description_new()};
-        pango_font_description_set_family(art.get(), schrift_);
-        pango_font_description_set_absolute_size(art.get(), groesse * PANGO_SCALE);
-        pango_layout_set_font_description(satz.get(), art.get());
-        pango_layout_set_text(satz.get(), text.data(), static_cast<int>(text.size()));
-        int breite = 0;
-        pango_layout_get_size(satz.get(), &breite, nullptr);
-        cairo_move_to(stift_.get(), x - anteil * breite / PANGO_SCALE, y);
-        pango_cairo_show_layout(stift_.get(), satz.get());
-        text_ += text + "\n";
-    }
-
-    void linie(double links, double rechts, double y) {
-        cairo_set_line_width(stift_.get(), 3);
-        cairo_move_to(stift_.get(), links, y);
-        cairo_line_to(stift_.get(), rechts, y);
-        cairo_stroke(stift_.get());
-    }
-
-    [[nodiscard]] Schriftprobe fertig() {
-        cairo_surface_flush(flaeche_.get());
-        Graubild bild{
-            cairo_image_surface_get_width(flaeche_.get()),
-            cairo_image_surface_get_height(flaeche_.get()),
-            {}};
-        auto const* const bytes = cairo_image_surface_get_data(flaeche_.get());
-        auto const schritt = cairo_image_surface_get_stride(flaeche_.get());
-        bild.punkte.reserve(static_cast<std::size_t>(bild.breite) * static_cast<std::size_t>(bild.hoehe));
-        for (int y = 0; y < bild.hoehe; ++y)
-            for (int x = 0; x < bild.breite; ++x)
-                bild.punkte.push_back(bytes[static_cast<std::ptrdiff_t>(y) * schritt + 4 * x]);
-        return {std::move(bild), std::move(text_)};
-    }
-
-private:
-    std::unique_ptr<cairo_surface_t, Aufraeumer> flaeche_;
-    std::unique_ptr<cairo_t, Aufraeumer> stift_;
-    char const* schrift_;
-    std::string text_;
-};
 
 demo::Beispielbeleg beleg(int nummer) {
     static auto const alle = demo::beispielbelege();
@@ -177,7 +98,7 @@ Schriftprobe rechnung(demo::Beispielbeleg const& b, int nummer) {
         y += schritt;
     }
     blatt.schreibe(links, 780 * einPunkt, "Sparkasse Köln, IBAN DE02 1203 0000 0000 2020 51", 8 * einPunkt);
-    return blatt.fertig();
+    return {blatt.bild(), blatt.text()};
 }
 
 constexpr std::array bonschriften{"DejaVu Sans Mono", "Liberation Mono", "Liberation Sans"};
@@ -221,61 +142,7 @@ Schriftprobe bon(demo::Beispielbeleg const& b, int nummer) {
     y += schritt / 2;
     mittig("Vielen Dank für Ihren Besuch!", grad);
     mittig("Öffnungszeiten täglich 9 bis 18 Uhr", grad);
-    return blatt.fertig();
-}
-
-/// Mean of neighbours, twice in either direction, which comes close to a lens out of focus.
-void unscharf(Graubild& bild, int radius) {
-    std::vector<std::uint8_t> reihe;
-    auto mitteln = [&](int anzahl, auto&& stelle) {
-        reihe.resize(static_cast<std::size_t>(anzahl));
-        int summe = 0;
-        for (int i = -radius; i <= radius; ++i)
-            summe += stelle(std::clamp(i, 0, anzahl - 1));
-        for (int i = 0; i < anzahl; ++i) {
-            reihe[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(summe / (2 * radius + 1));
-            summe += stelle(std::min(i + radius + 1, anzahl - 1)) - stelle(std::max(i - radius, 0));
-        }
-        for (int i = 0; i < anzahl; ++i)
-            stelle(i) = reihe[static_cast<std::size_t>(i)];
-    };
-    for (int durchgang = 0; durchgang < 2; ++durchgang) {
-        for (int y = 0; y < bild.hoehe; ++y)
-            mitteln(bild.breite, [&](int x) -> std::uint8_t& { return punkt(bild, x, y); });
-        for (int x = 0; x < bild.breite; ++x)
-            mitteln(bild.hoehe, [&](int y) -> std::uint8_t& { return punkt(bild, x, y); });
-    }
-}
-
-/// The value between four points; nothing outside of the picture.
-std::optional<double> zwischen(Graubild const& bild, double x, double y) {
-    if (x < 0 || y < 0 || x >= bild.breite - 1 || y >= bild.hoehe - 1)
-        return std::nullopt;
-    auto const x0 = static_cast<int>(x);
-    auto const y0 = static_cast<int>(y);
-    double const ax = x - x0;
-    double const ay = y - y0;
-    return (punkt(bild, x0, y0) * (1 - ax) + punkt(bild, x0 + 1, y0) * ax) * (1 - ay) +
-           (punkt(bild, x0, y0 + 1) * (1 - ax) + punkt(bild, x0 + 1, y0 + 1) * ax) * ay;
-}
-
-Graubild gedreht(Graubild const& bild, double winkel_grad) {
-    double const winkel = winkel_grad * std::numbers::pi / 180;
-    Graubild neu{bild.breite, bild.hoehe, std::vector<std::uint8_t>(bild.punkte.size(), 255)};
-    double const mx = bild.breite / 2.0;
-    double const my = bild.hoehe / 2.0;
-    for (int y = 0; y < neu.hoehe; ++y)
-        for (int x = 0; x < neu.breite; ++x)
-            if (auto const wert = zwischen(
-                    bild, mx + (x - mx) * std::cos(winkel) + (y - my) * std::sin(winkel),
-                    my - (x - mx) * std::sin(winkel) + (y - my) * std::cos(winkel)))
-                punkt(neu, x, y) = static_cast<std::uint8_t>(*wert);
-    return neu;
-}
-
-void rausche(Graubild& bild, int staerke, Wuerfel& wuerfel) {
-    for (auto& p : bild.punkte)
-        p = static_cast<std::uint8_t>(std::clamp(p + wuerfel.unter(2 * staerke + 1) - staerke, 0, 255));
+    return {blatt.bild(), blatt.text()};
 }
 
 /// The receipt on a table. From a point of the photo back to one of the paper: turned, and farther away at the top.
@@ -309,6 +176,14 @@ Graubild aufDemTisch(Graubild const& papier, Wuerfel& wuerfel) {
 }
 
 } // namespace
+
+Schriftprobe bonpapier(int nummer, int belege) {
+    auto b = beleg(nummer);
+    for (int i = 1; i < belege; ++i)
+        for (auto const& p : beleg(nummer + i).posten)
+            b.posten.push_back(p);
+    return bon(b, nummer);
+}
 
 Schriftprobe gescannteRechnung(int nummer) {
     Wuerfel wuerfel{static_cast<std::uint64_t>(nummer) + 1};

@@ -20,4 +20,7 @@ struct Schriftprobe {
 /// from one corner, blurred, with noise.
 [[nodiscard]] Schriftprobe fotografierterBon(int nummer);
 
+/// The paper of a till receipt as it comes out of the printer, 1300 wide, with the items of so many purchases.
+[[nodiscard]] Schriftprobe bonpapier(int nummer, int belege = 1);
+
 } // namespace quillmate::bench

@@ -19,6 +19,8 @@ char const* const hilfetext =
   --token T       Sitzungsschlüssel (Vorgabe: ein zufälliger)
   --ohne-texte    Belege nicht lesen
   --zeige         die Belege und ihre Buchungen ausgeben
+  --help          diese Hilfe
+  --version       die Fassung
 )";
 
 namespace {
@@ -44,8 +46,12 @@ std::variant<Argumente, std::string> liesArgumente(std::span<char const* const> 
     Argumente ergebnis;
     for (std::size_t i = 0; i < argumente.size(); ++i) {
         std::string_view const name = argumente[i];
-        if (name == "--hilfe" || name == "--help") {
+        if (name == "--hilfe" || name == "--help" || name == "-h") {
             ergebnis.auftrag = Argumente::Auftrag::hilfe;
+            return ergebnis;
+        }
+        if (name == "--version") {
+            ergebnis.auftrag = Argumente::Auftrag::fassung;
             return ergebnis;
         }
         if (name == "--ohne-texte") {

@@ -13,6 +13,7 @@ struct Argumente {
         dienen,
         zeigen, ///< Print what a folder of data holds, and end.
         hilfe,
+        fassung,
     };
     Auftrag auftrag{Auftrag::dienen};
     int port{0}; ///< 0: any free one.

@@ -17,6 +17,7 @@
 #include "auswertung.h"
 #include "belegdaten.h"
 #include "dienst.h"
+#include "grundlage/prozesswerte.h"
 #include "http_server.h"
 #include "leser/prozess/leser_prozesse.h"
 #include "portal.h"
@@ -150,13 +151,17 @@ int main(int argc, char** argv) {
     auto const gelesen =
         liesArgumente(std::span{argv, static_cast<std::size_t>(argc)}.subspan(argc > 0 ? 1 : 0));
     if (auto const* const fehler = std::get_if<std::string>(&gelesen)) {
-        fmt::print(stderr, "{}\n\n{}", *fehler, hilfetext);
+        fmt::print(
+            stderr, "quillmate-demodienst: {}\n„quillmate-demodienst --help“ zeigt, was es gibt.\n", *fehler);
         return endeArgumente;
     }
     auto const& argumente = std::get<Argumente>(gelesen);
     switch (argumente.auftrag) {
     case Argumente::Auftrag::hilfe:
         fmt::print("{}", hilfetext);
+        return endeGut;
+    case Argumente::Auftrag::fassung:
+        fmt::print("quillmate-demodienst {}\n", fassungstext);
         return endeGut;
     case Argumente::Auftrag::zeigen:
         return zeige(argumente);

@@ -7,6 +7,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <string_view>
+#include <vector>
+
 namespace quillmate::fuzz {
 
 /// Recognises nothing, so that what takes the time is what is searched: the decoders. Looks at every point.
@@ -39,6 +42,18 @@ inline void lesen(std::uint8_t const* daten, std::size_t groesse, Texterkennung:
     Deskriptor const datei{::memfd_create("eingabe", MFD_CLOEXEC)};
     if (::write(datei.get(), daten, groesse) == static_cast<ssize_t>(groesse))
         (void)leser.lesen(datei.get(), art);
+}
+
+/// A picture of one format: the first bytes, by which a format is told, are made to say it, so that no time goes to others.
+/// A '?' leaves the byte as it is.
+inline void lesenAls(std::string_view anfang, std::uint8_t const* daten, std::size_t groesse) {
+    if (groesse < anfang.size())
+        return;
+    std::vector<std::uint8_t> bytes{daten, daten + groesse};
+    for (std::size_t i = 0; i < anfang.size(); ++i)
+        if (anfang[i] != '?')
+            bytes[i] = static_cast<std::uint8_t>(anfang[i]);
+    lesen(bytes.data(), bytes.size(), Texterkennung::Dateiart::bild);
 }
 
 } // namespace quillmate::fuzz

@@ -2,8 +2,11 @@
 #include "adapter/linux/lesezeichen_inode.h"
 #include "aktualisierung/werkbank.h"
 #include "leser/protokoll/nachricht.h"
+#include "werkzeug/bildformate.h"
 #include "werkzeug/vorlagen.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -188,6 +191,14 @@ void dokumente() {
     schreibe("leser_bild", "rgba.png", png(bild, Pngart::rgba));
     schreibe("leser_bild", "gedreht.heic", heic(bild, 6));
     schreibe("leser_bild", "riese.png", pngKopf(65'535, 65'535));
+    schreibe("leser_avif", "einfach.avif", avif(bild));
+    for (auto const& format : bildformate()) {
+        std::string const name = format.name; // "TIFF, LZW" is a seed of leser_tiff.
+        auto ziel = "leser_" + name.substr(0, name.find_first_of(", "));
+        std::ranges::transform(ziel, ziel.begin(), [](unsigned char c) { return std::tolower(c); });
+        schreibe(
+            ziel, std::to_string(format.art) + "_" + std::to_string(format.tiefe), verpackt(bild, format));
+    }
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "adapter/linux/buendel.h"
 #include "aktualisierung/appcast.h"
 #include "grundlage/datei.h"
+#include "grundlage/prozesswerte.h"
 #include "veroeffentlichen/werkzeug.h"
 
 #include <fcntl.h>
@@ -154,6 +155,20 @@ int main(int argc, char** argv) {
             werte.emplace(argumente[i], argumente[i + 1]);
         return appcast(werte);
     }
-    std::cout << hilfe;
-    return argumente.empty() ? 0 : 2;
+    auto const erstes = argumente.empty() ? std::string{"--help"} : argumente[0];
+    if (erstes == "--help" || erstes == "-h" || erstes == "--hilfe") {
+        std::cout << hilfe;
+        return 0;
+    }
+    if (erstes == "--version") {
+        fmt::print("quillmate-veroeffentlichen {}\n", fassungstext);
+        return 0;
+    }
+    fmt::print(
+        stderr,
+        "quillmate-veroeffentlichen: Unbekannt oder unvollständig: {}\n„quillmate-veroeffentlichen --help“ "
+        "zeigt, was es "
+        "gibt.\n",
+        erstes);
+    return 2;
 }

@@ -45,7 +45,12 @@ public:
         if (!blatt_)
             return false; // without the sheet nobody could end it
         werk_.laufend_ = weak_from_this();
-        werk_.umgebung_.standardprogramm.oeffnen(auftrag_.adresse);
+        werk_.umgebung_.standardprogramm.oeffnen(auftrag_.adresse, [selbst = weak_from_this()] {
+            if (auto const hier = selbst.lock(); hier && hier->blatt_)
+                hier->blatt_->stocken("Auf diesem Rechner ist kein Browser eingerichtet, oder er ließ sich "
+                                      "nicht starten. Kopiere "
+                                      "die Adresse und öffne sie selbst in einem Browser.");
+        });
         return true;
     }
 

@@ -236,7 +236,8 @@ void Anwendung::gestartet() {
                              .dialoge = dialoge_,
                              .schleife = schleife_,
                              .ablage = portalablage_,
-                             .versand = belegversand_}),
+                             .versand = belegversand_,
+                             .browser = &standardprogramm_}),
         .anmeldung = {
             .anmeldenMitGoogle =
                 [this](std::string const& adresse) { anmeldung_.anmeldenMitGoogle(adresse); },

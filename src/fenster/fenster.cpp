@@ -4,7 +4,6 @@
 
 #include "bruecke/json_text.h"
 #include "eigene_seiten.h"
-#include "grundlage/datei.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
 #include "seiten.h"
@@ -13,9 +12,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <utility>
 
 namespace quillmate::fenster {
@@ -59,13 +56,9 @@ ports::Frage seitenfrage(std::string const& text, std::vector<std::string> knoep
 
 } // namespace
 
-/// One download on its way: its claimed file, until it is complete.
-struct Fenster::Herunterladung {
-    std::optional<Zieldatei> ziel;
-};
-
 Fenster::Fenster(Fensterumgebung umgebung)
     : umgebung_(std::move(umgebung))
+    , downloads_([this](std::optional<ports::Fusszeile> zeile) { fenster_->fusszeile(std::move(zeile)); })
     , anmeldungen_(hoechstensAnmeldungen, anmeldezeit)
     , lebt_(std::make_shared<char>()) {
     ports::Webansicht::Einrichtung einrichtung;
@@ -126,6 +119,8 @@ void Fenster::drucken() {
 
 ports::Entscheidung Fenster::beiNavigation(ports::Webansicht& web, ports::Navigation const& navigation) {
     using enum ports::Entscheidung;
+    if (istVerlassen(web))
+        return abbrechen;
     if (navigation.alsDownload) {
         auto const adresse = navigation.adresse.value_or("");
         return istSacheDesDienstes(web, adresse, navigation.ursprung) ||
@@ -138,6 +133,8 @@ ports::Entscheidung Fenster::beiNavigation(ports::Webansicht& web, ports::Naviga
         return abbrechen;
     }
     // What a server redirects to is no click any more: sign-in and payment pages of others are reached that way.
+    if (navigation.adresse && navigation.adresse->starts_with("blob:"))
+        return zulassen; // what the page holds; beiAntwort() sees what it is
     bool const geklickt = navigation.art == ports::Navigationsart::link && !navigation.umgeleitet;
     if (geklickt && navigation.adresse && !istEigen(navigation.adresse)) {
         nachAussen(web, *navigation.adresse, navigation.geste);
@@ -148,8 +145,13 @@ ports::Entscheidung Fenster::beiNavigation(ports::Webansicht& web, ports::Naviga
 
 ports::Entscheidung Fenster::beiAntwort(ports::Webansicht& web, ports::Antwortkopf const& antwort) {
     using enum ports::Entscheidung;
+    if (istVerlassen(web))
+        return abbrechen;
     bool const anhang = kleingeschrieben(antwort.contentDisposition).find("attachment") != std::string::npos;
-    if (antwort.darstellbar && !anhang)
+    // As a page, it would be one of the service's.
+    bool const seiteninhalt = antwort.hauptrahmen && antwort.adresse && antwort.adresse->starts_with("blob:");
+    bool const harmlos = antwort.mimetyp == "application/pdf" || antwort.mimetyp.starts_with("image/");
+    if (antwort.darstellbar && !anhang && (harmlos || !seiteninhalt))
         return zulassen;
     bool const eigenes = istSacheDesDienstes(web, antwort.adresse.value_or(""), {}) &&
                          verlangtVomDienst(antwort, umgebung_.start);
@@ -293,8 +295,8 @@ void Fenster::fehlgeschlagen(ports::Webansicht& web, ports::Ladefehler const& fe
 }
 
 void Fenster::nebenfehlerZeigen(ports::Webansicht& web, ports::Ladefehler const& fehler) {
-    if (fehler.abgebrochen || !istOffen(web))
-        return; // nobody waits for it
+    if (fehler.abgebrochen || istVerlassen(web))
+        return;
     fehlerProtokollieren(fehler);
     web.ladenErsatz(fehlerseite(fehler.beschreibung), wiederholbar({fehler.adresse, web.adresse()}));
 }
@@ -324,8 +326,8 @@ std::string Fenster::wiederholbar(std::initializer_list<std::optional<std::strin
 
 void Fenster::prozessGestorben(ports::Webansicht& web, std::string const& grund) {
     bool const haupt = &web == web_.get();
-    if (!haupt && !istOffen(web))
-        return; // nobody sees it
+    if (istVerlassen(web))
+        return;
     auto const zeile = fuerZeile(grund);
     auto const jetzt = umgebung_.uhr.jetzt();
     auto const letzter = abstuerze_.find(&web);
@@ -354,6 +356,8 @@ bool Fenster::istOffen(ports::Webansicht const& web) const {
 
 ports::Webansicht* Fenster::neuesFenster(
     ports::Webansicht& web, ports::Fensteranfrage const& anfrage, VerwandteAnsicht const& verwandte) {
+    if (istVerlassen(web))
+        return nullptr;
     if (anfrage.adresse && !istEigen(anfrage.adresse) && !anfrage.zielrahmen &&
         istWebadresse(*anfrage.adresse) && !istAufEigenemHost(*anfrage.adresse)) {
         nachAussen(web, *anfrage.adresse, anfrage.geste);
@@ -372,6 +376,10 @@ ports::Webansicht* Fenster::neuesFenster(
     neues->fenster->titel(titel);
     neues->fenster->inhalt(*neues->web);
     neues->fenster->zeigen();
+    neues->downloads = std::make_unique<Downloadzeile>(
+        [fenster = neues->fenster.get()](std::optional<ports::Fusszeile> zeile) {
+            fenster->fusszeile(std::move(zeile));
+        });
     nebenfenster_.push_back(std::move(neues));
     return nebenfenster_.back()->web.get();
 }
@@ -382,99 +390,68 @@ void Fenster::schliessen(ports::Webansicht& web) {
             neben->fenster->schliessen();
 }
 
-void Fenster::heruntergeladen(ports::Webansicht& /*web*/, std::shared_ptr<ports::Download> const& download) {
-    auto const herunterladung = std::make_shared<Herunterladung>();
-    std::weak_ptr const lebt{lebt_};
-    download->empfaenger(
-        {.ziel = [this, lebt, herunterladung](std::string const& vorschlag) -> std::optional<std::string> {
-             return lebt.expired() ? std::nullopt : zielWaehlen(*herunterladung, vorschlag);
-         },
-         .fertig =
-             [this, lebt, herunterladung] {
-                 auto& ziel = herunterladung->ziel;
-                 if (!ziel)
-                     return;
-                 ziel->behalten();
-                 if (!lebt.expired())
-                     meldeImFenster(
-                         fmt::format("Gespeichert: „{}“ im Ordner „Downloads“.", ziel->name()), true);
-                 protokoll("Download fertig: " + ziel->pfad());
-             },
-         .fehlgeschlagen =
-             [this, lebt, herunterladung](std::string const& beschreibung) {
-                 herunterladung->ziel.reset(); // gives the name back
-                 protokoll("Download fehlgeschlagen: " + fuerZeile(beschreibung));
-                 if (!lebt.expired())
-                     meldeImFenster(
-                         "Das Herunterladen hat nicht geklappt: " + fuerZeile(beschreibung), false);
-             }});
-}
-
-std::optional<std::string> Fenster::zielWaehlen(
-    Herunterladung& herunterladung, std::string const& vorschlag) {
-    auto const name = sichererDateiname(vorschlag);
-    auto const downloads = umgebung_.standardorte.pfade().downloads;
-    // The temporary folder is for systems that name none: elsewhere a file would be told to be in "Downloads" and be gone
-    // with the session.
-    bool const genannt = !downloads.empty();
-    if (!genannt)
-        herunterladung.ziel = Zieldatei::belegen(umgebung_.temporaererOrdner, name);
-    else if (ordnerAnlegen(downloads))
-        herunterladung.ziel = Zieldatei::belegen(downloads, name);
-    if (!herunterladung.ziel) {
-        auto const nummer = errno;
-        auto const grund =
-            genannt
-                ? fmt::format("Der Ordner „Downloads“ ist nicht beschreibbar ({}).", std::strerror(nummer))
-                : fmt::format("Es gibt keinen Ordner dafür ({}).", std::strerror(nummer));
-        protokoll("Download fehlgeschlagen: " + grund);
-        meldeImFenster("Das Herunterladen hat nicht geklappt: " + grund, false);
-        return std::nullopt;
-    }
-    letzterDownload_ = herunterladung.ziel->pfad();
-    protokoll("Download nach " + herunterladung.ziel->name());
-    return letzterDownload_;
-}
-
 void Fenster::druckGescheitert(ports::Webansicht& /*web*/, std::string const& beschreibung) {
     protokoll("Drucken fehlgeschlagen: " + fuerZeile(beschreibung));
     meldeImFenster("Das Drucken hat nicht geklappt: " + fuerZeile(beschreibung), false);
 }
 
 void Fenster::meldeImFenster(std::string_view text, bool knopf) {
-    skriptSpaeter(meldeskript(text, knopf));
+    skripteSpaeter({meldeskript(text, knopf), ansageskript()});
 }
 
-void Fenster::skriptSpaeter(std::string skript) {
-    umgebung_.schleife.spaeter([web = std::weak_ptr{web_}, skript = std::move(skript)] {
-        if (auto const ansicht = web.lock())
-            ansicht->skript(skript);
+void Fenster::skripteSpaeter(std::vector<std::string> skripte) {
+    umgebung_.schleife.spaeter([web = std::weak_ptr{web_}, skripte = std::move(skripte)] {
+        for (auto const& skript : skripte)
+            if (auto const ansicht = web.lock())
+                ansicht->skript(skript);
     });
 }
 
-void Fenster::hinweis(ports::Webansicht& /*web*/, std::string const& text, std::function<void()> fertig) {
+void Fenster::hinweis(ports::Webansicht& web, std::string const& text, std::function<void()> fertig) {
+    if (istVerlassen(web))
+        return fertig();
     umgebung_.dialoge.fragen(
         *fenster_, seitenfrage(text, {std::string{ok}}),
         [fertig = std::move(fertig)](ports::Antwort const&) { fertig(); });
 }
 
 void Fenster::bestaetigung(
-    ports::Webansicht& /*web*/, std::string const& text, std::function<void(bool)> antwort) {
+    ports::Webansicht& web, std::string const& text, std::function<void(bool)> antwort) {
+    if (istVerlassen(web))
+        return antwort(false);
     umgebung_.dialoge.fragen(
         *fenster_, seitenfrage(text, {std::string{ok}, std::string{abbrechen}}),
         [antwort = std::move(antwort)](ports::Antwort const& gewaehlt) { antwort(gewaehlt.knopf == 0); });
 }
 
 void Fenster::eingabe(
-    ports::Webansicht& /*web*/, std::string const& text, std::string const& vorgabe,
+    ports::Webansicht& web, std::string const& text, std::string const& vorgabe,
     std::function<void(std::optional<std::string>)> antwort) {
+    if (istVerlassen(web))
+        return antwort(std::nullopt);
     umgebung_.dialoge.eingeben(
         *fenster_, seitenfrage(text, {std::string{ok}, std::string{abbrechen}}), vorgabe, std::move(antwort));
+}
+
+void Fenster::zugangErfragen(
+    ports::Webansicht& web, ports::Zugangsfrage const& frage,
+    std::function<void(std::optional<ports::Zugangsdaten>)> antwort) {
+    if (istVerlassen(web))
+        return antwort(std::nullopt);
+    umgebung_.dialoge.zugang(
+        *fenster_,
+        {.meldung = fmt::format("{} verlangt Name und Kennwort", einzeilig(frage.wirt, 253)),
+         .erklaerung = frage.wiederholt ? "Name oder Kennwort stimmten nicht."
+                                        : "Die Eingaben gehen nur an diesen Server.",
+         .knoepfe = {"Anmelden", std::string{abbrechen}}},
+        std::move(antwort));
 }
 
 void Fenster::dateienWaehlen(
     ports::Webansicht& web, ports::Dateiwahl const& wahl,
     std::function<void(std::optional<std::vector<std::string>>)> antwort) {
+    if (istVerlassen(web))
+        return antwort(std::nullopt);
     auto meine = wahl;
     meine.ueber = fenster_.get();
     for (auto const& neben : nebenfenster_)

@@ -3,6 +3,7 @@
 #include "befugnis.h"
 #include "bruecke/bruecke.h"
 #include "bruecke/einspielung.h"
+#include "downloadzeile.h"
 #include "grundlage/adresse.h"
 #include "grundlage/json.h"
 #include "portal_uebergabe.h"
@@ -94,6 +95,7 @@ private:
         std::unique_ptr<ports::Webansicht> web; // declared first: it must outlive its window
         std::unique_ptr<ports::Programmfenster> fenster;
         bool vomDienst{false}; ///< The document that asked for it may use the bridge.
+        std::unique_ptr<Downloadzeile> downloads;
     };
     struct Herunterladung;
     /// What a page would like to start, and needs a person's word for.
@@ -116,6 +118,9 @@ private:
     void heruntergeladen(ports::Webansicht& web, std::shared_ptr<ports::Download> const& download) override;
     void schliessen(ports::Webansicht& web) override;
     void druckGescheitert(ports::Webansicht& web, std::string const& beschreibung) override;
+    void zugangErfragen(
+        ports::Webansicht& web, ports::Zugangsfrage const& frage,
+        std::function<void(std::optional<ports::Zugangsdaten>)> antwort) override;
     void prozessGestorben(ports::Webansicht& web, std::string const& grund) override;
     void hinweis(ports::Webansicht& web, std::string const& text, std::function<void()> fertig) override;
     void bestaetigung(
@@ -142,6 +147,10 @@ private:
     void ladeStart();
     /// Whether the view is a child window's that has not been closed.
     [[nodiscard]] bool istOffen(ports::Webansicht const& web) const;
+    /// Whether nobody sees the view any more: its page goes on, but what it wants is nobody's business.
+    [[nodiscard]] bool istVerlassen(ports::Webansicht const& web) const {
+        return &web != web_.get() && !istOffen(web);
+    }
     /// `adresse` is the page that could not be loaded in the main view; the error page takes its place, so that
     /// loading again tries that page.
     void fehlerZeigen(ports::Ladefehler const& fehler, std::optional<std::string> const& adresse);
@@ -150,15 +159,21 @@ private:
     static void fehlerProtokollieren(ports::Ladefehler const& fehler);
     /// The first of these that a view can load, otherwise the start page.
     [[nodiscard]] std::string wiederholbar(std::initializer_list<std::optional<std::string>> adressen) const;
+    /// Where downloads of the view are told.
+    [[nodiscard]] Downloadzeile& zeileVon(ports::Webansicht const& web);
+    /// What became of one: in the main page, and where a child window began it, in that too.
+    void downloadMelden(Herunterladung const& herunterladung, std::string const& text, bool knopf);
     [[nodiscard]] std::optional<std::string> zielWaehlen(
         Herunterladung& herunterladung, std::string const& vorschlag);
-    /// Runs a script in the main page, later.
-    void skriptSpaeter(std::string skript);
+    /// Runs scripts in the main page, later.
+    void skripteSpaeter(std::vector<std::string> skripte);
 
     Fensterumgebung const umgebung_;
     std::unique_ptr<bruecke::Bruecke> bruecke_; ///< Empty only during construction.
     std::shared_ptr<ports::Webansicht> web_;    ///< The bridge holds it weakly.
     std::unique_ptr<ports::Programmfenster> fenster_;
+    Downloadzeile downloads_; ///< Those of the main view.
+    std::uint64_t downloadzahl_{0};
     std::vector<std::unique_ptr<Nebenfenster>> nebenfenster_;
     std::vector<std::unique_ptr<Portalansicht>> portalFenster_;
     bool portalfrageOffen_{false};

@@ -101,6 +101,16 @@ std::string absturzseite(std::string_view grund) {
         gekuerzt(grund)));
 }
 
+std::string ansageskript() {
+    // A region is announced when its text changes while it is one already.
+    return "(() => {\n"
+           "  const d = document.getElementById('qm-melde'), t = d?.firstChild;\n"
+           "  if (!t) return;\n"
+           "  d.setAttribute('role', 'status');\n"
+           "  setTimeout(() => { t.data = t.data; }, 200);\n"
+           "})();";
+}
+
 std::string meldeskript(std::string_view text, bool knopf) {
     // Carriage returns end a line of script as line feeds do.
     auto const geschuetzt =

@@ -19,4 +19,7 @@ namespace quillmate::fenster {
 /// `knopf` also the button "Im Finder zeigen".
 [[nodiscard]] std::string meldeskript(std::string_view text, bool knopf);
 
+/// Tells screen readers of the notice that meldeskript() has just put there.
+[[nodiscard]] std::string ansageskript();
+
 } // namespace quillmate::fenster

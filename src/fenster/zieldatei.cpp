@@ -10,6 +10,9 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
+#include <mutex>
+#include <set>
 #include <utility>
 
 namespace quillmate::fenster {
@@ -81,24 +84,41 @@ std::string sichererDateiname(std::string_view vorschlag) {
            std::string{endung};
 }
 
-Zieldatei::Zieldatei(std::string pfad, unsigned long long geraet, unsigned long long knoten) noexcept
-    : pfad_(std::move(pfad))
-    , geraet_(geraet)
-    , knoten_(knoten) {}
+namespace {
+
+/// The names that are claimed now.
+struct Vergebene {
+    std::mutex sperre;
+    std::set<std::string> pfade;
+};
+
+Vergebene& vergebene() {
+    static Vergebene alle;
+    return alle;
+}
+
+/// Whether files can be made in the folder: by making one that nobody sees.
+bool nimmtDateien(std::string const& ordner) {
+    auto probe = ordner + "/.quillmate-probe-XXXXXX";
+    Deskriptor const datei{::mkostemp(probe.data(), O_CLOEXEC)};
+    if (!datei)
+        return false;
+    ::unlink(probe.c_str());
+    return true;
+}
+
+} // namespace
+
+Zieldatei::Zieldatei(std::string pfad) noexcept
+    : pfad_(std::move(pfad)) {}
 
 Zieldatei::Zieldatei(Zieldatei&& andere) noexcept
-    : pfad_(std::move(andere.pfad_))
-    , geraet_(andere.geraet_)
-    , knoten_(andere.knoten_)
-    , behalten_(std::exchange(andere.behalten_, true)) {}
+    : pfad_(std::exchange(andere.pfad_, {})) {}
 
 Zieldatei& Zieldatei::operator=(Zieldatei&& andere) noexcept {
     if (this != &andere) {
         aufgeben();
-        pfad_ = std::move(andere.pfad_);
-        geraet_ = andere.geraet_;
-        knoten_ = andere.knoten_;
-        behalten_ = std::exchange(andere.behalten_, true);
+        pfad_ = std::exchange(andere.pfad_, {});
     }
     return *this;
 }
@@ -108,31 +128,33 @@ Zieldatei::~Zieldatei() {
 }
 
 void Zieldatei::aufgeben() noexcept {
-    struct stat lage {};
-    // Only the empty file that was made here; anything else under this name belongs to somebody.
-    if (!behalten_ && ::lstat(pfad_.c_str(), &lage) == 0 && S_ISREG(lage.st_mode) && lage.st_size == 0 &&
-        lage.st_dev == geraet_ && lage.st_ino == knoten_)
-        ::unlink(pfad_.c_str());
-    behalten_ = true;
+    if (pfad_.empty())
+        return;
+    auto& alle = vergebene();
+    std::lock_guard const schutz{alle.sperre};
+    alle.pfade.erase(pfad_);
+    pfad_.clear();
 }
 
 std::optional<Zieldatei> Zieldatei::belegen(std::string const& ordner, std::string_view name) {
+    if (!nimmtDateien(ordner))
+        return std::nullopt;
     auto const punkt = endungsstelle(name);
     auto const stamm = name.substr(0, punkt);
     auto const endung = name.substr(punkt);
     auto const mitSchraegstrich = ordner.ends_with('/') ? ordner : ordner + '/';
+    auto& alle = vergebene();
+    std::lock_guard const schutz{alle.sperre};
     for (unsigned long long nummer = 1;; ++nummer) {
         auto pfad = nummer == 1 ? mitSchraegstrich + std::string{name}
                                 : fmt::format("{}{} {}{}", mitSchraegstrich, stamm, nummer, endung);
-        // O_EXCL makes asking and taking one step; it follows no link either.
-        Deskriptor const datei{::open(pfad.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
         struct stat lage {};
-        if (datei && ::fstat(datei.get(), &lage) == 0)
-            return Zieldatei{std::move(pfad), lage.st_dev, lage.st_ino};
-        if (errno != EEXIST && errno != EINTR)
+        if (alle.pfade.contains(pfad) || ::lstat(pfad.c_str(), &lage) == 0)
+            continue;
+        if (errno != ENOENT)
             return std::nullopt;
-        if (errno == EINTR)
-            --nummer;
+        alle.pfade.insert(pfad);
+        return Zieldatei{std::move(pfad)};
     }
 }
 

@@ -11,9 +11,10 @@ namespace quillmate::fenster {
 /// Pure; any thread.
 [[nodiscard]] std::string sichererDateiname(std::string_view vorschlag);
 
-/// A name that was claimed for a download: an empty file stands there, so nobody else gets the name.
-/// Threads: one at a time; the claim itself holds against all threads and programs.
-/// Ownership: the file goes away with this object unless it was kept or has been replaced meanwhile.
+/// A name that a download will get. Nothing lies there until the file is whole, so nobody finds half of it; within the
+/// program nobody else gets the name meanwhile. Another program's file of that name stays: whoever puts the whole file
+/// there does not replace anything, and asks for the next name.
+/// Threads: any.
 class Zieldatei {
 public:
     /// Claims `name` in `ordner`, or the first of "STEM 2.EXT", "STEM 3.EXT" and so on that does not exist. Nothing,
@@ -28,17 +29,12 @@ public:
 
     [[nodiscard]] std::string const& pfad() const noexcept { return pfad_; }
     [[nodiscard]] std::string name() const;
-    /// The download is complete; what lies there now stays.
-    void behalten() noexcept { behalten_ = true; }
 
 private:
-    Zieldatei(std::string pfad, unsigned long long geraet, unsigned long long knoten) noexcept;
+    explicit Zieldatei(std::string pfad) noexcept;
     void aufgeben() noexcept;
 
-    std::string pfad_;
-    unsigned long long geraet_; ///< Device and inode of the empty file.
-    unsigned long long knoten_;
-    bool behalten_{false};
+    std::string pfad_; ///< Empty once it was moved away.
 };
 
 } // namespace quillmate::fenster

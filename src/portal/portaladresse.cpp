@@ -61,10 +61,16 @@ void PortalAdresse::merken(Adresse const& adresse) {
     voreinstellungen_.setzeTextliste(schluessel, adressen);
 }
 
+void PortalAdresse::vergessen(std::string const& adresse) {
+    auto adressen = verlauf();
+    if (std::erase(adressen, adresse) > 0)
+        voreinstellungen_.setzeTextliste(schluessel, adressen);
+}
+
 std::optional<PortalZiel> PortalAdresse::auswaehlen(std::optional<std::string> const& name) {
     if (offen_)
         return std::nullopt;
-    auto const bisherige = verlauf();
+    auto bisherige = verlauf();
     auto const fuer = ersteZeichen(name.value_or(""), PortalZiel::hoechsterName);
     ports::Adressfrage const frage{
         .meldung = "Weiteres Anbieterportal öffnen",
@@ -80,6 +86,11 @@ std::optional<PortalZiel> PortalAdresse::auswaehlen(std::optional<std::string> c
         .abbrechen = "Abbrechen",
         .bisherige = bisherige,
         .passende = [&bisherige](std::string const& text) { return passende(bisherige, text); },
+        .entfernen =
+            [this, &bisherige](std::string const& adresse) {
+                std::erase(bisherige, adresse);
+                vergessen(adresse);
+            },
         .annehmbar =
             [](std::string const& text) {
                 return normalisieren(text).has_value();

@@ -31,6 +31,8 @@ public:
     [[nodiscard]] std::vector<std::string> verlauf();
     /// Puts the address in front of the history. The oldest beyond `hoechstensGemerkt` drop out.
     void merken(Adresse const& adresse);
+    /// Takes an address out of the history, if it is in it.
+    void vergessen(std::string const& adresse);
     /// Asks in a dialog and returns when it has closed; the main loop runs meanwhile. The portal, or nothing when the
     /// user cancels. `name`: what the page calls the portal. While a dialog is open another call gives nothing at
     /// once: a page cannot pile dialogs up.

@@ -1,9 +1,6 @@
 #include "portalfenster.h"
 
-#include "erfassung.h"
 #include "grundlage/adressteile.h"
-#include "grundlage/datei.h"
-#include "grundlage/dateiarten.h"
 #include "grundlage/html.h"
 #include "grundlage/protokoll.h"
 #include "grundlage/text.h"
@@ -11,10 +8,8 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <chrono>
 #include <utility>
-#include <variant>
 
 namespace quillmate::portal {
 
@@ -126,7 +121,8 @@ PortalFenster::PortalFenster(Umgebung umgebung, Auftrag auftrag)
                     .gedrueckt = wennDa([this] { aktuellePDFUebernehmen(); }),
                     .zurueck = wennDa([this] { web_->zurueck(); }),
                     .neuLaden = wennDa([this] { web_->neuLaden(); }),
-                    .anhalten = wennDa([this] { web_->anhalten(); })});
+                    .anhalten = wennDa([this] { web_->anhalten(); }),
+                    .vergessen = wennDa([this] { anmeldedatenLoeschen(); })});
     fenster_->beimSchliessen([this, lebt = std::weak_ptr{lebt_}] {
         if (lebt.lock())
             geschlossen();
@@ -335,157 +331,96 @@ void PortalFenster::dateienWaehlen(
     umgebung_.dialoge.dateienWaehlen(meine, std::move(antwort));
 }
 
+void PortalFenster::zugangErfragen(
+    ports::Webansicht& /*web*/, ports::Zugangsfrage const& frage,
+    std::function<void(std::optional<ports::Zugangsdaten>)> antwort) {
+    auto const wirt = anzeigehost(frage.wirt);
+    // What the shown page only holds (a picture of another server) must not ask in its name.
+    if (geschlossen_ || (!laedt_ && wirt != wirt_)) {
+        protokoll(fmt::format("Portal {}: Zugangsdaten für {} nicht erfragt", auftrag_.ziel.kennung, wirt));
+        return antwort(std::nullopt);
+    }
+    umgebung_.dialoge.zugang(
+        *fenster_,
+        {.meldung = fmt::format("{} verlangt Name und Kennwort", wirt),
+         .erklaerung =
+             (frage.wiederholt ? std::string{"Name oder Kennwort stimmten nicht. "} : std::string{}) +
+             (frage.bereich.empty() ? std::string{"Die Eingaben gehen nur an diesen Server."}
+                                    : fmt::format(
+                                          "Der Server nennt es „{}“. Die Eingaben gehen nur an ihn.",
+                                          einzeilig(frage.bereich, 200))),
+         .knoepfe = {"Anmelden", "Abbrechen"}},
+        std::move(antwort));
+}
+
+void PortalFenster::zertifikatVerlangt(ports::Webansicht& /*web*/, std::string const& wirt) {
+    protokoll(
+        fmt::format("Portal {}: {} verlangt ein Zertifikat", auftrag_.ziel.kennung, einzeilig(wirt, 253)));
+    if (!geschlossen_)
+        leiste_->status(
+            fmt::format(
+                "{} möchte dich an einem Zertifikat erkennen. Das geht hier nicht.", anzeigehost(wirt)),
+            ports::Textton::laeuft);
+}
+
+void PortalFenster::passkeyGewuenscht(ports::Webansicht& /*web*/) {
+    if (geschlossen_)
+        return;
+    ports::Fusszeile zeile{
+        .text = "Passkeys und Sicherheitsschlüssel gehen in diesem Fenster nicht. Melde dich anders an, oder "
+                "öffne das Portal im Standardbrowser.",
+        .anteil = {},
+        .knopf = {}};
+    if (umgebung_.browser) {
+        zeile.knopf = "Im Standardbrowser öffnen";
+        zeile.gedrueckt = [this, lebt = std::weak_ptr{lebt_}] {
+            if (!lebt.lock() || geschlossen_)
+                return;
+            fenster_->fusszeile(std::nullopt);
+            auto const adresse = web_->adresse();
+            umgebung_.browser->oeffnen(istSicher(adresse) ? *adresse : auftrag_.ziel.adresse.text());
+        };
+    }
+    fenster_->fusszeile(std::move(zeile));
+}
+
+void PortalFenster::anmeldedatenLoeschen() {
+    auto const roh = wirtVon(web_->dokument().dokument);
+    auto const wirt = roh ? *roh : auftrag_.ziel.adresse.wirt().value_or("");
+    umgebung_.dialoge.fragen(
+        *fenster_,
+        {.meldung = "Anmeldedaten dieses Portals löschen?",
+         .erklaerung = fmt::format(
+             "Quillmate vergisst, was {} hier gespeichert hat, auch die Anmeldung. Übernommene Belege "
+             "bleiben.",
+             anzeigehost(wirt)),
+         .knoepfe = {"Löschen", "Abbrechen"},
+         .warnung = true,
+         .vorgabe = 1},
+        [this, wirt, lebt = std::weak_ptr{lebt_}](ports::Antwort const& gewaehlt) {
+            if (!lebt.lock() || geschlossen_ || gewaehlt.knopf != 0)
+                return;
+            web_->anmeldedatenLoeschen(
+                wirt, [this, lebt = std::weak_ptr{lebt_}](std::optional<std::size_t> anzahl) {
+                    if (!lebt.lock() || geschlossen_)
+                        return;
+                    if (!anzahl)
+                        return leiste_->status(
+                            "Die Anmeldedaten konnten nicht gelöscht werden.", ports::Textton::fehler);
+                    leiste_->status(
+                        *anzahl > 0 ? "Die Anmeldedaten dieses Portals sind gelöscht."
+                                    : "Von diesem Portal ist nichts gespeichert.",
+                        ports::Textton::erfolg);
+                    web_->laden(auftrag_.ziel.adresse.text(), std::chrono::seconds{60});
+                });
+        });
+}
+
 void PortalFenster::druckGescheitert(ports::Webansicht& /*web*/, std::string const& beschreibung) {
     protokoll(fmt::format("Portal {}: Drucken: {}", auftrag_.ziel.kennung, einzeilig(beschreibung, 300)));
     if (!geschlossen_)
         leiste_->status(
             "Das Drucken hat nicht geklappt: " + einzeilig(beschreibung, 300), ports::Textton::fehler);
-}
-
-// ---------------------------------------------------------------------------------------------- downloads
-
-void PortalFenster::heruntergeladen(
-    ports::Webansicht& /*web*/, std::shared_ptr<ports::Download> const& download) {
-    auto const* const wer = download.get();
-    auto const lebt = std::weak_ptr{lebt_};
-    auto const datei = std::make_shared<std::string>(); // for an end after that of the window
-    auto& ablage = umgebung_.ablage;
-    auto const aufheben = [&ablage, datei] {
-        ablage.entfernen(datei->substr(0, datei->rfind('/')));
-    };
-    download->empfaenger(
-        {.ziel = [this, wer, lebt, datei](std::string const& vorschlag) -> std::optional<std::string> {
-             if (!lebt.lock())
-                 return std::nullopt;
-             auto const ziel = downloadziel(wer, vorschlag);
-             if (ziel)
-                 *datei = *ziel;
-             return ziel;
-         },
-         .fortschritt = [this, wer,
-                         lebt](std::uint64_t bytes, std::uint64_t gesamt) -> std::optional<std::string> {
-             return lebt.lock() ? downloadgrenze(wer, bytes, gesamt)
-                                : std::optional<std::string>{"Das Portal ist geschlossen."};
-         },
-         .fertig =
-             [this, wer, lebt, aufheben] {
-                 if (!lebt.lock())
-                     return aufheben();
-                 if (auto ziel = ziele_.extract(wer))
-                     belegHochladen(ziel.mapped());
-             },
-         .fehlgeschlagen =
-             [this, wer, lebt, aufheben](std::string const& beschreibung) {
-                 aufheben();
-                 if (!lebt.lock())
-                     return;
-                 ziele_.erase(wer);
-                 melden(Portalstatus::fehler, "Download fehlgeschlagen: " + einzeilig(beschreibung, 300));
-             }});
-}
-
-std::optional<std::string> PortalFenster::downloadziel(
-    ports::Download const* download, std::string const& vorschlag) {
-    auto const ordner = ziele_.size() < hoechsteDownloads
-                            ? umgebung_.ablage.neuerOrdner()
-                            : fehler(Fehlerart::zuGross, {}, "Es laufen schon zu viele Downloads");
-    if (!ordner) {
-        protokoll(fmt::format("Portal {}: {}", auftrag_.ziel.kennung, ordner.error().text()));
-        melden(Portalstatus::fehler, "Download konnte nicht vorbereitet werden.");
-        return std::nullopt;
-    }
-    auto const name = belegname(vorschlag);
-    auto ziel = *ordner + '/' + (name.empty() ? "rechnung.pdf" : name);
-    ziele_[download] = ziel;
-    return ziel;
-}
-
-// ---------------------------------------------------------------------------------------------- capture
-
-void PortalFenster::aktuellePDFUebernehmen() {
-    if (geschlossen_ || erfasst_)
-        return;
-    if (eigeneSeite_ || !web_->adresse()) {
-        melden(Portalstatus::fehler, "Im Portal ist noch keine Seite geöffnet.");
-        return;
-    }
-    erfasst_ = true;
-    leiste_->knopfAktiv(false);
-    melden(Portalstatus::wird_importiert, "Aktuelle PDF wird direkt aus dem Portal übernommen …");
-    web_->rufen(
-        std::string{erfassungsskript}, {},
-        [this, lebt = std::weak_ptr{lebt_}](std::optional<std::string> antwort, std::string const& fehler) {
-            if (!lebt.lock() || geschlossen_)
-                return;
-            erfasst_ = false;
-            leiste_->knopfAktiv(true);
-            if (!antwort)
-                return melden(
-                    Portalstatus::fehler,
-                    "Die aktuelle PDF konnte nicht gelesen werden: " + einzeilig(fehler, 300));
-            uebernehmePDFErgebnis(*std::move(antwort));
-        });
-}
-
-std::optional<std::string> PortalFenster::downloadgrenze(
-    ports::Download const* download, std::uint64_t bytes, std::uint64_t gesamt) {
-    auto const ziel = ziele_.find(download);
-    if (ziel == ziele_.end())
-        return std::nullopt;
-    auto const groesse = std::max(bytes, gesamt);
-    if (groesse > hoechsterPortalbeleg)
-        return "Die Datei ist größer als 50 MB.";
-    if (!umgebung_.ablage.vermerken(ziel->second.substr(0, ziel->second.rfind('/')), groesse))
-        return "Es warten schon 500 MB an Dateien auf ihre Übergabe. Versuche es danach noch einmal.";
-    if (!geschlossen_ && bytes > 0)
-        leiste_->status(
-            gesamt > 0 ? fmt::format("Download läuft … {} %", bytes * 100 / std::max(gesamt, bytes))
-                       : fmt::format("Download läuft … {},{} MB", bytes / 1'000'000, bytes / 100'000 % 10),
-            ports::Textton::laeuft);
-    return std::nullopt;
-}
-
-void PortalFenster::uebernehmePDFErgebnis(std::string antwort) {
-    auto const ergebnis = erfasstePdf(std::move(antwort));
-    if (auto const* const fehler = std::get_if<std::string>(&ergebnis))
-        return melden(Portalstatus::fehler, *fehler);
-    auto const& pdf = std::get<ErfasstePdf>(ergebnis);
-    auto const ordner = umgebung_.ablage.neuerOrdner();
-    auto const datei = ordner.value_or("") + '/' + pdf.name;
-    auto const abgelegt = [&]() -> Ergebnis<void> {
-        if (!ordner)
-            return std::unexpected(ordner.error());
-        if (!umgebung_.ablage.vermerken(*ordner, pdf.daten.size()))
-            return fehler(Fehlerart::zuGross, *ordner, "Es warten schon zu große Dateien");
-        if (!schreibeAtomar(datei, pdf.daten, Dauerhaft::nein))
-            return errnoFehler(datei, "Nicht zu schreiben ist");
-        return {};
-    }();
-    if (!abgelegt) {
-        protokoll(fmt::format("Portal {}: {}", auftrag_.ziel.kennung, abgelegt.error().text()));
-        if (ordner)
-            umgebung_.ablage.entfernen(*ordner);
-        return melden(
-            Portalstatus::fehler, "Die aktuelle PDF konnte nicht für den Import vorbereitet werden.");
-    }
-    belegHochladen(datei);
-}
-
-void PortalFenster::belegHochladen(std::string const& datei) {
-    umgebung_.versand.senden(
-        {.basis = auftrag_.basis,
-         .clientId = auftrag_.clientId,
-         .token = auftrag_.token,
-         .transaction = auftrag_.transaction,
-         .portal = auftrag_.ziel.kennung},
-        datei,
-        // On a thread of the sender: the window may be gone, so only the loop, which outlives both, is touched here.
-        [this, &schleife = umgebung_.schleife, lebt = std::weak_ptr{lebt_}](Portalmeldung const& meldung) {
-            schleife.spaeter([this, lebt, meldung] {
-                if (lebt.lock())
-                    melden(meldung.status, meldung.nachricht);
-            });
-        });
 }
 
 void PortalFenster::geschlossen() {

@@ -9,6 +9,7 @@
 #include "ports/hauptschleife.h"
 #include "ports/portalleiste.h"
 #include "ports/programmfenster.h"
+#include "ports/standardprogramm.h"
 #include "ports/webansicht.h"
 
 #include <cstdint>
@@ -35,6 +36,8 @@ public:
         ports::Hauptschleife& schleife;
         Portalablage& ablage;
         Belegversand& versand;
+        ports::Standardprogramm* browser{
+            nullptr}; ///< For what cannot be done here; without one it is not offered.
     };
     /// What it is opened for.
     struct Auftrag {
@@ -90,6 +93,11 @@ private:
         ports::Webansicht& web, ports::Dateiwahl const& wahl,
         std::function<void(std::optional<std::vector<std::string>>)> antwort) override;
     void druckGescheitert(ports::Webansicht& web, std::string const& beschreibung) override;
+    void zugangErfragen(
+        ports::Webansicht& web, ports::Zugangsfrage const& frage,
+        std::function<void(std::optional<ports::Zugangsdaten>)> antwort) override;
+    void zertifikatVerlangt(ports::Webansicht& web, std::string const& wirt) override;
+    void passkeyGewuenscht(ports::Webansicht& web) override;
 
     /// What the bar says of where the user is.
     enum class Lage {
@@ -105,6 +113,11 @@ private:
     /// Why a download must end; nothing when it may go on.
     [[nodiscard]] std::optional<std::string> downloadgrenze(
         ports::Download const* download, std::uint64_t bytes, std::uint64_t gesamt);
+    /// The window's lower edge: what is being downloaded, with a button that ends it.
+    void downloadsZeigen();
+    void downloadsAbbrechen();
+    /// Asks whether the portal's cookies and other data may go.
+    void anmeldedatenLoeschen();
     void uebernehmePDFErgebnis(std::string antwort);
     void belegHochladen(std::string const& datei);
     void ersatzseite(
@@ -120,6 +133,12 @@ private:
     std::unique_ptr<ports::Programmfenster> fenster_;
     std::unique_ptr<ports::Portalleiste> leiste_;
     std::map<ports::Download const*, std::string> ziele_; ///< Running downloads and their files.
+    struct Stand {
+        std::weak_ptr<ports::Download> download;
+        std::uint64_t bytes{0};
+        std::uint64_t gesamt{0};
+    };
+    std::map<ports::Download const*, Stand> staende_; ///< How far they are.
     Portaldialoge dialoge_;
     std::optional<std::string> letzteNachricht_;
     std::string wirt_; ///< Of the page that is shown, or was to be; as people read it.

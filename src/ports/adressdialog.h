@@ -19,6 +19,8 @@ struct Adressfrage {
     std::vector<std::string> bisherige; ///< Offered below the empty field, newest first; may be empty.
     /// What to offer instead for the text typed so far, best first. Called on the main thread.
     std::function<std::vector<std::string>(std::string const& text)> passende;
+    /// Takes one of `bisherige` out of what is remembered. Without it none can be taken out.
+    std::function<void(std::string const& adresse)> entfernen{};
     /// Whether the address is good. Asked when `oeffnen` is pressed. When it is not, the dialog stays, looks like a
     /// warning, says `beanstandung`, and gives the field the keyboard with its text selected.
     std::function<bool(std::string const& text)> annehmbar;

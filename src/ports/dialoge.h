@@ -42,6 +42,12 @@ struct Dateiwahl {
         nullptr}; ///< The panel stays in front of this window; null for the program's front one.
 };
 
+/// Name and password.
+struct Zugangsdaten {
+    std::string name;
+    std::string kennwort;
+};
+
 /// Port: native dialogs and panels.
 /// Threads: main thread. Answers come on the main thread, exactly once each, also when the window closes meanwhile
 /// (then as the last button, or as cancelled).
@@ -58,6 +64,10 @@ public:
     virtual void eingeben(
         Programmfenster& fenster, Frage const& frage, std::string const& vorgabe,
         std::function<void(std::optional<std::string>)> antwort) = 0;
+    /// A sheet with fields for name and password. Nothing unless the first button was pressed.
+    virtual void zugang(
+        Programmfenster& fenster, Frage const& frage,
+        std::function<void(std::optional<Zugangsdaten>)> antwort) = 0;
     /// A free-standing panel. Absolute paths; nothing when cancelled.
     virtual void dateienWaehlen(
         Dateiwahl const& wahl, std::function<void(std::optional<std::vector<std::string>>)> antwort) = 0;

@@ -31,6 +31,8 @@ public:
     virtual ~Download() = default;
     /// Who hears of this download. To be set in Webansicht::Empfaenger::heruntergeladen().
     virtual void empfaenger(Empfaenger empfaenger) = 0;
+    /// As when a person ends it: it fails, and nothing of it is left. Nothing when it has ended.
+    virtual void abbrechen() = 0;
     /// The address that it comes from.
     [[nodiscard]] virtual std::string adresse() const = 0;
 };

@@ -42,6 +42,7 @@ struct Portalleistenangaben {
     std::function<void()> zurueck;
     std::function<void()> neuLaden;
     std::function<void()> anhalten;
+    std::function<void()> vergessen; ///< Behind a third picture: "Anmeldedaten dieses Portals löschen".
 };
 
 /// Port: makes such bars.

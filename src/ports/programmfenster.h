@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace quillmate::ports {
@@ -14,6 +15,15 @@ struct Fenstermasse {
     int hoehe{0};
     int mindestbreite{0};
     int mindesthoehe{0};
+};
+
+/// The line at a window's lower edge: what goes on besides the page, and what can be done about it.
+struct Fusszeile {
+    std::string text;
+    bool laeuft{false};           ///< With a bar; what is over in a moment is not shown at all.
+    std::optional<double> anteil; ///< From 0 to 1, of what is running; nothing: nobody knows.
+    std::string knopf;            ///< Empty for none.
+    std::function<void()> gedrueckt{};
 };
 
 /// Port: one window of the program, with title bar and controls to close, minimise and resize. Placed by the desktop,
@@ -35,6 +45,8 @@ public:
     [[nodiscard]] virtual bool sichtbar() const = 0;
     /// Called once, right before the window closes.
     virtual void beimSchliessen(std::function<void()> rueckruf) = 0;
+    /// Shows the line in the place of the one before; nothing takes it away. Announced to screen readers.
+    virtual void fusszeile(std::optional<Fusszeile> zeile) = 0;
 };
 
 /// Port: makes windows and web views.

@@ -12,6 +12,9 @@ namespace quillmate::ports {
 class Warteblatt {
 public:
     virtual ~Warteblatt() = default;
+    /// Nothing will come by itself: the sheet says `erklaerung` in place of its own, shows the address, and looks no
+    /// longer as if something were going on.
+    virtual void stocken(std::string const& erklaerung) = 0;
 };
 
 /// What the sheet says and offers.

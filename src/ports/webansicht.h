@@ -82,6 +82,13 @@ struct Ladefehler {
     bool zertifikat{false}; ///< The server could not prove who it is. `beschreibung` says why, in German.
 };
 
+/// A server's request for a name and a password.
+struct Zugangsfrage {
+    std::string wirt;       ///< Whose server it is, as the engine writes hosts.
+    std::string bereich;    ///< What the server calls it; foreign text, may be empty.
+    bool wiederholt{false}; ///< What was answered before was wrong.
+};
+
 /// A request for a window of its own.
 struct Fensteranfrage {
     std::optional<std::string> adresse; ///< Nothing for a script's window without address.
@@ -144,6 +151,15 @@ public:
         virtual void schliessen(Webansicht&) {}
         /// The process that renders the page has died.
         virtual void prozessGestorben(Webansicht&, std::string const& /*grund*/) {}
+        /// A server asks who is there; nothing for an answer ends the load. Exactly one answer.
+        virtual void zugangErfragen(
+            Webansicht&, Zugangsfrage const&, std::function<void(std::optional<Zugangsdaten>)> antwort) {
+            antwort(std::nullopt);
+        }
+        /// A server has asked for a certificate of the user's own. It gets none.
+        virtual void zertifikatVerlangt(Webansicht&, std::string const& /*wirt*/) {}
+        /// A person has clicked something that speaks of passkeys, which this engine does not have.
+        virtual void passkeyGewuenscht(Webansicht&) {}
         /// alert(), confirm(), prompt() and a page's file input. Each answer must be given exactly once.
         virtual void hinweis(Webansicht&, std::string const& /*text*/, std::function<void()> fertig) {
             fertig();
@@ -191,6 +207,8 @@ public:
         /// sends something first has longer, since that may be files and a slow line.
         std::chrono::seconds ladefrist{60};
         std::chrono::seconds sendefrist{600};
+        /// A process that answers nothing for so long, and somebody waits for it, is ended: prozessGestorben() follows.
+        std::chrono::seconds haengefrist{30};
     };
 
     virtual ~Webansicht() = default;
@@ -234,6 +252,10 @@ public:
     using Skriptantwort = std::function<void(std::optional<std::string> text, std::string const& fehler)>;
     virtual void rufen(
         std::string const& rumpf, std::map<std::string, std::string> const& werte, Skriptantwort antwort) = 0;
+    /// Forgets what sites of this host have stored in the view's session: cookies and all else, also for other windows of the
+    /// session. `fertig` is called once, with how many sites it was, or nothing when it could not be found out.
+    virtual void anmeldedatenLoeschen(
+        std::string const& wirt, std::function<void(std::optional<std::size_t>)> fertig) = 0;
     /// The desktop's print dialog as a sheet of `fenster`, with the page fitted to the paper's width and centred.
     virtual void drucken(Programmfenster& fenster) = 0;
 };

@@ -17,6 +17,12 @@ namespace {
 
 class Browser final : public ports::Standardprogramm {
 public:
+    void oeffnen(std::string const& adresse, std::function<void()> gescheitert) override {
+        oeffnen(adresse);
+        if (fehlt)
+            gescheitert();
+    }
+    bool fehlt{false};
     void oeffnen(std::string const& adresse) override { geoeffnet.push_back(adresse); }
     std::vector<std::string> geoeffnet;
 };
@@ -66,6 +72,17 @@ TEST_F(BrowseranmeldungTest, StartingPreparesTheWayBackShowsTheSheetAndOpensTheB
     EXPECT_EQ(text.kopieren, "Adresse kopieren");
     EXPECT_EQ(text.kopiertext, "https://h.example/start?app=1");
     EXPECT_EQ(text.abbrechen, "Abbrechen");
+}
+
+TEST_F(BrowseranmeldungTest, WithoutABrowserTheSheetSaysSoAndStaysForWhoeverOpensTheAddressElsewhere) {
+    browser.fehlt = true;
+    auto const s = sitzung();
+    ASSERT_TRUE(s->starten());
+    EXPECT_EQ(blaetter.offen, 1);
+    EXPECT_TRUE(blaetter.stockt.starts_with("Auf diesem Rechner ist kein Browser eingerichtet"))
+        << blaetter.stockt;
+    EXPECT_TRUE(werk->rueckweg("quillmate://x?merkmal=abc")) << "the way back is still open";
+    EXPECT_EQ(ausgaenge.size(), 1U);
 }
 
 TEST_F(BrowseranmeldungTest, ACallbackEndsTheSessionAndItsSheet) {

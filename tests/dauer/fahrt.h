@@ -70,8 +70,6 @@ private:
     void toeteEinen(std::string_view programm, char const* wort);
     void laufwerk(bool da);
     void warte(int millisekunden) const;
-    [[nodiscard]] std::optional<fenster_echt::XFenster> dialog();
-    [[nodiscard]] bool portaltext(fenster_echt::XFenster const& fenster, std::string_view text);
 
     Welt& welt_;
     Zufall zufall_;

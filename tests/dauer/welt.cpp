@@ -25,6 +25,8 @@ constexpr std::string_view kennung = "de.tandemwerk.quillmate.demo";
 /// A window that is closed ends the program, its readers and its web processes within this time, on a machine that does
 /// other things too.
 constexpr seconds fristEnde{10};
+/// What a program that was killed has started ends by itself, once it notices.
+constexpr seconds fristNachzuegler{30};
 
 /// When a process began, as the kernel counts: with the number it names one process and no later one.
 std::string beginnVon(pid_t nummer) {
@@ -84,6 +86,8 @@ void Welt::sage(std::string const& text) const {
 }
 
 void Welt::klage(std::string satz) {
+    if (std::ranges::find(klagen_, satz) != klagen_.end())
+        return; // What is wrong stays wrong.
     sage("  !! " + satz);
     klagen_.push_back(std::move(satz));
 }
@@ -106,6 +110,8 @@ fenster_echt::Programm::Umgebung Welt::umgebung() const {
           "LIBGL_ALWAYS_SOFTWARE", "GTK_A11Y", "GIO_USE_VFS", "GSETTINGS_BACKEND", "NO_AT_BRIDGE"})
         if (char const* const wert = std::getenv(name))
             werte[name] = wert;
+    for (auto const& [name, wert] : umgebungszusatz)
+        werte[name] = wert;
     return werte;
 }
 
@@ -123,13 +129,17 @@ void Welt::merkeOrdner(std::vector<std::string> const& ordner) {
         fmt::format("{}/.config/{}/voreinstellungen.plist", heim(), kennung));
 }
 
-bool Welt::oeffne() {
+void Welt::starte() {
     ++gezaehlt["Programm gestartet"];
     leitung.neueSeite();
-    int const bisher = leitung.dokumente();
     programm = std::make_unique<fenster_echt::Programm>(
         orte_.arbeit + "/QuillmateDemo.app/Contents/Linux/quillmate", std::vector<std::string>{}, umgebung());
     portalErreichbar = dienst != nullptr;
+}
+
+bool Welt::oeffne() {
+    int const bisher = leitung.dokumente();
+    starte();
     constexpr seconds startfrist{60};
     if (leitung.warteAufDokument(bisher + 1, startfrist) && bildschirm.warteAufFenster(titel))
         return true;
@@ -207,7 +217,7 @@ void Welt::pruefeHinterlassenes() {
             std::erase_if(nachkommen_, [](auto const& paar) { return beginnVon(paar.first) != paar.second; });
             return uebrig.empty() && nachkommen_.empty();
         },
-        fristEnde);
+        fristNachzuegler);
     if (!weg) {
         std::string wer;
         for (auto const& prozess : uebrig)
@@ -255,9 +265,11 @@ void Welt::aufDieBeine() {
     (void)oeffne();
 }
 
-void Welt::dienstStarten() {
-    dienst = std::make_unique<demo::test::Dienstprozess>(
-        orte_.arbeit + "/daten", std::vector<std::string>{"--ohne-texte", "--client", "1", "--token", token});
+void Welt::dienstStarten(Texte texte) {
+    std::vector<std::string> argumente{"--client", "1", "--token", token};
+    if (texte == Texte::ungelesen)
+        argumente.emplace_back("--ohne-texte");
+    dienst = std::make_unique<demo::test::Dienstprozess>(orte_.arbeit + "/daten", argumente);
     leitung.dienstBei(dienst->port());
     portalErreichbar = false;
     ++gezaehlt["Dienst gestartet"];
@@ -333,6 +345,36 @@ bool Welt::warteAufSuchende(seconds frist) {
         std::this_thread::sleep_for(std::chrono::milliseconds{200});
     }
     return false;
+}
+
+std::optional<fenster_echt::XFenster> Welt::dialog() {
+    auto const haupt = bildschirm.fensterMit("Quillmate");
+    std::optional<fenster_echt::XFenster> gefunden;
+    (void)wartenBis(
+        [&] {
+            for (auto const& fenster : bildschirm.fenster())
+                if (!fenster.aufgeklappt && haupt && fenster.nummer != haupt->nummer &&
+                    bildschirm.tastaturBei() == fenster.nummer)
+                    gefunden = fenster;
+            return gefunden.has_value();
+        },
+        seconds{30});
+    return gefunden;
+}
+
+bool Welt::portaltext(fenster_echt::XFenster const& fenster, std::string_view text) {
+    return wartenBis(
+        [&] {
+            if (bildschirm.tastaturBei() != fenster.nummer)
+                bildschirm.tastaturAn(fenster.nummer);
+            bildschirm.zwischenablageLeeren();
+            bildschirm.taste("ctrl+a");
+            bildschirm.taste("ctrl+c");
+            std::optional<std::string> kopie;
+            (void)wartenBis([&] { return (kopie = bildschirm.zwischenablage()).has_value(); }, seconds{2});
+            return kopie && kopie->contains(text) && kopie->contains("Die Seite ist bereit.");
+        },
+        seconds{40});
 }
 
 } // namespace quillmate::dauer

@@ -34,7 +34,9 @@ public:
     Welt& operator=(Welt const&) = delete;
 
     // Program
-    /// Starts it and waits for its page. False (and a complaint) when that does not come.
+    /// Starts it; whatever its page is.
+    void starte();
+    /// Starts it and waits for the driver's page. False (and a complaint) when that does not come.
     bool oeffne();
     /// As a person would; the complaint when it takes too long.
     void schliesse();
@@ -48,7 +50,8 @@ public:
     void pruefeHinterlassenes();
 
     // Service
-    void dienstStarten();
+    enum class Texte { ungelesen, gelesen };
+    void dienstStarten(Texte texte = Texte::ungelesen);
     void dienstToeten();
     [[nodiscard]] nlohmann::json frage(std::string const& pfad);
     [[nodiscard]] std::vector<Eingang> eingaenge();
@@ -61,6 +64,12 @@ public:
     /// Waits for the end of the search that runs; false when it still runs after the limit.
     bool warteAufSuchende(std::chrono::seconds frist);
     [[nodiscard]] std::string zugangJs() const; ///< The fields that every call of the page carries.
+
+    // Screen
+    /// The window above the main one that has the keyboard.
+    [[nodiscard]] std::optional<fenster_echt::XFenster> dialog();
+    /// Waits until the portal's page holds this text and hears keys.
+    [[nodiscard]] bool portaltext(fenster_echt::XFenster const& fenster, std::string_view text);
 
     void klage(std::string satz);
     [[nodiscard]] std::vector<std::string> const& klagen() const noexcept { return klagen_; }
@@ -80,8 +89,9 @@ public:
     fenster_echt::Bildschirm bildschirm;
     std::unique_ptr<demo::test::Dienstprozess> dienst;
     std::unique_ptr<fenster_echt::Programm> programm;
-    std::map<std::string, int> gezaehlt; ///< What was done, for the table.
-    bool portalErreichbar{false};        ///< The service is the same as when the program began.
+    std::map<std::string, std::string> umgebungszusatz; ///< Of programs that start from now on.
+    std::map<std::string, int> gezaehlt;                ///< What was done, for the table.
+    bool portalErreichbar{false}; ///< The service is the same as when the program began.
 
 private:
     [[nodiscard]] fenster_echt::Programm::Umgebung umgebung() const;

@@ -509,7 +509,7 @@ TEST(Demodienst, BadArgumentsEndWithTwoAndAGermanSentence) {
         auto const ende = fuehreAus(befehl, 20s);
         ASSERT_TRUE(ende.has_value());
         EXPECT_EQ(ende->status, 2);
-        EXPECT_THAT(ende->ausgabe, HasSubstr("Aufruf: quillmate-demodienst"));
+        EXPECT_THAT(ende->ausgabe, HasSubstr("„quillmate-demodienst --help“ zeigt, was es gibt."));
     }
 }
 

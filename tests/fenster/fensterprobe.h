@@ -90,6 +90,12 @@ protected:
     }
     werkzeug::WebansichtAttrappe& web() { return *werk.ansichten.front(); }
     ports::Webansicht::Empfaenger& engine() { return web().empfaenger(); }
+    /// The scripts of notices, without those that announce them.
+    std::vector<std::string> meldungen() {
+        auto alle = web().skripte;
+        std::erase(alle, fenster::ansageskript());
+        return alle;
+    }
     std::vector<std::string>& buch() { return werk.buch->zeilen; }
 
     Entscheidung navigation(

@@ -130,9 +130,9 @@ TEST_F(PortalFensterTest, TheStatusLineSaysHowFarADownloadIs) {
     auto const d = download();
     ASSERT_TRUE(d->fragt("r.pdf"));
     EXPECT_TRUE(d->erhaelt(250, 1000));
-    EXPECT_EQ(leisten.status, "Download läuft … 25 %");
+    EXPECT_EQ(fenster().fuss->text, "Download läuft … 25 %");
     EXPECT_TRUE(d->erhaelt(2'500'000));
-    EXPECT_EQ(leisten.status, "Download läuft … 2,5 MB");
+    EXPECT_EQ(fenster().fuss->text, "Download läuft … 2,5 MB");
     EXPECT_TRUE(ereignisse.empty());
 }
 

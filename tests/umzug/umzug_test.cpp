@@ -30,6 +30,7 @@ public:
     void schliessen() override {}
     bool sichtbar() const override { return true; }
     void beimSchliessen(std::function<void()>) override {}
+    void fusszeile(std::optional<ports::Fusszeile>) override {}
 };
 
 } // namespace

@@ -83,6 +83,11 @@ public:
         std::function<void(std::optional<std::string>)> antwort) override {
         antwort(std::nullopt);
     }
+    void zugang(
+        ports::Programmfenster&, ports::Frage const&,
+        std::function<void(std::optional<ports::Zugangsdaten>)> antwort) override {
+        antwort(std::nullopt);
+    }
     void dateienWaehlen(
         ports::Dateiwahl const&,
         std::function<void(std::optional<std::vector<std::string>>)> antwort) override {

@@ -62,7 +62,19 @@ Bildschirm::~Bildschirm() {
     XCloseDisplay(anzeige_);
 }
 
+void Bildschirm::unterWayland(
+    std::function<std::vector<XFenster>()> fenster, std::function<unsigned long()> tastatur) {
+    // The keys of the X server go to the compositor's window.
+    for (auto const& eines : this->fenster())
+        if (!eines.aufgeklappt)
+            tastaturAn(eines.nummer);
+    waylandfenster_ = std::move(fenster);
+    waylandtastatur_ = std::move(tastatur);
+}
+
 std::vector<XFenster> Bildschirm::fenster() const {
+    if (waylandfenster_)
+        return waylandfenster_();
     Window wurzel = 0;
     Window eltern = 0;
     Window* kinder = nullptr;
@@ -103,6 +115,8 @@ std::optional<XFenster> Bildschirm::warteAufFenster(
 }
 
 unsigned long Bildschirm::tastaturBei() const {
+    if (waylandtastatur_)
+        return waylandtastatur_();
     Window fenster = 0;
     int zurueck = 0;
     XGetInputFocus(anzeige_, &fenster, &zurueck);
@@ -110,6 +124,10 @@ unsigned long Bildschirm::tastaturBei() const {
 }
 
 void Bildschirm::tastaturAn(unsigned long fenster) {
+    if (waylandfenster_) // Only the compositor gives it, to the window that is clicked; this one gives it back to nobody.
+        return klicke(
+            {.x = DisplayWidth(anzeige_, DefaultScreen(anzeige_)) - 2,
+             .y = DisplayHeight(anzeige_, DefaultScreen(anzeige_)) - 2});
     XRaiseWindow(anzeige_, fenster);
     XSetInputFocus(anzeige_, fenster, RevertToParent, CurrentTime);
     XSync(anzeige_, False);
@@ -121,6 +139,8 @@ void Bildschirm::groesse(unsigned long fenster, int breite, int hoehe) {
 }
 
 void Bildschirm::schliessen(unsigned long fenster) {
+    if (waylandfenster_) // Nobody but its user can ask a window to close.
+        return taste("ctrl+w");
     XEvent bitte{};
     bitte.xclient.type = ClientMessage;
     bitte.xclient.window = fenster;

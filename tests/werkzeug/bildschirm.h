@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,6 +39,11 @@ public:
     ~Bildschirm();
     Bildschirm(Bildschirm const&) = delete;
     Bildschirm& operator=(Bildschirm const&) = delete;
+
+    /// From now on the windows are those of a program under a compositor that fills the screen: `fenster` names them, and
+    /// `tastatur` the one with the keyboard. Nobody gives the keyboard away there but the compositor.
+    void unterWayland(
+        std::function<std::vector<XFenster>()> fenster, std::function<unsigned long()> tastatur);
 
     /// The visible windows, lowest first.
     [[nodiscard]] std::vector<XFenster> fenster() const;
@@ -80,6 +86,8 @@ private:
     void drueckeTaste(unsigned long zeichen, bool umschalten);
     void klicke(Punkt wohin, unsigned int knopf);
 
+    std::function<std::vector<XFenster>()> waylandfenster_;
+    std::function<unsigned long()> waylandtastatur_;
     _XDisplay* anzeige_;
     unsigned long wurzel_;
     unsigned long eigenes_; ///< Receives the clipboard.

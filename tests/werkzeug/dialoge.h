@@ -55,6 +55,17 @@ public:
              .antwort = {},
              .eingabe = std::move(antwort)});
     }
+    void zugang(
+        ports::Programmfenster& fenster, ports::Frage const& frage,
+        std::function<void(std::optional<ports::Zugangsdaten>)> antwort) override {
+        zugangsfragen.push_back({&fenster, frage, std::move(antwort)});
+    }
+    struct Zugang {
+        ports::Programmfenster* fenster{nullptr};
+        ports::Frage frage;
+        std::function<void(std::optional<ports::Zugangsdaten>)> antwort;
+    };
+    std::vector<Zugang> zugangsfragen;
     void dateienWaehlen(
         ports::Dateiwahl const& wahl,
         std::function<void(std::optional<std::vector<std::string>>)> antwort) override {

@@ -14,6 +14,11 @@ class DownloadAttrappe final : public ports::Download {
 public:
     explicit DownloadAttrappe(std::string adresse = "https://quillmate.example/datei")
         : adresse_(std::move(adresse)) {}
+    void abbrechen() override {
+        ++abgebrochen;
+        scheitert("Vom Nutzer abgebrochen.");
+    }
+    int abgebrochen{0};
     void empfaenger(Empfaenger empfaenger) override { empfaenger_ = std::move(empfaenger); }
     [[nodiscard]] std::string adresse() const override { return adresse_; }
 

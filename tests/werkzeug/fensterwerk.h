@@ -85,6 +85,12 @@ public:
         Skriptantwort antwort) override {
         rufe.push_back({rumpf, werte, std::move(antwort)});
     }
+    void anmeldedatenLoeschen(
+        std::string const& wirt, std::function<void(std::optional<std::size_t>)> fertig) override {
+        buch_->schreibe(name_ + " anmeldedatenLoeschen " + wirt);
+        geloescht = std::move(fertig);
+    }
+    std::function<void(std::optional<std::size_t>)> geloescht;
     void drucken(ports::Programmfenster& fenster) override {
         buch_->schreibe(name_ + " drucken");
         druckfenster = &fenster;
@@ -161,6 +167,9 @@ public:
     [[nodiscard]] bool sichtbar() const override { return sichtbar_; }
     void beimSchliessen(std::function<void()> rueckruf) override { beimSchliessen_ = std::move(rueckruf); }
 
+    void fusszeile(std::optional<ports::Fusszeile> zeile) override { fuss = std::move(zeile); }
+
+    std::optional<ports::Fusszeile> fuss;
     ports::Fenstermasse const masse;
     ports::Webansicht* ansicht{nullptr};
 

@@ -16,6 +16,12 @@ namespace quillmate::werkzeug {
 class StandardprogrammAttrappe final : public ports::Standardprogramm {
 public:
     void oeffnen(std::string const& adresse) override { geoeffnet.push_back(adresse); }
+    void oeffnen(std::string const& adresse, std::function<void()> gescheitert) override {
+        geoeffnet.push_back(adresse);
+        if (fehlt)
+            gescheitert();
+    }
+    bool fehlt{false}; ///< There is no program.
     [[nodiscard]] std::optional<std::string> nameFuer(std::string const& schema) const override {
         return schema == "smb" ? std::optional<std::string>{"Dateien"} : std::nullopt;
     }

@@ -17,24 +17,27 @@ public:
         if (ohneFenster)
             return nullptr;
         texte.push_back(text);
+        stockt.clear();
         abbrechen = std::move(abgebrochen);
         ++offen;
-        return std::make_unique<Blatt>(offen);
+        return std::make_unique<Blatt>(*this);
     }
 
     std::vector<ports::Wartetext> texte;
     std::function<void()> abbrechen; ///< Presses "Abbrechen" on the sheet shown last.
+    std::string stockt;              ///< What the sheet shown last says instead of waiting.
     int offen{0};
     bool ohneFenster{false};
 
 private:
     struct Blatt final : ports::Warteblatt {
-        explicit Blatt(int& offene)
-            : offen(offene) {}
-        ~Blatt() override { --offen; }
+        explicit Blatt(WarteblattwerkAttrappe& w)
+            : werk(w) {}
+        ~Blatt() override { --werk.offen; }
         Blatt(Blatt const&) = delete;
         Blatt& operator=(Blatt const&) = delete;
-        int& offen;
+        void stocken(std::string const& erklaerung) override { werk.stockt = erklaerung; }
+        WarteblattwerkAttrappe& werk;
     };
 };
 

@@ -32,6 +32,9 @@ std::optional<Argumente> argumenteAus(std::span<char const* const> argumente, st
         } else if (schalter == "--hilfe" || schalter == "--help" || schalter == "-h") {
             ergebnis.hilfe = true;
             return ergebnis;
+        } else if (schalter == "--version") {
+            ergebnis.fassung = true;
+            return ergebnis;
         } else if (
             schalter == "--server" || schalter == "--client" || schalter == "--token" ||
             schalter == "--nur-ordner" || schalter == "--hoechstens" || schalter == "--merken") {

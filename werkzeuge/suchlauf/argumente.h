@@ -12,6 +12,7 @@ struct Argumente {
     MacScan::Scanauftrag auftrag;
     std::optional<std::string> merken; ///< Remember this folder, print its identifier, and scan nothing.
     bool hilfe{false};
+    bool fassung{false}; ///< Only print the version.
 };
 
 inline constexpr char const* hilfetext =
@@ -28,7 +29,10 @@ Sucht Belege in den Standardorten und gemerkten Ordnern und lädt sie zum Dienst
   --nur-ordner KENNUNG   nur Bilder dieses gemerkten Ordners
   --hoechstens N         höchstens so viele Bilder dabei (1 bis 500)
   --merken ORDNER        Ordner merken und seine Kennung ausgeben
-  --hilfe                diese Seite
+  --help                 diese Seite
+  --version              die Fassung
+
+Ende: 0, wenn alles ankam; 1, wenn der Dienst nicht antwortet, ablehnt oder etwas nicht ankam; 2 bei falschem Aufruf.
 
 Strg-C hält die Suche sauber an: angefangene Dateien werden beendet, weitere nicht begonnen.
 )";

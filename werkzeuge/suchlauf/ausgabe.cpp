@@ -85,7 +85,13 @@ std::string Ausgabe::laufend(Json const& bericht) {
 
 std::string Ausgabe::zusammenfassung(Json const& meldung) {
     auto const gruende = meldung.value("gruende", Json::object());
-    auto text = fmt::format("\nGeprüfte Dateien: {}\n", meldung.value("gesamt", std::int64_t{0}));
+    // What was judged; with a stop, or where files could not be read, that is less than what was found.
+    std::int64_t geprueft = 0;
+    for (auto const& [schluessel, name] : entscheidungen)
+        geprueft += gruende.value(std::string{schluessel}, std::int64_t{0});
+    auto const gesamt = meldung.value("gesamt", std::int64_t{0});
+    auto text = geprueft == gesamt ? fmt::format("\nGeprüfte Dateien: {}\n", geprueft)
+                                   : fmt::format("\nGeprüfte Dateien: {} von {}\n", geprueft, gesamt);
     gruppe(text, "Entscheidungen", entscheidungen, gruende);
     gruppe(text, "Übertragungen", uebertragungen, gruende);
     gruppe(text, "Nicht geprüft", uebergangen, gruende);

@@ -10,18 +10,24 @@
 #include "argumente.h"
 #include "ausgabe.h"
 #include "grundlage/datei.h"
+#include "grundlage/ergebnis.h"
 #include "grundlage/protokoll.h"
+#include "grundlage/prozesswerte.h"
 #include "leserwahl.h"
 #include "macscan/suche.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <exception>
 #include <mutex>
+#include <optional>
+#include <string>
 
 namespace {
 
@@ -50,6 +56,67 @@ private:
     Json gesammelt_ = Json::object();
 };
 
+/// While a line on the screen changes in place, others must not be written into it: what goes to standard error is
+/// kept here and handed over whole lines at a time.
+class Zwischenzeilen {
+public:
+    Zwischenzeilen() {
+        std::array<int, 2> rohr{};
+        if (::pipe2(rohr.data(), O_CLOEXEC) != 0)
+            return; // then the lines mix
+        lesen_ = Deskriptor{rohr[0]};
+        Deskriptor const schreiben{rohr[1]};
+        ::fcntl(lesen_.get(), F_SETFL, O_NONBLOCK);
+        eigentlich_ = Deskriptor{::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)};
+        ::dup2(schreiben.get(), STDERR_FILENO);
+    }
+    ~Zwischenzeilen() {
+        if (eigentlich_)
+            ::dup2(eigentlich_.get(), STDERR_FILENO);
+        fmt::print(stderr, "{}", abholen());
+    }
+    Zwischenzeilen(Zwischenzeilen const&) = delete;
+    Zwischenzeilen& operator=(Zwischenzeilen const&) = delete;
+
+    [[nodiscard]] std::string abholen() {
+        std::array<char, 4096> stueck{};
+        while (lesen_) {
+            auto const n = ::read(lesen_.get(), stueck.data(), stueck.size());
+            if (n <= 0)
+                break;
+            rest_.append(stueck.data(), static_cast<std::size_t>(n));
+        }
+        auto const ende = rest_.rfind('\n');
+        if (ende == std::string::npos)
+            return {};
+        auto zeilen = rest_.substr(0, ende + 1);
+        rest_.erase(0, ende + 1);
+        return zeilen;
+    }
+
+private:
+    Deskriptor lesen_;
+    Deskriptor eigentlich_;
+    std::string rest_;
+};
+
+/// Whether the service is there and takes this access; else says why not. Within ten seconds where it is silent.
+bool erreichbar(dienst::Zugang const& zugang, dienst::Dienst& dienst) {
+    if (!dienst.antwortet(zugang)) {
+        fmt::print(stderr, "Der Dienst antwortet nicht: {}\n", zugang.server);
+        return false;
+    }
+    // Any list will do: a wrong token or client is refused whatever is asked for.
+    auto const liste = dienst.leseListe(zugang, "known-nonreceipt-hashes");
+    bool const abgelehnt =
+        !liste && liste.error().ursache.herkunft == Ursache::Herkunft::http &&
+        (liste.error().art == Fehlerart::abgelehnt || liste.error().art == Fehlerart::nichtGefunden);
+    if (!abgelehnt) // What passes is the search's own business.
+        return true;
+    fmt::print(stderr, "{}\n", liste.error().text());
+    return false;
+}
+
 int merken(std::string const& ordner, Ordner::Merkliste& merkliste) {
     auto const kennung = Ordner::kennung(ordner);
     merkliste.merken(ordner);
@@ -76,12 +143,18 @@ int suchen(
     suchlauf::Ausgabe ausgabe;
     int signalzahl = 0;
 
+    if (!erreichbar(auftrag.zugang, dienst))
+        return ende_fehler;
+    std::optional<Zwischenzeilen> zwischenzeilen;
+    if (bildschirm && ::isatty(STDERR_FILENO) == 1)
+        zwischenzeilen.emplace();
     suche.starten(auftrag, [&postfach](Json const& meldung) { postfach.legen(meldung); });
     auto const zeigen = [&] {
         auto const bericht = suche.stand.bericht();
         auto const neu = ausgabe.neueSchritte(bericht);
+        auto const zeilen = zwischenzeilen ? zwischenzeilen->abholen() : std::string{};
         if (bildschirm)
-            fmt::print("\r\033[K{}{}", neu, suchlauf::Ausgabe::laufend(bericht));
+            fmt::print("\r\033[K{}{}{}", zeilen, neu, suchlauf::Ausgabe::laufend(bericht));
         else
             fmt::print("{}", neu);
         std::fflush(stdout);
@@ -105,19 +178,28 @@ int suchen(
         }
     }
     zeigen();
+    zwischenzeilen.reset();
 
     auto const meldung = postfach.alles();
-    if (auto const fehler = meldung.find("fehler"); fehler != meldung.end()) {
-        fmt::print(stderr, "{}\n", fehler->get<std::string>());
-        return ende_fehler;
-    }
-    if (meldung.contains("gruende"))
+    bool gut = true;
+    if (meldung.contains("gruende")) {
         fmt::print("{}", suchlauf::Ausgabe::zusammenfassung(meldung));
+        gut = meldung["gruende"].value("uebertragungFehlgeschlagen", 0) == 0;
+        if (!gut)
+            fmt::print(stderr, "\nNicht alles ist beim Dienst angekommen; die Zeilen oben sagen, warum.\n");
+    }
+    if (auto const fehler = meldung.find("fehler"); fehler != meldung.end()) {
+        std::fflush(stdout);
+        fmt::print(stderr, "{}\n", fehler->get<std::string>());
+        gut = false;
+    }
     if (meldung.contains("gestoppt"))
         fmt::print(
             "\nAngehalten nach {} von {} Dateien.\n", meldung["erledigt"].get<std::int64_t>(),
             meldung["gesamt"].get<std::int64_t>());
-    return signalzahl > 0 ? ende_angehalten : ende_gut;
+    if (signalzahl > 0)
+        return ende_angehalten;
+    return gut ? ende_gut : ende_fehler;
 }
 
 int ausfuehren(suchlauf::Argumente const& argumente, sigset_t const& signale) {
@@ -155,8 +237,13 @@ int main(int argc, char** argv) {
     auto const argumente =
         suchlauf::argumenteAus(std::span<char const* const>{argv, static_cast<std::size_t>(argc)}, fehler);
     if (!argumente) {
-        fmt::print(stderr, "{}\n\n{}", fehler, suchlauf::hilfetext);
+        fmt::print(
+            stderr, "quillmate-suchlauf: {}\n„quillmate-suchlauf --help“ zeigt, was es gibt.\n", fehler);
         return ende_aufruf;
+    }
+    if (argumente->fassung) {
+        fmt::print("quillmate-suchlauf {}\n", fassungstext);
+        return ende_gut;
     }
     if (argumente->hilfe) {
         fmt::print("{}", suchlauf::hilfetext);

@@ -36,11 +36,13 @@ private:
     /// Offers what suits the text in the field; the text itself stays what was typed.
     void listeFuellen();
     void insFeld();
+    [[nodiscard]] GtkWidget* listenzeile(std::string const& adresse);
+    void entfernen(std::string const& adresse);
     void oeffnen();
     void beanstanden();
     void beenden() { schleife_.beenden(); }
 
-    ports::Adressfrage const& frage_;
+    ports::Adressfrage frage_; ///< A copy: the list gets shorter when somebody takes one out.
     Nebenschleife schleife_;
     Kleinfenster const aufbau_;
     GtkWidget* erklaerung_{nullptr};
@@ -138,18 +140,43 @@ void OffenerDialog::listeFuellen() {
     while (auto* const zeile = gtk_list_box_get_row_at_index(liste_, 0))
         gtk_list_box_remove(liste_, GTK_WIDGET(zeile));
     for (auto const& adresse : angeboten_) {
-        auto* const zeile = gtk_label_new(adresse.c_str());
-        gtk_label_set_xalign(GTK_LABEL(zeile), 0.0F);
-        gtk_label_set_ellipsize(GTK_LABEL(zeile), PANGO_ELLIPSIZE_MIDDLE);
-        gtk_label_set_max_width_chars(GTK_LABEL(zeile), 1); // As wide as the field, however long it is.
-        gtk_widget_set_tooltip_text(zeile, adresse.c_str());
-        for (auto const setzen : {gtk_widget_set_margin_start, gtk_widget_set_margin_end})
-            setzen(zeile, 9);
-        for (auto const setzen : {gtk_widget_set_margin_top, gtk_widget_set_margin_bottom})
-            setzen(zeile, 6);
-        gtk_list_box_append(liste_, zeile);
+        gtk_list_box_append(liste_, listenzeile(adresse));
     }
     gtk_widget_set_visible(listenrahmen_, !angeboten_.empty());
+}
+
+GtkWidget* OffenerDialog::listenzeile(std::string const& adresse) {
+    auto* const text = gtk_label_new(adresse.c_str());
+    gtk_label_set_xalign(GTK_LABEL(text), 0.0F);
+    gtk_label_set_ellipsize(GTK_LABEL(text), PANGO_ELLIPSIZE_MIDDLE);
+    gtk_label_set_max_width_chars(GTK_LABEL(text), 1); // As wide as the field, however long it is.
+    gtk_widget_set_hexpand(text, TRUE);
+    gtk_widget_set_tooltip_text(text, adresse.c_str());
+    gtk_widget_set_margin_start(text, 9);
+    for (auto const setzen : {gtk_widget_set_margin_top, gtk_widget_set_margin_bottom})
+        setzen(text, 6);
+    if (!frage_.entfernen) {
+        gtk_widget_set_margin_end(text, 9);
+        return text;
+    }
+    auto* const zeile = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 6);
+    gtk_box_append(GTK_BOX(zeile), text);
+    auto* const weg = knopf("", [this, adresse] { entfernen(adresse); });
+    gtk_button_set_icon_name(GTK_BUTTON(weg), "list-remove-symbolic");
+    gtk_widget_add_css_class(weg, "flat");
+    gtk_widget_set_tooltip_text(weg, "Aus der Liste entfernen (Entf)");
+    auto const name = adresse + " aus der Liste entfernen";
+    gtk_accessible_update_property(GTK_ACCESSIBLE(weg), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str(), -1);
+    gtk_box_append(GTK_BOX(zeile), weg);
+    return zeile;
+}
+
+void OffenerDialog::entfernen(std::string const& adresse) {
+    auto const kopie = adresse; // The row that holds it goes.
+    frage_.entfernen(kopie);
+    std::erase(frage_.bisherige, kopie);
+    listeFuellen();
+    insFeld();
 }
 
 gboolean OffenerDialog::tasteImFeld(
@@ -170,6 +197,12 @@ gboolean OffenerDialog::tasteInDerListe(
     if (zeile && (taste == GDK_KEY_Return || taste == GDK_KEY_KP_Enter)) {
         // Not left to the row: the window's default button would have the key, too.
         gewaehlt(ich.liste_, zeile, &ich);
+        return TRUE;
+    }
+    if (zeile && ich.frage_.entfernen && (taste == GDK_KEY_Delete || taste == GDK_KEY_KP_Delete)) {
+        auto const stelle = static_cast<std::size_t>(gtk_list_box_row_get_index(zeile));
+        if (stelle < ich.angeboten_.size())
+            ich.entfernen(ich.angeboten_[stelle]);
         return TRUE;
     }
     bool const obenHinaus =

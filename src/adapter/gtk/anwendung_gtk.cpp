@@ -7,19 +7,15 @@
 
 #include <webkit/webkit.h>
 
-#include <algorithm>
 #include <array>
-#include <cmath>
 #include <memory>
 #include <utility>
 
 namespace quillmate::adapter::gtk {
 namespace {
 
-/// Page zoom: the steps of browsers, and their bounds.
+/// Page zoom: the steps of browsers.
 constexpr double zoomschritt = 1.1;
-constexpr double kleinsterZoom = 0.3;
-constexpr double groessterZoom = 5.0;
 
 /// An action of the application that calls `tun` whenever it is activated.
 void handlung(GtkApplication* anwendung, std::string const& name, std::function<void()> tun) {
@@ -46,18 +42,6 @@ void kuerzelSetzen(
 GtkWidget* mitTastatur(GtkApplication* anwendung) {
     auto* const fenster = gtk_application_get_active_window(anwendung);
     return fenster ? gtk_window_get_focus(fenster) : nullptr;
-}
-
-/// The web view of the active window, wherever the keyboard is.
-WebKitWebView* sichtbareAnsicht(GtkWidget* widget) {
-    if (!widget)
-        return nullptr;
-    if (WEBKIT_IS_WEB_VIEW(widget))
-        return WEBKIT_WEB_VIEW(widget);
-    for (auto* kind = gtk_widget_get_first_child(widget); kind; kind = gtk_widget_get_next_sibling(kind))
-        if (auto* const gefunden = sichtbareAnsicht(kind))
-            return gefunden;
-    return nullptr;
 }
 
 struct Bearbeitungsbefehl {
@@ -190,7 +174,7 @@ void AnwendungGtk::menuebalken(std::vector<ports::Menue> const& menues) {
         g_menu_append_submenu(balken.get(), menue.titel.c_str(), G_MENU_MODEL(inhalt.get()));
     }
     gtk_application_set_menubar(gtk(), G_MENU_MODEL(balken.get()));
-    zoomtasten();
+    weitereTasten();
 }
 
 void AnwendungGtk::punktAnfuegen(GMenu* gruppe, std::string const& nummer, ports::Menuepunkt const& punkt) {
@@ -222,19 +206,30 @@ void AnwendungGtk::punktAnfuegen(GMenu* gruppe, std::string const& nummer, ports
     g_menu_append_item(gruppe, eintrag.get());
 }
 
-void AnwendungGtk::zoomtasten() {
-    auto const zoomen = [this](std::function<double(double)> const& neu) {
-        if (auto* const ansicht = sichtbareAnsicht(GTK_WIDGET(gtk_application_get_active_window(gtk()))))
-            webkit_web_view_set_zoom_level(
-                ansicht,
-                std::clamp(neu(webkit_web_view_get_zoom_level(ansicht)), kleinsterZoom, groessterZoom));
+void AnwendungGtk::weitereTasten() {
+    // What no menu lists: see the window of all keys.
+    auto const jeFenster = [this](std::function<void(ProgrammfensterGtk&)> tun) {
+        return [this, tun = std::move(tun)] {
+            if (auto* const fenster = ProgrammfensterGtk::von(gtk_application_get_active_window(gtk())))
+                tun(*fenster);
+        };
     };
-    handlung(gtk(), "groesser", [zoomen] { zoomen([](double zoom) { return zoom * zoomschritt; }); });
-    handlung(gtk(), "kleiner", [zoomen] { zoomen([](double zoom) { return zoom / zoomschritt; }); });
-    handlung(gtk(), "normalgroesse", [zoomen] { zoomen([](double) { return 1.0; }); });
+    auto const zoomen = [&](double faktor) {
+        return jeFenster(
+            [faktor](ProgrammfensterGtk& eines) { eines.seitengroesse(eines.seitengroesse() * faktor); });
+    };
+    handlung(gtk(), "groesser", zoomen(zoomschritt));
+    handlung(gtk(), "kleiner", zoomen(1 / zoomschritt));
+    handlung(gtk(), "normalgroesse", jeFenster([](ProgrammfensterGtk& eines) { eines.seitengroesse(1.0); }));
+    handlung(gtk(), "suchen", jeFenster([](ProgrammfensterGtk& eines) { eines.inSeiteSuchen(); }));
+    handlung(gtk(), "vollbild", jeFenster([](ProgrammfensterGtk& eines) { eines.vollbildUmschalten(); }));
+    handlung(gtk(), "tasten", [this] { naht::tastenfenster(gtk_application_get_active_window(gtk())); });
     kuerzelSetzen(gtk(), "app.groesser", {"<Control>plus", "<Control>equal", "<Control>KP_Add"});
     kuerzelSetzen(gtk(), "app.kleiner", {"<Control>minus", "<Control>KP_Subtract"});
     kuerzelSetzen(gtk(), "app.normalgroesse", {"<Control>0", "<Control>KP_0"});
+    kuerzelSetzen(gtk(), "app.suchen", {"<Control>f"});
+    kuerzelSetzen(gtk(), "app.vollbild", {"F11"});
+    kuerzelSetzen(gtk(), "app.tasten", {"<Control>question", "F1"});
 }
 
 void AnwendungGtk::ausfuehren(ports::Standardbefehl befehl) {

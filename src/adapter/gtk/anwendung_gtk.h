@@ -52,7 +52,7 @@ private:
     void ausfuehren(ports::Standardbefehl befehl);
     void ueberZeigen();
     void punktAnfuegen(GMenu* gruppe, std::string const& nummer, ports::Menuepunkt const& punkt);
-    void zoomtasten();
+    void weitereTasten();
 
     Programmangaben const angaben_;
     Rueckrufe const rueckrufe_;

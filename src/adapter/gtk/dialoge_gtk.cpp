@@ -1,6 +1,7 @@
 #include "dialoge_gtk.h"
 
 #include "glib_halter.h"
+#include "grundlage/protokoll.h"
 #include "langtext.h"
 #include "naht.h"
 #include "nebenschleife.h"
@@ -51,7 +52,7 @@ void zerstoert(GtkWidget*, gpointer daten) {
     frage.antworten(frage.letzter);
 }
 
-void zusatzGedrueckt(GtkButton* knopf, gpointer daten) {
+void zusatzGedrueckt(GtkButton*, gpointer daten) {
     auto& frage = *static_cast<OffeneFrage*>(daten);
     auto const dialog = Objekt<GtkWidget>::geteilt(frage.dialog); // `frage` goes with it.
     auto const tun = std::exchange(frage.zusatz, nullptr);
@@ -107,6 +108,18 @@ GtkWidget* bauen(ports::Frage const& frage, std::unique_ptr<OffeneFrage> offen, 
     g_object_weak_ref(
         G_OBJECT(dialog), [](gpointer zeiger, GObject*) { delete static_cast<OffeneFrage*>(zeiger); }, daten);
     return dialog;
+}
+
+/// Pixels of the list of places: its names are not cut at the usual size of texts.
+constexpr int ortsbreite = 210;
+
+GtkWidget* teilerIn(GtkWidget* widget) {
+    if (GTK_IS_PANED(widget))
+        return widget;
+    for (auto* kind = gtk_widget_get_first_child(widget); kind; kind = gtk_widget_get_next_sibling(kind))
+        if (auto* const gefunden = teilerIn(kind))
+            return gefunden;
+    return nullptr;
 }
 
 GtkWindow* gtkFenster(ports::Programmfenster& fenster) {
@@ -174,6 +187,33 @@ void DialogeGtk::eingeben(
     gtk_widget_grab_focus(feld);
 }
 
+void DialogeGtk::zugang(
+    ports::Programmfenster& fenster, ports::Frage const& frage,
+    std::function<void(std::optional<ports::Zugangsdaten>)> antwort) {
+    auto offen = std::make_unique<OffeneFrage>();
+    auto* const name = gtk_entry_new();
+    auto* const kennwort = gtk_password_entry_new();
+    gtk_password_entry_set_show_peek_icon(GTK_PASSWORD_ENTRY(kennwort), TRUE);
+    g_object_set(name, "placeholder-text", "Name", "activates-default", TRUE, nullptr);
+    g_object_set(kennwort, "placeholder-text", "Kennwort", "activates-default", TRUE, nullptr);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(name), GTK_ACCESSIBLE_PROPERTY_LABEL, "Name", -1);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(kennwort), GTK_ACCESSIBLE_PROPERTY_LABEL, "Kennwort", -1);
+    offen->feld = GTK_EDITABLE(name);
+    offen->antwort = [antwort = std::move(antwort),
+                      kennwort](ports::Antwort ergebnis, std::string const& wer) {
+        // Only a button answers with 0, and while there are buttons there is the field.
+        if (ergebnis.knopf == 0)
+            antwort(ports::Zugangsdaten{
+                .name = wer, .kennwort = textVon(gtk_editable_get_text(GTK_EDITABLE(kennwort)))});
+        else
+            antwort(std::nullopt);
+    };
+    auto* const felder = gestapelt({name, kennwort});
+    gtk_widget_set_size_request(felder, 260, -1);
+    naht::meldungZeigen(bauen(frage, std::move(offen), felder), gtkFenster(fenster));
+    gtk_widget_grab_focus(name);
+}
+
 void DialogeGtk::dateienWaehlen(
     ports::Dateiwahl const& wahl, std::function<void(std::optional<std::vector<std::string>>)> antwort) {
     naht::dateitafel(tafelfenster(wahl), wahl, std::move(antwort));
@@ -187,7 +227,7 @@ std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
     auto* const tafel = GTK_WIDGET(g_object_new(
         GTK_TYPE_FILE_CHOOSER_DIALOG, "title", texte.titel.c_str(), "action",
         GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "transient-for", gtk_application_get_active_window(anwendung_),
-        "use-header-bar", 1, "default-width", 820, "default-height", 560, nullptr));
+        "use-header-bar", 1, "default-width", breite_, "default-height", hoehe_, nullptr));
     gtk_dialog_add_button(GTK_DIALOG(tafel), "Abbrechen", GTK_RESPONSE_CANCEL);
     auto* const knopf = gtk_dialog_add_button(GTK_DIALOG(tafel), texte.knopf.c_str(), GTK_RESPONSE_ACCEPT);
     gtk_widget_add_css_class(knopf, "suggested-action");
@@ -209,13 +249,22 @@ std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
     struct Zustand {
         Nebenschleife* schleife;
         std::optional<std::string>* gewaehlt;
-    } zustand{&schleife, &gewaehlt};
+        GtkLabel* hinweis;
+        std::string heim;
+    } zustand{&schleife, &gewaehlt, GTK_LABEL(hinweis), g_get_home_dir()};
     g_signal_connect(
         tafel, "response", G_CALLBACK(+[](GtkWidget* dialog, int antwort, gpointer daten) {
             auto& z = *static_cast<Zustand*>(daten);
-            if (antwort == GTK_RESPONSE_ACCEPT)
-                if (auto pfade = naht::gewaehlte(GTK_FILE_CHOOSER(dialog)); !pfade.empty())
-                    *z.gewaehlt = std::move(pfade.front());
+            if (antwort == GTK_RESPONSE_ACCEPT) {
+                auto pfade = naht::gewaehlte(GTK_FILE_CHOOSER(dialog));
+                // Where nothing is selected GTK gives the folder that is shown, at first the whole home.
+                if (pfade.empty() || (pfade.front() == z.heim && naht::gezeigter(dialog) == z.heim)) {
+                    protokoll("Ordnertafel: nichts gewählt");
+                    gtk_label_set_text(z.hinweis, "Wähle zuerst in der Liste einen Ordner aus.");
+                    return;
+                }
+                *z.gewaehlt = std::move(pfade.front());
+            }
             gtk_widget_set_visible(dialog, FALSE);
             z.schleife->beenden();
         }),
@@ -226,7 +275,13 @@ std::optional<std::string> OrdnertafelGtk::waehlen(Texte const& texte) {
         G_CALLBACK(+[](GtkWidget*, gpointer daten) { static_cast<Zustand*>(daten)->schleife->beenden(); }),
         &zustand);
     gtk_window_present(GTK_WINDOW(tafel));
+    // On its way to the screen it makes itself as small as its list, and its places as narrow.
+    gtk_window_set_default_size(GTK_WINDOW(tafel), breite_, hoehe_);
+    if (auto* const teiler = teilerIn(tafel))
+        gtk_paned_set_position(GTK_PANED(teiler), ortsbreite);
     schleife.laufen();
+    if (gtk_widget_get_width(tafel) > 0)
+        gtk_window_get_default_size(GTK_WINDOW(tafel), &breite_, &hoehe_); // Follows whoever resizes it.
     g_signal_handlers_disconnect_by_data(
         tafel, &zustand); // None are left on a panel that has been destroyed.
     gtk_window_destroy(GTK_WINDOW(tafel));

@@ -20,6 +20,9 @@ public:
     void eingeben(
         ports::Programmfenster& fenster, ports::Frage const& frage, std::string const& vorgabe,
         std::function<void(std::optional<std::string>)> antwort) override;
+    void zugang(
+        ports::Programmfenster& fenster, ports::Frage const& frage,
+        std::function<void(std::optional<ports::Zugangsdaten>)> antwort) override;
     void dateienWaehlen(
         ports::Dateiwahl const& wahl,
         std::function<void(std::optional<std::vector<std::string>>)> antwort) override;
@@ -36,6 +39,8 @@ public:
 
 private:
     GtkApplication* const anwendung_;
+    int breite_{820}; ///< As its user has left it.
+    int hoehe_{560};
 };
 
 } // namespace quillmate::adapter::gtk

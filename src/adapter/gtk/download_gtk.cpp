@@ -16,6 +16,9 @@ namespace {
 /// While bytes arrive the engine adds this to the name that it was given.
 constexpr char const* engineendung = ".wkdownload";
 
+/// What the engine's viewer calls every document.
+constexpr char const* viewername = "document.pdf";
+
 /// How often a complete file is given another name because somebody else has taken the one that it had.
 constexpr int hoechsteNamen = 8;
 
@@ -47,6 +50,8 @@ struct DownloadGtk::Signale {
     static gboolean ziel(WebKitDownload* download, char* vorschlag, gpointer daten) {
         auto& ich = *static_cast<DownloadGtk*>(daten);
         ich.vorschlag_ = sichererName(textVon(vorschlag));
+        if (ich.vorschlag_ == viewername && !ich.pdfname_.empty() && ich.adresse().starts_with("blob:"))
+            ich.vorschlag_ = sichererName(ich.pdfname_);
         if (!ich.nameBesorgen()) {
             ich.beendet_ = true; // Whoever gave no destination wants to hear nothing more.
             webkit_download_cancel(download);
@@ -82,13 +87,14 @@ struct DownloadGtk::Signale {
     }
 };
 
-DownloadGtk::DownloadGtk(WebKitDownload* download)
-    : download_(Objekt<WebKitDownload>::geteilt(download)) {
+DownloadGtk::DownloadGtk(WebKitDownload* download, std::string pdfname)
+    : download_(Objekt<WebKitDownload>::geteilt(download))
+    , pdfname_(std::move(pdfname)) {
     laufende().insert(this);
 }
 
-std::shared_ptr<DownloadGtk> DownloadGtk::uebernehmen(WebKitDownload* download) {
-    std::shared_ptr<DownloadGtk> neu{new DownloadGtk{download}};
+std::shared_ptr<DownloadGtk> DownloadGtk::uebernehmen(WebKitDownload* download, std::string pdfname) {
+    std::shared_ptr<DownloadGtk> neu{new DownloadGtk{download, std::move(pdfname)}};
     neu->selbst_ = neu;
     neu->verbinden();
     return neu;
@@ -118,6 +124,13 @@ void DownloadGtk::verbinden() {
 
 void DownloadGtk::empfaenger(Empfaenger empfaenger) {
     empfaenger_ = std::move(empfaenger);
+}
+
+void DownloadGtk::abbrechen() {
+    if (beendet_)
+        return;
+    webkit_download_cancel(download_.get());
+    scheitern("Vom Nutzer abgebrochen.");
 }
 
 std::string DownloadGtk::adresse() const {

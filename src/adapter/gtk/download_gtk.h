@@ -21,7 +21,9 @@ namespace quillmate::adapter::gtk {
 class DownloadGtk final : public ports::Download {
 public:
     /// The engine's new download; without an Empfaenger it is cancelled when the engine asks where to put it.
-    [[nodiscard]] static std::shared_ptr<DownloadGtk> uebernehmen(WebKitDownload* download);
+    /// `pdfname`: what the document that the view shows was called, if it is a PDF; the engine's viewer does not know.
+    [[nodiscard]] static std::shared_ptr<DownloadGtk> uebernehmen(
+        WebKitDownload* download, std::string pdfname = {});
     /// For the end of the program: what is under way fails, and nothing of it stays on the disk.
     static void alleBeenden();
     ~DownloadGtk() override;
@@ -29,12 +31,13 @@ public:
     DownloadGtk& operator=(DownloadGtk const&) = delete;
 
     void empfaenger(Empfaenger empfaenger) override;
+    void abbrechen() override;
     [[nodiscard]] std::string adresse() const override;
 
 private:
     struct Signale;
 
-    explicit DownloadGtk(WebKitDownload* download);
+    DownloadGtk(WebKitDownload* download, std::string pdfname);
     void verbinden();
     /// Asks for a destination; false when there is none.
     [[nodiscard]] bool nameBesorgen();
@@ -50,6 +53,7 @@ private:
 
     Objekt<WebKitDownload> const download_;
     Empfaenger empfaenger_;
+    std::string const pdfname_;
     std::string vorschlag_; ///< The server's name, as one path component.
     std::optional<Namensanspruch> name_;
     std::string teil_;                    ///< The temporary name while bytes arrive; empty before.

@@ -13,17 +13,6 @@ namespace {
 constexpr guint mausZurueck = 8;
 constexpr guint mausVorwaerts = 9;
 
-WebansichtGtk* ansichtIn(GtkWidget* widget) {
-    if (!widget)
-        return nullptr;
-    if (WEBKIT_IS_WEB_VIEW(widget))
-        return WebansichtGtk::von(WEBKIT_WEB_VIEW(widget));
-    for (auto* kind = gtk_widget_get_first_child(widget); kind; kind = gtk_widget_get_next_sibling(kind))
-        if (auto* const gefunden = ansichtIn(kind))
-            return gefunden;
-    return nullptr;
-}
-
 void mausGedrueckt(GtkGestureClick* geste, int, double, double, gpointer) {
     auto* const web = WEBKIT_WEB_VIEW(gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(geste)));
     auto const knopf = gtk_gesture_single_get_current_button(GTK_GESTURE_SINGLE(geste));
@@ -58,7 +47,8 @@ void tasteAusfuehren(
         haupt();
         return;
     }
-    auto* const web = ansichtIn(GTK_WIDGET(fenster));
+    auto* const rahmen = ProgrammfensterGtk::von(fenster);
+    auto* const web = rahmen ? rahmen->ansicht() : nullptr;
     if (!web)
         return;
     if (taste == "r")

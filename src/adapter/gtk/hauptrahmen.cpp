@@ -3,6 +3,7 @@
 #include "skripte/bote.h"
 #include "skripte/klicks.h"
 #include "skripte/links.h"
+#include "skripte/seitenelemente.h"
 #include "skripte/vermittler.h"
 
 #include <glib.h>
@@ -38,6 +39,10 @@ std::string zustellrumpf(std::string_view nachrichtenname) {
 
 std::string linkskript() {
     return aufruf(skripte::links, {});
+}
+
+std::string seitenelementeskript() {
+    return aufruf(skripte::seitenelemente, {});
 }
 
 std::string klickskript() {

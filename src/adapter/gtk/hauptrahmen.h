@@ -30,6 +30,8 @@ inline constexpr char const* botenwelt = "quillmate-bruecke";
 [[nodiscard]] std::string linkskript();
 /// For the page's world, every frame: tells that script of clicks which it cannot see.
 [[nodiscard]] std::string klickskript();
+/// Tells what file inputs accept, and of passkeys.
+[[nodiscard]] std::string seitenelementeskript();
 
 /// The origin of a document at this address as engines write it; nothing unless it is http or https.
 [[nodiscard]] std::optional<std::string> ursprungVon(std::string_view adresse);

@@ -4,7 +4,9 @@
 
 #include <adwaita.h>
 
+#include <array>
 #include <memory>
+#include <string>
 #include <utility>
 
 // QUILLMATE_HAT_...: what this release has, as CMake found out.
@@ -120,7 +122,9 @@ void ueberZeigen(GtkWindow* ueber, Ueberangaben const& angaben) {
 #else
 
 GtkWidget* meldungNeu(std::string const& meldung, std::string const& erklaerung) {
-    auto* const dialog = adw_message_dialog_new(nullptr, meldung.c_str(), nullptr);
+    auto* const dialog = GTK_WIDGET(g_object_new(
+        ADW_TYPE_MESSAGE_DIALOG, "accessible-role", GTK_ACCESSIBLE_ROLE_ALERT_DIALOG, "heading",
+        meldung.c_str(), nullptr));
     if (!erklaerung.empty())
         adw_message_dialog_set_body(ADW_MESSAGE_DIALOG(dialog), erklaerung.c_str());
     return dialog;
@@ -160,7 +164,8 @@ void meldungWeg(GtkWidget* meldung) {
 }
 
 void ueberZeigen(GtkWindow* ueber, Ueberangaben const& angaben) {
-    auto* const fenster = adw_about_window_new();
+    auto* const fenster = GTK_WIDGET(
+        g_object_new(ADW_TYPE_ABOUT_WINDOW, "accessible-role", GTK_ACCESSIBLE_ROLE_DIALOG, nullptr));
     auto* const tafel = ADW_ABOUT_WINDOW(fenster);
     adw_about_window_set_application_name(tafel, angaben.name.c_str());
     adw_about_window_set_application_icon(tafel, angaben.symbol.c_str());
@@ -277,13 +282,73 @@ void stilLaden(GtkCssProvider* stil, char const* css) {
 // be a widget, and the print dialog that the engine makes is a GtkDialog.
 G_GNUC_BEGIN_IGNORE_DEPRECATIONS
 
+void tastenfenster(GtkWindow* ueber) {
+    struct Taste {
+        char const* kuerzel;
+        char const* titel;
+    };
+    struct Gruppe {
+        char const* titel;
+        std::vector<Taste> tasten;
+    };
+    static std::array<Gruppe, 4> const gruppen{
+        {{"Seite",
+          {{"<Control>r F5", "Neu laden"},
+           {"<Alt>Left", "Zurück"},
+           {"<Alt>Right", "Vorwärts"},
+           {"<Control>f", "In der Seite suchen"},
+           {"<Control>p", "Drucken"}}},
+         {"Ansicht",
+          {{"<Control>plus", "Größer"},
+           {"<Control>minus", "Kleiner"},
+           {"<Control>0", "Normale Größe"},
+           {"F11", "Vollbild"}}},
+         {"Portale", {{"<Control>s", "Aktuelle PDF übernehmen"}}},
+         {"Fenster",
+          {{"<Control>w", "Fenster schließen"},
+           {"<Control>h", "Quillmate ausblenden"},
+           {"<Control>q", "Quillmate beenden"},
+           {"F10", "Menü öffnen"},
+           {"F1", "Tasten zeigen"}}}}};
+    std::string xml =
+        "<interface><object class='GtkShortcutsWindow' id='fenster'><property "
+        "name='modal'>1</property><property name='accessible-role'>dialog</property><child><object "
+        "class='GtkShortcutsSection'><property "
+        "name='section-name'>alle</property>";
+    for (auto const& gruppe : gruppen) {
+        xml += std::string{"<child><object class='GtkShortcutsGroup'><property name='title'>"} +
+               gruppe.titel + "</property>";
+        for (auto const& taste : gruppe.tasten) {
+            GText const kuerzel{g_markup_escape_text(taste.kuerzel, -1)};
+            xml += std::string{"<child><object class='GtkShortcutsShortcut'><property name='accelerator'>"} +
+                   kuerzel.get() + "</property><property name='title'>" + taste.titel +
+                   "</property></object></child>";
+        }
+        xml += "</object></child>";
+    }
+    xml += "</object></child></object></interface>";
+    auto const bauer = Objekt<GtkBuilder>::uebernommen(gtk_builder_new_from_string(xml.c_str(), -1));
+    auto* const fenster = GTK_WINDOW(gtk_builder_get_object(bauer.get(), "fenster"));
+    gtk_window_set_title(fenster, "Tasten");
+    gtk_window_set_transient_for(fenster, ueber);
+    gtk_window_present(fenster);
+}
+
 std::vector<std::string> gewaehlte(GtkFileChooser* tafel) {
     auto const dateien = Objekt<GListModel>::uebernommen(gtk_file_chooser_get_files(tafel));
     return pfadeVon(dateien.get());
 }
 
+std::string gezeigter(GtkWidget* tafel) {
+    auto const ordner =
+        Objekt<GFile>::uebernommen(gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(tafel)));
+    GText const pfad{ordner ? g_file_get_path(ordner.get()) : nullptr};
+    return textVon(pfad.get());
+}
+
 GtkWidget* nurMitPlatz(GtkWidget* inhalt) {
-    auto* const rahmen = adw_squeezer_new();
+    auto* const rahmen = GTK_WIDGET(
+        g_object_new(ADW_TYPE_SQUEEZER, "accessible-role", GTK_ACCESSIBLE_ROLE_PRESENTATION, nullptr));
     adw_squeezer_add(ADW_SQUEEZER(rahmen), inhalt);
     adw_squeezer_set_allow_none(ADW_SQUEEZER(rahmen), TRUE);
     return rahmen;

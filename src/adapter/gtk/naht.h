@@ -42,6 +42,9 @@ void dateitafel(
 /// The paths that a file chooser widget has selected.
 [[nodiscard]] std::vector<std::string> gewaehlte(GtkFileChooser* tafel);
 
+/// The path of the folder that it shows; empty when it has none.
+[[nodiscard]] std::string gezeigter(GtkWidget* tafel);
+
 struct Ueberangaben {
     std::string name;
     std::string symbol;
@@ -54,6 +57,9 @@ struct Ueberangaben {
 };
 /// AdwAboutDialog, before libadwaita 1.5 AdwAboutWindow. `ueber` may be null.
 void ueberZeigen(GtkWindow* ueber, Ueberangaben const& angaben);
+
+/// All keys of the program, by what they are for. `ueber` may be null.
+void tastenfenster(GtkWindow* ueber);
 
 /// Shows the widget where there is room for it, and nothing where there is not.
 [[nodiscard]] GtkWidget* nurMitPlatz(GtkWidget* inhalt);

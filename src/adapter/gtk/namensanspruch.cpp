@@ -47,7 +47,16 @@ Namensanspruch::Ausgang Namensanspruch::inFreienNamen(std::string const& teil) c
         return Ausgang::abgelegt;
     if (errno == EEXIST)
         return Ausgang::vergeben;
-    return kannNurEinfach(errno) && umbenennen(teil, pfad_, 0) ? Ausgang::abgelegt : Ausgang::gescheitert;
+    if (!kannNurEinfach(errno))
+        return Ausgang::gescheitert;
+    // A second name is never given to what has one already.
+    if (::link(teil.c_str(), pfad_.c_str()) == 0) {
+        ::unlink(teil.c_str());
+        return Ausgang::abgelegt;
+    }
+    if (errno == EEXIST)
+        return Ausgang::vergeben;
+    return umbenennen(teil, pfad_, 0) ? Ausgang::abgelegt : Ausgang::gescheitert;
 }
 
 Namensanspruch::Ausgang Namensanspruch::ablegen(std::string const& teil) const {

@@ -38,6 +38,8 @@ private:
     static void gedrueckt(GtkButton*, gpointer daten);
     static void zurueckGedrueckt(GtkButton*, gpointer daten);
     static void ladenGedrueckt(GtkButton*, gpointer daten);
+    static void vergessenGedrueckt(GtkButton*, gpointer daten);
+    void tasteEinrichten();
 
     // The widgets are held: the bar may outlive its window.
     Objekt<GtkWidget> const leiste_{
@@ -47,6 +49,7 @@ private:
     Objekt<GtkWidget> knopf_;
     Objekt<GtkWidget> zurueck_;
     Objekt<GtkWidget> neuLaden_; ///< While a page loads it ends the load.
+    Objekt<GtkWidget> vergessen_;
     bool laedt_{false};
     ports::Portalleistenangaben const angaben_;
 };
@@ -94,6 +97,8 @@ PortalleisteGtk::PortalleisteGtk(ports::Portalleistenangaben angaben)
     , knopf_(Objekt<GtkWidget>::geteilt(gtk_button_new_with_label(angaben.knopf.c_str())))
     , zurueck_(bildknopf("go-previous-symbolic", "Zurück", zurueckGedrueckt))
     , neuLaden_(bildknopf("view-refresh-symbolic", neuLadenName, ladenGedrueckt))
+    , vergessen_(
+          bildknopf("edit-clear-all-symbolic", "Anmeldedaten dieses Portals löschen", vergessenGedrueckt))
     , angaben_(std::move(angaben)) {
     gtk_widget_set_size_request(leiste_.get(), -1, leistenhoehe);
     auto* const zeilen = gtk_box_new(GTK_ORIENTATION_VERTICAL, zeilenabstand);
@@ -111,15 +116,29 @@ PortalleisteGtk::PortalleisteGtk(ports::Portalleistenangaben angaben)
     auto* const bilder = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
     gtk_box_append(GTK_BOX(bilder), zurueck_.get());
     gtk_box_append(GTK_BOX(bilder), neuLaden_.get());
+    gtk_box_append(GTK_BOX(bilder), vergessen_.get());
     gtk_box_append(GTK_BOX(leiste_.get()), bilder);
     gtk_box_append(GTK_BOX(leiste_.get()), knopf_.get());
     adresse(angaben_.adresse);
     status(angaben_.status, ports::Textton::ruhig);
     zurueckAktiv(false);
+    tasteEinrichten();
+}
+
+void PortalleisteGtk::tasteEinrichten() {
+    // Wherever in the window the keyboard is, and before the page, which would save itself.
+    auto* const tasten = gtk_shortcut_controller_new();
+    gtk_shortcut_controller_set_scope(GTK_SHORTCUT_CONTROLLER(tasten), GTK_SHORTCUT_SCOPE_GLOBAL);
+    gtk_event_controller_set_propagation_phase(tasten, GTK_PHASE_CAPTURE);
+    gtk_shortcut_controller_add_shortcut(
+        GTK_SHORTCUT_CONTROLLER(tasten),
+        gtk_shortcut_new(
+            gtk_keyval_trigger_new(GDK_KEY_s, GDK_CONTROL_MASK), g_object_ref(gtk_activate_action_get())));
+    gtk_widget_add_controller(knopf_.get(), tasten);
 }
 
 PortalleisteGtk::~PortalleisteGtk() {
-    for (auto* const knopf : {knopf_.get(), zurueck_.get(), neuLaden_.get()})
+    for (auto* const knopf : {knopf_.get(), zurueck_.get(), neuLaden_.get(), vergessen_.get()})
         g_signal_handlers_disconnect_by_data(knopf, this);
 }
 
@@ -171,6 +190,11 @@ void PortalleisteGtk::gedrueckt(GtkButton*, gpointer daten) {
 
 void PortalleisteGtk::zurueckGedrueckt(GtkButton*, gpointer daten) {
     if (auto const& tun = static_cast<PortalleisteGtk*>(daten)->angaben_.zurueck)
+        tun();
+}
+
+void PortalleisteGtk::vergessenGedrueckt(GtkButton*, gpointer daten) {
+    if (auto const& tun = static_cast<PortalleisteGtk*>(daten)->angaben_.vergessen)
         tun();
 }
 

@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <functional>
+#include <string_view>
 #include <utility>
 
 namespace quillmate::adapter::gtk {
@@ -48,7 +50,8 @@ void jedesMenue(GtkWidget* widget, std::function<void(GtkWidget*)> const& tun) {
 gboolean tastaturZurueck(gpointer daten) {
     auto const fenster = Objekt<GtkWindow>::uebernommen(static_cast<GtkWindow*>(daten));
     auto* const leiste = gtk_window_get_titlebar(fenster.get());
-    auto* const inhalt = gtk_window_get_child(fenster.get());
+    auto* const rahmen = ProgrammfensterGtk::von(fenster.get());
+    auto* const inhalt = rahmen && rahmen->ansicht() ? rahmen->ansicht()->widget() : nullptr;
     auto* const tastatur = gtk_window_get_focus(fenster.get());
     if (!leiste || !inhalt || (tastatur && !gtk_widget_is_ancestor(tastatur, leiste)))
         return G_SOURCE_REMOVE;
@@ -75,6 +78,10 @@ GtkWidget* titelzeile(GtkWindow* fenster) {
 }
 
 constexpr char const* hauptschluessel = "quillmate-hauptfenster";
+constexpr char const* objektschluessel = "quillmate-programmfenster";
+/// Bounds of browsers.
+constexpr double kleinsteSeite = 0.3;
+constexpr double groessteSeite = 5.0;
 
 void schalten(char const* aktion, bool an) {
     auto* const anwendung = g_application_get_default();
@@ -116,12 +123,14 @@ ProgrammfensterGtk::ProgrammfensterGtk(
     bool menuebalken)
     : voreinstellungen_(voreinstellungen)
     , fenster_(Objekt<GtkWindow>::geteilt(GTK_WINDOW(gtk_application_window_new(anwendung)))) {
+    g_object_set_data(G_OBJECT(fenster_.get()), objektschluessel, this);
     auto* const leiste = gtk_header_bar_new();
     gtk_header_bar_set_title_widget(GTK_HEADER_BAR(leiste), titelzeile(fenster_.get()));
     if (menuebalken) {
         g_object_set_data(G_OBJECT(fenster_.get()), hauptschluessel, fenster_.get());
         auto* const balken = gtk_popover_menu_bar_new_from_model(gtk_application_get_menubar(anwendung));
         gtk_widget_set_valign(balken, GTK_ALIGN_CENTER);
+        gtk_accessible_update_property(GTK_ACCESSIBLE(balken), GTK_ACCESSIBLE_PROPERTY_LABEL, "Menü", -1);
         gtk_widget_add_css_class(balken, "quillmate-menue");
         gtk_header_bar_pack_start(GTK_HEADER_BAR(leiste), balken);
         // GTK gives the keyboard to an item as soon as the pointer is over it, which is wherever somebody typing in the
@@ -149,7 +158,14 @@ ProgrammfensterGtk::~ProgrammfensterGtk() {
     if (!geschlossen_) // Who quits closes no window.
         groesseSichern();
     g_signal_handlers_disconnect_by_data(fenster_.get(), this);
+    g_object_set_data(G_OBJECT(fenster_.get()), objektschluessel, nullptr);
+    suche_.reset();
     gtk_window_destroy(fenster_.get());
+}
+
+ProgrammfensterGtk* ProgrammfensterGtk::von(GtkWindow* fenster) {
+    return fenster ? static_cast<ProgrammfensterGtk*>(g_object_get_data(G_OBJECT(fenster), objektschluessel))
+                   : nullptr;
 }
 
 bool ProgrammfensterGtk::istHauptfenster(GtkWindow* fenster) {
@@ -161,26 +177,73 @@ void ProgrammfensterGtk::titel(std::string const& text) {
 }
 
 void ProgrammfensterGtk::inhalt(ports::Webansicht& web) {
-    if (auto* const ansicht = dynamic_cast<WebansichtGtk*>(&web)) {
-        gtk_window_set_child(fenster_.get(), ansicht->widget());
-        gtk_widget_grab_focus(ansicht->widget());
-        ansicht_ = ansicht->widget();
-        if (istHauptfenster(fenster_.get()))
-            verlaufVerfolgen(WEBKIT_WEB_VIEW(ansicht->widget()));
-    }
+    auto* const ansicht = dynamic_cast<WebansichtGtk*>(&web);
+    if (!ansicht)
+        return;
+    ansicht_ = ansicht;
+    auto* const seite = WEBKIT_WEB_VIEW(ansicht->widget());
+    suche_ = std::make_unique<Suchzeile>(seite);
+    kasten_ = GTK_BOX(gtk_box_new(GTK_ORIENTATION_VERTICAL, 0));
+    for (auto* const widget : {suche_->widget(), ansicht->widget(), fuss_.widget()})
+        gtk_box_append(kasten_, widget);
+    gtk_window_set_child(fenster_.get(), GTK_WIDGET(kasten_));
+    // Otherwise screen readers say the name of its class.
+    gtk_accessible_update_property(
+        GTK_ACCESSIBLE(seite), GTK_ACCESSIBLE_PROPERTY_LABEL,
+        ansicht->zeigtFremde() ? "Seite des Portals" : "Seite von Quillmate", -1);
+    gtk_widget_grab_focus(ansicht->widget());
+    webkit_web_view_set_zoom_level(seite, seitengroesse());
+    if (istHauptfenster(fenster_.get()))
+        verlaufVerfolgen(seite);
 }
 
 void ProgrammfensterGtk::leisteSetzen(GtkWidget* leiste) {
-    auto const inhalt = Objekt<GtkWidget>::geteilt(gtk_window_get_child(fenster_.get()));
-    gtk_window_set_child(fenster_.get(), nullptr);
-    auto* const kasten = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
-    gtk_box_append(GTK_BOX(kasten), leiste);
-    gtk_box_append(GTK_BOX(kasten), gtk_separator_new(GTK_ORIENTATION_HORIZONTAL));
-    if (inhalt)
-        gtk_box_append(GTK_BOX(kasten), inhalt.get());
-    gtk_window_set_child(fenster_.get(), kasten);
-    if (inhalt) // It has lost the keyboard on its way.
-        gtk_widget_grab_focus(inhalt.get());
+    if (!kasten_)
+        return;
+    gtk_box_prepend(kasten_, gtk_separator_new(GTK_ORIENTATION_HORIZONTAL));
+    gtk_box_prepend(kasten_, leiste);
+}
+
+void ProgrammfensterGtk::fusszeile(std::optional<ports::Fusszeile> zeile) {
+    fuss_.zeigen(std::move(zeile));
+}
+
+void ProgrammfensterGtk::inSeiteSuchen() {
+    if (suche_)
+        suche_->oeffnen();
+}
+
+void ProgrammfensterGtk::vollbildUmschalten() {
+    if (gtk_window_is_fullscreen(fenster_.get()))
+        gtk_window_unfullscreen(fenster_.get());
+    else
+        gtk_window_fullscreen(fenster_.get());
+}
+
+char const* ProgrammfensterGtk::groessenschluessel() const {
+    return ansicht_ && ansicht_->zeigtFremde() ? "QuillmateSeitengroessePortale"
+                                               : "QuillmateSeitengroesseDienst";
+}
+
+double ProgrammfensterGtk::seitengroesse() const {
+    auto const text = voreinstellungen_.text(groessenschluessel());
+    double const prozent = text ? g_ascii_strtod(text->c_str(), nullptr) : 100.0;
+    return prozent > 0 ? std::clamp(prozent / 100.0, kleinsteSeite, groessteSeite) : 1.0;
+}
+
+void ProgrammfensterGtk::seitengroesse(double groesse) {
+    auto const prozent =
+        static_cast<int>(std::lround(std::clamp(groesse, kleinsteSeite, groessteSeite) * 100));
+    auto const* const schluessel = groessenschluessel();
+    if (prozent == 100)
+        voreinstellungen_.entferne(schluessel);
+    else
+        voreinstellungen_.setzeText(schluessel, std::to_string(prozent));
+    for (auto const* stelle = gtk_application_get_windows(gtk_window_get_application(fenster_.get())); stelle;
+         stelle = stelle->next)
+        if (auto* const eines = von(GTK_WINDOW(stelle->data));
+            eines && eines->ansicht_ && std::string_view{schluessel} == eines->groessenschluessel())
+            webkit_web_view_set_zoom_level(WEBKIT_WEB_VIEW(eines->ansicht_->widget()), prozent / 100.0);
 }
 
 void ProgrammfensterGtk::groesseMerken(std::string const& name) {
@@ -210,7 +273,7 @@ void ProgrammfensterGtk::zeigen() {
     gtk_window_present(fenster_.get());
     // A window that is shown for the first time gives the keyboard to the first widget that takes it, a button of its bar.
     if (ansicht_ && !std::exchange(gezeigt_, true))
-        gtk_widget_grab_focus(ansicht_);
+        gtk_widget_grab_focus(ansicht_->widget());
 }
 
 void ProgrammfensterGtk::schliessen() {

@@ -1,15 +1,21 @@
 #pragma once
 
+#include "fusszeile_gtk.h"
 #include "glib_halter.h"
 #include "ports/programmfenster.h"
 #include "ports/voreinstellungen.h"
+#include "suchzeile.h"
 
 #include <gtk/gtk.h>
 
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 
 namespace quillmate::adapter::gtk {
+
+class WebansichtGtk;
 
 /// A GtkApplicationWindow with a header bar. What is remembered of it is its size: where a window lies is the window
 /// manager's business here, and neither GTK 4 nor Wayland lets a program ask or say.
@@ -31,6 +37,18 @@ public:
     void schliessen() override;
     [[nodiscard]] bool sichtbar() const override;
     void beimSchliessen(std::function<void()> rueckruf) override;
+    void fusszeile(std::optional<ports::Fusszeile> zeile) override;
+
+    /// The one that a window belongs to; null for others.
+    [[nodiscard]] static ProgrammfensterGtk* von(GtkWindow* fenster);
+    /// The page that it shows; null before inhalt().
+    [[nodiscard]] WebansichtGtk* ansicht() const noexcept { return ansicht_; }
+    void inSeiteSuchen();
+    void vollbildUmschalten();
+    /// The size of pages, 1 for their own: here and in every window of the same kind, now and at the next start. The service's
+    /// windows are one kind, the portals' the other.
+    [[nodiscard]] double seitengroesse() const;
+    void seitengroesse(double groesse);
 
     /// Whether it is the window with the menu bar.
     [[nodiscard]] static bool istHauptfenster(GtkWindow* fenster);
@@ -46,12 +64,16 @@ private:
     struct Signale;
 
     void groesseSichern();
+    [[nodiscard]] char const* groessenschluessel() const;
 
     ports::Voreinstellungen& voreinstellungen_;
     Objekt<GtkWindow> fenster_;
     std::string merkname_;
     std::function<void()> beimSchliessen_;
-    GtkWidget* ansicht_{nullptr}; ///< The page that it shows; belongs to the window.
+    WebansichtGtk* ansicht_{nullptr}; ///< Borrowed; it outlives its window.
+    GtkBox* kasten_{nullptr};         ///< What the window holds, from top to bottom; belongs to it.
+    std::unique_ptr<Suchzeile> suche_;
+    FusszeileGtk fuss_;
     bool gezeigt_{false};
     bool geschlossen_{false};
 };

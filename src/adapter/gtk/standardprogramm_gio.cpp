@@ -16,6 +16,10 @@ StandardprogrammGio::StandardprogrammGio(std::map<std::string, std::optional<std
     : urspruenglich_(std::move(urspruenglich)) {}
 
 void StandardprogrammGio::oeffnen(std::string const& adresse) {
+    oeffnen(adresse, [adresse] { browserFehltMelden(adresse); });
+}
+
+void StandardprogrammGio::oeffnen(std::string const& adresse, std::function<void()> gescheitert) {
     auto* const bildschirm = gdk_display_get_default();
     auto const umgebung = bildschirm ? Objekt<GAppLaunchContext>::uebernommen(G_APP_LAUNCH_CONTEXT(
                                            gdk_display_get_app_launch_context(bildschirm)))
@@ -28,15 +32,15 @@ void StandardprogrammGio::oeffnen(std::string const& adresse) {
     g_app_info_launch_default_for_uri_async(
         adresse.c_str(), umgebung.get(), nullptr,
         [](GObject*, GAsyncResult* ergebnis, gpointer daten) {
-            std::unique_ptr<std::string> const ziel{static_cast<std::string*>(daten)};
+            std::unique_ptr<std::function<void()>> const melden{static_cast<std::function<void()>*>(daten)};
             GError* fehler = nullptr;
             if (!g_app_info_launch_default_for_uri_finish(ergebnis, &fehler)) {
                 GFehler const halter{fehler};
                 protokoll(std::string{"Das Standardprogramm ließ sich nicht starten: "} + fehler->message);
-                browserFehltMelden(*ziel);
+                (*melden)();
             }
         },
-        new std::string{adresse});
+        new std::function<void()>{std::move(gescheitert)});
 }
 
 std::optional<std::string> StandardprogrammGio::nameFuer(std::string const& schema) const {

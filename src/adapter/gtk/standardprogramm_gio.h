@@ -15,6 +15,7 @@ public:
     /// `urspruenglich`: variables that the program has changed for itself, with their former values (nothing: unset).
     explicit StandardprogrammGio(std::map<std::string, std::optional<std::string>> urspruenglich);
     void oeffnen(std::string const& adresse) override;
+    void oeffnen(std::string const& adresse, std::function<void()> gescheitert) override;
     [[nodiscard]] std::optional<std::string> nameFuer(std::string const& schema) const override;
 
 private:

@@ -1,5 +1,6 @@
 #include "warteblatt_gtk.h"
 
+#include "grundlage/text.h"
 #include "kleinfenster.h"
 #include "programmfenster_gtk.h"
 
@@ -18,6 +19,8 @@ public:
     WarteblattGtk(WarteblattGtk const&) = delete;
     WarteblattGtk& operator=(WarteblattGtk const&) = delete;
 
+    void stocken(std::string const& erklaerung) override;
+
 private:
     static gboolean geschlossen(GtkWindow*, gpointer daten);
     void kopieren();
@@ -25,6 +28,9 @@ private:
 
     Kleinfenster const aufbau_;
     GtkButton* kopie_{nullptr};
+    GtkWidget* rad_{nullptr};
+    GtkLabel* erklaerung_{nullptr};
+    GtkWidget* adresse_{nullptr};
     std::string const kopiertext_;
     std::function<void()> abgebrochen_;
 };
@@ -34,13 +40,21 @@ WarteblattGtk::WarteblattGtk(
     : aufbau_(Kleinfenster::bauen(ueber, "Quillmate", breite))
     , kopiertext_(text.kopiertext)
     , abgebrochen_(std::move(abgebrochen)) {
-    auto* const rad = gtk_spinner_new();
-    gtk_widget_set_size_request(rad, 32, 32);
-    gtk_widget_set_halign(rad, GTK_ALIGN_CENTER);
-    gtk_spinner_start(GTK_SPINNER(rad));
-    gtk_box_append(aufbau_.inhalt, rad);
+    rad_ = gtk_spinner_new();
+    gtk_widget_set_size_request(rad_, 32, 32);
+    gtk_widget_set_halign(rad_, GTK_ALIGN_CENTER);
+    gtk_spinner_start(GTK_SPINNER(rad_));
+    gtk_box_append(aufbau_.inhalt, rad_);
     gtk_box_append(aufbau_.inhalt, textzeile(text.meldung, "title-4", GTK_JUSTIFY_CENTER));
-    gtk_box_append(aufbau_.inhalt, textzeile(text.erklaerung, nullptr, GTK_JUSTIFY_CENTER));
+    auto* const erklaerung = textzeile(text.erklaerung, nullptr, GTK_JUSTIFY_CENTER);
+    erklaerung_ = GTK_LABEL(erklaerung);
+    gtk_box_append(aufbau_.inhalt, erklaerung);
+    adresse_ = textzeile("", "monospace");
+    gtk_label_set_selectable(GTK_LABEL(adresse_), TRUE);
+    gtk_label_set_wrap_mode(GTK_LABEL(adresse_), PANGO_WRAP_CHAR);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(adresse_), GTK_ACCESSIBLE_PROPERTY_LABEL, "Adresse", -1);
+    gtk_widget_set_visible(adresse_, FALSE);
+    gtk_box_append(aufbau_.inhalt, adresse_);
 
     gtk_widget_set_halign(GTK_WIDGET(aufbau_.knoepfe), GTK_ALIGN_CENTER);
     auto* const kopie = knopf(text.kopieren, [this] { kopieren(); });
@@ -59,6 +73,19 @@ WarteblattGtk::WarteblattGtk(
 WarteblattGtk::~WarteblattGtk() {
     g_signal_handlers_disconnect_by_data(aufbau_.fenster.get(), this);
     gtk_window_destroy(aufbau_.fenster.get());
+}
+
+void WarteblattGtk::stocken(std::string const& erklaerung) {
+    constexpr std::size_t hoechstensGezeigt = 300;
+    gtk_spinner_stop(GTK_SPINNER(rad_));
+    gtk_widget_set_visible(rad_, FALSE);
+    gtk_label_set_text(erklaerung_, erklaerung.c_str());
+    auto text = ersteZeichen(ohneSteuerzeichen(alsUtf8(kopiertext_)), hoechstensGezeigt);
+    if (text.size() < kopiertext_.size())
+        text += "…";
+    gtk_label_set_text(GTK_LABEL(adresse_), text.c_str());
+    gtk_widget_set_visible(adresse_, TRUE);
+    gtk_widget_grab_focus(GTK_WIDGET(kopie_));
 }
 
 void WarteblattGtk::kopieren() {

@@ -69,6 +69,7 @@ protected:
                              passend.push_back(adresse);
                      return passend;
                  },
+             .entfernen = [this](std::string const& adresse) { entfernt.push_back(adresse); },
              .annehmbar =
                  [](std::string const& text) {
                      return !text.empty();
@@ -77,6 +78,7 @@ protected:
         return ergebnis;
     }
 
+    std::vector<std::string> entfernt;
     std::vector<std::string> const bisherige{
         "https://portal.example/rechnungen", "https://post.example/",
         "https://langes.example/" + std::string(300, 'x') + "/ende"};
@@ -110,6 +112,19 @@ TEST_F(Adresseingabe, DownAndReturnChooseFromTheHistoryAndReturnOpensIt) {
         bildschirm.taste("Return");
     });
     EXPECT_EQ(ergebnis, "https://post.example/");
+}
+
+TEST_F(Adresseingabe, DeleteTakesAnAddressOutOfTheListAndTheTypedTextStays) {
+    auto const ergebnis = frage([](fenster_echt::Bildschirm& bildschirm) {
+        bildschirm.tippe("po");
+        bildschirm.taste("Down");
+        bildschirm.taste("Delete");
+        bildschirm.bild("adressdialog_entfernt");
+        bildschirm.tippe("x");
+        bildschirm.taste("Return");
+    });
+    EXPECT_EQ(ergebnis, "pox");
+    EXPECT_EQ(entfernt, std::vector<std::string>{"https://portal.example/rechnungen"});
 }
 
 TEST_F(Adresseingabe, EscapeLeavesTheListFirstAndThenTheDialog) {

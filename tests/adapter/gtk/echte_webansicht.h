@@ -67,7 +67,6 @@ struct Mitschrift final : ports::Webansicht::Empfaenger {
              },
              .fertig =
                  [this] {
-                     ziel->behalten();
                      ++downloadFertig;
                  },
              .fehlgeschlagen =
@@ -151,7 +150,8 @@ protected:
                     },
                 .fremdeSeiten = fremdeSeiten,
                 .ladefrist = frist,
-                .sendefrist = 3 * frist},
+                .sendefrist = 3 * frist,
+                .haengefrist = haengefrist},
             mitschrift);
         fenster = gtk_window_new();
         gtk_window_set_default_size(GTK_WINDOW(fenster), 600, 400);
@@ -184,7 +184,13 @@ protected:
         {"/",
          {.koerper = "<!doctype html><title>Start</title><p>Start",
           .inhaltstyp = "text/html; charset=utf-8"}}};
+    std::function<void(HttpAnfrage const&)> beiAnfrage;                        ///< On the server's thread.
+    std::function<std::optional<HttpAntwort>(HttpAnfrage const&)> beantworten; ///< Before `seiten`; as above.
     HttpAttrappe dienst{[this](HttpAnfrage const& anfrage) {
+        if (beiAnfrage)
+            beiAnfrage(anfrage);
+        if (auto antwort = beantworten ? beantworten(anfrage) : std::nullopt)
+            return *antwort;
         auto const seite = seiten.find(anfrage.pfad);
         return seite == seiten.end()
                    ? HttpAntwort{.status = 404, .koerper = "nein", .inhaltstyp = "text/plain"}
@@ -193,6 +199,7 @@ protected:
     Mitschrift mitschrift;
     std::vector<std::pair<std::string, ports::Absender>> nachrichten;
     bool fremdeSeiten{false};
+    std::chrono::seconds haengefrist{30};
     GtkWidget* fenster{nullptr};
     std::unique_ptr<adapter::gtk::WebansichtGtk> web;
 };

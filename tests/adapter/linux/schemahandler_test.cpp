@@ -245,6 +245,7 @@ TEST_F(Schemahandler, APackageThatNamesItsProgramByALinkInThePathIsEnoughAndTheO
         "[Desktop Entry]\nType=Application\nName=Quillmate\nExec=quillmate-probe "
         "%u\nMimeType=x-scheme-handler/quillmate;\n");
     EXPECT_TRUE(oeffnen("quillmate://eins")) << "the user's own";
+    ASSERT_TRUE(werkzeug::wartenBis([&] { return std::filesystem::exists(heim.pfad("zettel")); }));
     handler(programm).auffrischen();
     EXPECT_FALSE(std::filesystem::exists(desktopdatei())) << "it would stay when the package goes";
     EXPECT_TRUE(handler(programm).sicherstellen());
@@ -261,7 +262,9 @@ TEST_F(Schemahandler, AnEntryWhoseProgramIsGoneIsNobodysHandler) {
     for (auto const* ordner : {"a b", "ü\\t", "50%"}) {
         auto const programm = programmIn(ordner);
         ASSERT_TRUE(handler(programm).sicherstellen()) << ordner;
+        std::filesystem::remove(heim.pfad("zettel"));
         EXPECT_TRUE(oeffnen("quillmate://da")) << ordner;
+        ASSERT_TRUE(werkzeug::wartenBis([&] { return std::filesystem::exists(heim.pfad("zettel")); }));
         std::filesystem::remove(programm);
         EXPECT_FALSE(oeffnen("quillmate://weg")) << ordner;
     }

@@ -142,6 +142,28 @@ TEST_F(Dialoge, TheFolderPanelRemembersTheChosenFolderAndReportsItsFiles) {
         dienst.rufe("return await window.quillmateApp.gemerkteOrdner()"), (json{{"ordner", json::array()}}));
 }
 
+TEST_F(Dialoge, WhereNothingIsChosenTheFolderPanelStaysAndTheHomeIsNotTaken) {
+    oeffne();
+    int const nummer = dienst.beginne("return await window.quillmateApp.ordnerWaehlen()");
+    auto const tafel = bildschirm.warteAufFenster("Ordner mit Belegen auswählen");
+    ASSERT_TRUE(tafel && warteAufDialog());
+    // It gets its size on its way to the screen; the button is the header bar's last one.
+    EXPECT_TRUE(wartenBis([&] {
+        auto const jetzt = bildschirm.fensterMit("Ordner mit Belegen auswählen");
+        if (!jetzt)
+            return true;
+        bildschirm.klicke({.x = jetzt->x + jetzt->breite - 120, .y = jetzt->y + 28});
+        return programm->warteAufZeile("Ordnertafel: nichts gewählt", std::chrono::seconds{1});
+    })) << "the button was not hit";
+    EXPECT_GE(bildschirm.fensterMit("Ordner mit Belegen auswählen").value_or(XFenster{}).breite, 820)
+        << "GTK makes it as small as its list";
+    bildschirm.bild("ordnertafel_nichts_gewaehlt");
+    EXPECT_TRUE(bildschirm.fensterMit("Ordner mit Belegen auswählen"));
+    EXPECT_FALSE(dienst.fertig(nummer));
+    bildschirm.taste("Escape");
+    EXPECT_EQ(dienst.ergebnis(nummer), (json{{"abgebrochen", true}}));
+}
+
 TEST_F(Dialoge, ACancelledFolderPanelSaysSoAndRemembersNothing) {
     oeffne();
     for (int mal = 0; mal < 2; ++mal) {

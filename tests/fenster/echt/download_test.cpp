@@ -21,6 +21,11 @@ HttpAntwort anhang(std::string const& name, std::string const& bytes) {
         .weitererKopf = "Content-Disposition: Attachment; filename=" + name + "\r\n"};
 }
 
+/// A document with one empty page.
+std::string const einSeite =
+    "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n2 0 obj<</Type/Pages/Kids[3 0 R]/Count "
+    "1>>endobj\n3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 300 200]>>endobj\ntrailer<</Root 1 0 R>>\n";
+
 class Herunterladen : public EchtesFenster {
 protected:
     [[nodiscard]] std::string imOrdner(std::string const& name) const {
@@ -141,7 +146,9 @@ TEST_F(Herunterladen, WhatSomebodyPutUnderTheNameMeanwhileOutlivesAFailure) {
     oeffne();
     lade("/beleg");
     ASSERT_TRUE(programm->warteAufZeile("Download nach rechnung.pdf"));
-    ASSERT_TRUE(wartenBis([&] { return dateien().size() > 1; })) << "bytes arrive";
+    ASSERT_TRUE(wartenBis([&] { return !dateien().empty(); })) << "bytes arrive";
+    for (auto const& name : dateien())
+        EXPECT_TRUE(name.starts_with('.')) << name << " lies there for everybody, half of it";
     std::filesystem::rename(ordner.datei("home/fremd", "fremd"), imOrdner("rechnung.pdf"));
     beende();
     EXPECT_EQ(inhaltVon(imOrdner("rechnung.pdf")), "fremd");
@@ -228,6 +235,47 @@ TEST_F(Herunterladen, TheUsersOwnDownloadsFolderIsTaken) {
     EXPECT_TRUE(
         programm->warteAufZeile("Download fertig: " + ordner.pfad("home/Heruntergeladenes/rechnung.pdf")));
     EXPECT_EQ(inhaltVon(ordner.pfad("home/Heruntergeladenes/rechnung.pdf")), "bytes");
+}
+
+TEST_F(Herunterladen, ALongDownloadIsShownAtTheWindowsEdgeAndStoppedThere) {
+    auto lang = anhang("gross.pdf", std::string(2'000'000, 'x'));
+    lang.haengen = true;
+    lang.abschneiden = 1'000'000;
+    dienst.antworte("/gross", lang);
+    oeffne();
+    auto const wo = hauptfenster();
+    auto const hoehe = [&] {
+        return dienst.rufe("return innerHeight").get<int>();
+    };
+    auto const vorher = hoehe();
+    lade("/gross");
+    ASSERT_TRUE(wartenBis([&] { return hoehe() < vorher; })) << "no line has come";
+    bildschirm.bild("download_laeuft");
+    // The button is the last one that the keyboard finds.
+    bildschirm.klicke({.x = wo.x + wo.breite - 75, .y = wo.y + wo.hoehe - 35});
+    EXPECT_TRUE(programm->warteAufZeile("Download fehlgeschlagen: Vom Nutzer abgebrochen."));
+    EXPECT_TRUE(wartenBis([&] { return hoehe() == vorher; })) << "the line stays";
+    EXPECT_TRUE(wartenBis([&] { return dateien().empty(); }));
+    EXPECT_TRUE(warteAufMeldung("Das Herunterladen hat nicht geklappt: Vom Nutzer abgebrochen."));
+    EXPECT_EQ(dienst.rufe("return document.getElementById('qm-melde').getAttribute('role')"), "status");
+}
+
+TEST_F(Herunterladen, APdfThatIsSavedFromTheViewerHasTheNameThatThePageGaveIt) {
+    auto pdf = anhang("rechnung-4711.pdf", einSeite);
+    pdf.weitererKopf = "Content-Disposition: inline; filename=rechnung-4711.pdf\r\n";
+    dienst.antworte("/beleg.pdf", pdf);
+    oeffne();
+    lade("/beleg.pdf");
+    ASSERT_TRUE(programm->warteAufZeile("geladen: " + dienst.adresse("/beleg.pdf")));
+    // The viewer's own button; it is not there before the viewer is.
+    auto const wo = hauptfenster();
+    EXPECT_TRUE(wartenBis([&] {
+        bildschirm.klicke({.x = wo.x + wo.breite - 57, .y = wo.y + 68});
+        return programm->warteAufZeile("Download nach ", std::chrono::seconds{1});
+    }));
+    bildschirm.bild("pdf_gesichert");
+    EXPECT_TRUE(fertig("rechnung-4711.pdf")) << "the viewer calls every file document.pdf";
+    EXPECT_EQ(inhaltVon(imOrdner("rechnung-4711.pdf")), einSeite);
 }
 
 TEST_F(Herunterladen, APdfWithoutTheHeaderIsShownAndNotSaved) {

@@ -22,6 +22,14 @@ EchtesFenster::EchtesFenster()
     for (auto const* const name : {"home/Downloads", "home/Documents", "home/Desktop", "tmp", "run"})
         ordner.ordner(name);
     fs::permissions(ordner.pfad("run"), fs::perms::owner_all);
+    char const* const probe = std::getenv("QUILLMATE_PROBE");
+    if (!probe || std::string_view{probe} != "wayland")
+        return;
+    weston_ = std::make_unique<Weston>(anzeige.name(), ordner.pfad("run"), umgebung());
+    fenster_ = std::make_unique<Waylandfenster>(
+        [this] { return programm ? programm->fehlerausgabe() : std::string{}; });
+    EXPECT_TRUE(werkzeug::wartenBis([&] { return !bildschirm.fenster().empty(); })) << "Weston shows nothing";
+    bildschirm.unterWayland([this] { return fenster_->alle(); }, [this] { return fenster_->tastaturBei(); });
 }
 
 EchtesFenster::~EchtesFenster() = default;
@@ -29,11 +37,12 @@ EchtesFenster::~EchtesFenster() = default;
 void EchtesFenster::TearDown() {
     if (HasFailure()) {
         auto const* const test = testing::UnitTest::GetInstance()->current_test_info();
-        bildschirm.bild(std::string{"gescheitert_"} + test->name());
+        bildschirm.bild(std::string{"gescheitert_"} + test->name() + (wayland() ? "_wayland" : ""));
         if (programm)
             std::fprintf(stderr, "Log of the program:\n%s", programm->fehlerausgabe().c_str());
     }
     programm.reset();
+    weston_.reset();
 }
 
 Programm::Umgebung EchtesFenster::umgebung() const {
@@ -55,6 +64,12 @@ Programm::Umgebung EchtesFenster::umgebung() const {
           "ADW_DEBUG_COLOR_SCHEME"}) // Looks at the pictures of a run may want the dark ones.
         if (char const* const wert = std::getenv(name))
             werte[name] = wert;
+    if (wayland()) {
+        werte.erase("DISPLAY");
+        werte["GDK_BACKEND"] = "wayland";
+        werte["WAYLAND_DISPLAY"] = Weston::buchse;
+        werte["WAYLAND_DEBUG"] = "client"; // Tells which windows there are.
+    }
     return werte;
 }
 

@@ -5,6 +5,7 @@
 #include "werkzeug/bildschirm.h"
 #include "werkzeug/ordner_auf_zeit.h"
 #include "werkzeug/programm.h"
+#include "werkzeug/wayland.h"
 
 #include <gtest/gtest.h>
 
@@ -63,7 +64,12 @@ protected:
     Seitendienst dienst;
     std::unique_ptr<Programm> programm;
 
+    /// Whether the tests run under Wayland this time: they are registered a second time, with QUILLMATE_PROBE=wayland.
+    [[nodiscard]] bool wayland() const noexcept { return weston_ != nullptr; }
+
 private:
+    std::unique_ptr<Weston> weston_;
+    std::unique_ptr<Waylandfenster> fenster_;
     std::map<std::pair<Seitendienst*, std::string>, Punkt>
         ursprung_; ///< Screen place of a page's top left corner.
 };

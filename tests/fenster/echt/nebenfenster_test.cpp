@@ -63,6 +63,18 @@ TEST_F(Nebenfenster, AWindowWithoutAnAddressIsAChildWindowThatFollowsTheSameRule
     EXPECT_TRUE(dienst.anfragenAn("/auth/google/login").empty());
 }
 
+TEST_F(Nebenfenster, WhatAScriptWritesIntoAnEmptyWindowIsSeen) {
+    dienst.inhalt("<button id=knopf onclick=\"window.neben = window.open('')\">auf</button>");
+    oeffne();
+    klicke("#knopf");
+    ASSERT_TRUE(warteAufFensterzahl(2));
+    dienst.rufe("window.neben.document.write('<body style=\"background: #f00\">Seite')");
+    auto const wo = bildschirm.fenster().back();
+    EXPECT_TRUE(wartenBis([&] {
+        return bildschirm.farbe({.x = wo.x + wo.breite / 2, .y = wo.y + wo.hoehe / 2}) == 0xFF0000;
+    }));
+}
+
 TEST_F(Nebenfenster, AClickedLinkInAChildWindowOpensTheBrowser) {
     browserEinrichten();
     dienst.inhalt("<button id=knopf onclick=\"window.neben = window.open('')\">auf</button>"

@@ -267,5 +267,28 @@ TEST_F(Portale, TheDemoTrustsNoOtherCertificate) {
     erwarteAbweisung("portal_fremdes_zertifikat");
 }
 
+TEST_F(Portale, AfterTheDeathOfItsProcessAPortalShowsThePageThatSaysSo) {
+    ASSERT_NO_FATAL_FAILURE(oeffneAngemeldet());
+    auto const prozesse = programm->kinder("WebKitWebProcess");
+    ASSERT_GE(prozesse.size(), 2U);
+    ::kill(std::ranges::max(prozesse), SIGKILL); // The portal's is the younger one.
+    ASSERT_TRUE(programm->warteAufZeile("Portal weiteres: Der Anzeigeprozess ist abgestürzt"));
+    // Before anybody touches the window: its text stands in the middle, and nothing else is as dark there.
+    auto const dunkel = [](std::uint32_t farbe) {
+        return (farbe & 0xFF) + (farbe >> 8 & 0xFF) + (farbe >> 16 & 0xFF) < 3 * 100;
+    };
+    EXPECT_TRUE(wartenBis([&] {
+        int dunkle = 0;
+        for (int y = -40; y < 40; y += 2)
+            for (int x = -120; x < 120; x += 3)
+                dunkle += dunkel(bildschirm.farbe(
+                    {.x = fenster.x + fenster.breite / 2 + x, .y = fenster.y + fenster.hoehe / 2 + 40 + y}));
+        return dunkle > 20;
+    }));
+    bildschirm.bild("portal_abgestuerzt");
+    EXPECT_TRUE(warteAufText("Die Anzeige des Portals ist abgestürzt."));
+    EXPECT_EQ(dienst.dokumente(), 1) << "the main page has nothing to do with it";
+}
+
 } // namespace
 } // namespace quillmate::fenster_echt

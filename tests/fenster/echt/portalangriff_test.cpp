@@ -128,7 +128,7 @@ document.getElementById('k').onclick = () => {
   try { wege[n % wege.length](ziele[Math.floor(n / wege.length)]); } catch (e) {}
   melde('klick');
 };
-melde('da');)")));
+melde('da');)html")));
     ASSERT_TRUE(erreicht("/da"));
     constexpr long alle = 7L * 6;
     for (long i = 1; i <= alle; ++i) {

@@ -1,4 +1,5 @@
 #include "echtes_fenster.h"
+#include "werkzeug/einstellungsportal.h"
 #include "werkzeug/warten.h"
 
 #include <cstdlib>
@@ -103,6 +104,20 @@ TEST_F(Start, TheStartPageHasTheBridge) {
 TEST_F(Start, ClosingTheMainWindowEndsTheProgram) {
     oeffne();
     beende();
+}
+
+TEST_F(Start, PagesFollowTheDesktopIntoTheDarkAndBackWhileTheProgramRuns) {
+    werkzeug::Einstellungsportal einstellungen{std::getenv("DBUS_SESSION_BUS_ADDRESS")};
+    oeffne();
+    auto const dunkel = [&] {
+        return dienst.rufe("return matchMedia('(prefers-color-scheme: dark)').matches") == true;
+    };
+    EXPECT_FALSE(dunkel());
+    einstellungen.dunkel(true);
+    EXPECT_TRUE(wartenBis(dunkel));
+    bildschirm.bild("dunkel_umgeschaltet");
+    einstellungen.dunkel(false);
+    EXPECT_TRUE(wartenBis([&] { return !dunkel(); }));
 }
 
 } // namespace

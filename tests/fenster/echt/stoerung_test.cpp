@@ -130,6 +130,11 @@ TEST_F(Stoerungen, AKilledWebProcessIsReplacedOnceAndThenThereIsAPageAboutIt) {
     EXPECT_TRUE(zeigt("Die Anzeige von Quillmate ist mehrmals abgestürzt."));
     bildschirm.bild("absturzseite");
     EXPECT_EQ(dienst.dokumente(), 2);
+    ASSERT_TRUE(webprozessToeten());
+    EXPECT_TRUE(wartenBis([&] { return programm->anzahlZeilen("Webprozess erneut beendet") == 2; }));
+    EXPECT_TRUE(zeigt("Die Anzeige von Quillmate ist mehrmals abgestürzt."))
+        << "after the third death within a minute";
+    EXPECT_TRUE(wartenBis([&] { return unten() != weiss && unten() != 0xFAFAFA; })) << std::hex << unten();
     bildschirm.taste("ctrl+r");
     EXPECT_TRUE(dienst.warteAufDokument(3)) << "a person may try again";
 }

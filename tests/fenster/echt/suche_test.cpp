@@ -3,6 +3,7 @@
 #include "werkzeug/warten.h"
 
 #include <atomic>
+#include <csignal>
 #include <set>
 
 namespace quillmate::fenster_echt {
@@ -180,6 +181,27 @@ TEST_F(Suchen, IncompleteRequestsAreRefusedInGerman) {
     EXPECT_EQ(
         fehler("bilderZaehlen({kennung: '0123456789abcdef'})"), "Der Ordner ist nicht mehr freigegeben.");
     EXPECT_EQ(fehler("portalOeffnen({kennung: 'x'})"), "Unvollständige Portalanfrage.");
+}
+
+TEST_F(Suchen, AScanGoesOnWhileTheWebProcessDiesAndItsStateIsThereAfterTheReload) {
+    belege(3);
+    std::atomic<bool> weiter{false};
+    dienst.antworte("/clients/5/local-receipts/upload", [&](HttpAnfrage const&) {
+        (void)wartenBis([&] { return weiter.load(); });
+        return HttpAntwort{.koerper = "{}"};
+    });
+    oeffne();
+    EXPECT_EQ(starteSuche()["gestartet"], true);
+    ASSERT_TRUE(wartenBis([&] { return uploads() > 0; }));
+    for (auto const nummer : programm->kinder("WebKitWebProcess"))
+        ::kill(nummer, SIGKILL);
+    ASSERT_TRUE(dienst.warteAufDokument(2));
+    auto const stand = dienst.rufe("return await window.quillmateApp.suchStand()");
+    EXPECT_EQ(stand["laeuft"], true) << stand;
+    EXPECT_FALSE(stand["schritte"].empty());
+    weiter = true;
+    EXPECT_TRUE(warteAufEnde());
+    EXPECT_EQ(uploads(), 3U);
 }
 
 } // namespace

@@ -216,5 +216,51 @@ TEST_F(Tasten, ControlPOpensThePrintDialog) {
     EXPECT_TRUE(warteBisDialogWeg());
 }
 
+TEST_F(Tasten, ControlFFindsInThePageAndEscapeGivesTheKeyboardBack) {
+    oeffne();
+    dienst.rufe("document.body.innerHTML = '<p>Rechnung eins</p><p>rechnung zwei</p><input id=feld>'; "
+                "document.getElementById('feld').focus();");
+    auto const hoehe = [&] {
+        return dienst.rufe("return innerHeight").get<int>();
+    };
+    auto const vorher = hoehe();
+    bildschirm.taste("ctrl+f");
+    ASSERT_TRUE(wartenBis([&] { return hoehe() < vorher; })) << "no bar has come";
+    bildschirm.tippe("rechnung");
+    bildschirm.taste("Return");
+    bildschirm.bild("suchzeile");
+    EXPECT_EQ(dienst.rufe("return document.getElementById('feld').value"), "") << "typed into the page";
+    bildschirm.taste("Escape");
+    EXPECT_TRUE(wartenBis([&] { return hoehe() == vorher; }));
+    EXPECT_TRUE(wartenBis([&] { return dienst.rufe("return document.hasFocus()") == true; }));
+    // What was found last is the selection.
+    EXPECT_EQ(dienst.rufe("return getSelection().toString().toLowerCase()"), "rechnung");
+}
+
+TEST_F(Tasten, TheSizeOfPagesIsKeptForTheNextStart) {
+    oeffne();
+    auto const breite = [&] {
+        return dienst.rufe("return innerWidth").get<int>();
+    };
+    auto const vorher = breite();
+    bildschirm.taste("ctrl+plus");
+    EXPECT_TRUE(wartenBis([&] { return breite() < vorher; }));
+    bildschirm.taste("ctrl+plus");
+    EXPECT_TRUE(wartenBis([&] { return breite() < vorher * 9 / 10; }));
+    auto const groesser = breite();
+    beende();
+    oeffne();
+    EXPECT_TRUE(wartenBis([&] { return breite() == groesser; })) << breite();
+    bildschirm.taste("ctrl+0");
+    EXPECT_TRUE(wartenBis([&] { return breite() == vorher; }));
+}
+
+TEST_F(Tasten, F1ListsTheKeys) {
+    oeffne();
+    bildschirm.taste("F1");
+    EXPECT_TRUE(bildschirm.warteAufFenster("Tasten"));
+    bildschirm.bild("tastenfenster");
+}
+
 } // namespace
 } // namespace quillmate::fenster_echt

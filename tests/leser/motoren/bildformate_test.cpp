@@ -1,14 +1,11 @@
 // Pictures that browsers and messengers store under any name: what is inside is told by the first bytes.
 #include "leser/motoren/bild.h"
+#include "werkzeug/bildformate.h"
 #include "werkzeug/vorlagen.h"
 
 #include <gtest/gtest.h>
-#include <leptonica/allheaders.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdlib>
-#include <memory>
 #include <string>
 
 namespace quillmate::Texterkennung {
@@ -16,56 +13,18 @@ namespace {
 
 using vorlagen::abstand;
 using vorlagen::alsDatei;
+using vorlagen::bildformate;
 using vorlagen::Bytes;
 using vorlagen::eckbild;
+using vorlagen::verpackt;
 
 std::optional<leser::motoren::Graubild> lade(Bytes const& bytes) {
     auto const datei = alsDatei(bytes);
     return leser::motoren::bildLaden(leser::motoren::Dateiquelle::ausDeskriptor(datei.get()).value());
 }
 
-struct Format {
-    char const* name;
-    int art;
-    int tiefe; ///< Bits per point before encoding.
-};
-constexpr std::array formate{
-    Format{"BMP", IFF_BMP, 8},
-    Format{"BMP in colours", IFF_BMP, 32},
-    Format{"GIF", IFF_GIF, 8},
-    Format{"TIFF", IFF_TIFF, 8},
-    Format{"TIFF, LZW", IFF_TIFF_LZW, 32},
-    Format{"TIFF, fax", IFF_TIFF_G4, 1},
-    Format{"TIFF, 16 bits", IFF_TIFF_ZIP, 16},
-    Format{"WebP", IFF_WEBP, 32},
-};
-
-Bytes verpackt(leser::motoren::Graubild const& bild, Format const& format) {
-    auto frei = [](Pix* p) {
-        pixDestroy(&p);
-    };
-    using Besitz = std::unique_ptr<Pix, decltype(frei)>;
-    Besitz pix{pixCreate(bild.breite, bild.hoehe, 8), frei};
-    for (int y = 0; y < bild.hoehe; ++y)
-        for (int x = 0; x < bild.breite; ++x)
-            pixSetPixel(pix.get(), x, y, bild.zeile(y)[static_cast<std::size_t>(x)]);
-    if (format.tiefe == 32)
-        pix.reset(pixConvertTo32(pix.get()));
-    else if (format.tiefe == 16)
-        pix.reset(pixConvert8To16(pix.get(), 8));
-    else if (format.tiefe == 1)
-        pix.reset(pixConvertTo1(pix.get(), 128));
-    l_uint8* daten = nullptr;
-    std::size_t groesse = 0;
-    if (pixWriteMem(&daten, &groesse, pix.get(), format.art) != 0)
-        return {};
-    Bytes bytes{reinterpret_cast<char const*>(daten), groesse};
-    std::free(daten); // NOLINT(cppcoreguidelines-no-malloc): the library's allocator
-    return bytes;
-}
-
 TEST(Bildformate, WhatIsInsideDecides) {
-    for (auto const& format : formate) {
+    for (auto const& format : bildformate()) {
         SCOPED_TRACE(format.name);
         auto const bytes = verpackt(eckbild(), format);
         ASSERT_FALSE(bytes.empty());
@@ -81,7 +40,7 @@ TEST(Bildformate, WhatIsInsideDecides) {
 
 TEST(Bildformate, LargePicturesAreReduced) {
     leser::motoren::Graubild const gross{4000, 3000, std::vector<std::uint8_t>(12'000'000, 128)};
-    for (auto const& format : formate) {
+    for (auto const& format : bildformate()) {
         SCOPED_TRACE(format.name);
         auto const bild = lade(verpackt(gross, format));
         ASSERT_TRUE(bild);
@@ -91,7 +50,7 @@ TEST(Bildformate, LargePicturesAreReduced) {
 }
 
 TEST(Bildformate, CutOffAndDamagedFilesNeverFail) {
-    for (auto const& format : formate) {
+    for (auto const& format : bildformate()) {
         SCOPED_TRACE(format.name);
         auto const bytes = verpackt(eckbild(), format);
         for (std::size_t laenge = 0; laenge < bytes.size(); laenge += 1 + bytes.size() / 200)
@@ -108,7 +67,7 @@ TEST(Bildformate, SizesBeyondTheLimitsAreRefused) {
     auto mit = [](Bytes bytes, std::size_t stelle, std::string_view wert) {
         return bytes.replace(stelle, wert.size(), wert);
     };
-    auto const bmp = verpackt(eckbild(), formate[0]);
+    auto const bmp = verpackt(eckbild(), bildformate()[0]);
     EXPECT_FALSE(lade(mit(bmp, 18, {"\xFF\xFF\xFF\x7F\xFF\xFF\xFF\x7F", 8})));
     EXPECT_FALSE(lade(mit(bmp, 18, {"\x00\x00\x01\x00\x00\x00\x00\x80", 8})));
     // A WebP without loss that claims 16,383 points either way: a gigabyte.

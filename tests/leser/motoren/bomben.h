@@ -18,5 +18,7 @@ struct Bombe {
 };
 
 [[nodiscard]] std::vector<Bombe> bomben();
+/// In formats that are told by their first bytes only: GIF, WebP, TIFF, BMP, AVIF; and pictures of one row or column.
+[[nodiscard]] std::vector<Bombe> formatbomben();
 
 } // namespace quillmate::vorlagen

@@ -3,6 +3,7 @@
 #include "leser/protokoll/sanitizer.h"
 #include "leser/prozess/hilfen.h"
 #include "leser/prozess/leser_prozesse.h"
+#include "werkzeug/bildformate.h"
 #include "werkzeug/fehlerausgabe.h"
 #include "werkzeug/vorlagen.h"
 
@@ -134,6 +135,31 @@ TEST_P(Bomben, CostAReaderNoMoreThanItsLimitsAndTheNextFileNothing) {
 INSTANTIATE_TEST_SUITE_P(EchterLeserprozess, Bomben, ::testing::ValuesIn(bomben()), [](auto const& eine) {
     return eine.param.name;
 });
+
+INSTANTIATE_TEST_SUITE_P(
+    EchterLeserprozessFormate, Bomben, ::testing::ValuesIn(formatbomben()),
+    [](auto const& eine) { return eine.param.name; });
+
+TEST(EchterLeserprozess, PicturesUnderAnyNameAreReadInTheLockUp) {
+    leser::prozess::LeserProzesse leser{{.programm = QUILLMATE_LESER}};
+    auto const bild = schriftbild(beleg());
+    for (auto const& format : bildformate())
+        EXPECT_THAT(text(leser, verpackt(bild, format), Texterkennung::Dateiart::bild), HasSubstr("12,50"))
+            << format.name;
+}
+
+TEST(EchterLeserprozess, APdfUnderAPicturesNameAndAPictureUnderAPdfsHaveNoText) {
+    leser::prozess::LeserProzesse leser{{.programm = QUILLMATE_LESER}};
+    auto const alsBild = lies(leser, pdfMitText(), Texterkennung::Dateiart::bild);
+    EXPECT_EQ(alsBild.art, Texterkennung::Lesung::Art::gelesen);
+    EXPECT_FALSE(alsBild.text);
+    auto const bild = schriftbild(beleg());
+    for (auto const& bytes : {jpeg(bild), png(bild), verpackt(bild, bildformate()[2])}) {
+        auto const alsPdf = lies(leser, bytes, Texterkennung::Dateiart::pdf);
+        EXPECT_EQ(alsPdf.art, Texterkennung::Lesung::Art::gelesen);
+        EXPECT_FALSE(alsPdf.text);
+    }
+}
 
 } // namespace
 } // namespace quillmate::Texterkennung

@@ -480,6 +480,12 @@ Bytes riesigesJpegBild(std::string const& zusatz) {
           .bildzusatz = zusatz}});
 }
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool speicherSagtEtwas = false; // A sanitizer's own is counted too.
+#else
+constexpr bool speicherSagtEtwas = true;
+#endif
+
 /// Reads in a child, so that neither memory nor environment of this process matters. How much it took, in MB, and whether the
 /// page was drawn.
 std::pair<long, bool> gezeichnetImKind(Bytes const& bytes, bool begrenzt) {
@@ -503,11 +509,13 @@ TEST(Pdf, AJpegThatHasToBeHeldWholeKeepsToItsLimitOfMemoryWhoeverDecodesIt) {
           "/Width 13000 /Height 13000 /Decode [1 0 1 0 1 0]"}) {
         auto const [speicher, gezeichnet] = gezeichnetImKind(riesigesJpegBild(zusatz), true);
         EXPECT_FALSE(gezeichnet) << zusatz << ": a page without its picture is not the page";
-        EXPECT_LT(speicher, 350) << zusatz;
+        EXPECT_TRUE(!speicherSagtEtwas || speicher < 350) << zusatz << ' ' << speicher;
     }
 }
 
 TEST(Pdf, WithoutTheLimitAJpegTakesWhatItSays) {
+    if (!speicherSagtEtwas)
+        GTEST_SKIP();
     auto const [speicher, gezeichnet] =
         gezeichnetImKind(riesigesJpegBild("/Width 13000 /Height 13000 /Decode [1 0 1 0 1 0]"), false);
     EXPECT_GT(speicher, 450) << "then the limit is needless";

@@ -41,6 +41,11 @@ public:
     void eingeben(
         ports::Programmfenster&, ports::Frage const&, std::string const&,
         std::function<void(std::optional<std::string>)>) override {}
+    void zugang(
+        ports::Programmfenster&, ports::Frage const&,
+        std::function<void(std::optional<ports::Zugangsdaten>)> antwort) override {
+        antwort(std::nullopt);
+    }
     void dateienWaehlen(
         ports::Dateiwahl const&, std::function<void(std::optional<std::vector<std::string>>)>) override {}
 };

@@ -49,6 +49,8 @@ TEST(SuchlaufArgumente, EachMistakeHasASentence) {
 }
 
 TEST(SuchlaufArgumente, HelpAndRememberingNeedNothingElse) {
-    EXPECT_TRUE(lies({"--hilfe"})->hilfe);
+    for (auto const* const wort : {"--hilfe", "--help", "-h"})
+        EXPECT_TRUE(lies({wort})->hilfe);
+    EXPECT_TRUE(lies({"--version"})->fassung);
     EXPECT_EQ(lies({"--merken", "/a"})->merken, "/a");
 }

@@ -36,13 +36,24 @@ TEST(SuchlaufAusgabe, TheRunningStepIsALineOfItsOwn) {
     EXPECT_EQ(Ausgabe::laufend({{"schritte", Json::array()}}), "");
 }
 
+TEST(SuchlaufAusgabe, ExaminedIsWhatWasJudged) {
+    auto const satz = [](int gesamt, Json const& gruende) {
+        return Ausgabe::zusammenfassung({{"gesamt", gesamt}, {"gruende", gruende}, {"orte", Json::object()}})
+            .substr(1);
+    };
+    EXPECT_TRUE(satz(3, {{"hochladen", 1}, {"keinBeleg", 1}, {"keinBelegtext", 1}})
+                    .starts_with("Geprüfte Dateien: 3\n"));
+    EXPECT_TRUE(satz(9, {{"hochladen", 1}, {"nichtZumThema", 1}, {"nichtLesbar", 1}})
+                    .starts_with("Geprüfte Dateien: 2 von 9\n"));
+}
+
 TEST(SuchlaufAusgabe, SummaryHoldsAllCounts) {
     auto const text = Ausgabe::zusammenfassung(
         {{"gesamt", 5},
          {"gruende", {{"hochladen", 3}, {"zuGross", 2}, {"uebersprungen", 1}}},
          {"orte", {{"Desktop", 7}}}});
     for (auto const* const teil :
-         {"Geprüfte Dateien: 5", "      3  als Beleg erkannt", "      2  dem Dienst zu groß",
+         {"Geprüfte Dateien: 3 von 5", "      3  als Beleg erkannt", "      2  dem Dienst zu groß",
           "      1  dem Dienst schon bekannt", "      7  Desktop", "      0  kein Beleg"})
         EXPECT_NE(text.find(teil), std::string::npos) << teil << "\n" << text;
 }

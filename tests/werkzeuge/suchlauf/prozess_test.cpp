@@ -16,7 +16,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -43,7 +46,8 @@ protected:
         ::setenv("HOME", heim.pfad().c_str(), 1);
         for (auto const* const name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME"})
             ::unsetenv(name);
-        int const datei = ::open(heim.pfad("ausgabe").c_str(), O_WRONLY | O_CREAT, 0600);
+        int const datei = schirm.empty() ? ::open(heim.pfad("ausgabe").c_str(), O_WRONLY | O_CREAT, 0600)
+                                         : ::open(schirm.c_str(), O_RDWR | O_NOCTTY);
         ::dup2(datei, STDOUT_FILENO);
         ::dup2(datei, STDERR_FILENO);
         ::execl(
@@ -73,7 +77,8 @@ protected:
     }
 
     OrdnerAufZeit heim;
-    pid_t kind{-1}; ///< -1: none that is not waited for.
+    std::string schirm; ///< Path of a terminal to write to instead of the file.
+    pid_t kind{-1};     ///< -1: none that is not waited for.
 };
 
 } // namespace
@@ -88,6 +93,81 @@ TEST_F(SuchlaufProzess, TellsTheSummaryAndNeverTheToken) {
     auto const text = inhaltVon(heim.pfad("ausgabe"));
     EXPECT_NE(text.find("Geprüfte Dateien: 0"), std::string::npos) << text;
     EXPECT_EQ(text.find("streng-geheim"), std::string::npos) << text;
+}
+
+TEST_F(SuchlaufProzess, ARefusedAccessIsSaidAtOnceAndEndsWithAnError) {
+    heim.datei("Desktop/a.pdf");
+    for (int const status : {401, 403, 404}) {
+        HttpAttrappe server{[&](HttpAnfrage const&) {
+            return HttpAntwort{.status = status, .koerper = R"({"detail":"nein"})"};
+        }};
+        std::filesystem::remove(heim.pfad("ausgabe"));
+        starte(server.adresse());
+        EXPECT_EQ(ausgang(), 1) << status;
+        EXPECT_TRUE(server.anfragenAn("/upload").empty());
+        auto const text = inhaltVon(heim.pfad("ausgabe"));
+        EXPECT_NE(text.find("(HTTP " + std::to_string(status) + ")"), std::string::npos) << text;
+        EXPECT_EQ(text.find("Geprüfte"), std::string::npos) << text;
+    }
+}
+
+TEST_F(SuchlaufProzess, AServiceThatIsNotThereIsSaidWithinTenSeconds) {
+    heim.datei("Desktop/a.pdf");
+    auto const gesagt = [&](std::string const& adresse) {
+        std::filesystem::remove(heim.pfad("ausgabe"));
+        auto const beginn = std::chrono::steady_clock::now();
+        starte(adresse);
+        EXPECT_EQ(ausgang(), 1);
+        auto const dauer = std::chrono::steady_clock::now() - beginn;
+        EXPECT_LT(dauer, std::chrono::seconds{13}) << adresse; // with start and end on a busy machine
+        EXPECT_NE(
+            inhaltVon(heim.pfad("ausgabe")).find("Der Dienst antwortet nicht: " + adresse), std::string::npos)
+            << inhaltVon(heim.pfad("ausgabe"));
+    };
+    gesagt(toteAdresse());
+    HttpAttrappe const stumm{[](HttpAnfrage const&) {
+        return HttpAntwort{.haengen = true};
+    }};
+    gesagt(stumm.adresse());
+}
+
+TEST_F(SuchlaufProzess, WhatDidNotArriveMakesItEndWithAnError) {
+    heim.datei("Desktop/a.pdf"); // an empty document has no text and is sent
+    HttpAttrappe server{[](HttpAnfrage const& anfrage) {
+        return anfrage.pfad.ends_with("/upload") ? HttpAntwort{.status = 400} : HttpAntwort{.koerper = "{}"};
+    }};
+    starte(server.adresse());
+    EXPECT_EQ(ausgang(), 1);
+    auto const text = inhaltVon(heim.pfad("ausgabe"));
+    EXPECT_NE(text.find("Nicht alles ist beim Dienst angekommen"), std::string::npos) << text;
+    EXPECT_NE(text.find("Der Dienst lehnt ab (HTTP 400)"), std::string::npos) << text;
+}
+
+TEST_F(SuchlaufProzess, LogLinesStandOnLinesOfTheirOwnOnAScreen) {
+    heim.datei("Desktop/a.pdf");
+    HttpAttrappe server{[](HttpAnfrage const& anfrage) {
+        return anfrage.pfad.ends_with("/upload") ? HttpAntwort{.status = 400} : HttpAntwort{.koerper = "{}"};
+    }};
+    int const herr = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(herr, 0);
+    ASSERT_EQ(::grantpt(herr), 0);
+    ASSERT_EQ(::unlockpt(herr), 0);
+    schirm = ::ptsname(herr);
+    starte(server.adresse());
+    std::string text;
+    std::array<char, 4096> stueck{};
+    for (ssize_t n = 0; (n = ::read(herr, stueck.data(), stueck.size())) > 0;) // ends with the last writer
+        text.append(stueck.data(), static_cast<std::size_t>(n));
+    ::close(herr);
+    EXPECT_EQ(ausgang(), 1);
+    std::size_t zeilen = 0;
+    for (auto stelle = text.find("[Quillmate]"); stelle != std::string::npos;
+         stelle = text.find("[Quillmate]", stelle + 1)) {
+        auto const davor = text.substr(0, stelle);
+        EXPECT_TRUE(davor.ends_with('\n') || davor.ends_with("\033[K")) << text;
+        ++zeilen;
+    }
+    EXPECT_GT(zeilen, 0U) << text;
 }
 
 TEST_F(SuchlaufProzess, OneInterruptStopsCleanlyAndASecondEndsACallThatHangs) {
