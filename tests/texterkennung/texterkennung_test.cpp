@@ -137,6 +137,16 @@ TEST_F(Erkennung, AFileIsLeftAloneAfterFiveLastAttemptsThatKilledTheirReader) {
     EXPECT_EQ(erkenner.text(pfad), "jetzt");
 }
 
+TEST_F(Erkennung, AnOpenFileIsFoundByItsPathAlsoWithoutTheTextsByContent) {
+    leser.antwort = {.text = "erkannt"};
+    auto const pfad = ordner.datei("a.pdf", "1");
+    EXPECT_EQ(erkenner.text(pfad), "erkannt");
+    std::filesystem::remove_all(speicher.zwischenspeicherOrdner() + "/inhalt");
+    auto datei = Belegdatei::oeffnen(pfad).value();
+    EXPECT_EQ(erkenner.text(datei), "erkannt");
+    EXPECT_EQ(leser.gelesen, 1);
+}
+
 TEST_F(Erkennung, AFileThatIsReadAtLastBeginsToCountAnew) {
     auto const pfad = ordner.datei("a.pdf", "1");
     Texterkennung::Fehlversuche versuche{ordner.pfad("liste")};
