@@ -98,7 +98,7 @@ Lage lage(Graubild const& bild, Textblick const& blick, Probenleser const& lesen
     if (blick.liegtQuer())
         std::ranges::rotate(versuche, versuche.begin() + 2);
     auto gefunden = [&](Versuch const& v) {
-        return Lage{true, v.gehalt >= genug, v.drehung, neigungNach(v.drehung, mittlereNeigung(*v.felder))};
+        return Lage{true, v.drehung, neigungNach(v.drehung, mittlereNeigung(*v.felder))};
     };
     for (auto& v : versuche) {
         if (brauchbare(*v.felder) < Texterkennung::MINDEST_TEXTFELDER)

@@ -15,8 +15,7 @@ namespace quillmate::leser::motoren {
 
 /// How a picture has to be turned, by EXIF's codes.
 struct Lage {
-    bool druck{false};   ///< Whether it is to be read at all.
-    bool woerter{false}; ///< Whether words were found, and not only lines that look like some.
+    bool druck{false};   ///< Whether words were found at all.
     int drehung{1};      ///< 1, 3, 6 or 8: what ausgerichtet() makes an upright picture of.
     double neigung{0.0}; ///< Of the lines once it is turned: pixels down for each to the right.
 };

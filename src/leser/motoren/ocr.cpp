@@ -4,7 +4,6 @@
 #include "einfaedig.h"
 #include "grundlage/text.h"
 #include "lage.h"
-#include "licht.h"
 #include "texterkennung/heuristik.h"
 #include "textfelder.h"
 #include "zweitblick.h"
@@ -234,9 +233,6 @@ std::optional<int> TesseractErkenner::textfelder() {
     bild_ = ausgerichtet(*std::move(bild_), gefunden.drehung);
     if (std::abs(gefunden.neigung) >= geringeNeigung)
         bild_ = begradigt(*bild_, gefunden.neigung);
-    // Not what only looks like lines: a wallpaper of crosses, lit like a receipt, was read as amounts.
-    if (gefunden.woerter)
-        ausleuchten(*bild_);
     return anzahl;
 }
 
@@ -303,7 +299,6 @@ Schrifterkenner::Gelesen TesseractErkenner::lesen(Ausrichtung ausrichtung, Erken
             zweiterBlick(zeilen, *bild_, [&](Kasten kasten) { return stueckLesen(*bild_, kasten, ende); }));
         api_->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
     }
-    ohneRauschen(zeilen);
     return gelesen(zeilen);
 }
 

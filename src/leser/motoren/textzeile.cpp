@@ -22,8 +22,4 @@ float mittlereZuversicht(std::span<Textzeile const> zeilen) {
     return mittel(zeilen);
 }
 
-void ohneRauschen(std::vector<Textzeile>& zeilen) {
-    std::erase_if(zeilen, [](Textzeile const& zeile) { return zeile.zuversicht < geringsteZuversicht; });
-}
-
 } // namespace quillmate::leser::motoren

@@ -29,11 +29,4 @@ struct Textzeile {
 [[nodiscard]] float mittlereZuversicht(std::span<Wort const> woerter);
 [[nodiscard]] float mittlereZuversicht(std::span<Textzeile const> zeilen);
 
-/// Lines with less are noise, and no observations: leaves, fur and cloth that the engine read as letters. Of 199 lines of
-/// receipts with a word of theirs one had less, of 77 lines in photographs 29. Print on its head has 0.4 to 0.5, and is to
-/// stay until it was tried the other way round.
-inline constexpr float geringsteZuversicht = 0.3F;
-/// Takes those lines out.
-void ohneRauschen(std::vector<Textzeile>& zeilen);
-
 } // namespace quillmate::leser::motoren

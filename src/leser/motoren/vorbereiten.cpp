@@ -65,12 +65,8 @@ void glaetten(Graubild& bild) {
 }
 
 void vorbereiten(Graubild& bild) {
-    bool const klein = Texterkennung::lesefaktor(bild.breite, bild.hoehe) > 1;
-    // What is as large as it is read was mostly reduced to that, and smoothed by it: once more, and dots merge with their
-    // letters (of the umlauts of 13 receipts on a dark table, 55 of 62 were found with it, 59 without).
-    if (klein)
-        glaetten(bild);
-    if (klein && !istGrossGedruckt(bild))
+    glaetten(bild);
+    if (Texterkennung::lesefaktor(bild.breite, bild.hoehe) > 1 && !istGrossGedruckt(bild))
         bild = aufLesegroesse(std::move(bild));
 }
 

@@ -9,8 +9,8 @@ namespace quillmate::leser::motoren {
 /// Costs two rows of memory and a hundredth of what recognition takes. Threads: any.
 void glaetten(Graubild& bild);
 
-/// Everything that is done to a picture before it is recognised, in place: what is smaller than lesefaktor() wants it is
-/// smoothed, and where its print is small, enlarged.
+/// Everything that is done to a picture before it is recognised, in place: smoothed, and where its print is small, enlarged
+/// as lesefaktor() says.
 void vorbereiten(Graubild& bild);
 
 } // namespace quillmate::leser::motoren

@@ -65,10 +65,7 @@ struct Mitschrift final : ports::Webansicht::Empfaenger {
                      std::exchange(nachWahl, nullptr)(ziel->pfad());
                  return ziel->pfad();
              },
-             .fertig =
-                 [this] {
-                     ++downloadFertig;
-                 },
+             .fertig = [this] { ++downloadFertig; },
              .fehlgeschlagen =
                  [this](std::string const& text) {
                      ziel.reset();

@@ -70,9 +70,8 @@ TEST_F(Nebenfenster, WhatAScriptWritesIntoAnEmptyWindowIsSeen) {
     ASSERT_TRUE(warteAufFensterzahl(2));
     dienst.rufe("window.neben.document.write('<body style=\"background: #f00\">Seite')");
     auto const wo = bildschirm.fenster().back();
-    EXPECT_TRUE(wartenBis([&] {
-        return bildschirm.farbe({.x = wo.x + wo.breite / 2, .y = wo.y + wo.hoehe / 2}) == 0xFF0000;
-    }));
+    EXPECT_TRUE(wartenBis(
+        [&] { return bildschirm.farbe({.x = wo.x + wo.breite / 2, .y = wo.y + wo.hoehe / 2}) == 0xFF0000; }));
 }
 
 TEST_F(Nebenfenster, AClickedLinkInAChildWindowOpensTheBrowser) {

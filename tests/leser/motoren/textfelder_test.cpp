@@ -112,7 +112,6 @@ TEST(Lage, LinesThatAgreeAreReadWholeWhateverTheirPiecesHold) {
     };
     leser::motoren::Textblick const seite{.quer = zeilenfelder(8, 0, 1), .hoch = {}};
     EXPECT_TRUE(leser::motoren::lage(bild, seite, nichts).druck);
-    EXPECT_FALSE(leser::motoren::lage(bild, seite, nichts).woerter);
     EXPECT_EQ(leser::motoren::lage(bild, seite, nichts).drehung, 1);
     leser::motoren::Textblick const laub{.quer = zeilenfelder(8, 0.05, 1.4), .hoch = {}};
     EXPECT_FALSE(leser::motoren::lage(bild, laub, nichts).druck);
@@ -141,7 +140,6 @@ TEST(Lage, ClearPrintCostsOnePiece) {
             return {wort("Rechnungsnummer", 0.9F)};
         });
     EXPECT_TRUE(gefunden.druck);
-    EXPECT_TRUE(gefunden.woerter);
     EXPECT_EQ(gefunden.drehung, 1);
     EXPECT_EQ(proben, 1);
 }

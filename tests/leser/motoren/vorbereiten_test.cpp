@@ -1,4 +1,3 @@
-#include "leser/motoren/licht.h"
 #include "leser/motoren/vorbereiten.h"
 
 #include <gtest/gtest.h>
@@ -69,69 +68,6 @@ TEST(Glaetten, AnEmptyPictureIsLeftAlone) {
     leser::motoren::glaetten(bild);
     leser::motoren::vorbereiten(bild);
     EXPECT_TRUE(bild.punkte.empty());
-}
-
-/// A sheet of 600 x 800 in the middle of a table, its light fading to `unten` percent; black bars for lines of print.
-leser::motoren::Graubild blattAufTisch(std::uint8_t tisch, int unten) {
-    auto bild = einfarbig(1000, 1200, tisch);
-    for (int y = 200; y < 1000; ++y)
-        for (int x = 200; x < 800; ++x) {
-            int const licht = 100 - (100 - unten) * (y - 200) / 800;
-            bool const druck = y % 40 < 8 && x > 260 && x < 740;
-            bild.punkte[static_cast<std::size_t>(y) * 1000 + static_cast<std::size_t>(x)] =
-                static_cast<std::uint8_t>((druck ? 60 : 200) * licht / 100);
-        }
-    return bild;
-}
-
-TEST(Ausleuchten, PaperIsWhiteInTheLightAndInTheShade) {
-    auto bild = blattAufTisch(40, 70);
-    ASSERT_LT(bild.zeile(980)[500], 150);
-    EXPECT_TRUE(leser::motoren::ausleuchten(bild));
-    for (int const y : {262, 502, 742, 942}) // Between lines.
-        EXPECT_GT(bild.zeile(y)[500], 250) << y;
-    for (int const y : {283, 523, 763, 963}) // On lines.
-        EXPECT_LT(bild.zeile(y)[500], 140) << y;
-}
-
-TEST(Ausleuchten, ATableStaysDark) {
-    auto bild = blattAufTisch(40, 100);
-    EXPECT_TRUE(leser::motoren::ausleuchten(bild));
-    EXPECT_LT(bild.zeile(60)[60], 80);
-    EXPECT_LT(bild.zeile(1150)[950], 80);
-}
-
-TEST(Ausleuchten, WhatIsLitEvenlyAndFillsThePictureStaysAsItIs) {
-    auto bild = blattAufTisch(200, 100);
-    auto const vorher = bild.punkte;
-    EXPECT_FALSE(leser::motoren::ausleuchten(bild));
-    EXPECT_EQ(bild.punkte, vorher);
-}
-
-TEST(Ausleuchten, PicturesOfAnySizeAndShadeAreTaken) {
-    for (int const breite : {0, 1, 79, 80, 81, 119, 120, 161})
-        for (int const hoehe : {0, 1, 80, 97, 200})
-            for (std::uint8_t const grau : std::initializer_list<std::uint8_t>{0, 1, 128, 255}) {
-                auto bild = einfarbig(breite, hoehe, grau);
-                for (std::size_t i = 0; i < bild.punkte.size() / 3; ++i)
-                    bild.punkte[i] = static_cast<std::uint8_t>(255 - grau);
-                static_cast<void>(leser::motoren::ausleuchten(bild));
-                EXPECT_EQ(
-                    bild.punkte.size(), static_cast<std::size_t>(breite) * static_cast<std::size_t>(hoehe));
-            }
-}
-
-TEST(Vorbereiten, OnlyWhatIsSmallerThanItIsReadIsSmoothed) {
-    auto punkt = [](int breite, int hoehe) {
-        auto bild = einfarbig(breite, hoehe, 255);
-        auto const mitte = static_cast<std::size_t>(hoehe / 2) * static_cast<std::size_t>(breite) +
-                           static_cast<std::size_t>(breite / 2);
-        bild.punkte[mitte] = 0;
-        leser::motoren::vorbereiten(bild);
-        return *std::ranges::min_element(bild.punkte);
-    };
-    EXPECT_EQ(punkt(1500, 2000), 0);
-    EXPECT_GT(punkt(1490, 1990), 100);
 }
 
 TEST(Zeilenablage, ALineIsKeptUnpackedAndComesBackPointForPoint) {

@@ -120,7 +120,7 @@ protected:
     static std::size_t dateien(std::string const& ordner) {
         std::size_t anzahl = 0;
         for (auto const& eintrag : fs::recursive_directory_iterator{ordner})
-            anzahl += eintrag.is_regular_file() ? 1 : 0;
+            anzahl += eintrag.is_regular_file() ? 1U : 0U;
         return anzahl;
     }
 
@@ -144,12 +144,14 @@ TEST_P(Platte, LeavesTheOldOrTheNewWholeAndTheNextWriteWorks) {
             EXPECT_TRUE(danach == "alt" || danach == "neu") << wann << ": " << danach.value_or("nothing");
             // On a disk that takes nothing any more, nothing can be removed either.
             bool const raeumbar = GetParam().art == Stoerung::scheitern && GetParam().dauer == Dauer::einmal;
-            if (raeumbar)
+            if (raeumbar) {
                 EXPECT_LE(dateien(wo), vorher) << wann << ": a rest stays";
+            }
             sache.schreiben(wo, "danach");
             EXPECT_EQ(sache.lesen(wo), "danach") << wann;
-            if (raeumbar || sache.raeumtAuf)
+            if (raeumbar || sache.raeumtAuf) {
                 EXPECT_LE(dateien(wo), vorher) << wann << ": a rest stays for ever";
+            }
             fs::remove_all(wo);
             if (HasFailure())
                 return;
@@ -183,4 +185,4 @@ INSTANTIATE_TEST_SUITE_P(
         Fall{"erreichterGrenze", Stoerung::scheitern, EDQUOT, Dauer::vonDaAn},
         Fall{"schreibgeschuetzter", Stoerung::scheitern, EROFS, Dauer::vonDaAn},
         Fall{"Lesefehler", Stoerung::scheitern, EIO, Dauer::einmal}),
-    [](testing::TestParamInfo<Fall> const& info) { return std::string{info.param.name}; });
+    [](testing::TestParamInfo<Fall> const& fall) { return std::string{fall.param.name}; });
